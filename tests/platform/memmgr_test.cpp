@@ -1,0 +1,222 @@
+// memmgr_test.cpp -- fixed pools: limits, order, exhaustion.
+#include "platform/memmgr.h"
+
+#include <gtest/gtest.h>
+#include <set>
+#include <stdint.h>
+#include <string.h>
+#include <vector>
+
+// Lets calloc answer null for sizes that no machine has, as it does without the sanitizer.
+extern "C" const char *__asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+
+namespace
+{
+
+class MemMgr : public testing::Test
+{
+protected:
+    ~MemMgr() override { MemMgrRemovePools(); }
+};
+
+MemMgrPoolUse UseOf(u32 pool)
+{
+    MemMgrPoolUse use = {};
+    EXPECT_TRUE(MemMgrGetPoolUse(pool, &use));
+    return use;
+}
+
+TEST_F(MemMgr, WithoutAPoolThereIsNoBlock)
+{
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+}
+
+TEST_F(MemMgr, BlocksComeFromThePoolOfExactlyTheirSize)
+{
+    ASSERT_EQ(MemMgrAddPool(8, 2), 0u);
+    EXPECT_EQ(MemMgrAlloc(7), nullptr);
+    EXPECT_EQ(MemMgrAlloc(9), nullptr);
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+    EXPECT_EQ(MemMgrAlloc(0), nullptr);
+    EXPECT_NE(MemMgrAlloc(8), nullptr);
+}
+
+TEST_F(MemMgr, PoolGivesAsManyBlocksAsRegisteredAndNoMore)
+{
+    ASSERT_EQ(MemMgrAddPool(76, 16), 0u);
+    std::set<void *> blocks;
+    for (int i = 0; i < 16; ++i) {
+        void *block = MemMgrAlloc(76);
+        ASSERT_NE(block, nullptr) << i;
+        blocks.insert(block);
+    }
+    EXPECT_EQ(blocks.size(), 16u);
+    EXPECT_EQ(MemMgrAlloc(76), nullptr);
+}
+
+TEST_F(MemMgr, FreedBlockIsGivenOutAgain)
+{
+    ASSERT_EQ(MemMgrAddPool(12, 1), 0u);
+    void *block = MemMgrAlloc(12);
+    ASSERT_EQ(MemMgrAlloc(12), nullptr);
+    MemMgrFree(block);
+    EXPECT_EQ(MemMgrAlloc(12), block);
+    EXPECT_EQ(MemMgrAlloc(12), nullptr);
+}
+
+TEST_F(MemMgr, PoolsOfOneSizeServeOneAfterAnother)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 1), 0u);
+    ASSERT_EQ(MemMgrAddPool(8, 5), 0u);
+    ASSERT_EQ(MemMgrAddPool(4, 2), 0u);
+    void *first = MemMgrAlloc(4);
+    EXPECT_EQ(UseOf(0).used, 1u);
+    EXPECT_EQ(UseOf(2).used, 0u);
+    EXPECT_NE(MemMgrAlloc(4), nullptr);
+    EXPECT_NE(MemMgrAlloc(4), nullptr);
+    EXPECT_EQ(UseOf(2).used, 2u);
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+    EXPECT_EQ(UseOf(1).used, 0u);
+
+    MemMgrFree(first);
+    EXPECT_EQ(UseOf(0).used, 0u);
+    EXPECT_EQ(MemMgrAlloc(4), first);
+}
+
+TEST_F(MemMgr, WholeBlockCanBeWrittenWithoutTouchingItsNeighbours)
+{
+    constexpr u32 kSize = 13;
+    ASSERT_EQ(MemMgrAddPool(kSize, 3), 0u);
+    std::vector<char *> blocks;
+    for (char c = 'a'; c < 'd'; ++c) {
+        auto *block = static_cast<char *>(MemMgrAlloc(kSize));
+        memset(block, c, kSize * kMemMgrScale);
+        blocks.push_back(block);
+    }
+    for (size_t b = 0; b < blocks.size(); ++b) {
+        for (u32 i = 0; i < kSize * kMemMgrScale; ++i)
+            ASSERT_EQ(blocks[b][i], static_cast<char>('a' + b)) << b << " " << i;
+    }
+    for (char *block : blocks)
+        MemMgrFree(block);
+    EXPECT_EQ(UseOf(0).used, 0u);
+}
+
+TEST_F(MemMgr, BlocksGrowWithPointers)
+{
+    EXPECT_EQ(kMemMgrScale, sizeof(void *) == 8 ? 2u : 1u);
+}
+
+TEST_F(MemMgr, BlocksAreAlignedForAnyRecord)
+{
+    for (u32 size : {1u, 4u, 12u, 13u, 76u})
+        ASSERT_EQ(MemMgrAddPool(size, 3), 0u);
+    for (u32 size : {1u, 4u, 12u, 13u, 76u}) {
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(MemMgrAlloc(size)) % alignof(u64), 0u) << size;
+    }
+}
+
+TEST_F(MemMgr, ZeroIsNoSizeAndNoNumber)
+{
+    EXPECT_EQ(MemMgrAddPool(0, 1), 2u);
+    EXPECT_EQ(MemMgrAddPool(1, 0), 2u);
+    MemMgrPoolUse use = {};
+    EXPECT_FALSE(MemMgrGetPoolUse(0, &use));
+}
+
+TEST_F(MemMgr, SixteenPoolsAndNoMore)
+{
+    for (u32 i = 0; i < 16; ++i)
+        ASSERT_EQ(MemMgrAddPool(4 + i, 1), 0u) << i;
+    EXPECT_EQ(MemMgrAddPool(100, 1), 2u);
+    EXPECT_NE(MemMgrAlloc(19), nullptr);
+    EXPECT_EQ(MemMgrAlloc(100), nullptr);
+}
+
+TEST_F(MemMgr, PoolThatNoMachineCanHoldIsRefused)
+{
+    EXPECT_EQ(MemMgrAddPool(UINT32_MAX, UINT32_MAX), 3u);
+    MemMgrPoolUse use = {};
+    EXPECT_FALSE(MemMgrGetPoolUse(0, &use));
+    EXPECT_EQ(MemMgrAddPool(4, 1), 0u);
+}
+
+TEST_F(MemMgr, FreeOfNullIsIgnored)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 1), 0u);
+    MemMgrFree(nullptr);
+    EXPECT_EQ(UseOf(0).used, 0u);
+}
+
+TEST_F(MemMgr, SecondFreeIsIgnored)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 2), 0u);
+    void *first = MemMgrAlloc(4);
+    void *second = MemMgrAlloc(4);
+    MemMgrFree(first);
+    MemMgrFree(first);
+    EXPECT_EQ(UseOf(0).used, 1u);
+    EXPECT_EQ(MemMgrAlloc(4), first);
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+    MemMgrFree(second);
+}
+
+TEST_F(MemMgr, UseAndPeakAreCounted)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 3), 0u);
+    void *first = MemMgrAlloc(4);
+    void *second = MemMgrAlloc(4);
+    MemMgrFree(first);
+    MemMgrFree(second);
+    MemMgrAlloc(4);
+    const MemMgrPoolUse use = UseOf(0);
+    EXPECT_EQ(use.blockSize, 4u);
+    EXPECT_EQ(use.blockCount, 3u);
+    EXPECT_EQ(use.used, 1u);
+    EXPECT_EQ(use.peak, 2u);
+}
+
+TEST_F(MemMgr, UseOfAPoolThatIsNoneIsRefused)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 3), 0u);
+    MemMgrPoolUse use = {};
+    EXPECT_TRUE(MemMgrGetPoolUse(0, &use));
+    EXPECT_FALSE(MemMgrGetPoolUse(1, &use));
+    EXPECT_FALSE(MemMgrGetPoolUse(UINT32_MAX, &use));
+}
+
+TEST_F(MemMgr, LinkIsNullInEveryNewBlockAndBelongsToItsUser)
+{
+    ASSERT_EQ(MemMgrAddPool(4, 2), 0u);
+    void *first = MemMgrAlloc(4);
+    void *second = MemMgrAlloc(4);
+    EXPECT_EQ(*MemMgrBlockLink(first), nullptr);
+    *MemMgrBlockLink(first) = second;
+    EXPECT_EQ(*MemMgrBlockLink(first), second);
+    EXPECT_EQ(*MemMgrBlockLink(second), nullptr);
+
+    MemMgrFree(second);
+    MemMgrFree(first);
+    ASSERT_EQ(MemMgrAlloc(4), first);
+    EXPECT_EQ(*MemMgrBlockLink(first), nullptr);
+}
+
+TEST_F(MemMgr, AfterRemovalThereAreNoPoolsAndNewOnesCanBeAdded)
+{
+    for (u32 i = 0; i < 16; ++i)
+        ASSERT_EQ(MemMgrAddPool(4, 1), 0u);
+    MemMgrAlloc(4);
+    MemMgrRemovePools();
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+    MemMgrPoolUse use = {};
+    EXPECT_FALSE(MemMgrGetPoolUse(0, &use));
+    EXPECT_EQ(MemMgrAddPool(4, 1), 0u);
+    EXPECT_NE(MemMgrAlloc(4), nullptr);
+    EXPECT_EQ(MemMgrAlloc(4), nullptr);
+}
+
+}  // namespace
