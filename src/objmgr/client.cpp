@@ -1,0 +1,597 @@
+// client.cpp -- the shell's side of the object manager.
+//
+// Reads go straight to the service's store: one environment per process, opened at the first
+// need, and one read transaction per connection that Close resets and Open renews. So Open costs
+// two system calls (is this still the store in use, is the service alive) and a read none. Only
+// methods cross the socket.
+//
+// The directory is taken from ZOROBJMGR at the first use and stays for the process; the state
+// below belongs to the process that built it and is not to be used after fork().
+//
+// This file is linked into the shell: no C++ run-time library, no heap of its own.
+#include "objmgr/faults.h"
+#include "objmgr/object_path.h"
+#include "objmgr/protocol.h"
+#include "objmgr/store.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <lmdb.h>
+#include <poll.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+struct ObjMgrInstance {
+    u32 mark;             // kInstanceMark once InitInstance has been here
+    ObjMgrHandle handle;  // the connection that the record belongs to; 0: no values
+    const void *record;
+    size_t recordSize;
+    bool timestampDigits;
+};
+
+struct Connection {
+    MDB_txn *txn;  // kept, reset, from one connection to the next; null: not begun yet
+    u32 generation;
+    bool open;
+    ObjMgrPrivilege privilege;
+};
+
+static constexpr u32 kInstanceMark = 0x4f4d4f49;
+static constexpr u32 kSlotBits = 3;
+static constexpr u32 kSlotMask = (1u << kSlotBits) - 1;
+static_assert(kObjMgrMaxConnections == kSlotMask + 1, "the low bits of a handle name the slot");
+
+static char sDirectory[PATH_MAX];  // see PathTo
+static size_t sDirectoryLength;    // 0: not read yet, or of no use
+static MDB_env *sEnv;
+static MDB_dbi sDbi;
+static int sAliveFd = -1;
+static int sStoreFd = -1;  // holds the store's inode, so that its number is not given away
+static dev_t sStoreDevice;
+static ino_t sStoreInode;
+static Connection sConnections[kObjMgrMaxConnections];
+static u32 sOpenConnections;
+
+static u64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
+
+// ---- the directory and its files ----
+
+// A set-user-id program must not follow its caller to a store of the caller's making.
+static bool FindDirectory()
+{
+    if (sDirectoryLength != 0)
+        return true;
+    const char *directory = secure_getenv("ZOROBJMGR");
+    if (directory == nullptr || *directory == '\0')
+        directory = kObjMgrDefaultDir;
+    const size_t length = strlen(directory);
+    if (length + sizeof("/") + sizeof(kStoreSocketName) > sizeof(sDirectory))
+        return false;
+    memcpy(sDirectory, directory, length + 1);
+    sDirectoryLength = length;
+    return true;
+}
+
+// The path of one of the directory's files, until the next call. Needs FindDirectory before.
+static const char *PathTo(const char *name)
+{
+    char *end = sDirectory + sDirectoryLength;
+    *end = '/';
+    memcpy(end + 1, name, strlen(name) + 1);
+    return sDirectory;
+}
+
+static const char *Directory()
+{
+    sDirectory[sDirectoryLength] = '\0';
+    return sDirectory;
+}
+
+// Only a write lock counts: a reader of the file could place no other than a read lock.
+static bool ServiceIsAlive()
+{
+    struct flock lock = {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(sAliveFd, F_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
+}
+
+// ---- the environment ----
+
+static void CloseFd(int *fd)
+{
+    if (*fd >= 0)
+        close(*fd);
+    *fd = -1;
+}
+
+// No connection is open when this is called.
+static void CloseStore()
+{
+    for (Connection &connection : sConnections) {
+        if (connection.txn != nullptr)
+            mdb_txn_abort(connection.txn);
+        connection.txn = nullptr;
+    }
+    if (sEnv != nullptr)
+        mdb_env_close(sEnv);
+    sEnv = nullptr;
+    CloseFd(&sStoreFd);
+    CloseFd(&sAliveFd);
+}
+
+static MDB_val KeyOf(const char *text, size_t length)
+{
+    return {length, const_cast<char *>(text)};  // LMDB does not write to keys
+}
+
+static void LoadFaults(MDB_txn *txn)
+{
+    MDB_val key = KeyOf(kStoreFaultsKey, sizeof(kStoreFaultsKey) - 1);
+    MDB_val value;
+    if (mdb_get(txn, sDbi, &key, &value) == 0)
+        FaultsLoad(value.mv_data, value.mv_size);
+    else
+        FaultsLoad(nullptr, 0);
+}
+
+static bool OpenEnvironment()
+{
+    if (mdb_env_create(&sEnv) != 0) {
+        sEnv = nullptr;
+        return false;
+    }
+    int fd = -1;
+    MDB_txn *txn = nullptr;
+    if (mdb_env_open(sEnv, PathTo(kStoreLinkName), MDB_RDONLY | MDB_NOTLS, 0600) != 0 ||
+        mdb_env_get_fd(sEnv, &fd) != 0 || fcntl(fd, F_SETFD, FD_CLOEXEC) != 0 ||
+        mdb_txn_begin(sEnv, nullptr, MDB_RDONLY, &txn) != 0)
+        return false;
+    const bool opened = mdb_dbi_open(txn, nullptr, 0, &sDbi) == 0;
+    if (opened)
+        LoadFaults(txn);
+    mdb_txn_abort(txn);
+    return opened;
+}
+
+static bool OpenStoreDirectory()
+{
+    struct stat info;
+    sStoreFd = open(PathTo(kStoreLinkName), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (sStoreFd < 0 || fstat(sStoreFd, &info) != 0)
+        return false;
+    sStoreDevice = info.st_dev;
+    sStoreInode = info.st_ino;
+    return true;
+}
+
+enum class StoreState { Current, Replaced, Gone };
+
+static StoreState JudgeStore()
+{
+    struct stat info;
+    if (stat(PathTo(kStoreLinkName), &info) != 0)
+        return StoreState::Gone;
+    return info.st_dev == sStoreDevice && info.st_ino == sStoreInode ? StoreState::Current
+                                                                     : StoreState::Replaced;
+}
+
+// The environment of a dead service is not even opened: nobody keeps its lock file in order.
+static bool OpenStore()
+{
+    if (!FindDirectory())
+        return false;
+    // The service may replace the store between two of these steps: then once more.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        sAliveFd = open(PathTo(kStoreAliveName), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        const bool alive = sAliveFd >= 0 && ServiceIsAlive();
+        if (alive && OpenStoreDirectory() && OpenEnvironment() &&
+            JudgeStore() == StoreState::Current)
+            return true;
+        CloseStore();
+        if (!alive)
+            return false;
+    }
+    return false;
+}
+
+// Makes the store in use the one that is open. While another connection is open its snapshot must
+// stay, so the process keeps the old store until then and the heartbeat there decides.
+static bool RefreshStore()
+{
+    if (sEnv == nullptr)
+        return OpenStore();
+    const StoreState state = JudgeStore();
+    if (state != StoreState::Current && sOpenConnections == 0) {
+        CloseStore();  // also when gone: its memory stays in use as long as it is open here
+        return state == StoreState::Replaced && OpenStore();
+    }
+    return state != StoreState::Gone && ServiceIsAlive();
+}
+
+// ---- connections ----
+
+static int BeginSnapshot(Connection *connection)
+{
+    if (connection->txn != nullptr)
+        return mdb_txn_renew(connection->txn);
+    const int rc = mdb_txn_begin(sEnv, nullptr, MDB_RDONLY, &connection->txn);
+    if (rc != 0)
+        connection->txn = nullptr;
+    return rc;
+}
+
+// A transaction that cannot be renewed (its reader slot was given away, the map has another size)
+// is worth one new environment.
+static bool TakeSnapshot(Connection *connection)
+{
+    if (BeginSnapshot(connection) == 0)
+        return true;
+    if (connection->txn != nullptr)
+        mdb_txn_abort(connection->txn);
+    connection->txn = nullptr;
+    if (sOpenConnections == 0) {
+        CloseStore();
+        if (!OpenStore())
+            return false;
+    }
+    return BeginSnapshot(connection) == 0;
+}
+
+// A heartbeat from the future is not of this boot.
+static bool HeartbeatIsFresh(const Connection *connection)
+{
+    MDB_val key = KeyOf(kStoreHeartbeatKey, sizeof(kStoreHeartbeatKey) - 1);
+    MDB_val value;
+    u64 beat;
+    if (mdb_get(connection->txn, sDbi, &key, &value) != 0 || value.mv_size != sizeof(beat))
+        return false;
+    memcpy(&beat, value.mv_data, sizeof(beat));
+    const u64 now = NowMs();
+    return beat <= now ? now - beat <= kHeartbeatLimitMs : beat - now <= kHeartbeatLimitMs;
+}
+
+static Connection *FreeConnection()
+{
+    for (Connection &connection : sConnections) {
+        if (!connection.open)
+            return &connection;
+    }
+    return nullptr;
+}
+
+// The generation is never 0, so that no handle is, and tells a handle from its predecessors in
+// the same slot.
+static ObjMgrHandle NewHandle(Connection *connection)
+{
+    connection->generation = (connection->generation + 1) & (UINT32_MAX >> kSlotBits);
+    if (connection->generation == 0)
+        connection->generation = 1;
+    return connection->generation << kSlotBits | static_cast<u32>(connection - sConnections);
+}
+
+static Connection *FindConnection(ObjMgrHandle handle)
+{
+    Connection *connection = &sConnections[handle & kSlotMask];
+    return connection->open && connection->generation == handle >> kSlotBits ? connection : nullptr;
+}
+
+static u32 Open(ObjMgrHandle *handle)
+{
+    if (handle == nullptr)
+        return 1;
+    *handle = 0;
+    // The plan of faults comes with the store, and every call counts there.
+    const bool present = RefreshStore();
+    const bool fault = FaultsHit(FaultPoint::Open);
+    Connection *connection = FreeConnection();
+    if (!present || fault || connection == nullptr || !TakeSnapshot(connection))
+        return 1;
+    if (!HeartbeatIsFresh(connection)) {
+        mdb_txn_reset(connection->txn);
+        return 1;
+    }
+    *handle = NewHandle(connection);
+    connection->open = true;
+    connection->privilege = {};
+    ++sOpenConnections;
+    return 0;
+}
+
+static void Close(ObjMgrHandle handle)
+{
+    Connection *connection = FindConnection(handle);
+    if (connection == nullptr)
+        return;
+    mdb_txn_reset(connection->txn);
+    connection->open = false;
+    --sOpenConnections;
+}
+
+static void SetPrivilege(ObjMgrHandle handle, const ObjMgrPrivilege *privilege)
+{
+    Connection *connection = FindConnection(handle);
+    if (connection != nullptr && privilege != nullptr)
+        connection->privilege = *privilege;
+}
+
+// ---- reading ----
+
+static CimStatus FindRecord(const Connection *connection, const ObjectPath *path, MDB_val *record)
+{
+    MDB_val key = KeyOf(path->key, path->keyLength);
+    const int rc = mdb_get(connection->txn, sDbi, &key, record);
+    if (rc != 0)
+        return rc == MDB_NOTFOUND ? kCimNotFound : kCimFailed;
+    CimStatus status;
+    StoreReadStatus(record->mv_data, record->mv_size, &status);
+    return status;
+}
+
+static bool EndsInTimestampSuffix(const char *property, size_t length)
+{
+    const size_t suffix = sizeof(kStoreTimestampSuffix) - 1;
+    return length >= suffix && strcmp(property + length - suffix, kStoreTimestampSuffix) == 0;
+}
+
+// As StoreFindProperty, with the names that clients know: the form with digits is asked for by
+// the path and has no name of its own.
+static CimStatus FindText(const void *record, size_t size, bool timestampDigits,
+                          const char *property, const char **text)
+{
+    const size_t length = strnlen(property, kStorePropertyNameMax + 1);
+    if (length > kStorePropertyNameMax || EndsInTimestampSuffix(property, length))
+        return kCimNoSuchProperty;
+    CimStatus status = kCimFailed;
+    if (timestampDigits) {
+        char name[kStorePropertyNameMax + sizeof(kStoreTimestampSuffix)];
+        memcpy(name, property, length);
+        memcpy(name + length, kStoreTimestampSuffix, sizeof(kStoreTimestampSuffix));
+        if (StoreFindProperty(record, size, name, &status, text))
+            return status;
+    }
+    return StoreFindProperty(record, size, property, &status, text) ? status : kCimNoSuchProperty;
+}
+
+static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
+{
+    if (FaultsHit(FaultPoint::InitInstance) || storage == nullptr)
+        return nullptr;
+    const uintptr_t start = reinterpret_cast<uintptr_t>(storage);
+    const size_t skip =
+        (alignof(ObjMgrInstance) - start % alignof(ObjMgrInstance)) % alignof(ObjMgrInstance);
+    if (sizeBytes < skip || sizeBytes - skip < sizeof(ObjMgrInstance))
+        return nullptr;
+    void *place = static_cast<u8 *>(storage) + skip;
+    ObjMgrInstance *instance = static_cast<ObjMgrInstance *>(place);
+    *instance = {kInstanceMark, 0, nullptr, 0, false};
+    return instance;
+}
+
+static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrInstance *instance)
+{
+    if (instance == nullptr || instance->mark != kInstanceMark)
+        return kCimFailed;
+    instance->handle = 0;
+    const Connection *connection = FindConnection(handle);
+    if (connection == nullptr)
+        return kCimFailed;
+    ObjectPath parsed;
+    CimStatus status = ObjectPathParse(path, &parsed);
+    if (status == kCimOk)
+        status = FaultsReadStatus(parsed.key, nullptr);
+    MDB_val record;
+    if (status == kCimOk)
+        status = FindRecord(connection, &parsed, &record);
+    if (status != kCimOk)
+        return status;
+    instance->handle = handle;
+    instance->record = record.mv_data;
+    instance->recordSize = record.mv_size;
+    instance->timestampDigits = parsed.timestampDigits;
+    return kCimOk;
+}
+
+static const char *GetInstanceValue(const ObjMgrInstance *instance, const char *property)
+{
+    if (instance == nullptr || property == nullptr || instance->mark != kInstanceMark ||
+        FindConnection(instance->handle) == nullptr)
+        return nullptr;
+    const char *text = nullptr;
+    const CimStatus status = FindText(instance->record, instance->recordSize,
+                                      instance->timestampDigits, property, &text);
+    return status == kCimOk ? text : nullptr;
+}
+
+static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const char *property,
+                                  u16 size, char *buffer)
+{
+    const Connection *connection = FindConnection(handle);
+    if (connection == nullptr)
+        return kCimFailed;
+    ObjectPath parsed;
+    if (property == nullptr || buffer == nullptr || size == 0 ||
+        ObjectPathParse(path, &parsed) != kCimOk)
+        return kCimInvalidParameter;
+    CimStatus status = FaultsReadStatus(parsed.key, property);
+    MDB_val record;
+    if (status == kCimOk)
+        status = FindRecord(connection, &parsed, &record);
+    const char *text = nullptr;
+    if (status == kCimOk)
+        status = FindText(record.mv_data, record.mv_size, parsed.timestampDigits, property, &text);
+    if (status != kCimOk)
+        return status;
+    const size_t length = strnlen(text, size_t{size} - 1);
+    memcpy(buffer, text, length);
+    buffer[length] = '\0';
+    return kCimOk;
+}
+
+// ---- methods ----
+
+// Milliseconds until the deadline, 0 when it has passed.
+static int RemainingMs(u64 deadlineMs)
+{
+    const u64 now = NowMs();
+    return now < deadlineMs ? static_cast<int>(deadlineMs - now) : 0;
+}
+
+static bool IsTransient(int error)
+{
+    return error == EINTR || error == EAGAIN;
+}
+
+// A socket's address is shorter than a path may be: a directory too deep is reached through its
+// descriptor, left in *directoryFd (else -1) for the caller to close.
+static bool SocketAddress(sockaddr_un *address, int *directoryFd)
+{
+    *directoryFd = -1;
+    *address = {};
+    address->sun_family = AF_UNIX;
+    const char *path = PathTo(kStoreSocketName);
+    if (strlen(path) < sizeof(address->sun_path)) {
+        memcpy(address->sun_path, path, strlen(path) + 1);
+        return true;
+    }
+    *directoryFd = open(Directory(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    snprintf(address->sun_path, sizeof(address->sun_path), "/proc/self/fd/%d/%s", *directoryFd,
+             kStoreSocketName);
+    return *directoryFd >= 0;
+}
+
+// A local connect never ends in "in progress": with a full queue it waits for its send time-out.
+static bool ConnectTo(int fd, const sockaddr_un *address, u64 deadlineMs)
+{
+    for (;;) {
+        const int remaining = RemainingMs(deadlineMs);
+        const timeval limit = {remaining / 1000, remaining % 1000 * 1000};
+        if (remaining == 0 || setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0)
+            return false;
+        if (connect(fd, reinterpret_cast<const sockaddr *>(address), sizeof(*address)) == 0)
+            return true;
+        if (!IsTransient(errno))
+            return false;
+    }
+}
+
+static int ConnectToService(u64 deadlineMs)
+{
+    sockaddr_un address;
+    int directoryFd;
+    int fd = -1;
+    if (SocketAddress(&address, &directoryFd)) {
+        fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+        if (fd >= 0 && !ConnectTo(fd, &address, deadlineMs))
+            CloseFd(&fd);
+    }
+    CloseFd(&directoryFd);
+    return fd;
+}
+
+static bool WaitFor(int fd, short events, u64 deadlineMs)
+{
+    for (;;) {
+        pollfd wait = {fd, events, 0};
+        const int remaining = RemainingMs(deadlineMs);
+        const int ready = remaining > 0 ? poll(&wait, 1, remaining) : 0;
+        if (ready > 0)
+            return true;
+        if (ready == 0 || errno != EINTR)
+            return false;
+    }
+}
+
+static bool SendPacket(int fd, const u8 *packet, size_t size, u64 deadlineMs)
+{
+    while (WaitFor(fd, POLLOUT, deadlineMs)) {
+        const ssize_t sent = send(fd, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent >= 0)
+            return static_cast<size_t>(sent) == size;
+        if (!IsTransient(errno))
+            return false;
+    }
+    return false;
+}
+
+// The size of the packet, 0 for none. A longer one is cut to a size that no reply has.
+static size_t ReceivePacket(int fd, u8 *packet, u64 deadlineMs)
+{
+    while (WaitFor(fd, POLLIN, deadlineMs)) {
+        const ssize_t received = recv(fd, packet, kMethodPacketMax, MSG_DONTWAIT);
+        if (received >= 0)
+            return static_cast<size_t>(received);
+        if (!IsTransient(errno))
+            return 0;
+    }
+    return 0;
+}
+
+static CimStatus CallService(u8 *packet, size_t size, MethodReply *reply)
+{
+    const u64 deadlineMs = NowMs() + kObjMgrMethodTimeoutMs;
+    int fd = ConnectToService(deadlineMs);
+    if (fd < 0)
+        return kCimFailed;
+    size_t answer = 0;
+    if (SendPacket(fd, packet, size, deadlineMs))
+        answer = ReceivePacket(fd, packet, deadlineMs);
+    CloseFd(&fd);
+    return MethodParseReply(packet, answer, reply) ? reply->status : kCimFailed;
+}
+
+// The connection keeps its snapshot: what the method changed is seen by the next connection.
+static CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char *method,
+                              const char *args, u32, u32, u32 *result)
+{
+    const Connection *connection = FindConnection(handle);
+    if (connection == nullptr)
+        return kCimFailed;
+    ObjectPath parsed;
+    if (ObjectPathParse(path, &parsed) != kCimOk)
+        return kCimInvalidParameter;
+    u8 packet[kMethodPacketMax];
+    const u32 size = MethodPackRequest(&connection->privilege, parsed.key, method, args, packet);
+    if (size == 0)
+        return kCimInvalidParameter;
+    MethodReply reply;
+    const CimStatus status = CallService(packet, size, &reply);
+    if (status == kCimOk && result != nullptr)
+        *result = reply.result;
+    return status;
+}
+
+static const ObjMgrInterface kInterface = {
+    .Open = Open,
+    .Close = Close,
+    .GetInstance = GetInstance,
+    .place4To8 = {},
+    .GetPropertyValue = GetPropertyValue,
+    .place10 = nullptr,
+    .InvokeMethod = InvokeMethod,
+    .place12To14 = {},
+    .InitInstance = InitInstance,
+    .place16To18 = {},
+    .GetInstanceValue = GetInstanceValue,
+    .SetPrivilege = SetPrivilege,
+};
+
+const ObjMgrInterface *ObjMgrGetInterface()
+{
+    if (sEnv == nullptr)
+        OpenStore();  // for the plan of faults; without a store it is Open that fails
+    return FaultsHit(FaultPoint::Interface) ? nullptr : &kInterface;
+}

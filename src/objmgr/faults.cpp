@@ -1,0 +1,154 @@
+// faults.cpp -- faults that a simulated host asks its clients to play.
+#include "objmgr/faults.h"
+
+#include "objmgr/object_path.h"
+#include "objmgr/store.h"
+
+#include <stdio.h>
+#include <string.h>
+
+// Calls from .. to fail, counted from 1; from 0: none does.
+struct CallRange {
+    u32 from;
+    u32 to;
+};
+
+struct ReadRow {
+    CallRange range;
+    CimStatus status;
+    char key[kStorePathMax + 1];
+    char property[kStorePropertyNameMax + 1];  // empty: the row is about GetInstance
+};
+
+// In the order of FaultPoint.
+static constexpr const char *kPointNames[] = {"interface", "open", "init_instance"};
+static constexpr u32 kPoints = sizeof(kPointNames) / sizeof(kPointNames[0]);
+static_assert(static_cast<u32>(FaultPoint::InitInstance) == kPoints - 1, "one name per point");
+
+static CallRange sPoints[kPoints];
+static u32 sPointCalls[kPoints];
+static ReadRow sReads[kFaultReadRowsMax];
+static u32 sReadCalls[kFaultReadRowsMax];
+static u32 sReadRows;
+
+// The plan's texts are taken apart by these, each moving *text behind what it took.
+
+static bool TakeNumber(const char **text, u32 *number)
+{
+    u64 value = 0;
+    const char *at = *text;
+    for (; *at >= '0' && *at <= '9'; ++at) {
+        value = value * 10 + static_cast<u64>(*at - '0');
+        if (value > UINT32_MAX)
+            return false;
+    }
+    if (at == *text)
+        return false;
+    *text = at;
+    *number = static_cast<u32>(value);
+    return true;
+}
+
+static bool TakeByte(const char **text, char byte)
+{
+    if (**text != byte)
+        return false;
+    ++*text;
+    return true;
+}
+
+static bool TakeRange(const char **text, CallRange *range)
+{
+    if (!TakeNumber(text, &range->from))
+        return false;
+    range->to = range->from;
+    if (TakeByte(text, '-') && !TakeNumber(text, &range->to))
+        return false;
+    return range->from > 0 && range->from <= range->to;
+}
+
+static bool TakeWord(const char **text, char *out, size_t size)
+{
+    const size_t length = strcspn(*text, " ");
+    if (length == 0 || length >= size)
+        return false;
+    memcpy(out, *text, length);
+    out[length] = '\0';
+    *text += length;
+    return true;
+}
+
+static bool ParseReadRow(const char *text, ReadRow *row)
+{
+    char path[kStoreTextMax + 1];
+    ObjectPath parsed;
+    row->property[0] = '\0';
+    if (!TakeRange(&text, &row->range) || !TakeByte(&text, ' ') ||
+        !TakeNumber(&text, &row->status) || row->status == kCimOk || !TakeByte(&text, ' ') ||
+        !TakeWord(&text, path, sizeof(path)) || ObjectPathParse(path, &parsed) != kCimOk)
+        return false;
+    memcpy(row->key, parsed.key, parsed.keyLength + 1);
+    if (TakeByte(&text, ' ') && !TakeWord(&text, row->property, sizeof(row->property)))
+        return false;
+    return *text == '\0';
+}
+
+static bool ParsePoint(const char *text, CallRange *range)
+{
+    return TakeRange(&text, range) && *text == '\0';
+}
+
+// The text of a row, empty (and so malformed) when it has a status; null when there is none.
+static const char *RowText(const void *record, size_t size, const char *name)
+{
+    CimStatus status;
+    const char *text = nullptr;
+    return StoreFindProperty(record, size, name, &status, &text) ? text : nullptr;
+}
+
+void FaultsLoad(const void *record, size_t size)
+{
+    for (u32 i = 0; i < kPoints; ++i) {
+        const char *text = RowText(record, size, kPointNames[i]);
+        if (text == nullptr || !ParsePoint(text, &sPoints[i]))
+            sPoints[i] = {0, 0};
+    }
+    for (sReadRows = 0; sReadRows < kFaultReadRowsMax; ++sReadRows) {
+        char name[16];
+        snprintf(name, sizeof(name), "read %u", sReadRows + 1);
+        const char *text = RowText(record, size, name);
+        if (text == nullptr)
+            return;
+        if (!ParseReadRow(text, &sReads[sReadRows]))
+            sReads[sReadRows].range = {0, 0};
+    }
+}
+
+static bool CountCall(const CallRange &range, u32 *calls)
+{
+    if (*calls < UINT32_MAX)
+        ++*calls;
+    return range.from > 0 && *calls >= range.from && *calls <= range.to;
+}
+
+bool FaultsHit(FaultPoint point)
+{
+    const u32 i = static_cast<u32>(point);
+    return CountCall(sPoints[i], &sPointCalls[i]);
+}
+
+CimStatus FaultsReadStatus(const char *key, const char *property)
+{
+    if (property == nullptr)
+        property = "";
+    CimStatus status = kCimOk;
+    for (u32 i = 0; i < sReadRows; ++i) {
+        const ReadRow &row = sReads[i];
+        if (row.range.from == 0 || strcmp(row.key, key) != 0 || strcmp(row.property, property) != 0)
+            continue;
+        // Every row counts its reads, also while an earlier one answers.
+        if (CountCall(row.range, &sReadCalls[i]) && status == kCimOk)
+            status = row.status;
+    }
+    return status;
+}

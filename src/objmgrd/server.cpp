@@ -1,0 +1,487 @@
+// server.cpp -- see server.h.
+#include "objmgrd/server.h"
+
+#include "objmgr/object_path.h"
+#include "objmgr/privilege.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+// What each method needs. A method that is not here needs everything: to add a method, add its
+// bit to objmgr/privilege.h and its row here.
+struct PrivilegeRow {
+    const char *className;
+    const char *method;
+    u32 needed;
+};
+
+constexpr PrivilegeRow kPrivileges[] = {
+    {"OEM_QARN_System", "Start", kPrivilegePowerControl},
+    {"OEM_QARN_System", "Stop", kPrivilegePowerControl},
+    {"OEM_QARN_System", "Reset", kPrivilegePowerControl},
+    {"OEM_QARN_MessageLog", "Clear", kPrivilegeClearLog},
+};
+
+// Earlier than clients ask for, so that a busy machine does not make it late.
+constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
+// With no descriptor left, new clients wait this long before the next try to accept one.
+constexpr u64 kAcceptPauseMs = 100;
+constexpr u64 kNever = ~u64{0};
+constexpr int kBacklog = 64;
+
+u64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
+
+// Makes the directory with exactly this mode, and those above it, where they are missing.
+int MakeDirectory(const std::string &path, mode_t mode)
+{
+    for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
+        if (mkdir(path.substr(0, end).c_str(), 0755) != 0 && errno != EEXIST)
+            return errno;
+    }
+    if (mkdir(path.c_str(), 0700) != 0)
+        return errno == EEXIST ? 0 : errno;
+    return chmod(path.c_str(), mode) == 0 ? 0 : errno;
+}
+
+struct Connection {
+    enum class Phase { Asking, Late, Unanswered };
+
+    int fd;
+    Phase phase = Phase::Asking;
+    u64 due;  // Asking: it is dropped then; Late: the reply is sent; else kNever
+    Caller caller = {};
+    MethodReply reply = {};  // Late only
+};
+
+void SendReply(int fd, const MethodReply &reply)
+{
+    u8 packet[kMethodPacketMax];
+    const u32 size = MethodPackReply(&reply, packet);
+    // A peer that is gone does not matter; one packet always fits an empty queue.
+    (void)!send(fd, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+// Name of a file in the directory that is open as `dirFd`; fits sun_path however long the path
+// of the directory is.
+void SocketAddress(int dirFd, sockaddr_un *address)
+{
+    *address = {};
+    address->sun_family = AF_UNIX;
+    snprintf(address->sun_path, sizeof address->sun_path, "/proc/self/fd/%d/%s", dirFd,
+             kStoreSocketName);
+}
+
+// 0 or an errno value; *out is a non-blocking listener whose name stands in the directory.
+int Listen(int dirFd, bool group, int *out)
+{
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return errno;
+    sockaddr_un address;
+    SocketAddress(dirFd, &address);
+    // The umask is the process's: it is put back, since a child may be started later. Nobody can
+    // connect before listen.
+    const mode_t before = umask(group ? 0117 : 0177);
+    const int bound = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    umask(before);
+    if (bound != 0 || listen(fd, kBacklog) != 0) {
+        const int error = errno;
+        close(fd);
+        if (bound == 0)
+            unlinkat(dirFd, kStoreSocketName, 0);
+        return error;
+    }
+    *out = fd;
+    return 0;
+}
+
+bool IsOutOfDescriptors(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+}  // namespace
+
+u32 ServerNeededPrivilege(const char *path, const char *method)
+{
+    ObjectPath parsed;
+    if (ObjectPathParse(path, &parsed) != kCimOk)
+        return kPrivilegeAll;
+    const size_t length = strcspn(parsed.key, ".");
+    for (const PrivilegeRow &row : kPrivileges) {
+        if (strlen(row.className) == length && memcmp(row.className, parsed.key, length) == 0 &&
+            strcmp(row.method, method) == 0)
+            return row.needed;
+    }
+    return kPrivilegeAll;
+}
+
+struct Server::State {
+    ServerOptions options;
+    Provider *provider = nullptr;
+    StoreWriter store;
+    int dirFd = -1;
+    int listenFd = -1;
+    std::vector<Connection> connections;  // oldest first
+    std::vector<pollfd> polled;
+    u64 nextHeartbeat = 0;
+    u64 nextTick = kNever;
+    u64 acceptFrom = 0;  // no client is accepted earlier
+    bool heartbeatFails = false;
+    bool acceptFails = false;
+
+    int Open();
+    int Load();
+    void Close();
+
+    void Log(int priority, const std::string &line) const
+    {
+        if (options.log != nullptr)
+            options.log(priority, StoreSafeText(line).c_str());
+    }
+    void LogError(const char *what, int error) const
+    {
+        Log(LOG_ERR, std::string(what) + ": " + strerror(error));
+    }
+
+    void RunTimers(u64 now);
+    void Heartbeat();
+    void Tick();
+    int PollTimeout(u64 now) const;
+    void Poll(int signalFd, int *result);
+    void ServeConnections(u64 now);
+    void AcceptAll(u64 now);
+    void PauseAccept(int error, u64 now);
+    void Accept(int fd, u64 now);
+    void DropOne();
+
+    bool Serve(Connection *connection, short events, u64 now);
+    bool ReadRequest(Connection *connection, u64 now);
+    ProviderReply Judge(const Caller &caller, const MethodRequest &request);
+    ProviderReply Invoke(const Caller &caller, const MethodRequest &request);
+    void LogCall(const Caller &caller, const MethodRequest &request, const ProviderReply &reply);
+};
+
+int Server::State::Load()
+{
+    int error = store.Begin();
+    if (error != 0)
+        return error;
+    error = provider->Load(&store);
+    if (error == 0)
+        return store.Commit();
+    store.Abort();
+    return error;
+}
+
+int Server::State::Open()
+{
+    // Before the store is: the modes of what it makes follow the directory's.
+    int error = MakeDirectory(options.directory, options.group ? 0770 : 0700);
+    if (error == 0)
+        error = store.Open(options.directory);
+    if (error == 0)
+        error = Load();
+    if (error != 0)
+        return error;
+    dirFd = open(options.directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return errno;
+    // The alive lock is ours: a socket that is there belongs to nobody.
+    if (unlinkat(dirFd, kStoreSocketName, 0) != 0 && errno != ENOENT)
+        return errno;
+    error = Listen(dirFd, options.group, &listenFd);
+    return error != 0 ? error : store.Publish();
+}
+
+void Server::State::Close()
+{
+    for (const Connection &connection : connections)
+        close(connection.fd);
+    connections.clear();
+    if (listenFd >= 0) {
+        unlinkat(dirFd, kStoreSocketName, 0);
+        close(listenFd);
+    }
+    if (dirFd >= 0)
+        close(dirFd);
+    store.Close();
+}
+
+void Server::State::Heartbeat()
+{
+    const int error = store.Heartbeat();
+    if (error != 0 && !heartbeatFails)
+        LogError("the heartbeat cannot be written", error);
+    heartbeatFails = error != 0;
+}
+
+void Server::State::Tick()
+{
+    int error = store.Begin();
+    if (error == 0) {
+        provider->Tick(&store);
+        error = store.Commit();
+    }
+    if (error != 0)
+        LogError("the store cannot be brought up to date", error);
+}
+
+void Server::State::RunTimers(u64 now)
+{
+    if (now >= nextHeartbeat) {
+        Heartbeat();
+        nextHeartbeat = now + kHeartbeatMs;
+    }
+    if (nextTick == kNever && provider->TickMs() != 0)
+        nextTick = now + provider->TickMs();
+    if (now >= nextTick) {
+        Tick();
+        nextTick = provider->TickMs() != 0 ? now + provider->TickMs() : kNever;
+    }
+}
+
+int Server::State::PollTimeout(u64 now) const
+{
+    u64 next = std::min(nextHeartbeat, nextTick);
+    if (acceptFrom > now)
+        next = std::min(next, acceptFrom);
+    for (const Connection &connection : connections)
+        next = std::min(next, connection.due);
+    return next <= now ? 0 : static_cast<int>(next - now);
+}
+
+// Waits for something to happen. *result: as poll's, or -1 with errno.
+void Server::State::Poll(int signalFd, int *result)
+{
+    const u64 now = NowMs();
+    polled.clear();
+    polled.push_back({signalFd, POLLIN, 0});
+    // A negative descriptor is passed over.
+    polled.push_back({acceptFrom > now ? -1 : listenFd, POLLIN, 0});
+    for (const Connection &connection : connections) {
+        const bool asking = connection.phase == Connection::Phase::Asking;
+        polled.push_back({connection.fd, static_cast<short>(asking ? POLLIN : 0), 0});
+    }
+    *result = poll(polled.data(), polled.size(), PollTimeout(now));
+}
+
+// Serves every connection that Poll was asked about, and keeps those that go on.
+void Server::State::ServeConnections(u64 now)
+{
+    size_t kept = 0;
+    for (size_t i = 0; i < connections.size(); ++i) {
+        Connection connection = connections[i];
+        if (Serve(&connection, polled[2 + i].revents, now))
+            connections[kept++] = connection;
+        else
+            close(connection.fd);
+    }
+    connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(kept), connections.end());
+}
+
+void Server::State::AcceptAll(u64 now)
+{
+    // What is left in the backlog waits for the next round. Where all places are taken it is one
+    // a round, so that a client which has just come gets the time to ask before it is dropped.
+    bool full = false;
+    for (u32 i = 0; i < kServerMaxConnections && !full; ++i) {
+        full = connections.size() == kServerMaxConnections;
+        const int fd = accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd >= 0) {
+            Accept(fd, now);
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            if (IsOutOfDescriptors(errno))
+                PauseAccept(errno, now);
+            return;
+        }
+    }
+}
+
+// Without a pause the waiting client would wake poll again and again.
+void Server::State::PauseAccept(int error, u64 now)
+{
+    if (!acceptFails)
+        LogError("a client cannot be accepted", error);
+    acceptFails = true;
+    acceptFrom = now + kAcceptPauseMs;
+}
+
+void Server::State::Accept(int fd, u64 now)
+{
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        close(fd);
+        return;
+    }
+    acceptFails = false;
+    if (connections.size() == kServerMaxConnections)
+        DropOne();
+    Connection connection = {.fd = fd, .due = now + kServerRequestTimeoutMs};
+    connection.caller.uid = peer.uid;
+    connection.caller.pid = static_cast<u32>(peer.pid);
+    connections.push_back(connection);
+}
+
+void Server::State::DropOne()
+{
+    auto victim = std::find_if(connections.begin(), connections.end(), [](const Connection &c) {
+        return c.phase == Connection::Phase::Asking;
+    });
+    if (victim == connections.end())
+        victim = connections.begin();
+    close(victim->fd);
+    connections.erase(victim);
+}
+
+// False: the connection has ended.
+bool Server::State::Serve(Connection *connection, short events, u64 now)
+{
+    if (connection->phase == Connection::Phase::Asking) {
+        if (events != 0)
+            return ReadRequest(connection, now);
+        return now < connection->due;
+    }
+    if ((events & (POLLHUP | POLLERR)) != 0)
+        return false;
+    if (now < connection->due)
+        return true;
+    SendReply(connection->fd, connection->reply);
+    return false;
+}
+
+bool Server::State::ReadRequest(Connection *connection, u64 now)
+{
+    u8 packet[kMethodPacketMax];
+    const ssize_t size = recv(connection->fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
+    if (size < 0)
+        return errno == EAGAIN || errno == EINTR;
+    MethodRequest request;
+    const size_t length = static_cast<size_t>(size);
+    if (length > sizeof packet || !MethodParseRequest(packet, length, &request)) {
+        SendReply(connection->fd, {kCimInvalidParameter, 0});
+        return false;
+    }
+    connection->caller.privilege = request.privilege.word;
+    const ProviderReply reply = Judge(connection->caller, request);
+    LogCall(connection->caller, request, reply);
+    connection->reply = {reply.status, reply.status == kCimOk ? reply.result : 0};
+    if (reply.send && reply.delayMs == 0) {
+        SendReply(connection->fd, connection->reply);
+        return false;
+    }
+    connection->phase = reply.send ? Connection::Phase::Late : Connection::Phase::Unanswered;
+    connection->due = reply.send ? now + reply.delayMs : kNever;
+    return true;
+}
+
+ProviderReply Server::State::Judge(const Caller &caller, const MethodRequest &request)
+{
+    const u32 needed = ServerNeededPrivilege(request.path, request.method);
+    if ((caller.privilege & needed) != needed)
+        return {.status = kCimAccessDenied};
+    return Invoke(caller, request);
+}
+
+ProviderReply Server::State::Invoke(const Caller &caller, const MethodRequest &request)
+{
+    int error = store.Begin();
+    if (error == 0) {
+        const ProviderReply reply = provider->Invoke(caller, request, &store);
+        error = store.Commit();
+        if (error == 0)
+            return reply;
+    }
+    LogError("a method's effect cannot be stored", error);
+    return {.status = kCimFailed};
+}
+
+void Server::State::LogCall(const Caller &caller, const MethodRequest &request,
+                            const ProviderReply &reply)
+{
+    std::string line = "uid " + std::to_string(caller.uid) + " pid " + std::to_string(caller.pid) +
+                       ": " + request.method + " of " + request.path;
+    if (request.hasArgs)
+        line += std::string(" (") + request.args + ")";
+    if (reply.status == kCimOk)
+        line += ": done, result " + std::to_string(reply.result);
+    else if (reply.status == kCimAccessDenied)
+        line += ": refused";
+    else
+        line += ": failed, status " + std::to_string(reply.status);
+    Log(LOG_INFO, line);
+}
+
+Server::~Server()
+{
+    Stop();
+}
+
+int Server::Start(const ServerOptions &options, Provider *provider)
+{
+    Stop();
+    state_ = new State;
+    state_->options = options;
+    state_->provider = provider;
+    const int error = state_->Open();
+    if (error != 0)
+        Stop();
+    return error;
+}
+
+int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *context)
+{
+    if (state_ == nullptr)
+        return EINVAL;
+    const int signalFd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (signalFd < 0)
+        return errno;
+    int error = 0;
+    for (bool goOn = true; goOn && error == 0;) {
+        state_->RunTimers(NowMs());
+        int ready = 0;
+        state_->Poll(signalFd, &ready);
+        if (ready < 0) {
+            error = errno == EINTR || errno == EAGAIN || errno == ENOMEM ? 0 : errno;
+            continue;
+        }
+        signalfd_siginfo signal;
+        while (goOn && read(signalFd, &signal, sizeof signal) == sizeof signal)
+            goOn = handler(context, signal);
+        const u64 now = NowMs();
+        state_->ServeConnections(now);
+        if ((state_->polled[1].revents & POLLIN) != 0)
+            state_->AcceptAll(now);
+    }
+    close(signalFd);
+    return error;
+}
+
+void Server::Stop()
+{
+    if (state_ == nullptr)
+        return;
+    state_->Close();
+    delete state_;
+    state_ = nullptr;
+}

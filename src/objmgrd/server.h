@@ -1,0 +1,79 @@
+// server.h -- the object manager's server: the store's heartbeat and the method calls.
+//
+// One thread, one poll loop, no waiting for anybody: a client that is slow, silent or gone costs
+// nothing but its connection. Reads do not pass through here, clients read the store themselves.
+//
+// Privileges. A method call is judged before the provider sees it, by class and method alone,
+// whether or not the instance exists, so that a refusal tells nothing about what is there:
+//   - a method of the table in server.cpp needs the bits that objmgr/privilege.h gives it;
+//   - every other method, also on a path that is none, needs all of kPrivilegeAll (default deny);
+//   - a caller without the bits gets kCimAccessDenied, and nothing happens;
+//   - a caller with them gets what the provider answers, for an unknown method
+//     kCimMethodNotFound or kCimNotFound.
+// What counts is the claim in the request. Whoever can reach the socket can claim anything: the
+// modes of the directory and of the socket say who that is.
+#ifndef OBJMGRD_SERVER_H
+#define OBJMGRD_SERVER_H
+
+#include "objmgrd/provider.h"
+
+#include <signal.h>
+#include <string>
+#include <sys/signalfd.h>
+
+// Connections at a time. Beyond that the oldest one that has not asked yet is dropped, or the
+// oldest of all where every one has.
+constexpr u32 kServerMaxConnections = 64;
+// From its connecting a client has this long to send its one request.
+constexpr u32 kServerRequestTimeoutMs = 5000;
+
+// The bits that a caller needs for a method of the instance at `path`.
+u32 ServerNeededPrivilege(const char *path, const char *method);
+
+struct ServerOptions {
+    std::string directory;
+    // Who may use what is created there: true: the owner and the group (directory 0770, socket
+    // 0660), false: the owner alone (0700, 0600). A directory that exists keeps its mode.
+    bool group = false;
+    // Called with a priority of <syslog.h> and one line without a line break: LOG_ERR what went
+    // wrong, LOG_INFO each method call. Null: nothing is logged.
+    void (*log)(int priority, const char *line) = nullptr;
+};
+
+// Called from Run for each signal that was taken; true: go on, false: Run ends. Equal signals
+// that arrive together may be told once (signalfd(2)): after SIGCHLD ask waitpid for every child.
+using ServerSignalHandler = bool (*)(void *context, const signalfd_siginfo &signal);
+
+// How a program uses it:
+//   block the signals it wants (sigprocmask)  -- so that none is lost before Run
+//   server.Start(options, &provider)          -- from here on clients are served
+//   (start a child)
+//   server.Run(signals, handler, context)     -- until the handler says so
+//   server.Stop()
+class Server
+{
+public:
+    Server() = default;
+    ~Server();  // as Stop
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    // Builds the store with what provider->Load writes, listens and then publishes the store, so
+    // that a client that finds the store can call methods. provider must outlive Stop. Returns 0
+    // or an errno value with nothing left behind; EBUSY: another service runs in the directory.
+    int Start(const ServerOptions &options, Provider *provider);
+
+    // Serves until `handler` returns false. `signals` must be blocked and stay so. Returns 0, or
+    // an errno value when it cannot go on.
+    int Run(const sigset_t &signals, ServerSignalHandler handler, void *context);
+
+    // Drops every connection and removes the socket and the store. Calls that wait for a reply
+    // fail at the client at once. Without Start it does nothing.
+    void Stop();
+
+private:
+    struct State;
+    State *state_ = nullptr;
+};
+
+#endif

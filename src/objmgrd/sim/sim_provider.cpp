@@ -1,0 +1,186 @@
+// sim_provider.cpp -- see sim_provider.h.
+#include "objmgrd/sim/sim_provider.h"
+
+#include "objmgr/object_path.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+constexpr char kSystemKey[] = "OEM_QARN_System";
+constexpr char kLogKey[] = "OEM_QARN_MessageLog.Name=SEL";
+constexpr char kRecordPrefix[] = "OEM_QARN_LogRecord.";
+constexpr char kPowerCycle[] = "Mode=PowerCycle";
+
+PropertyValue *FindProperty(Instance *instance, const char *name)
+{
+    for (PropertyValue &property : instance->properties) {
+        if (property.name == name)
+            return &property;
+    }
+    return nullptr;
+}
+
+// A property that clients are not to read stays so.
+void SetProperty(Instance *instance, const char *name, const std::string &text)
+{
+    PropertyValue *property = FindProperty(instance, name);
+    if (property == nullptr)
+        instance->properties.push_back({name, kCimOk, text});
+    else if (property->status == kCimOk)
+        property->text = text;
+}
+
+bool IsRecord(const HostInstance &host)
+{
+    return host.key.compare(0, strlen(kRecordPrefix), kRecordPrefix) == 0;
+}
+
+enum class Method { Start, Stop, Reset, Clear, Unknown };
+
+// The method that a name means for the instance of this key.
+Method MethodOf(const std::string &key, const std::string &name)
+{
+    if (key == kSystemKey && name == "Start")
+        return Method::Start;
+    if (key == kSystemKey && name == "Stop")
+        return Method::Stop;
+    if (key == kSystemKey && name == "Reset")
+        return Method::Reset;
+    if (key == kLogKey && name == "Clear")
+        return Method::Clear;
+    return Method::Unknown;
+}
+
+// An empty text is no argument.
+bool HasArgs(const MethodRequest &request)
+{
+    return request.hasArgs && request.args[0] != '\0';
+}
+
+bool TakesArgs(Method method, const MethodRequest &request)
+{
+    return !HasArgs(request) || (method == Method::Reset && strcmp(request.args, kPowerCycle) == 0);
+}
+
+}  // namespace
+
+SimProvider::SimProvider(Host host) : host_(std::move(host))
+{
+    for (const HostInstance &instance : host_.instances) {
+        if (IsRecord(instance))
+            recordKeys_.push_back(instance.key);
+    }
+}
+
+int SimProvider::Load(StoreWriter *store)
+{
+    for (const HostInstance &instance : host_.instances) {
+        const int error = store->Put(instance.key, instance.instance);
+        if (error != 0)
+            return error;
+    }
+    if (host_.faults.properties.empty())
+        return 0;
+    return store->Put(kStoreFaultsKey, host_.faults);
+}
+
+HostInstance *SimProvider::Find(const std::string &key)
+{
+    for (HostInstance &instance : host_.instances) {
+        if (instance.key == key)
+            return &instance;
+    }
+    return nullptr;
+}
+
+const HostMethodFault *SimProvider::FaultOf(const std::string &method) const
+{
+    for (const HostMethodFault &fault : host_.methods) {
+        if (fault.method == method)
+            return &fault;
+    }
+    return nullptr;
+}
+
+ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, StoreWriter *store)
+{
+    ObjectPath path;
+    if (ObjectPathParse(request.path, &path) != kCimOk)
+        return {.status = kCimInvalidParameter};
+    HostInstance *target = Find(path.key);
+    if (target == nullptr)
+        return {.status = kCimNotFound};
+    const Method method = MethodOf(target->key, request.method);
+    if (method == Method::Unknown)
+        return {.status = kCimMethodNotFound};
+    if (!TakesArgs(method, request))
+        return {.status = kCimInvalidParameter};
+    if (target->instance.status != kCimOk)
+        return {.status = target->instance.status};
+
+    const HostMethodFault *fault = FaultOf(request.method);
+    ProviderReply reply;
+    if (fault != nullptr && fault->status != kCimOk)
+        reply.status = fault->status;
+    else if (fault != nullptr && fault->hasReturn)
+        reply = {.status = kCimOk, .result = fault->returnWord};
+    else
+        reply = Act(target, request, store);
+    if (fault != nullptr) {
+        reply.delayMs = fault->delayMs;
+        reply.send = fault->reply;
+    }
+    return reply;
+}
+
+ProviderReply SimProvider::Act(HostInstance *target, const MethodRequest &request,
+                               StoreWriter *store)
+{
+    if (MethodOf(target->key, request.method) == Method::Clear)
+        return Clear(target, store);
+    return Power(target, request, store);
+}
+
+ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &request,
+                                 StoreWriter *store)
+{
+    const PropertyValue *power = FindProperty(&system->instance, "PowerStatus");
+    if (power != nullptr && power->status != kCimOk)
+        return {.status = power->status};
+    const bool isOn = power != nullptr && power->text == "ON";
+    const Method method = MethodOf(system->key, request.method);
+    if (isOn == (method == Method::Start))
+        return {.status = kCimOk, .result = kSimNotApplicable};
+
+    Instance changed = system->instance;
+    if (method == Method::Reset) {
+        SetProperty(&changed, "LastReset", HasArgs(request) ? "PowerCycle" : "Reset");
+        SetProperty(&changed, "ResetCount", std::to_string(resets_ + 1));
+    } else {
+        SetProperty(&changed, "PowerStatus", method == Method::Start ? "ON" : "OFF");
+    }
+    if (store->Put(system->key, changed) != 0)
+        return {.status = kCimFailed};
+    system->instance = std::move(changed);
+    resets_ += method == Method::Reset ? 1 : 0;
+    return {.status = kCimOk};
+}
+
+// Deletes also what an earlier Clear deleted, in case that one could not be stored.
+ProviderReply SimProvider::Clear(HostInstance *log, StoreWriter *store)
+{
+    Instance changed = log->instance;
+    SetProperty(&changed, "NumRecords", "0");
+    for (const std::string &key : recordKeys_) {
+        if (store->Delete(key) != 0)
+            return {.status = kCimFailed};
+    }
+    if (store->Put(log->key, changed) != 0)
+        return {.status = kCimFailed};
+    log->instance = std::move(changed);
+    std::erase_if(host_.instances, IsRecord);
+    return {.status = kCimOk};
+}

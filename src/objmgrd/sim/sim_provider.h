@@ -1,0 +1,51 @@
+// sim_provider.h -- a simulated server as the object manager's source of data.
+//
+// Methods, all of which keep their effect as long as the service runs:
+//   OEM_QARN_System           Start  PowerStatus becomes "ON"
+//                             Stop   PowerStatus becomes "OFF"
+//                             Reset  without arguments or with "Mode=PowerCycle": PowerStatus
+//                                    stays, the property LastReset becomes "Reset" or
+//                                    "PowerCycle" and ResetCount counts up from 1
+//   OEM_QARN_MessageLog.Name=SEL
+//                             Clear  deletes every record, NumRecords becomes "0"
+// The server is on when PowerStatus is exactly "ON". Start of one that is on, and Stop or Reset
+// of one that is off, change nothing and answer status 0 with kSimNotApplicable. Sensors stay as
+// they are when the power goes.
+//
+// Status: kCimInvalidParameter for a path that is none and for arguments that the method does not
+// take; kCimNotFound where there is no such instance; kCimMethodNotFound for any other method; the
+// instance's own status where the host file gives it one. All these come before what the host
+// file plans for the method ([faults.methods]). A server whose PowerStatus has a status answers
+// that to a power method that has nothing else planned. A property with a status keeps it.
+#ifndef OBJMGRD_SIM_SIM_PROVIDER_H
+#define OBJMGRD_SIM_SIM_PROVIDER_H
+
+#include "objmgrd/provider.h"
+#include "objmgrd/sim/host_file.h"
+
+// Return word of a power method that the server's state leaves nothing to do for.
+constexpr u32 kSimNotApplicable = 1;
+
+class SimProvider : public Provider
+{
+public:
+    explicit SimProvider(Host host);
+
+    const char *Name() const override { return "sim"; }
+    int Load(StoreWriter *store) override;
+    ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
+                         StoreWriter *store) override;
+
+private:
+    HostInstance *Find(const std::string &key);
+    const HostMethodFault *FaultOf(const std::string &method) const;
+    ProviderReply Act(HostInstance *target, const MethodRequest &request, StoreWriter *store);
+    ProviderReply Power(HostInstance *system, const MethodRequest &request, StoreWriter *store);
+    ProviderReply Clear(HostInstance *log, StoreWriter *store);
+
+    Host host_;
+    std::vector<std::string> recordKeys_;  // of every record that there ever was
+    u32 resets_ = 0;
+};
+
+#endif

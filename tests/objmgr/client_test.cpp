@@ -1,0 +1,1186 @@
+// The client against a service in a process of its own.
+#include "objmgr/objmgr.h"
+#include "objmgr/protocol.h"
+#include "support/objmgr_process.h"
+#include "support/objmgr_store.h"
+
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdarg.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <memory>
+#include <set>
+
+// ---- calls that are watched (linked with --wrap) ----
+
+static u32 sGets;
+static std::string sFirstOpened;
+static useconds_t sPauseAfterConnect;
+
+extern "C" {
+int __real_mdb_get(MDB_txn *txn, MDB_dbi dbi, MDB_val *key, MDB_val *data);
+int __wrap_mdb_get(MDB_txn *txn, MDB_dbi dbi, MDB_val *key, MDB_val *data);
+int __real_open(const char *path, int flags, ...);
+int __wrap_open(const char *path, int flags, ...);
+int __real_connect(int fd, const sockaddr *address, socklen_t size);
+int __wrap_connect(int fd, const sockaddr *address, socklen_t size);
+
+int __wrap_mdb_get(MDB_txn *txn, MDB_dbi dbi, MDB_val *key, MDB_val *data)
+{
+    ++sGets;
+    return __real_mdb_get(txn, dbi, key, data);
+}
+
+int __wrap_open(const char *path, int flags, ...)
+{
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    if (sFirstOpened.empty())
+        sFirstOpened = path;
+    return __real_open(path, flags, mode);
+}
+
+int __wrap_connect(int fd, const sockaddr *address, socklen_t size)
+{
+    const int rc = __real_connect(fd, address, size);
+    const int error = errno;
+    if (sPauseAfterConnect != 0)
+        usleep(sPauseAfterConnect);
+    errno = error;
+    return rc;
+}
+}
+
+// ---- the service ----
+
+static Records Sensors(int count)
+{
+    Records records;
+    for (int i = 1; i <= count; ++i)
+        records.push_back({"OEM_QARN_Sensor.Index=" + std::to_string(i),
+                           Texts({{"Type", "1"}, {"Reading", std::to_string(20 + i)}})});
+    return records;
+}
+
+static Records TestRecords()
+{
+    Records records = Sensors(3);
+    Instance system = Texts({{"PowerStatus", "ON"}, {"ServiceTag", "QARN123"}, {"Empty", ""}});
+    system.properties.push_back({"HostName", kCimAccessDenied, "secret"});
+    records.push_back({"OEM_QARN_System", system});
+    records.push_back({"OEM_QARN_LogRecord.LogName=SEL,RecordNum=7",
+                       Texts({{"RecordNum", "7"},
+                              {"Timestamp", "Mon Mar 04 2024 05:06:07"},
+                              {"Timestamp;YYYYMMDDHHMMSS", "20240304050607"}})});
+    Instance denied = Texts({{"Type", "1"}});
+    denied.status = kCimAccessDenied;
+    records.push_back({"OEM_QARN_Sensor.Index=4", denied});
+    return records;
+}
+
+enum ServiceStep : size_t { kPublish, kBeat, kTurnOff, kEnd };
+
+// A service that has not published yet.
+class Service : public StepProcess
+{
+public:
+    explicit Service(const std::string &directory, const Records &records = TestRecords())
+        : StepProcess(Steps(directory, records))
+    {
+    }
+
+private:
+    static std::vector<Step> Steps(const std::string &directory, const Records &records)
+    {
+        auto writer = std::make_shared<StoreWriter>();
+        return {
+            [=] { return PublishAll(writer.get(), directory, records); },
+            [=] { return writer->Heartbeat(); },
+            [=] {
+                return PutAll(writer.get(), {{"OEM_QARN_System", Texts({{"PowerStatus", "OFF"}})}});
+            },
+            [=] {
+                writer->Close();
+                return 0;
+            }};
+    }
+};
+
+// A directory, ZOROBJMGR pointing there, and for most tests a service that has published.
+class World
+{
+public:
+    explicit World(const Records &records = TestRecords())
+    {
+        setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+        Start(records);
+    }
+    void Start(const Records &records = TestRecords())
+    {
+        service = std::make_unique<Service>(directory.Path(), records);
+        EXPECT_EQ(service->Run(kPublish), 0);
+    }
+    TestDirectory directory;
+    std::unique_ptr<Service> service;
+};
+
+static u32 OpenStatus()
+{
+    ObjMgrHandle handle = 0;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const u32 status = om->Open(&handle);
+    EXPECT_EQ(handle != 0, status == 0);
+    om->Close(handle);
+    return status;
+}
+
+static ObjMgrHandle MustOpen()
+{
+    ObjMgrHandle handle = 0;
+    EXPECT_EQ(ObjMgrGetInterface()->Open(&handle), 0u);
+    EXPECT_NE(handle, 0u);
+    return handle;
+}
+
+static std::string ReadIn(ObjMgrHandle handle, const char *path, const char *property)
+{
+    char buffer[256] = "untouched";
+    const CimStatus status =
+        ObjMgrGetInterface()->GetPropertyValue(handle, path, property, sizeof(buffer), buffer);
+    if (status == kCimOk)
+        return buffer;
+    EXPECT_STREQ(buffer, "untouched");
+    return "status " + std::to_string(status);
+}
+
+static std::string Read(const char *path, const char *property)
+{
+    const ObjMgrHandle handle = MustOpen();
+    const std::string text = ReadIn(handle, path, property);
+    ObjMgrGetInterface()->Close(handle);
+    return text;
+}
+
+// The client's state belongs to a process, so each test has one of its own.
+#define CLIENT_TEST(name)     \
+    static void name();       \
+    TEST(Client, name)        \
+    {                         \
+        InFreshProcess(name); \
+    }                         \
+    static void name()
+
+static std::ptrdiff_t CountDescriptors()
+{
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return std::distance(begin(fds), end(fds));
+}
+
+// ---- presence ----
+
+CLIENT_TEST(WithoutAStoreThereIsATableAndOpenFails)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    ASSERT_NE(om, nullptr);
+    ObjMgrHandle handle = 77;
+    EXPECT_EQ(om->Open(&handle), 1u);
+    EXPECT_EQ(handle, 0u);
+    om->Close(handle);
+    EXPECT_EQ(om->Open(nullptr), 1u);
+    EXPECT_EQ(om->place10, nullptr);
+    for (const ObjMgrReserved reserved : om->place4To8)
+        EXPECT_EQ(reserved, nullptr);
+    for (const ObjMgrReserved reserved : om->place12To14)
+        EXPECT_EQ(reserved, nullptr);
+    for (const ObjMgrReserved reserved : om->place16To18)
+        EXPECT_EQ(reserved, nullptr);
+}
+
+static void ExpectDefaultDirectory()
+{
+    sFirstOpened.clear();
+    ObjMgrGetInterface();
+    EXPECT_EQ(sFirstOpened, "/run/zor/objmgr/alive");
+}
+
+CLIENT_TEST(UnsetDirectoryIsTheDefault)
+{
+    unsetenv("ZOROBJMGR");
+    ExpectDefaultDirectory();
+}
+
+CLIENT_TEST(EmptyDirectoryCountsAsUnset)
+{
+    setenv("ZOROBJMGR", "", 1);
+    ExpectDefaultDirectory();
+}
+
+CLIENT_TEST(DirectoryTooLongForAPathFails)
+{
+    setenv("ZOROBJMGR", ("/" + std::string(5000, 'd')).c_str(), 1);
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(DirectoryStaysForTheProcess)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    setenv("ZOROBJMGR", "/nowhere", 1);
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.Start();
+    EXPECT_EQ(OpenStatus(), 0u);
+}
+
+CLIENT_TEST(KilledServiceIsSeenAtOnce)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.service->Process().Kill();
+    EXPECT_EQ(OpenStatus(), 1u);
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(ServiceKilledBeforeTheFirstOpenIsSeen)
+{
+    World world;
+    world.service->Process().Kill();
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(ServiceThatEndedIsSeenAtOnce)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    EXPECT_EQ(world.service->Run(kEnd), 0);
+    EXPECT_EQ(OpenStatus(), 1u);
+    EXPECT_EQ(world.service->Run(kPublish), 0);
+    EXPECT_EQ(OpenStatus(), 0u);
+}
+
+// The heartbeat is `age` milliseconds old when the store is published; negative: in the future.
+static u32 OpenWithHeartbeat(i64 age, bool stop)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    StepProcess service({[&] {
+        const u64 beat = MonotonicMs() - static_cast<u64>(age);
+        return PublishRaw(directory.Path(), {{".heartbeat", HeartbeatBytes(beat)}});
+    }});
+    EXPECT_EQ(service.Run(0), 0);
+    if (stop)
+        service.Process().Stop();
+    return OpenStatus();
+}
+
+CLIENT_TEST(StoppedServiceIsHung)
+{
+    EXPECT_EQ(OpenWithHeartbeat(3001, true), 1u);
+}
+
+CLIENT_TEST(StoppedServiceWithAFreshHeartbeatStillServes)
+{
+    EXPECT_EQ(OpenWithHeartbeat(1000, true), 0u);
+}
+
+CLIENT_TEST(HeartbeatFromTheFarFutureIsNone)
+{
+    EXPECT_EQ(OpenWithHeartbeat(-60000, false), 1u);
+}
+
+CLIENT_TEST(HeartbeatFromTheNearFutureServes)
+{
+    EXPECT_EQ(OpenWithHeartbeat(-2900, false), 0u);
+}
+
+CLIENT_TEST(StoreWithoutAWholeHeartbeatFails)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    StepProcess service({[&] {
+        const std::string beat = HeartbeatBytes(MonotonicMs());
+        return PublishRaw(directory.Path(), {{".heartbeat", beat.substr(0, 7)}});
+    }});
+    ASSERT_EQ(service.Run(0), 0);
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(FailedOpenTakesNoConnection)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.service->Process().Kill();
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(OpenStatus(), 1u);
+    world.Start();
+    for (int i = 0; i < 8; ++i)
+        MustOpen();
+}
+
+// ---- restarts ----
+
+CLIENT_TEST(RestartedServiceIsFoundAgain)
+{
+    World world;
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "ON");
+    world.Start({{"OEM_QARN_System", Texts({{"PowerStatus", "OFF"}})}});
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "OFF");
+    world.service->Process().Kill();
+    EXPECT_EQ(OpenStatus(), 1u);
+    world.Start();
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "ON");
+}
+
+CLIENT_TEST(RestartingServiceIsAbsentUntilItPublishes)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.service->Process().Kill();
+    StepProcess next({[&] {
+        static StoreWriter writer;
+        return writer.Open(world.directory.Path());
+    }});
+    ASSERT_EQ(next.Run(0), 0);
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(ServiceThatStartsLateIsFound)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", (directory.Path() + "/later").c_str(), 1);
+    EXPECT_EQ(OpenStatus(), 1u);
+    Service service(directory.Path() + "/later");
+    EXPECT_EQ(OpenStatus(), 1u);
+    ASSERT_EQ(service.Run(kPublish), 0);
+    EXPECT_EQ(OpenStatus(), 0u);
+}
+
+CLIENT_TEST(DirectoryMadeAnewIsFound)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.service->Process().Kill();
+    std::filesystem::remove_all(world.directory.Path());
+    EXPECT_EQ(OpenStatus(), 1u);
+    world.Start();
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.service->Process().Kill();
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(ConnectionKeepsItsSnapshotAcrossARestart)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    world.service->Process().Kill();
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    world.Start({{"OEM_QARN_System", Texts({{"PowerStatus", "OFF"}})}});
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    // A second connection shares the old store for as long as the first holds it.
+    const ObjMgrHandle second = MustOpen();
+    EXPECT_EQ(ReadIn(second, "OEM_QARN_System", "PowerStatus"), "ON");
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    om->Close(handle);
+    om->Close(second);
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "OFF");
+}
+
+// Closing any descriptor of the lock file gives up the process's locks on it, so that the service
+// takes this reader for dead.
+CLIENT_TEST(ReaderSlotThatWasGivenAwayIsTakenAnew)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    const int fd = open((world.directory.Path() + "/store/lock.mdb").c_str(), O_RDONLY);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    ASSERT_EQ(world.service->Run(kBeat), 0);
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "ON");
+    const ObjMgrHandle handle = MustOpen();
+    ASSERT_EQ(world.service->Run(kTurnOff), 0);
+    ASSERT_EQ(world.service->Run(kBeat), 0);
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+}
+
+CLIENT_TEST(DescriptorsAreClosedOnExec)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    size_t seen = 0;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code none;
+        const std::string target = std::filesystem::read_symlink(entry.path(), none).string();
+        if (target.rfind(world.directory.Path(), 0) != 0)
+            continue;
+        ++seen;
+        EXPECT_NE(fcntl(std::stoi(entry.path().filename().string()), F_GETFD) & FD_CLOEXEC, 0)
+            << target;
+    }
+    EXPECT_EQ(seen, 4u);  // data, lock, the store's directory, alive
+}
+
+CLIENT_TEST(RestartsLeaveNoDescriptorsOpen)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    const auto before = CountDescriptors();
+    for (int i = 0; i < 5; ++i) {
+        world.service.reset();
+        EXPECT_EQ(OpenStatus(), 1u);
+        world.Start();
+        EXPECT_EQ(OpenStatus(), 0u);
+    }
+    EXPECT_EQ(CountDescriptors(), before);
+}
+
+// ---- handles ----
+
+CLIENT_TEST(NinthConnectionFails)
+{
+    World world;
+    std::set<ObjMgrHandle> handles;
+    for (int i = 0; i < 8; ++i)
+        handles.insert(MustOpen());
+    EXPECT_EQ(handles.size(), 8u);
+    EXPECT_EQ(OpenStatus(), 1u);
+    ObjMgrGetInterface()->Close(*handles.begin());
+    EXPECT_EQ(OpenStatus(), 0u);
+    MustOpen();
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+CLIENT_TEST(StaleHandlesAreRefused)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle old = MustOpen();
+    om->Close(old);
+    const ObjMgrHandle current = MustOpen();
+    EXPECT_NE(old, current);
+    u64 storage[64] = {};
+    ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+    u32 result = 5;
+    for (const ObjMgrHandle handle :
+         {old, ObjMgrHandle{0}, ObjMgrHandle{0xffffffff}, current + 1}) {
+        EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "status 1");
+        EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimFailed);
+        EXPECT_EQ(om->InvokeMethod(handle, "C", "M", nullptr, 0, 0, &result), kCimFailed);
+        om->Close(handle);
+        om->Close(handle);
+    }
+    EXPECT_EQ(result, 5u);
+    EXPECT_EQ(ReadIn(current, "OEM_QARN_System", "PowerStatus"), "ON");
+}
+
+// ---- instances ----
+
+CLIENT_TEST(InstanceIsBuiltInsideTheStorage)
+{
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    for (u32 offset = 0; offset < 16; ++offset) {
+        u32 smallest = 0;
+        for (u32 size = 512; size > 0; --size) {
+            // Exactly that many bytes behind the offset: the address sanitizer sees a write beyond.
+            std::unique_ptr<u8[]> bytes(new u8[offset + size]);
+            u8 *storage = bytes.get() + offset;
+            ObjMgrInstance *instance = om->InitInstance(storage, size);
+            if (instance == nullptr)
+                break;
+            smallest = size;
+            EXPECT_GE(reinterpret_cast<u8 *>(instance), storage);
+            EXPECT_LT(reinterpret_cast<u8 *>(instance), storage + size);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(instance) % alignof(void *), 0u);
+        }
+        EXPECT_GT(smallest, 0u) << offset;
+        EXPECT_LE(smallest, 64u) << offset;
+    }
+    u8 storage[512];
+    EXPECT_EQ(om->InitInstance(nullptr, 512), nullptr);
+    EXPECT_EQ(om->InitInstance(storage, 0), nullptr);
+    EXPECT_EQ(om->InitInstance(storage, 8), nullptr);
+    EXPECT_EQ(om->InitInstance(storage + 1, 3), nullptr);
+}
+
+CLIENT_TEST(InstanceGivesItsValues)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    u8 storage[1024] = {};
+    ObjMgrInstance *instance = om->InitInstance(storage + 1, 512);
+    ASSERT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimOk);
+    const char *power = om->GetInstanceValue(instance, "PowerStatus");
+    EXPECT_STREQ(power, "ON");
+    EXPECT_STREQ(om->GetInstanceValue(instance, "Empty"), "");
+    EXPECT_EQ(om->GetInstanceValue(instance, "HostName"), nullptr);
+    EXPECT_EQ(om->GetInstanceValue(instance, "None"), nullptr);
+    EXPECT_EQ(om->GetInstanceValue(instance, ""), nullptr);
+    EXPECT_EQ(om->GetInstanceValue(instance, nullptr), nullptr);
+    EXPECT_EQ(om->GetInstanceValue(nullptr, "PowerStatus"), nullptr);
+    ASSERT_EQ(om->GetInstance(handle, "OEM_QARN_Sensor.Index=2", 0, instance), kCimOk);
+    EXPECT_STREQ(om->GetInstanceValue(instance, "Reading"), "22");
+    EXPECT_STREQ(power, "ON");
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_Sensor.Index=5", 0, instance), kCimNotFound);
+    EXPECT_EQ(om->GetInstanceValue(instance, "Reading"), nullptr);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_Sensor.Index=4", 0, instance), kCimAccessDenied);
+    EXPECT_EQ(om->GetInstanceValue(instance, "Type"), nullptr);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_Sensor.", 0, instance), kCimInvalidParameter);
+    EXPECT_EQ(om->GetInstance(handle, nullptr, 0, instance), kCimInvalidParameter);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, nullptr), kCimFailed);
+}
+
+CLIENT_TEST(InstanceThatIsNotBoundHasNoValues)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    ObjMgrHandle handle = MustOpen();
+    u64 storage[64] = {};
+    ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+    EXPECT_EQ(om->GetInstanceValue(instance, "PowerStatus"), nullptr);
+    ASSERT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimOk);
+    EXPECT_EQ(om->InitInstance(storage, sizeof(storage)), instance);
+    EXPECT_EQ(om->GetInstanceValue(instance, "PowerStatus"), nullptr);
+
+    ASSERT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimOk);
+    om->Close(handle);
+    EXPECT_EQ(om->GetInstanceValue(instance, "PowerStatus"), nullptr);
+    handle = MustOpen();  // the same slot, another connection
+    EXPECT_EQ(om->GetInstanceValue(instance, "PowerStatus"), nullptr);
+
+    u64 never[64] = {};
+    ObjMgrInstance *unmade = reinterpret_cast<ObjMgrInstance *>(never);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, unmade), kCimFailed);
+    EXPECT_EQ(om->GetInstanceValue(unmade, "PowerStatus"), nullptr);
+}
+
+// ---- values ----
+
+CLIENT_TEST(EachFailureOfAReadHasItsStatus)
+{
+    World world;
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "ON");
+    EXPECT_EQ(Read("OEM_QARN_System", "Empty"), "");
+    EXPECT_EQ(Read("OEM_QARN_System", "HostName"), "status 2");
+    EXPECT_EQ(Read("OEM_QARN_System", "None"), "status 12");
+    EXPECT_EQ(Read("OEM_QARN_System", ""), "status 12");
+    EXPECT_EQ(Read("OEM_QARN_System", std::string(2000, 'p').c_str()), "status 12");
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=4", "Type"), "status 2");
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=5", "Type"), "status 6");
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index", "Type"), "status 4");
+    EXPECT_EQ(Read(nullptr, "Type"), "status 4");
+    EXPECT_EQ(Read("OEM_QARN_System", nullptr), "status 4");
+    EXPECT_EQ(Read(".heartbeat", "Type"), "status 4");
+}
+
+CLIENT_TEST(ValueIsCutToTheBuffer)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    const auto read = [&](u16 size) {
+        std::unique_ptr<char[]> buffer(new char[size]);
+        EXPECT_EQ(om->GetPropertyValue(handle, "OEM_QARN_System", "ServiceTag", size, buffer.get()),
+                  kCimOk);
+        return std::string(buffer.get());
+    };
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(read(2), "Q");
+    EXPECT_EQ(read(7), "QARN12");
+    EXPECT_EQ(read(8), "QARN123");
+    EXPECT_EQ(read(65535), "QARN123");
+    char buffer[4] = "xyz";
+    EXPECT_EQ(om->GetPropertyValue(handle, "OEM_QARN_System", "ServiceTag", 0, buffer),
+              kCimInvalidParameter);
+    EXPECT_STREQ(buffer, "xyz");
+    EXPECT_EQ(om->GetPropertyValue(handle, "OEM_QARN_System", "ServiceTag", 4, nullptr),
+              kCimInvalidParameter);
+}
+
+CLIENT_TEST(PathChoosesTheFormOfTheTimestamp)
+{
+    World world;
+    const char *plain = "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7";
+    const char *digits =
+        "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7,TimestampFormat=YYYYMMDDHHMMSS";
+    EXPECT_EQ(Read(plain, "Timestamp"), "Mon Mar 04 2024 05:06:07");
+    EXPECT_EQ(Read(digits, "Timestamp"), "20240304050607");
+    EXPECT_EQ(Read(digits, "RecordNum"), "7");
+    EXPECT_EQ(Read(digits, "None"), "status 12");
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    u64 storage[64] = {};
+    ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+    ASSERT_EQ(om->GetInstance(handle, digits, 0, instance), kCimOk);
+    EXPECT_STREQ(om->GetInstanceValue(instance, "Timestamp"), "20240304050607");
+    ASSERT_EQ(om->GetInstance(handle, plain, 0, instance), kCimOk);
+    EXPECT_STREQ(om->GetInstanceValue(instance, "Timestamp"), "Mon Mar 04 2024 05:06:07");
+}
+
+CLIENT_TEST(StoredNameOfTheDigitsIsHidden)
+{
+    World world;
+    const char *path = "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7";
+    const char *digits =
+        "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7,TimestampFormat=YYYYMMDDHHMMSS";
+    EXPECT_EQ(Read(path, "Timestamp;YYYYMMDDHHMMSS"), "status 12");
+    EXPECT_EQ(Read(digits, "Timestamp;YYYYMMDDHHMMSS"), "status 12");
+    EXPECT_EQ(Read(path, ";YYYYMMDDHHMMSS"), "status 12");
+}
+
+CLIENT_TEST(CorruptRecordFailsCleanly)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    StepProcess service({[&] {
+        return PublishRaw(directory.Path(), {{".heartbeat", HeartbeatBytes(MonotonicMs())},
+                                             {"Short", "xyz"},
+                                             {"Cut", std::string("\0\0\0\0Name\0\0", 10)}});
+    }});
+    ASSERT_EQ(service.Run(0), 0);
+    EXPECT_EQ(Read("Short", "Name"), "status 1");
+    EXPECT_EQ(Read("Cut", "Name"), "status 12");
+}
+
+CLIENT_TEST(ConnectionIsOneSnapshot)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle before = MustOpen();
+    u64 storage[64] = {};
+    ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+    ASSERT_EQ(om->GetInstance(before, "OEM_QARN_System", 0, instance), kCimOk);
+    const char *power = om->GetInstanceValue(instance, "PowerStatus");
+    ASSERT_EQ(world.service->Run(kTurnOff), 0);
+    const ObjMgrHandle after = MustOpen();
+    EXPECT_EQ(ReadIn(before, "OEM_QARN_System", "PowerStatus"), "ON");
+    EXPECT_EQ(ReadIn(after, "OEM_QARN_System", "PowerStatus"), "OFF");
+    for (int i = 0; i < 50; ++i)
+        ASSERT_EQ(world.service->Run(i % 2 == 0 ? kTurnOff : kBeat), 0);
+    EXPECT_STREQ(power, "ON");
+    om->Close(before);
+    om->Close(after);
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "OFF");
+}
+
+// ---- costs ----
+
+CLIENT_TEST(EachReadIsOneLookUp)
+{
+    constexpr int kSensors = 100;
+    World world(Sensors(kSensors));
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    EXPECT_EQ(OpenStatus(), 0u);
+    sGets = 0;
+    const ObjMgrHandle handle = MustOpen();
+    EXPECT_EQ(sGets, 1u);  // the heartbeat
+    sGets = 0;
+    for (int i = 1; i <= kSensors; ++i) {
+        u64 storage[128] = {};
+        ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+        const std::string path = "OEM_QARN_Sensor.Index=" + std::to_string(i);
+        ASSERT_EQ(om->GetInstance(handle, path.c_str(), 0, instance), kCimOk);
+        EXPECT_EQ(om->GetInstanceValue(instance, "Reading"), std::to_string(20 + i));
+        EXPECT_STREQ(om->GetInstanceValue(instance, "Type"), "1");
+    }
+    EXPECT_EQ(sGets, 100u);
+    sGets = 0;
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    EXPECT_EQ(sGets, 1u);
+    om->Close(handle);
+}
+
+// Runs `body` and stops it at every system call; the numbers of those between its first two calls
+// of getppid, in order. False when tracing is not allowed here.
+static bool TraceSystemCalls(const std::function<void()> &body, std::vector<u64> *calls)
+{
+    ChildProcess child([&] {
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            _exit(77);
+        raise(SIGSTOP);
+        body();
+    });
+    int status = 0;
+    int marks = 0;
+    waitpid(child.Pid(), &status, 0);
+    if (!WIFSTOPPED(status))
+        return false;
+    ptrace(PTRACE_SETOPTIONS, child.Pid(), nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    for (;;) {
+        ptrace(PTRACE_SYSCALL, child.Pid(), nullptr, nullptr);
+        if (waitpid(child.Pid(), &status, 0) < 0 || !WIFSTOPPED(status))
+            break;
+        __ptrace_syscall_info info = {};
+        if (WSTOPSIG(status) != (SIGTRAP | 0x80) ||
+            ptrace(PTRACE_GET_SYSCALL_INFO, child.Pid(), sizeof(info), &info) <= 0 ||
+            info.op != PTRACE_SYSCALL_INFO_ENTRY)
+            continue;
+        if (info.entry.nr == SYS_getppid)
+            ++marks;
+        else if (marks == 1)
+            calls->push_back(info.entry.nr);
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(marks, 2);
+    return true;
+}
+
+static void Mark()
+{
+    syscall(SYS_getppid);
+}
+
+TEST(Client, OpenCostsTwoSystemCallsAndReadsNone)
+{
+    World world;
+    const auto connect = [](const std::function<void(ObjMgrHandle)> &use) {
+        const ObjMgrInterface *om = ObjMgrGetInterface();
+        ObjMgrHandle handle = 0;
+        if (om->Open(&handle) != 0)
+            _exit(1);
+        use(handle);
+        om->Close(handle);
+    };
+    std::vector<u64> calls;
+    const bool traced = TraceSystemCalls(
+        [&] {
+            connect([](ObjMgrHandle) {});
+            Mark();
+            connect([](ObjMgrHandle handle) {
+                const ObjMgrInterface *om = ObjMgrGetInterface();
+                u64 storage[64] = {};
+                char buffer[32];
+                ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+                if (om->GetInstance(handle, "OEM_QARN_System", 0, instance) != kCimOk ||
+                    om->GetInstanceValue(instance, "PowerStatus") == nullptr ||
+                    om->GetPropertyValue(handle, "OEM_QARN_System", "PowerStatus", 32, buffer) !=
+                        kCimOk)
+                    _exit(1);
+            });
+            Mark();
+        },
+        &calls);
+    if (!traced)
+        GTEST_SKIP() << "this machine does not let a process trace its child";
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_NE(calls[0], u64{SYS_fcntl});
+    EXPECT_EQ(calls[1], u64{SYS_fcntl});
+}
+
+// ---- faults ----
+
+static Records WithFaults(const std::vector<std::pair<std::string, std::string>> &rows)
+{
+    Records records = TestRecords();
+    records.push_back({".faults", Texts(rows)});
+    return records;
+}
+
+CLIENT_TEST(PlannedFaultsOfTheTableOpenAndInstancesArePlayed)
+{
+    World world(WithFaults({{"interface", "2"}, {"open", "2"}, {"init_instance", "2"}}));
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    ASSERT_NE(om, nullptr);
+    EXPECT_EQ(ObjMgrGetInterface(), nullptr);
+    EXPECT_EQ(ObjMgrGetInterface(), om);
+    EXPECT_EQ(OpenStatus(), 0u);
+    EXPECT_EQ(OpenStatus(), 1u);
+    EXPECT_EQ(OpenStatus(), 0u);
+    u64 storage[64];
+    EXPECT_NE(om->InitInstance(storage, sizeof(storage)), nullptr);
+    EXPECT_EQ(om->InitInstance(storage, sizeof(storage)), nullptr);
+    EXPECT_NE(om->InitInstance(storage, sizeof(storage)), nullptr);
+}
+
+CLIENT_TEST(TableCanBeAbsentFromTheFirstCallOn)
+{
+    World world(WithFaults({{"interface", "1-4294967295"}}));
+    EXPECT_EQ(ObjMgrGetInterface(), nullptr);
+    EXPECT_EQ(ObjMgrGetInterface(), nullptr);
+}
+
+CLIENT_TEST(PlannedFaultsOfReadsArePlayed)
+{
+    World world(WithFaults({{"read 1", "2 2 OEM_QARN_System PowerStatus"},
+                            {"read 2", "1 6 OEM_QARN_System"},
+                            {"read 3", "1 5 OEM_QARN_None"}}));
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "status 2");
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    u64 storage[64];
+    ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimNotFound);
+    EXPECT_EQ(om->GetInstanceValue(instance, "PowerStatus"), nullptr);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_System", 0, instance), kCimOk);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_None", 0, instance), 5u);
+    EXPECT_EQ(om->GetInstance(handle, "OEM_QARN_None", 0, instance), kCimNotFound);
+}
+
+CLIENT_TEST(PlanOfARestartedServiceGoesOnCounting)
+{
+    World world(WithFaults({{"open", "3-9"}}));
+    EXPECT_EQ(OpenStatus(), 0u);
+    world.Start(WithFaults({{"open", "3-9"}}));
+    EXPECT_EQ(OpenStatus(), 0u);
+    EXPECT_EQ(OpenStatus(), 1u);
+    world.Start();
+    EXPECT_EQ(OpenStatus(), 0u);
+}
+
+// ---- methods ----
+
+static constexpr CimStatus kOddStatus = 4711;
+
+// A peer on the service's socket; each connection is handed to `answer`.
+class MethodPeer
+{
+public:
+    MethodPeer(const std::string &directory, const std::function<void(int)> &answer,
+               int backlog = 8)
+        : fd_(Listen(directory, backlog))
+    {
+        if (answer)
+            child_ = std::make_unique<ChildProcess>([&] {
+                for (;;) {
+                    const int fd = accept(fd_, nullptr, nullptr);
+                    answer(fd);
+                    close(fd);
+                }
+            });
+    }
+    ~MethodPeer() { close(fd_); }
+    MethodPeer(const MethodPeer &) = delete;
+    MethodPeer &operator=(const MethodPeer &) = delete;
+
+private:
+    static int Listen(const std::string &directory, int backlog)
+    {
+        // Through the descriptor: the directory's path may be too long for an address.
+        const int base = open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        snprintf(address.sun_path, sizeof(address.sun_path), "/proc/self/fd/%d/socket", base);
+        const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+        EXPECT_EQ(listen(fd, backlog), 0);
+        close(base);
+        return fd;
+    }
+
+    int fd_;
+    std::unique_ptr<ChildProcess> child_;
+};
+
+static bool ReceiveRequest(int fd, MethodRequest *request)
+{
+    u8 packet[kMethodPacketMax];
+    const ssize_t size = recv(fd, packet, sizeof(packet), 0);
+    return size > 0 && MethodParseRequest(packet, static_cast<size_t>(size), request);
+}
+
+static void Reply(int fd, CimStatus status, u32 result)
+{
+    u8 packet[kMethodPacketMax];
+    const MethodReply reply = {status, result};
+    send(fd, packet, MethodPackReply(&reply, packet), MSG_NOSIGNAL);
+}
+
+// Answers 0 and the privilege word when everything else is as expected.
+static std::function<void(int)> Expecting(const char *path, const char *method, const char *args)
+{
+    return [=](int fd) {
+        MethodRequest request;
+        const bool right = ReceiveRequest(fd, &request) && strcmp(request.path, path) == 0 &&
+                           strcmp(request.method, method) == 0 &&
+                           request.hasArgs == (args != nullptr) &&
+                           (args == nullptr || strcmp(request.args, args) == 0) &&
+                           request.privilege.reserved[0] == 0 && request.privilege.reserved[1] == 0;
+        Reply(fd, right ? kCimOk : kOddStatus, request.privilege.word);
+    };
+}
+
+static void Accepting(int fd)
+{
+    MethodRequest request;
+    if (ReceiveRequest(fd, &request))
+        Reply(fd, kCimOk, 0);
+}
+
+struct Outcome {
+    CimStatus status;
+    u32 result;
+    bool operator==(const Outcome &other) const
+    {
+        return status == other.status && result == other.result;
+    }
+};
+
+static void PrintTo(const Outcome &outcome, std::ostream *out)
+{
+    *out << "status " << outcome.status << " result " << outcome.result;
+}
+
+static constexpr u32 kUntouched = 0x5a5a5a5a;
+
+static Outcome InvokeIn(ObjMgrHandle handle, const char *path, const char *method, const char *args)
+{
+    Outcome outcome = {0, kUntouched};
+    outcome.status =
+        ObjMgrGetInterface()->InvokeMethod(handle, path, method, args, 0, 0, &outcome.result);
+    return outcome;
+}
+
+static Outcome Invoke(const char *path, const char *method, const char *args)
+{
+    const ObjMgrHandle handle = MustOpen();
+    const Outcome outcome = InvokeIn(handle, path, method, args);
+    ObjMgrGetInterface()->Close(handle);
+    return outcome;
+}
+
+static const Outcome kNoAnswer = {kCimFailed, kUntouched};
+
+CLIENT_TEST(MethodReachesTheService)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(),
+                    Expecting("OEM_QARN_System", "Reset", "Mode=PowerCycle"));
+    EXPECT_EQ(Invoke("OEM_QARN_System", "Reset", "Mode=PowerCycle"), (Outcome{0, 0}));
+    EXPECT_EQ(Invoke("OEM_QARN_System", "Reset", nullptr), (Outcome{kOddStatus, kUntouched}));
+    EXPECT_EQ(Invoke("OEM_QARN_System", "Start", "Mode=PowerCycle"),
+              (Outcome{kOddStatus, kUntouched}));
+}
+
+CLIENT_TEST(NullAndEmptyArgsAreToldApart)
+{
+    World world;
+    const char *path = "OEM_QARN_MessageLog.Name=SEL";
+    MethodPeer peer(world.directory.Path(), Expecting(path, "Clear", nullptr));
+    EXPECT_EQ(Invoke(path, "Clear", nullptr), (Outcome{0, 0}));
+    EXPECT_EQ(Invoke(path, "Clear", ""), (Outcome{kOddStatus, kUntouched}));
+}
+
+CLIENT_TEST(PrivilegeBelongsToTheConnection)
+{
+    World world;
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    MethodPeer peer(world.directory.Path(), Expecting("C", "M", nullptr));
+    const ObjMgrHandle first = MustOpen();
+    const ObjMgrHandle second = MustOpen();
+    ObjMgrPrivilege privilege = {0xdeadbeef, {0, 0}};
+    om->SetPrivilege(first, &privilege);
+    privilege.word = 7;  // the client has a copy
+    om->SetPrivilege(first, nullptr);
+    om->SetPrivilege(0, &privilege);
+    EXPECT_EQ(InvokeIn(first, "C", "M", nullptr), (Outcome{0, 0xdeadbeef}));
+    EXPECT_EQ(InvokeIn(second, "C", "M", nullptr), (Outcome{0, 0}));
+    om->Close(first);
+    EXPECT_EQ(InvokeIn(MustOpen(), "C", "M", nullptr), (Outcome{0, 0}));
+}
+
+CLIENT_TEST(ResultIsWrittenWithStatusZeroOnly)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int fd) {
+        MethodRequest request;
+        const bool denied = ReceiveRequest(fd, &request) && strcmp(request.method, "Denied") == 0;
+        Reply(fd, denied ? kCimAccessDenied : kCimOk, 9);
+    });
+    EXPECT_EQ(Invoke("C", "M", nullptr), (Outcome{0, 9}));
+    EXPECT_EQ(Invoke("C", "Denied", nullptr), (Outcome{2, kUntouched}));
+    const ObjMgrHandle handle = MustOpen();
+    EXPECT_EQ(ObjMgrGetInterface()->InvokeMethod(handle, "C", "M", nullptr, 0, 0, nullptr), kCimOk);
+}
+
+CLIENT_TEST(BadMethodCallsAreRefusedBeforeTheyAreSent)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), Accepting);
+    const std::string method(64, 'm');
+    const std::string args(256, 'a');
+    const Outcome refused = {kCimInvalidParameter, kUntouched};
+    EXPECT_EQ(Invoke("C.", "M", nullptr), refused);
+    EXPECT_EQ(Invoke(nullptr, "M", nullptr), refused);
+    EXPECT_EQ(Invoke("C", nullptr, nullptr), refused);
+    EXPECT_EQ(Invoke("C", method.c_str(), nullptr), refused);
+    EXPECT_EQ(Invoke("C", "M", args.c_str()), refused);
+    EXPECT_EQ(Invoke("C", method.substr(1).c_str(), args.substr(1).c_str()), (Outcome{0, 0}));
+}
+
+CLIENT_TEST(WithoutASocketAMethodFails)
+{
+    World world;
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+}
+
+CLIENT_TEST(SocketThatNobodyListensToFails)
+{
+    World world;
+    {
+        MethodPeer gone(world.directory.Path(), nullptr);
+    }
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+}
+
+CLIENT_TEST(PeerThatClosesWithoutAnAnswerFails)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int fd) {
+        MethodRequest request;
+        ReceiveRequest(fd, &request);
+    });
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+}
+
+CLIENT_TEST(PeerThatClosesBeforeTheRequestFails)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int) {});
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+    sPauseAfterConnect = 50 * 1000;  // closed before anything is sent
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+}
+
+CLIENT_TEST(AnswerOfAnotherSizeFails)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int fd) {
+        MethodRequest request;
+        const u8 packet[8192] = {};
+        if (ReceiveRequest(fd, &request))
+            send(fd, packet, static_cast<size_t>(atoi(request.method)), MSG_NOSIGNAL);
+    });
+    EXPECT_EQ(Invoke("C", "8", nullptr), (Outcome{0, 0}));
+    for (const char *size : {"1", "7", "9", "1024", "1025", "8192"})
+        EXPECT_EQ(Invoke("C", size, nullptr), kNoAnswer) << size;
+}
+
+CLIENT_TEST(MethodsLeaveNoDescriptorsOpen)
+{
+    World world;
+    const ObjMgrHandle handle = MustOpen();
+    const auto before = CountDescriptors();
+    InvokeIn(handle, "C", "M", nullptr);
+    EXPECT_EQ(CountDescriptors(), before);
+    MethodPeer peer(world.directory.Path(), Expecting("C", "M", nullptr));
+    const auto listening = CountDescriptors();
+    InvokeIn(handle, "C", "M", nullptr);
+    InvokeIn(handle, "C", "X", nullptr);
+    EXPECT_EQ(CountDescriptors(), listening);
+}
+
+static void ExpectMethodWorksIn(const std::string &directory)
+{
+    ASSERT_EQ(setenv("ZOROBJMGR", directory.c_str(), 1), 0);
+    Service service(directory);
+    ASSERT_EQ(service.Run(kPublish), 0);
+    MethodPeer peer(directory, Expecting("C", "M", nullptr));
+    const ObjMgrHandle handle = MustOpen();
+    const auto before = CountDescriptors();
+    EXPECT_EQ(InvokeIn(handle, "C", "M", nullptr), (Outcome{0, 0}));
+    EXPECT_EQ(CountDescriptors(), before);
+}
+
+static std::string DirectoryOfLength(const std::string &base, size_t length)
+{
+    std::string path = base + "/";
+    path += std::string(length - path.size(), 'd');
+    EXPECT_EQ(mkdir(path.c_str(), 0700), 0);
+    return path;
+}
+
+// An address takes 107 bytes, of which "/socket" is 7.
+CLIENT_TEST(SocketPathOf107BytesWorks)
+{
+    TestDirectory base;
+    ExpectMethodWorksIn(DirectoryOfLength(base.Path(), 100));
+}
+
+CLIENT_TEST(SocketPathOf108BytesWorks)
+{
+    TestDirectory base;
+    ExpectMethodWorksIn(DirectoryOfLength(base.Path(), 101));
+}
+
+CLIENT_TEST(SocketPathOfManyBytesWorks)
+{
+    TestDirectory base;
+    ExpectMethodWorksIn(DirectoryOfLength(base.Path(), 250));
+}
+
+static volatile sig_atomic_t sSignals;
+
+CLIENT_TEST(SignalsDoNotEndTheWait)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int fd) {
+        MethodRequest request;
+        ReceiveRequest(fd, &request);
+        usleep(200 * 1000);
+        Reply(fd, 0, 3);
+    });
+    const ObjMgrHandle handle = MustOpen();
+    struct sigaction action = {};
+    action.sa_handler = [](int) { sSignals = sSignals + 1; };
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval every = {{0, 20 * 1000}, {0, 20 * 1000}};
+    setitimer(ITIMER_REAL, &every, nullptr);
+    EXPECT_EQ(InvokeIn(handle, "C", "M", nullptr), (Outcome{0, 3}));
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_GT(sSignals, 1);
+}
+
+// Signals must not stretch the wait either.
+CLIENT_TEST(SilentServiceEndsTheWaitAfterFiveSeconds)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int) { pause(); });
+    const ObjMgrHandle handle = MustOpen();
+    struct sigaction action = {};
+    action.sa_handler = [](int) { sSignals = sSignals + 1; };
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval every = {{1, 0}, {1, 0}};
+    setitimer(ITIMER_REAL, &every, nullptr);
+    const u64 start = MonotonicMs();
+    EXPECT_EQ(InvokeIn(handle, "C", "M", nullptr), kNoAnswer);
+    EXPECT_GE(MonotonicMs() - start, 5000u);
+    EXPECT_GT(sSignals, 1);
+}
+
+CLIENT_TEST(ServiceThatAcceptsNobodyEndsTheWaitToo)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), nullptr, 0);
+    const int queued = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    snprintf(address.sun_path, sizeof(address.sun_path), "%s/socket",
+             world.directory.Path().c_str());
+    ASSERT_EQ(connect(queued, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    const u64 start = MonotonicMs();
+    EXPECT_EQ(Invoke("C", "M", nullptr), kNoAnswer);
+    EXPECT_GE(MonotonicMs() - start, 4990u);  // the kernel's own clock ticks ended it
+    close(queued);
+}
+
+CLIENT_TEST(MethodLeavesTheSnapshotAlone)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), Accepting);
+    const ObjMgrHandle handle = MustOpen();
+    ASSERT_EQ(world.service->Run(kTurnOff), 0);
+    EXPECT_EQ(InvokeIn(handle, "OEM_QARN_System", "Stop", nullptr), (Outcome{0, 0}));
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "OFF");
+}
