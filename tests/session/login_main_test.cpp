@@ -1,0 +1,730 @@
+// login_main_test.cpp -- the built smclp-login, run as a program with commands of every kind.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "session/registry.h"
+
+static std::string Text(const std::ifstream &file)
+{
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+using Words = std::vector<std::string>;
+
+// One run of a program, its output caught; killed when the test forgets it.
+class Login
+{
+public:
+    Login(const std::string &program, Words words, const std::function<void()> &before = nullptr)
+    {
+        words.insert(words.begin(), "smclp-login");
+        std::vector<char *> argv;
+        for (std::string &word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+        int toOut[2];
+        int toErr[2];
+        if (pipe2(toOut, O_CLOEXEC) != 0 || pipe2(toErr, O_CLOEXEC) != 0)
+            abort();
+        pid = fork();
+        if (pid < 0)
+            abort();
+        if (pid == 0) {
+            dup2(toOut[1], 1);
+            dup2(toErr[1], 2);
+            if (before)
+                before();
+            execv(program.c_str(), argv.data());
+            _exit(99);
+        }
+        close(toOut[1]);
+        close(toErr[1]);
+        out_ = toOut[0];
+        err_ = toErr[0];
+    }
+    ~Login()
+    {
+        if (pid > 0) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+        close(out_);
+        close(err_);
+    }
+    Login(const Login &) = delete;
+    Login &operator=(const Login &) = delete;
+
+    // The next line of its standard output, without the new line.
+    std::string Line() const
+    {
+        std::string line;
+        char c = 0;
+        while (read(out_, &c, 1) == 1 && c != '\n')
+            line += c;
+        return line;
+    }
+
+    // Waits for the end: out and err are the rest of the output, the result the exit status; -n
+    // when signal n ended smclp-login itself.
+    int End()
+    {
+        out = Rest(out_);
+        err = Rest(err_);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        pid = -1;
+        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+    pid_t pid;
+    std::string out;
+    std::string err;
+
+private:
+    static std::string Rest(int descriptor)
+    {
+        std::string text;
+        char block[4096];
+        ssize_t got;
+        while ((got = read(descriptor, block, sizeof(block))) > 0)
+            text.append(block, static_cast<size_t>(got));
+        return text;
+    }
+
+    int out_;
+    int err_;
+};
+
+class LoginMain : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string name = testing::TempDir() + "login_main_test.XXXXXX";
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        top_ = name;
+        registry_ = top_ + "/sessions";
+        setenv("ZORSSNDIR", registry_.c_str(), 1);
+        setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
+        alarm(100);  // a hang ends the test, not the patience of whoever waits
+    }
+    void TearDown() override
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(top_, ignored);
+    }
+
+    bool RegistryIsEmpty() const
+    {
+        std::error_code ignored;
+        return std::filesystem::is_empty(registry_, ignored);
+    }
+
+    // A directory with a copy of smclp-login, to put a shell beside.
+    std::string OwnCopy(const std::string &name) const
+    {
+        std::error_code error;
+        std::filesystem::create_directory(top_ + "/" + name, error);
+        std::filesystem::copy_file(SMCLP_LOGIN, top_ + "/" + name + "/smclp-login", error);
+        EXPECT_FALSE(error);
+        return top_ + "/" + name;
+    }
+
+    static void Script(const std::string &path, const std::string &text)
+    {
+        std::ofstream(path) << "#!/bin/sh\n" << text;
+        EXPECT_EQ(chmod(path.c_str(), 0755), 0);
+    }
+
+    bool Live(u32 id) const
+    {
+        RegistryEntry entry;
+        if (RegistryFind(registry_.c_str(), id, &entry) != 0)
+            return false;
+        RegistryRelease(&entry);
+        return entry.live;
+    }
+
+    std::string top_;
+    std::string registry_;
+};
+
+static std::map<std::string, std::string> Variables(const std::string &text)
+{
+    std::map<std::string, std::string> variables;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        variables[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+    return variables;
+}
+
+// --- The environment -------------------------------------------------------------------------
+
+TEST_F(LoginMain, EnvironmentIsMadeAfreshOfTheSessionAndWhatMayPass)
+{
+    ASSERT_EQ(clearenv(), 0);
+    setenv("ZORSSNDIR", registry_.c_str(), 1);
+    setenv("ZOROBJMGR", "/objmgr", 1);
+    setenv("ZORTRACE", "/trace", 1);
+    setenv("TERM", "vt100", 1);
+    setenv("LANG", "C.UTF-8", 1);
+    setenv("LC_ALL", "C", 1);
+    setenv("LC_TIME", "C", 1);
+    setenv("TZ", "UTC", 1);
+    setenv("HOME", "/var/admin", 1);
+    setenv("USER", "admin", 1);
+    setenv("LOGNAME", "admin", 1);
+    setenv("PATH", "/usr/bin:/bin", 1);
+    setenv("ZORSID", "1", 1);
+    setenv("ZORSSNTYPE", "9", 1);
+    setenv("ZORIP", "9", 1);
+    setenv("ZORPRIV", "ffffffff", 1);
+    setenv("ZOROTHER", "1", 1);
+    setenv("LD_LIBRARY_PATH", "/nonexistent", 1);
+    setenv("POSIXLY_CORRECT", "1", 1);
+    setenv("LANGUAGE", "xx", 1);
+
+    Login run(SMCLP_LOGIN, {"--type", "255", "--address", "127.0.0.1", "--privilege", "0xABCDEF09",
+                            "--", "env"});
+    ASSERT_EQ(run.End(), 0) << run.err;
+    auto got = Variables(run.out);
+    EXPECT_NE(got["ZORSID"], "1");
+    EXPECT_EQ(got["ZORSID"].find_first_not_of("0123456789"), std::string::npos);
+    got.erase("ZORSID");
+    std::string own = SMCLP_LOGIN;
+    own.erase(own.rfind('/'));
+    const std::map<std::string, std::string> expected = {
+        {"ZORSSNTYPE", "255"},
+        {"ZORIP", "2130706433"},
+        {"ZORPRIV", "abcdef09"},
+        {"ZORSSNDIR", registry_},
+        {"ZOROBJMGR", "/objmgr"},
+        {"ZORTRACE", "/trace"},
+        {"TERM", "vt100"},
+        {"LANG", "C.UTF-8"},
+        {"LC_ALL", "C"},
+        {"LC_TIME", "C"},
+        {"TZ", "UTC"},
+        {"HOME", "/var/admin"},
+        {"USER", "admin"},
+        {"LOGNAME", "admin"},
+        {"PATH", own + ":/usr/bin:/bin"},
+    };
+    EXPECT_EQ(got, expected);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, DefaultsAreTypeZeroNoAddressEveryRightAndADefaultPath)
+{
+    ASSERT_EQ(clearenv(), 0);
+    setenv("ZORSSNDIR", registry_.c_str(), 1);
+    Login run(SMCLP_LOGIN, {"--", "env"});
+    ASSERT_EQ(run.End(), 0) << run.err;
+    auto got = Variables(run.out);
+    got.erase("ZORSID");
+    std::string own = SMCLP_LOGIN;
+    own.erase(own.rfind('/'));
+    const std::map<std::string, std::string> expected = {
+        {"ZORSSNTYPE", "0"},
+        {"ZORIP", "0"},
+        {"ZORPRIV", "7"},
+        {"ZORSSNDIR", registry_},
+        {"PATH", own + ":/usr/local/bin:/usr/bin:/bin"},
+    };
+    EXPECT_EQ(got, expected);
+}
+
+TEST_F(LoginMain, SessionFileHoldsTheUserAndWhatTheOptionsSay)
+{
+    Login run(SMCLP_LOGIN, {"--type", "3", "--address", "192.0.2.7", "--privilege", "5", "--idle",
+                            "900", "--", "sh", "-c", "id -un; cat \"$ZORSSNDIR/$ZORSID\""});
+    ASSERT_EQ(run.End(), 0) << run.err;
+    std::string user = run.out.substr(0, run.out.find('\n') + 1);
+    EXPECT_EQ(run.out,
+              user + "user=" + user + "type=3\naddress=192.0.2.7\nprivilege=5\nidle=900\n");
+}
+
+// --- The shell -------------------------------------------------------------------------------
+
+TEST_F(LoginMain, ShellBesideTheProgramIsRunWithoutArguments)
+{
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo \"$# $ZORSSNTYPE\"; exit 3");
+    Login run(own + "/smclp-login", {"--type", "8"});
+    EXPECT_EQ(run.End(), 3);
+    EXPECT_EQ(run.out, "0 8\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, LineBecomesTheShellsOneArgument)
+{
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo \"$#:$1\"");
+    Login run(own + "/smclp-login", {"-c", "show  -display verbs /system1"});
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "1:show  -display verbs /system1\n");
+    Login empty(own + "/smclp-login", {"-c", ""});
+    EXPECT_EQ(empty.End(), 0);
+    EXPECT_EQ(empty.out, "1:\n");
+}
+
+TEST_F(LoginMain, CommandFindsTheShellBesideTheProgramAndMayAlterTheEnvironment)
+{
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo \"$ZORPRIV\"");
+    Login run(own + "/smclp-login", {"--", "env", "ZORPRIV=xyz", "smclp"});
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "xyz\n");
+}
+
+TEST_F(LoginMain, ShellElsewhereIsFoundOnThePath)
+{
+    std::string own = OwnCopy("bin");
+    std::string other = top_ + "/other";
+    ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+    Script(other + "/smclp", "echo elsewhere");
+    setenv("PATH", (other + ":/usr/bin:/bin").c_str(), 1);
+    Login run(own + "/smclp-login", {});
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "elsewhere\n");
+    Script(own + "/smclp", "echo beside");
+    Login again(own + "/smclp-login", {});
+    EXPECT_EQ(again.End(), 0);
+    EXPECT_EQ(again.out, "beside\n");
+}
+
+TEST_F(LoginMain, ShellBesideThatCannotBeRunIs126AndNoOtherIsTaken)
+{
+    std::string own = OwnCopy("bin");
+    std::string other = top_ + "/other";
+    ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+    Script(other + "/smclp", "echo elsewhere");
+    std::ofstream(own + "/smclp") << "no program";
+    setenv("PATH", (other + ":/usr/bin:/bin").c_str(), 1);
+    Login run(own + "/smclp-login", {});
+    EXPECT_EQ(run.End(), 126);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: cannot run smclp: Permission denied\n");
+}
+
+TEST_F(LoginMain, DirectoryWithAColonStandsNotOnThePathButItsShellIsFound)
+{
+    std::string own = OwnCopy("b:in");
+    Script(own + "/smclp", "echo \"$PATH\"");
+    setenv("PATH", "/usr/bin:/bin", 1);
+    Login run(own + "/smclp-login", {});
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "/usr/bin:/bin\n");
+}
+
+TEST_F(LoginMain, NoShellAnywhereIs127)
+{
+    std::string own = OwnCopy("bin");
+    setenv("PATH", top_.c_str(), 1);
+    Login run(own + "/smclp-login", {});
+    EXPECT_EQ(run.End(), 127);
+    EXPECT_EQ(run.err, "smclp-login: cannot run smclp: No such file or directory\n");
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+// --- How it ends -----------------------------------------------------------------------------
+
+TEST_F(LoginMain, ExitStatusIsTheCommandsAndTheSessionIsClosed)
+{
+    for (int status : {0, 1, 255}) {
+        Login run(SMCLP_LOGIN, {"--", "sh", "-c", "exit " + std::to_string(status)});
+        EXPECT_EQ(run.End(), status);
+        EXPECT_TRUE(RegistryIsEmpty());
+    }
+}
+
+TEST_F(LoginMain, CommandEndedByASignalIs128AndItsNumber)
+{
+    Login killed(SMCLP_LOGIN, {"--", "sh", "-c", "kill -9 $$"});
+    EXPECT_EQ(killed.End(), 137);
+    EXPECT_TRUE(RegistryIsEmpty());
+    Login terminated(SMCLP_LOGIN, {"--", "sh", "-c", "kill -15 $$"});
+    EXPECT_EQ(terminated.End(), 143);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, CommandThatIsMissingIs127AndOneThatCannotBeRunIs126)
+{
+    Login missing(SMCLP_LOGIN, {"--", "/nonexistent/command"});
+    EXPECT_EQ(missing.End(), 127);
+    EXPECT_EQ(missing.err,
+              "smclp-login: cannot run /nonexistent/command: No such file or directory\n");
+    Login refused(SMCLP_LOGIN, {"--", "/"});
+    EXPECT_EQ(refused.End(), 126);
+    EXPECT_EQ(refused.err, "smclp-login: cannot run /: Permission denied\n");
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, SessionEndedByRemovingItsFileStillGivesTheCommandsStatus)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "rm \"$ZORSSNDIR/$ZORSID\"; exit 4"});
+    EXPECT_EQ(run.End(), 4);
+    EXPECT_EQ(run.err, "");
+}
+
+TEST_F(LoginMain, CallerThatIgnoresTheDeathOfChildrenStillGetsTheStatus)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "exit 6"}, [] { signal(SIGCHLD, SIG_IGN); });
+    EXPECT_EQ(run.End(), 6);
+}
+
+TEST_F(LoginMain, TwoSessionsAtOnceBothLiveAndTheOtherSurvivesTheFirst)
+{
+    Login first(SMCLP_LOGIN, {"--", "sh", "-c", "echo $ZORSID; exec sleep 60"});
+    Login second(SMCLP_LOGIN, {"--", "sh", "-c", "echo $ZORSID; exec sleep 60"});
+    u32 firstId = static_cast<u32>(std::stoul(first.Line()));
+    u32 secondId = static_cast<u32>(std::stoul(second.Line()));
+    EXPECT_TRUE(Live(firstId));
+    EXPECT_TRUE(Live(secondId));
+    kill(first.pid, SIGTERM);
+    EXPECT_EQ(first.End(), 143);
+    EXPECT_FALSE(Live(firstId));
+    EXPECT_TRUE(Live(secondId));
+    kill(second.pid, SIGTERM);
+    EXPECT_EQ(second.End(), 143);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, KilledLoginLeavesTheSessionToItsChildAndNothingAfterIt)
+{
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);  // the orphan becomes this process's child
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo $$; echo $ZORSID; exec sleep 60"});
+    pid_t child = std::stoi(run.Line());
+    ASSERT_GT(child, 1);
+    u32 id = static_cast<u32>(std::stoul(run.Line()));
+    kill(run.pid, SIGKILL);
+    ASSERT_EQ(waitpid(run.pid, nullptr, 0), run.pid);
+    run.pid = -1;
+    EXPECT_TRUE(Live(id));
+    kill(child, SIGKILL);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_FALSE(Live(id));
+    EXPECT_FALSE(RegistryIsEmpty());
+    Login next(SMCLP_LOGIN, {"--", "true"});
+    EXPECT_EQ(next.End(), 0);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+// --- Signals ---------------------------------------------------------------------------------
+
+TEST_F(LoginMain, SignalsArePassedOnAndTheChildsAnswerAwaited)
+{
+    struct {
+        int number;
+        const char *name;
+    } rows[] = {{SIGHUP, "HUP"},   {SIGINT, "INT"},   {SIGQUIT, "QUIT"}, {SIGTERM, "TERM"},
+                {SIGUSR1, "USR1"}, {SIGUSR2, "USR2"}, {SIGALRM, "ALRM"}};
+    for (const auto &row : rows) {
+        std::string trap = std::string("trap 'kill $p; echo got; exit 42' ") + row.name;
+        Login run(SMCLP_LOGIN,
+                  {"--", "sh", "-c", trap + "; sleep 60 >/dev/null 2>&1 & p=$!; echo ready; wait"});
+        ASSERT_EQ(run.Line(), "ready");
+        kill(run.pid, row.number);
+        EXPECT_EQ(run.End(), 42) << row.name;
+        EXPECT_EQ(run.out, "got\n");
+        EXPECT_TRUE(RegistryIsEmpty());
+    }
+}
+
+TEST_F(LoginMain, SignalThatTheChildDoesNotCatchEndsBothAndTheSession)
+{
+    for (int number : {SIGHUP, SIGINT, SIGTERM}) {
+        Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"});
+        ASSERT_EQ(run.Line(), "ready");
+        kill(run.pid, number);
+        EXPECT_EQ(run.End(), 128 + number);
+        EXPECT_TRUE(RegistryIsEmpty());
+    }
+}
+
+TEST_F(LoginMain, SignalToTheWholeGroupIsHarmlessTwice)
+{
+    Login run(
+        SMCLP_LOGIN,
+        {"--", "sh", "-c",
+         "trap : INT; sleep 60 >/dev/null 2>&1 & p=$!; echo ready; wait; read x; kill $p; exit "
+         "5"},
+        [] { setpgid(0, 0); });
+    ASSERT_EQ(run.Line(), "ready");
+    kill(-run.pid, SIGINT);
+    EXPECT_EQ(run.End(), 5);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+// The state letter of a process: 'T' when it is stopped.
+static char ProcessState(pid_t pid)
+{
+    std::string text = Text(std::ifstream("/proc/" + std::to_string(pid) + "/stat"));
+    size_t after = text.rfind(')');
+    return after == std::string::npos ? '?' : text[after + 2];
+}
+
+TEST_F(LoginMain, TerminationReachesAStoppedChild)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo $$; exec sleep 60"});
+    pid_t child = std::stoi(run.Line());
+    ASSERT_GT(child, 1);
+    kill(child, SIGSTOP);
+    while (ProcessState(child) != 'T')
+        usleep(1000);
+    kill(run.pid, SIGTERM);
+    EXPECT_EQ(run.End(), 143);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, StopAndContinueWorkOnTheProgramItself)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"}, [] { setpgid(0, 0); });
+    ASSERT_EQ(run.Line(), "ready");
+    // A group whose leader's parent is in another group of the session is no orphan: it may stop.
+    kill(run.pid, SIGTSTP);
+    int status = 0;
+    ASSERT_EQ(waitpid(run.pid, &status, WUNTRACED), run.pid);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    kill(run.pid, SIGCONT);
+    kill(run.pid, SIGTERM);
+    EXPECT_EQ(run.End(), 143);
+}
+
+TEST_F(LoginMain, ChildHasDefaultDispositionsAndTheCallersMask)
+{
+    auto before = [] {
+        for (int number : {SIGINT, SIGHUP, SIGPIPE, SIGTSTP, SIGUSR1})
+            signal(number, SIG_IGN);
+        sigset_t mask;
+        sigemptyset(&mask);
+        sigaddset(&mask, SIGUSR2);
+        sigprocmask(SIG_SETMASK, &mask, nullptr);
+    };
+    Login run(SMCLP_LOGIN, {"--", "grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"}, before);
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "SigBlk:\t0000000000000800\nSigIgn:\t0000000000000000\n");
+}
+
+// --- Descriptors and the terminal ------------------------------------------------------------
+
+TEST_F(LoginMain, ClosedStandardDescriptorsAreOpenedOnNothing)
+{
+    std::string report = top_ + "/report";
+    auto before = [] {
+        close(0);
+        close(1);
+        close(2);
+    };
+    Login run(SMCLP_LOGIN,
+              {"--", "sh", "-c",
+               "a=$(readlink /proc/$$/fd/0); b=$(readlink /proc/$$/fd/1); "
+               "c=$(readlink /proc/$$/fd/2); echo \"$a $b $c\" >" +
+                   report},
+              before);
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(Text(std::ifstream(report)), "/dev/null /dev/null /dev/null\n");
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, ChildInheritsTheLockAndNoOtherDescriptor)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "for f in /proc/$$/fd/*; do readlink $f; done"}, [] {
+        for (int descriptor = 3; descriptor < 1024; ++descriptor)
+            close(descriptor);
+    });
+    EXPECT_EQ(run.End(), 0);
+    size_t sessions = 0;
+    size_t directories = 0;
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) {
+        sessions += line.rfind(registry_ + "/", 0) == 0;
+        directories += line == registry_;
+    }
+    EXPECT_EQ(sessions, 1u) << run.out;
+    EXPECT_EQ(directories, 0u) << run.out;
+}
+
+class LoginTerminal : public LoginMain
+{
+protected:
+    void SetUp() override
+    {
+        LoginMain::SetUp();
+        ASSERT_EQ(openpty(&master_, &slave_, nullptr, nullptr, nullptr), 0);
+        ASSERT_TRUE(Echo());
+    }
+    void TearDown() override
+    {
+        close(master_);
+        close(slave_);
+        LoginMain::TearDown();
+    }
+
+    bool Echo() const
+    {
+        termios now = {};
+        EXPECT_EQ(tcgetattr(slave_, &now), 0);
+        return (now.c_lflag & ECHO) != 0;
+    }
+
+    // To be called in the child: the terminal becomes its controlling one and its input.
+    std::function<void()> OnTerminal() const
+    {
+        int master = master_;
+        int slave = slave_;
+        return [master, slave] {
+            close(master);
+            setsid();
+            ioctl(slave, TIOCSCTTY, 0);
+            dup2(slave, 0);
+        };
+    }
+
+    int master_ = -1;
+    int slave_ = -1;
+};
+
+TEST_F(LoginTerminal, KilledChildThatHadClearedEchoLeavesATerminalWithEcho)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "stty -echo; echo $$; exec sleep 60"}, OnTerminal());
+    pid_t child = std::stoi(run.Line());
+    ASSERT_GT(child, 1);
+    EXPECT_FALSE(Echo());
+    kill(child, SIGKILL);
+    EXPECT_EQ(run.End(), 137);
+    EXPECT_TRUE(Echo());
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginTerminal, TerminalIsPutBackAlsoFromTheBackground)
+{
+    // With -m the shell gives its job a group of its own and that group the terminal, so that
+    // smclp-login is in the background when it writes the settings.
+    Login run(SMCLP_LOGIN,
+              {"--", "sh", "-mc", "sh -c 'stty -echo; echo ready; exec sleep 60 >/dev/null'; :"},
+              OnTerminal());
+    ASSERT_EQ(run.Line(), "ready");
+    EXPECT_FALSE(Echo());
+    pid_t foreground = tcgetpgrp(master_);
+    ASSERT_GT(foreground, 1);
+    EXPECT_NE(foreground, run.pid);
+    kill(run.pid, SIGUSR1);  // passed on: ends the shell while its job has the terminal
+    int status = 0;
+    ASSERT_EQ(waitpid(run.pid, &status, WUNTRACED), run.pid);
+    run.pid = -1;
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 138);
+    EXPECT_TRUE(Echo());
+    kill(-foreground, SIGKILL);
+}
+
+TEST_F(LoginTerminal, ChildThatEndsByItselfLeavesTheTerminalAsItWantedIt)
+{
+    Login run(SMCLP_LOGIN, {"--", "stty", "-echo"}, OnTerminal());
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_FALSE(Echo());
+}
+
+TEST_F(LoginTerminal, InterruptKeyEndsTheSession)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"}, OnTerminal());
+    ASSERT_EQ(run.Line(), "ready");
+    ASSERT_EQ(write(master_, "\003", 1), 1);
+    EXPECT_EQ(run.End(), 130);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginTerminal, HangUpEndsTheSession)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"}, OnTerminal());
+    ASSERT_EQ(run.Line(), "ready");
+    close(master_);
+    master_ = -1;
+    EXPECT_EQ(run.End(), 129);
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+// --- What goes wrong before there is a session ------------------------------------------------
+
+TEST_F(LoginMain, WrongCommandLineIs2WithOneLineAndOpensNothing)
+{
+    Login run(SMCLP_LOGIN, {"--type", "256", "--", "true"});
+    EXPECT_EQ(run.End(), 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: --type needs a number from 0 to 255: '256' "
+                       "(see smclp-login --help)\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+}
+
+TEST_F(LoginMain, HelpAndVersionAreAnsweredWithoutASession)
+{
+    Login help(SMCLP_LOGIN, {"--help"});
+    EXPECT_EQ(help.End(), 0);
+    EXPECT_EQ(help.out.rfind("usage: smclp-login [OPTION]... [-c LINE | -- COMMAND [ARG]...]\n", 0),
+              0u);
+    EXPECT_EQ(help.err, "");
+    Login version(SMCLP_LOGIN, {"--version"});
+    EXPECT_EQ(version.End(), 0);
+    EXPECT_EQ(version.out, "smclp-login 1.0.0\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+}
+
+TEST_F(LoginMain, RegistryThatCannotBeMadeIs1AndTheCommandIsNotRun)
+{
+    std::string directory = top_ + "/none/sessions";
+    setenv("ZORSSNDIR", directory.c_str(), 1);
+    Login run(SMCLP_LOGIN, {"--", "echo", "run"});
+    EXPECT_EQ(run.End(), 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: cannot open a session in " + directory +
+                           " (set by ZORSSNDIR): No such file or directory\n");
+}
+
+TEST_F(LoginMain, RegistryOpenToEveryoneIs1)
+{
+    ASSERT_EQ(mkdir(registry_.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(registry_.c_str(), 0777), 0);
+    Login run(SMCLP_LOGIN, {"--", "echo", "run"});
+    EXPECT_EQ(run.End(), 1);
+    EXPECT_EQ(run.err, "smclp-login: cannot open a session in " + registry_ +
+                           " (set by ZORSSNDIR): the directory belongs to another user or is "
+                           "writable for everyone\n");
+}
+
+TEST_F(LoginMain, SetUserIdProgramIgnoresTheCallersSettings)
+{
+    struct statvfs info;
+    ASSERT_EQ(statvfs(top_.c_str(), &info), 0);
+    if (geteuid() != 0 || (info.f_flag & ST_NOSUID) != 0 || prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0))
+        GTEST_SKIP() << "needs root and a file system with set-user-id programs";
+    std::string program = OwnCopy("bin") + "/smclp-login";
+    ASSERT_EQ(chown(program.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(chmod(program.c_str(), 04755), 0);
+    ASSERT_EQ(chmod(top_.c_str(), 0777), 0);
+    Login run(program, {"--", "id", "-u"});
+    run.End();
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+    EXPECT_EQ(run.err.find(registry_), std::string::npos);
+}
