@@ -1,0 +1,114 @@
+// cmd_delete.cpp -- delete: clears the system event log.
+//
+// The log is cleared as a whole: the target must list the verb and must have been addressed with
+// "*". Which target that was makes no difference (kept: the intrusion sensors clear the log too).
+#include "platform/trace.h"
+#include "smclp/command_list.h"
+#include "smclp/commands/commands.h"
+#include "smclp/commands/options.h"
+#include "smclp/commands/state_verb.h"
+#include "smclp/me/me.h"
+#include "smclp/me/objmgr_access.h"
+#include "smclp/output.h"
+
+#include <stdio.h>
+
+static constexpr char kUnit[] = "cmd_delete";
+static constexpr u32 kNotDeleted = 11;
+
+u32 numoptDelete;
+
+void **SmclpDeleteCommandInit()
+{
+    return OptionTableInit(false, &numoptDelete);
+}
+
+void SmclpDeleteCommandUnInit(void **table)
+{
+    OptionTableUnInit(table, numoptDelete);
+}
+
+static constexpr VerbSyntax kSyntax = {
+    .init = SmclpDeleteCommandInit,
+    .unInit = SmclpDeleteCommandUnInit,
+    .isCd = false,
+    .keepsLine = false,
+    .takesTarget = true,
+    .targetRequired = false,
+};
+
+u32 SmclpParseCommandLineForDelete(char *line, SmclpCommandLine *record)
+{
+    return ParseVerbLine(kSyntax, line, record);
+}
+
+// The connection is open.
+static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
+{
+    if (!ObjMgrHandOverPrivilege(objMgr, handle))
+        return kMeNoPrivilege;  // without a word: kept
+
+    char path[kObjectPathSize];
+    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
+    u32 methodResult = 0;
+    const CimStatus status =
+        objMgr->InvokeMethod(handle, path, "Clear", nullptr, 0, 0, &methodResult);
+    if (status == kCimAccessDenied) {
+        SmclpOutput("%s", kPrivilegeLine);
+        return kMeNoPrivilege;
+    }
+    if (status != kCimOk || methodResult != 0) {
+        TRACE_ASSERT_FAILED_AT(kUnit, 203);  // a line number that field engineers search for
+        return kMeFailed;
+    }
+    SmclpOutput("All records deleted successfully.");
+    return 0;
+}
+
+static u32 ClearLog()
+{
+    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
+    if (objMgr == nullptr) {
+        TRACE_ASSERT_FAILED_AT(kUnit, 149);  // a line number that field engineers search for
+        return kNotDeleted;
+    }
+    ObjMgrHandle handle = 0;
+    if (objMgr->Open(&handle) != 0)
+        return kNotDeleted;
+    const u32 result = ClearOver(objMgr, handle);
+    objMgr->Close(handle);
+    return result;
+}
+
+u32 SmclpCommandDelete(SmclpSession *, ManagedElement *target, SmclpCommandLine *, void *parameters)
+{
+    const auto *para = static_cast<const CmdPara *>(parameters);
+    if (para == nullptr)
+        return 2;
+    if (target == nullptr && para->examineFlag == 1) {
+        AnswerSyntax(false);
+        return 0;
+    }
+    if (target == nullptr) {
+        SmclpErrorOutput(8);
+        return 2;
+    }
+    const bool deletable = MeHasCommand(target, kCommandDelete) && target->allInstances == 1;
+    if (para->examineFlag == 1) {
+        AnswerSyntax(deletable && para->examineResult == kSyntaxValid);
+        return 0;
+    }
+    if (!deletable) {
+        SmclpErrorOutput(1);
+        return kNotDeleted;
+    }
+    if (para->versionFlag == 1) {
+        AnswerVersion();
+        return 0;
+    }
+    if (para->helpFlag == 1) {
+        SmclpOutput("The DELETE command is used to remove target(s).");
+        return 0;
+    }
+    return ClearLog();
+}

@@ -1,0 +1,42 @@
+// discovery.h -- builds the tree of targets at start-up and finds elements by kind.
+#ifndef SMCLP_DISCOVERY_H
+#define SMCLP_DISCOVERY_H
+
+#include "smclp/me/me.h"
+
+constexpr u32 kSmclpMeIdMappingSize = 12;  // on the controller
+
+struct SmclpMeIdMapping {
+    SmclpMeIdMapping *next;
+    ManagedElement *element;
+    u32 kindId;
+};
+static_assert(sizeof(void *) != 4 || sizeof(SmclpMeIdMapping) == kSmclpMeIdMappingSize,
+              "mapping entries come from the pool of 12-byte blocks");
+
+// The mapped elements in the order of meTable; null before discovery.
+extern SmclpMeIdMapping *pMeMapping;
+
+// The depth that "all levels" stands for: 1 plus the number of elements that have children (not
+// the depth of the tree; kept). 1 before discovery.
+extern u32 SMCLP_MAX_LEVEL;
+
+// Builds the tree from meTable: one element per kind, linked under the element of its parent
+// kind. A kind that cannot be allocated, has no name or has no ids is left out. Returns the result
+// of the last SmclpPopulateManagedElement; 1 when meTable is empty or not even the first element
+// can be created.
+u32 SmclpDiscoverElements();
+
+// Lets the kind add its verbs, then its properties. Returns 0, or 2 for null.
+u32 SmclpPopulateManagedElement(ManagedElement *element);
+
+// Appends a mapping. Returns 0, or 3 when the pool is exhausted.
+u32 SmclpAddMeIdMapping(ManagedElement *element, u32 kindId);
+
+// The first element mapped with that kind id, or null. kMeKindUnset and kMeKindNone yield null.
+ManagedElement *SmclpGetMeById(u32 kindId);
+
+// The root: the first mapped element with a kind id. Null before discovery.
+ManagedElement *SmclpGetRootElement();
+
+#endif

@@ -1,0 +1,57 @@
+// main.cpp -- entry and controller probe.
+#include "objmgr/objmgr.h"
+#include "platform/map.h"
+#include "platform/trace.h"
+#include "smclp/output.h"
+#include "smclp/shell.h"
+
+#include <stdio.h>
+
+static constexpr char kUnit[] = "main";
+static constexpr char kFrame[] =
+    "========================================================================";
+
+// Reads the power status once: proof that the controller reaches the BMC. Says what is wrong when
+// an answer came and was no value. Returns 0 when it was, 1 otherwise.
+u32 SmclpGetPowerStatus()
+{
+    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
+    if (objMgr == nullptr) {
+        TRACE_ASSERT_FAILED_AT(kUnit, 61);  // a line number that field engineers search for
+        return 1;
+    }
+    ObjMgrHandle handle = 0;
+    char powerStatus[32] = "";
+    CimStatus status = kCimOk;
+    const bool opened = objMgr->Open(&handle) == 0;
+    if (opened)
+        status = objMgr->GetPropertyValue(handle, "OEM_QARN_System", "PowerStatus",
+                                          sizeof powerStatus, powerStatus);
+    if (opened && status == kCimAccessDenied) {
+        printf("ERROR: Insufficient user privileges\n");
+    } else if (opened && status != kCimOk) {
+        printf("%s\n"
+               "ERROR: The ZOR is unable to communicate with the BMC. This could be due\n"
+               "to an issue with missing or non-operational IPMI drivers or a BMC that\n"
+               "is no longer responding on your system.\n"
+               "%s\n",
+               kFrame, kFrame);
+    }
+    if (handle != 0)
+        objMgr->Close(handle);
+    return opened && status == kCimOk ? 0 : 1;
+}
+
+int main(int argc, char **argv)
+{
+    SmclpOutputSetUp();
+    u32 status = 0;
+    if (MapInit(argc, argv) != 0)
+        TRACE_ASSERT_FAILED_AT(kUnit, 131);  // a line number that field engineers search for
+    else if (SmclpGetPowerStatus() == 0 && SmclpInit() == 0) {
+        status = SmclpShell(argc, argv);
+        SmclpUninit();
+    }
+    MapUninit();
+    return static_cast<int>(status);
+}

@@ -1,0 +1,94 @@
+// chassis.cpp -- /system1/chassis1, the host's enclosure.
+//
+// Tag, model and manufacturer come from the object manager, the rest is constant.
+#include "smclp/me/chassis.h"
+#include "platform/str.h"
+#include "platform/trace.h"
+#include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
+#include "smclp/me/objmgr_access.h"
+
+namespace
+{
+
+constexpr char kUnit[] = "chassis";
+constexpr u16 kTextSize = 64;  // bytes of a text read here, whatever the length asked for
+constexpr char kDefaultManufacturer[] = "Qarn";
+
+u32 FromSystem(const PropertyRequest &request)
+{
+    char text[kTextSize] = "";
+    const u32 result = MeChassisGetSystemProperty(text, request.argument);
+    if (result == 0)
+        StrCopy(request.value, text, request.length);
+    return result;
+}
+
+// Never fails: "0", and no answer, mean the default.
+u32 FromOem(const PropertyRequest &request)
+{
+    char text[kTextSize] = "";
+    const bool isDefault =
+        MeChassisGetSystemProperty(text, request.argument) != 0 || StrEqual(text, "0");
+    StrCopy(request.value, isDefault ? kDefaultManufacturer : text, request.length);
+    return kMeOk;
+}
+
+constexpr PropertyRow kRows[] = {
+    // clang-format off
+    {"Tag",                FromSystem, "ServiceTag"},
+    {"CreationClassName",  FromText,   "CIM_Chassis"},
+    {"PackageType",        FromText,   "3"},   // CIM: chassis/frame
+    {"ChassisPackageType", FromText,   "17"},  // CIM: main system chassis
+    {"Manufacturer",       FromOem,    "Oem"},
+    {"Model",              FromSystem, "Description"},
+    {"ElementName",        FromText,   "Chassis"},
+    // clang-format on
+};
+constexpr PropertyTable kTable = {kUnit, kRows};
+
+}  // namespace
+
+u32 MeChassisGetSystemProperty(char *out, const char *property)
+{
+    ObjMgrConnection connection;
+    if (!connection.HasInterface() || !connection.Open()) {
+        TRACE_ASSERT_FAILED(kUnit);
+        return 1;
+    }
+    const CimStatus status =
+        connection->GetPropertyValue(connection.Handle(), kSystemClass, property, kTextSize, out);
+    return status == kCimOk ? 0 : 1;
+}
+
+u32 MeChassisInstanceTag()
+{
+    return 1;
+}
+
+u32 MeChassisAddVerbs(ManagedElement *element)
+{
+    return MeAddCommonVerbs(element);
+}
+
+u32 MeChassisAddProperties(ManagedElement *element)
+{
+    return MeAddTableProperties(kTable, element);
+}
+
+u32 MeChassisRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
+{
+    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
+}
+
+void MeChassis(ManagedElement *element)
+{
+    MeSetName(element, "chassis");
+    MeSetDesc(element, "This target is used to manage the physical chassis");
+    element->kindId = kMeChassis;
+    element->parentKindId = kMeSystem;
+    element->addProperties = MeChassisAddProperties;
+    element->addVerbs = MeChassisAddVerbs;
+    element->instanceTag = MeChassisInstanceTag;
+    element->refreshProperties = MeChassisRefreshProperties;
+}

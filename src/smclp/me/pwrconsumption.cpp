@@ -1,0 +1,131 @@
+// pwrconsumption.cpp -- /system1/powermonitor1/numericsensorN: power and current drawn.
+//
+// Two variants share one Type, Format and numbering: power consumption in watts, and amperage,
+// told apart by the sensor's name each time a property depends on it. Amperage has no thresholds.
+#include "platform/str.h"
+#include "smclp/me/sensor_kind.h"
+#include "smclp/me/sensors.h"
+
+#include <string.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "pwrconsumption";
+constexpr u8 kType = 3;
+constexpr u8 kFormat = 1;
+
+// The text for the variant that the sensor is.
+u32 WriteVariant(const PropertyRequest &request, const char *power, const char *amperage)
+{
+    u32 isAmperage = 0;
+    const u32 result = is_amperage_sensor(request.number, &isAmperage);
+    if (result == 0)
+        StrCopy(request.value, isAmperage != 0 ? amperage : power, request.length);
+    return result;
+}
+
+u32 DeviceId(const PropertyRequest &request)
+{
+    u32 isAmperage = 0;
+    const u32 result = is_amperage_sensor(request.number, &isAmperage);
+    if (result != 0)
+        return result;
+    PropertyRequest numbered = request;
+    numbered.argument = isAmperage != 0 ? "AMPERAGE " : "POWER CONSUMPTION ";
+    return FromNumber(numbered);
+}
+
+u32 Units(const PropertyRequest &request)
+{
+    return WriteVariant(request, "Watts", "AMP");
+}
+
+u32 Threshold(const PropertyRequest &request)
+{
+    u32 isAmperage = 0;
+    const u32 result = is_amperage_sensor(request.number, &isAmperage);
+    if (result != 0)
+        return result;
+    if (isAmperage == 0)
+        return FromSensor(request);
+    StrCopy(request.value, "N/A", request.length);
+    return kMeOk;
+}
+
+u32 TypeDescription(const PropertyRequest &request)
+{
+    return WriteVariant(request, "Power consumption sensor.", "Amperage sensor.");
+}
+
+constexpr PropertyRow kRows[] = {
+    // clang-format off
+    {"SystemCreationClassName",    FromText,        "CIM_ComputerSystem"},
+    {"SystemName",                 FromSystemName,  nullptr},
+    {"CreationClassName",          FromText,        "CIM_NumericSensor"},
+    {"DeviceID",                   DeviceId,        nullptr},
+    {"BaseUnits",                  Units,           nullptr},
+    {"CurrentReading",             FromSensor,      "Reading"},
+    {"UpperThresholdNonCritical",  Threshold,       "WarningThresholdMax"},
+    {"UpperThresholdCritical",     Threshold,       "FailThresholdMax"},
+    {"SupportedThreshold",         FromText,        "{ \"UpperThresholdNonCritical\" \"UpperThresholdCritical\" }"},
+    {"SettableThreshold",          FromText,        "{ }"},
+    {"SensorType",                 FromText,        "1"},
+    {"PossibleStates",             FromStates,      nullptr},
+    {"CurrentState",               FromSensor,      "StatusText"},
+    {"ElementName",                FromSensor,      "Name"},
+    {"OtherSensorTypeDescription", TypeDescription, nullptr},
+    {"EnabledState",               FromText,        "1"},
+    // clang-format on
+};
+constexpr SensorKind kSensor = {.read = get_num_sensor_data, .states = kThresholdStateText};
+constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+
+}  // namespace
+
+u32 is_amperage_sensor(u32 instance, u32 *flag)
+{
+    char name[kSensorTextSize] = "";
+    const u32 result = get_num_sensor_data(instance, name, "Name");
+    if (result == 0)
+        *flag = strstr(name, "Current") != nullptr ? 1 : 0;
+    return result;
+}
+
+u32 get_num_sensor_data(u32 instance, char *out, const char *property)
+{
+    return get_sensor_data(kType, kFormat, instance, out, property);
+}
+
+u32 MePowerConsumptionInstanceTag()
+{
+    return get_num_instances(kType, kFormat);
+}
+
+u32 MePowerConsumptionAddVerbs(ManagedElement *element)
+{
+    return MeAddCommonVerbs(element);
+}
+
+u32 MePowerConsumptionAddProperties(ManagedElement *element)
+{
+    return MeAddTableProperties(kTable, element);
+}
+
+u32 MePowerConsumptionRefreshProperties(ManagedElement *element, const char *name, char *value,
+                                        u32 length)
+{
+    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
+}
+
+void MePowerConsumption(ManagedElement *element)
+{
+    MeSetName(element, "numericsensor");
+    MeSetDesc(element, "Numeric sensor.");
+    element->kindId = kMePowerConsumption;
+    element->parentKindId = kMePowerMonitor;
+    element->addProperties = MePowerConsumptionAddProperties;
+    element->addVerbs = MePowerConsumptionAddVerbs;
+    element->instanceTag = MePowerConsumptionInstanceTag;
+    element->refreshProperties = MePowerConsumptionRefreshProperties;
+}

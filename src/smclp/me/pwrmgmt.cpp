@@ -1,0 +1,166 @@
+// pwrmgmt.cpp -- /system1/pwrmgtsvc1: the host's power as a CIM power state, to be seen and set.
+#include "smclp/me/pwrmgmt.h"
+#include "platform/str.h"
+#include "platform/trace.h"
+#include "smclp/command_list.h"
+#include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
+#include "smclp/me/objmgr_access.h"
+
+#include <string.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "pwrmgmt";
+
+u32 FromPowerStatus(const PropertyRequest &request)
+{
+    char powerStatus[kPowerStatusSize] = "";
+    const u32 result = MePwrMgtGetPowerStatus(powerStatus);
+    if (result != kMeOk)
+        return result;
+    const PowerOperation operation = StrEqual(powerStatus, "ON") ? kPowerStart : kPowerStop;
+    for (const PowerStateRow &row : PowerStateTable) {
+        if (row.operation == operation)
+            StrCopy(request.value, row.text, request.length);
+    }
+    return kMeOk;
+}
+
+constexpr PropertyRow kRows[] = {
+    // clang-format off
+    {"CreationClassName", FromText,        "CIM_PowerManagementService"},
+    {"Name",              FromText,        "IPMI Power Service"},
+    {"ElementName",       FromText,        "Qarn Server Power Mangement Service"},  // misspelt: kept
+    {"powerstate",        FromPowerStatus, nullptr},  // lower case, as set is given it
+    // clang-format on
+};
+constexpr PropertyTable kTable = {kUnit, kRows};
+
+u32 ReadPowerStatus(const ObjMgrConnection &connection, char *buffer)
+{
+    char powerStatus[kPowerStatusSize] = "";
+    const CimStatus status = connection->GetPropertyValue(
+        connection.Handle(), kSystemClass, "PowerStatus", kPowerStatusSize, powerStatus);
+    if (status == kCimAccessDenied) {
+        TRACE_ACCESS_DENIED(kUnit);
+        return kMeNoPrivilege;
+    }
+    if (status != kCimOk) {
+        TRACE_CIM_STATUS(kUnit, status);
+        return kMeFailed;
+    }
+    StrCopy(buffer, powerStatus, kPowerStatusSize);
+    return kMeOk;
+}
+
+struct PowerRequest {
+    const char *method;
+    const char *parameter;  // may be null
+    bool fromOn;            // the host must be on, otherwise off
+};
+constexpr PowerRequest kRequests[] = {
+    {"Start", nullptr, false},           // kPowerStart
+    {"Stop", nullptr, true},             // kPowerStop
+    {"Reset", nullptr, true},            // kPowerReset
+    {"Reset", "Mode=PowerCycle", true},  // kPowerCycle
+};
+
+u32 Invoke(const ObjMgrConnection &connection, const PowerRequest &request)
+{
+    u32 methodResult = 0;  // not looked at: only the status counts
+    const CimStatus status = connection->InvokeMethod(
+        connection.Handle(), kSystemClass, request.method, request.parameter, 0, 0, &methodResult);
+    if (status == kCimAccessDenied)
+        return kMeNoPrivilege;
+    if (status != kCimOk) {
+        TRACE_CIM_STATUS(kUnit, status);
+        return kMeFailed;
+    }
+    return kMeOk;
+}
+
+}  // namespace
+
+u32 MePwrMgtGetPowerStatus(char *buffer)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return kMeFailed;
+    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+        return kMeNoPrivilege;
+    return ReadPowerStatus(connection, buffer);
+}
+
+u32 MePwrMgtRequestPowerState(u32 operation)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return kMeFailed;
+    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+        return kMeNoPrivilege;
+    char powerStatus[kPowerStatusSize] = "";
+    const u32 result = MePwrMgtGetPowerStatus(powerStatus);  // over a connection of its own
+    if (result != kMeOk)
+        return result;
+
+    const u8 wanted = static_cast<u8>(operation);
+    if (wanted >= sizeof kRequests / sizeof kRequests[0])
+        return kMeFailed;
+    const PowerRequest &request = kRequests[wanted];
+    const bool hostOn = StrEqual(powerStatus, "ON");
+    if (hostOn != request.fromOn)
+        return hostOn ? kMeHostOn : kMeHostOff;
+    return Invoke(connection, request);
+}
+
+u32 MePwrMgtMethod(ManagedElement *, char *text, u32, u32)
+{
+    if (text == nullptr)
+        return kMeBadArgument;
+    char *rest = nullptr;
+    const char *name = strtok_r(text, "=", &rest);  // "==" separates like "=": kept
+    const char *value = name == nullptr ? nullptr : strtok_r(nullptr, "=", &rest);
+    if (!StrEqual(name, "powerstate"))
+        return kMeBadArgument;
+    for (const PowerStateRow &row : PowerStateTable) {
+        if (StrEqual(value, row.text))
+            return MePwrMgtRequestPowerState(row.operation);
+    }
+    return kMeBadArgument;
+}
+
+u32 MePwrMgtSvcInstanceTag()
+{
+    return 1;
+}
+
+u32 MePwrMgtSvcAddVerbs(ManagedElement *element)
+{
+    const u32 result = MeAddCommonVerbs(element);
+    return result != 0 ? result : MeAddCommand(element, kCommandSet);
+}
+
+u32 MePwrMgtSvcAddProperties(ManagedElement *element)
+{
+    return MeAddTableProperties(kTable, element);
+}
+
+u32 MePwrMgtSvcRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
+{
+    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
+}
+
+void MePwrMgtSvc(ManagedElement *element)
+{
+    MeSetName(element, "pwrmgtsvc");
+    MeSetDesc(element, "Power Management Service");
+    element->kindId = kMePwrMgtSvc;
+    element->parentKindId = kMeSystem;
+    element->addProperties = MePwrMgtSvcAddProperties;
+    element->addVerbs = MePwrMgtSvcAddVerbs;
+    element->instanceTag = MePwrMgtSvcInstanceTag;
+    element->refreshProperties = MePwrMgtSvcRefreshProperties;
+    element->method = MePwrMgtMethod;
+}

@@ -1,0 +1,132 @@
+// record.cpp -- /system1/logs1/log1/recordN, the records of the System Event Log.
+//
+// N is the record number of the object manager. Every property that comes from there is a fetch of
+// its own.
+#include "platform/str.h"
+#include "platform/trace.h"
+#include "smclp/command_list.h"
+#include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
+#include "smclp/me/logs.h"
+#include "smclp/me/objmgr_access.h"
+
+#include <stdio.h>
+#include <string.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "record";
+constexpr char kDigitsBinding[] = ",TimestampFormat=YYYYMMDDHHMMSS";  // asks for 14 digits
+
+u32 Fetch(const PropertyRequest &request, const char *property, const char *binding)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return kMeFailed;
+    char path[kObjectPathSize];
+    snprintf(path, sizeof path, "%s.%s=%s,%s=%u%s", kLogRecordClass, "LogName", "SEL", "RecordNum",
+             request.number, binding);
+    alignas(max_align_t) char storage[kRecordStorageSize] = {};
+    ObjMgrInstance *record = connection->InitInstance(storage, sizeof storage);
+    if (record == nullptr) {
+        TRACE_ASSERT_FAILED(kUnit);
+        return kMeFailed;
+    }
+    if (connection->GetInstance(connection.Handle(), path, 0, record) != kCimOk) {
+        TRACE_ASSERT_FAILED(kUnit);
+        return kMeFailed;
+    }
+    const char *text = connection->GetInstanceValue(record, property);
+    if (text == nullptr)
+        return kMeFailed;
+    StrCopy(request.value, text, request.length);
+    return kMeOk;
+}
+
+u32 FromRecord(const PropertyRequest &request)
+{
+    return Fetch(request, request.argument, "");
+}
+
+// Fourteen digits and "-000"; the text of a record from before the clock was set stays as it is.
+u32 FromTimestamp(const PropertyRequest &request)
+{
+    static constexpr char kSuffix[] = "-000";
+    const u32 result = Fetch(request, "Timestamp", kDigitsBinding);
+    if (result != kMeOk || strstr(request.value, "System Boot") != nullptr)
+        return result;
+    const size_t used = strlen(request.value);
+    if (used + sizeof kSuffix <= request.length)
+        memcpy(request.value + used, kSuffix, sizeof kSuffix);
+    return kMeOk;
+}
+
+constexpr PropertyRow kRows[] = {
+    // clang-format off
+    {"RecordID",             FromRecord,    "RecordNum"},
+    {"CreationClassName",    FromText,      "CIM_LogRecord"},
+    {"LogCreationClassName", FromText,      "CIM_RecordLog"},
+    {"LogName",              FromText,      "IPMI SEL"},
+    {"ElementName",          FromText,      "IPMI SEL Record"},
+    {"Caption",              FromText,      ""},
+    {"RecordData",           FromText,      ""},
+    {"RecordFormat",         FromText,      ""},
+    {"MessageTimeStamp",     FromTimestamp, nullptr},
+    {"Description",          FromRecord,    "Description"},
+    // clang-format on
+};
+constexpr PropertyTable kTable = {kUnit, kRows};
+
+}  // namespace
+
+u32 MeRecordInstanceTag()
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return 0;
+    char path[kObjectPathSize];
+    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
+    char count[256] = "";
+    const CimStatus status =
+        connection->GetPropertyValue(connection.Handle(), path, "NumRecords", sizeof count, count);
+    if (status == kCimAccessDenied) {
+        TRACE_ACCESS_DENIED(kUnit);
+        return 0;
+    }
+    if (status != kCimOk) {
+        TRACE_CIM_STATUS(kUnit, status);
+        return 0;
+    }
+    return StrToUINT16(count);
+}
+
+u32 MeRecordAddVerbs(ManagedElement *element)
+{
+    const u32 result = MeAddCommonVerbs(element);
+    return result != 0 ? result : MeAddCommand(element, kCommandDelete);
+}
+
+u32 MeRecordAddProperties(ManagedElement *element)
+{
+    return MeAddTableProperties(kTable, element);
+}
+
+u32 MeRecordRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
+{
+    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
+}
+
+void MeRecord(ManagedElement *element)
+{
+    MeSetName(element, "record");
+    MeSetDesc(element, "Contains all the records currently in SEL");
+    element->kindId = kMeRecord;
+    element->parentKindId = kMeSel;
+    element->word11 = 60;
+    element->word15 = 1;
+    element->addProperties = MeRecordAddProperties;
+    element->addVerbs = MeRecordAddVerbs;
+    element->instanceTag = MeRecordInstanceTag;
+    element->refreshProperties = MeRecordRefreshProperties;
+}

@@ -1,0 +1,88 @@
+// sel.cpp -- /system1/logs1/log1, the System Event Log.
+//
+// Constants, but for the number of records.
+#include "platform/trace.h"
+#include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
+#include "smclp/me/logs.h"
+#include "smclp/me/objmgr_access.h"
+
+#include <stdio.h>
+#include <string.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "sel";
+
+// A failed Open is traced here: kept.
+u32 ReadNumRecords(const PropertyRequest &request)
+{
+    ObjMgrConnection connection;
+    if (!connection.HasInterface() || !connection.Open()) {
+        TRACE_ASSERT_FAILED(kUnit);
+        return kMeFailed;
+    }
+    char path[kObjectPathSize];
+    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
+    const CimStatus status = connection->GetPropertyValue(
+        connection.Handle(), path, "NumRecords", static_cast<u16>(request.length), request.value);
+    return status == kCimOk ? kMeOk : kMeFailed;
+}
+
+constexpr PropertyRow kRows[] = {
+    // clang-format off
+    {"InstanceID",             FromText,       "IPMI:BMC1 SEL Log"},
+    {"Name",                   FromText,       "IPMI SEL"},
+    {"MaxNumberOfRecords",     FromText,       "512"},
+    {"EnabledState",           FromText,       "2"},
+    {"OperationalStatus",      FromText,       "2"},
+    {"HealthState",            FromText,       "2"},  // the system says "5": kept
+    {"ElementName",            FromText,       "IPMI SEL"},
+    {"Caption",                FromText,       "IPMI SEL"},
+    {"Description",            FromText,       "IPMI SEL"},
+    {"CurrentNumberOfRecords", ReadNumRecords, nullptr},
+    // clang-format on
+};
+constexpr PropertyTable kTable = {kUnit, kRows};
+
+}  // namespace
+
+u32 MeSelInstanceTag()
+{
+    return 1;
+}
+
+u32 MeSelAddVerbs(ManagedElement *element)
+{
+    return MeAddCommonVerbs(element);
+}
+
+u32 MeSelAddProperties(ManagedElement *element)
+{
+    return MeAddTableProperties(kTable, element);
+}
+
+// Unlike the other kinds' it traces nothing and does not look at the element: kept.
+u32 MeSelRefreshProperties(ManagedElement *, const char *name, char *value, u32 length)
+{
+    if (length < kMeMinRefreshLength || value == nullptr)
+        return kMeFailed;
+    memset(value, 0, length);
+    const PropertyRow *row = MeFindPropertyRow(kTable, name);
+    return row == nullptr ? u32{kMeOk} : row->source({row->argument, 0, value, length, nullptr});
+}
+
+void MeSel(ManagedElement *element)
+{
+    MeSetName(element, "log");
+    MeSetDesc(element, "System Event Log (SEL)");
+    element->kindId = kMeSel;
+    element->parentKindId = kMeLogs;
+    element->word11 = 60;
+    element->word15 = 1;
+    element->addProperties = MeSelAddProperties;
+    element->addVerbs = MeSelAddVerbs;
+    element->instanceTag = MeSelInstanceTag;
+    element->refreshProperties = MeSelRefreshProperties;
+}

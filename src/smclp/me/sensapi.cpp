@@ -1,0 +1,171 @@
+// sensapi.cpp -- finds, counts and reads the controller's sensors.
+#include "smclp/me/sensapi.h"
+
+#include "platform/str.h"
+#include "platform/trace.h"
+#include "smclp/me/element_kind.h"
+#include "smclp/me/objmgr_access.h"
+
+#include <charconv>
+#include <stdio.h>
+#include <string.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "sensapi";
+
+// The path of the sensor with an index. A walk asks for many: only the digits are written anew.
+class SensorPath
+{
+public:
+    SensorPath()
+        : prefixLength_(
+              static_cast<size_t>(snprintf(path_, sizeof path_, "%s.%s=", kSensorClass, "Index")))
+    {
+    }
+    const char *At(u32 index)
+    {
+        char *end = std::to_chars(path_ + prefixLength_, path_ + sizeof path_ - 1, index).ptr;
+        *end = '\0';
+        return path_;
+    }
+
+private:
+    char path_[kObjectPathSize];
+    size_t prefixLength_;
+};
+
+// A missing property counts as 0.
+u8 ReadCode(const ObjMgrConnection &connection, const ObjMgrInstance *sensor, const char *property)
+{
+    return StrToUINT8(connection->GetInstanceValue(sensor, property));
+}
+
+void TraceFailedRead(CimStatus status)
+{
+    if (status == kCimAccessDenied)
+        TRACE_ACCESS_DENIED(kUnit);
+    else
+        TRACE_CIM_STATUS(kUnit, status);  // not found, too: the end of the list; kept
+}
+
+// Binds `sensor` to instance number `instance` of a kind.
+bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 type, u8 format,
+                u32 instance)
+{
+    SensorPath path;
+    u8 lastType = 0;
+    u32 match = 1;
+    for (u32 index = 1;; ++index) {
+        const CimStatus status =
+            connection->GetInstance(connection.Handle(), path.At(index), 0, sensor);
+        if (status != kCimOk) {
+            TraceFailedRead(status);
+            TraceLogMessage(kTraceLevel, "ERROR: %s [%d]: SensorType mismatch. Type = %d\n", kUnit,
+                            __LINE__, lastType);
+            return false;
+        }
+        lastType = ReadCode(connection, sensor, "Type");
+        const u8 lastFormat = ReadCode(connection, sensor, "Format");
+        if (lastType == type && lastFormat == format && match++ == instance)
+            return true;
+    }
+}
+
+bool HostIsOff(const char *powerStatus)
+{
+    return StrEqualNoCase(powerStatus, "OFF") || StrEqual(powerStatus, "0");
+}
+
+u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
+{
+    alignas(max_align_t) char storage[kSensorStorageSize] = {};
+    SensorPath path;
+    u16 count = 0;
+    for (u32 index = 1;; ++index) {
+        ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
+        if (sensor == nullptr)
+            return count;
+        const CimStatus status =
+            connection->GetInstance(connection.Handle(), path.At(index), 0, sensor);
+        if (status != kCimOk) {
+            TraceFailedRead(status);
+            return count;
+        }
+        const u8 sensorType = ReadCode(connection, sensor, "Type");
+        const u8 sensorFormat = ReadCode(connection, sensor, "Format");
+        if (sensorType == type && sensorFormat == format)
+            ++count;
+    }
+}
+
+}  // namespace
+
+u32 get_system_name(char *out)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return 1;
+    const CimStatus status = connection->GetPropertyValue(connection.Handle(), kSystemClass,
+                                                          "ServiceTag", kServiceTagSize, out);
+    return status == kCimOk ? 0 : 1;
+}
+
+u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *property)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return 1;
+    alignas(max_align_t) char storage[kSensorStorageSize] = {};
+    ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
+    if (sensor == nullptr)
+        return 1;
+    if (!FindSensor(connection, sensor, static_cast<u8>(type), static_cast<u8>(format), instance))
+        return 1;
+
+    memset(out, 0, kSensorTextSize);
+    const char *text = connection->GetInstanceValue(sensor, property);
+    if (text == nullptr) {
+        TRACE_ASSERT_FAILED(kUnit);
+        return 1;
+    }
+    StrCopy(out, text, kSensorTextSize);
+    return 0;
+}
+
+u16 get_num_instances(u32 type, u32 format)
+{
+    ObjMgrConnection connection;
+    if (!connection.Connect(kUnit, __LINE__))
+        return 0;
+    char powerStatus[kSensorTextSize] = "";
+    const CimStatus status = connection->GetPropertyValue(
+        connection.Handle(), kSystemClass, "PowerStatus", sizeof powerStatus, powerStatus);
+    if (status != kCimOk) {
+        TraceFailedRead(status);
+        return 0;
+    }
+    if (HostIsOff(powerStatus))
+        return 0;
+    return CountSensors(connection, static_cast<u8>(type), static_cast<u8>(format));
+}
+
+char *get_possible_states_string(char *dst, const char *const *texts, u32 count)
+{
+    AppendListBegin(dst, kSensorTextSize);
+    for (u32 i = 0; i < count; ++i)
+        AppendListText(dst, kSensorTextSize, texts[i]);
+    AppendListEnd(dst, kSensorTextSize);
+    return dst;
+}
+
+u32 add_properties(ManagedElement *element, const char *const *names, u16 count)
+{
+    for (u16 i = 0; i < count; ++i) {
+        const u32 result = MeAddProperty(element, names[i], "");
+        if (result != 0)
+            return result;
+    }
+    return 0;
+}

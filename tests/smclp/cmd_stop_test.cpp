@@ -1,0 +1,68 @@
+// cmd_stop_test.cpp -- what is stop's own; the rest is in options_test and state_verb_test.
+#include "smclp/commands/commands.h"
+#include "smclp/commands/options.h"
+#include "support/hand_tree.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+u32 RunStop(ManagedElement *target, CmdPara para, std::string *output)
+{
+    OutputCapture capture;
+    const u32 result = SmclpCommandStop(nullptr, target, nullptr, &para);
+    *output = capture.Take();
+    return result;
+}
+
+}  // namespace
+
+TEST(CmdStop, CallsTheMethodWithItsOwnName)
+{
+    HandTree tree;
+    ManagedElement *box = tree.Add(tree.root, "box");
+    tree.Method(box, 0);
+    std::string output;
+    EXPECT_EQ(RunStop(box, {}, &output), 0u);
+    EXPECT_EQ(output, "box was stopped successfully.\n");
+    EXPECT_EQ(tree.methodCalls, std::vector<std::string>{"box stop 0 0"});
+}
+
+TEST(CmdStop, KnowsOneStateAndOneRefusal)
+{
+    HandTree tree;
+    ManagedElement *box = tree.Add(tree.root, "box");
+    std::string output;
+    tree.Method(box, 17);
+    EXPECT_EQ(RunStop(box, {}, &output), 0u);
+    EXPECT_EQ(output, "box is already stopped.\n");
+    tree.Method(box, 18);
+    EXPECT_EQ(RunStop(box, {}, &output), 0u);
+    EXPECT_EQ(output, "ERROR: Command not supported.\n");
+    tree.Method(box, 16);
+    EXPECT_EQ(RunStop(box, {}, &output), 1u);
+    EXPECT_EQ(output, "ERROR: Insufficient user privileges to perform operation.\n");
+}
+
+TEST(CmdStop, HelpDoesNotCallTheMethod)
+{
+    HandTree tree;
+    ManagedElement *box = tree.Add(tree.root, "box");
+    tree.Method(box, 0);
+    std::string output;
+    EXPECT_EQ(RunStop(box, {0, 0, 0, 0, 1, 0}, &output), 0u);
+    EXPECT_EQ(output, "The STOP command stops the target.\n");
+    EXPECT_TRUE(tree.methodCalls.empty());
+}
+
+TEST(CmdStop, FailsTheExaminationOfATargetWithoutMethod)
+{
+    HandTree tree;
+    ManagedElement *box = tree.Add(tree.root, "box");
+    std::string output;
+    EXPECT_EQ(RunStop(box, {0, 0, 1, 1000, 0, 0}, &output), 0u);
+    EXPECT_EQ(output, "FAILED  : Command syntax may be invalid or target may be invalid.\n");
+    EXPECT_EQ(RunStop(box, {}, &output), 0u);
+    EXPECT_EQ(output, "ERROR: Command not supported.\n");
+}
