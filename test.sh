@@ -1,0 +1,14 @@
+#!/bin/sh
+# Builds everything and runs all tests: installs what is missing first. Arguments go to ctest, for
+# example ./test.sh -R LineEditor.
+set -eu
+top=$(cd "$(dirname "$0")" && pwd)
+build=$top/build-test
+. "$top/tools/packages.sh"
+
+# shellcheck disable=SC2086
+need $PACKAGES_BUILD $PACKAGES_TEST
+quietly cmake -S "$top" -B "$build" -G Ninja
+quietly cmake --build "$build"
+cd "$build"
+exec ctest --output-on-failure -j "$(nproc)" "$@"
