@@ -1,0 +1,98 @@
+// fuzz_host_file.cpp -- any text as the description of a simulated server.
+#include "objmgr/faults.h"
+#include "objmgr/object_path.h"
+#include "objmgrd/sim/host_file.h"
+
+#include <set>
+#include <stdlib.h>
+#include <string.h>
+
+namespace
+{
+
+void CheckNotes(const std::vector<HostNote> &notes, bool right)
+{
+    bool fault = false;
+    for (size_t i = 0; i < notes.size(); ++i) {
+        const HostNote &note = notes[i];
+        fault = fault || !note.warning;
+        if (note.text.empty() || HostNoteLine("h", note).find('\n') != std::string::npos)
+            abort();
+        if (StoreSafeText(note.text) != note.text)
+            abort();  // a note goes to a terminal
+        if (i > 0 && (note.line < notes[i - 1].line ||
+                      (note.line == notes[i - 1].line && note.column < notes[i - 1].column)))
+            abort();
+    }
+    if (right == fault)
+        abort();  // a fault without a word, or a word about nothing
+}
+
+// Clients find every property, with its status and its text made safe.
+void CheckInstance(const Instance &instance)
+{
+    const std::string record = StorePack(instance);
+    CimStatus status = 0;
+    if (!StoreReadStatus(record.data(), record.size(), &status) || status != instance.status)
+        abort();
+    std::set<std::string> names;
+    for (const PropertyValue &property : instance.properties) {
+        if (!names.insert(property.name).second)
+            abort();  // only one of two could be found
+        const char *text = nullptr;
+        if (!StoreFindProperty(record.data(), record.size(), property.name.c_str(), &status,
+                               &text) ||
+            status != property.status)
+            abort();
+        const std::string safe = StoreSafeText(property.text);
+        if (StoreSafeText(safe) != safe || safe.size() > kStoreTextMax)
+            abort();
+        if (status == kCimOk && safe != text)
+            abort();
+    }
+}
+
+void CheckHost(const Host &host)
+{
+    std::set<std::string> keys;
+    for (const HostInstance &instance : host.instances) {
+        ObjectPath path;
+        if (!keys.insert(instance.key).second ||
+            ObjectPathParse(instance.key.c_str(), &path) != kCimOk || path.key != instance.key)
+            abort();
+        CheckInstance(instance.instance);
+    }
+    if (!keys.contains("OEM_QARN_MessageLog.Name=SEL"))
+        abort();
+    // Every fault is one that the client can play.
+    CheckInstance(host.faults);
+    for (const PropertyValue &row : host.faults.properties) {
+        if (StoreSafeText(row.text) != row.text || row.status != kCimOk)
+            abort();
+    }
+    for (const HostMethodFault &fault : host.methods) {
+        if (fault.method.empty() || (fault.status != kCimOk && fault.hasReturn))
+            abort();
+    }
+    const std::string plan = StorePack(host.faults);
+    FaultsLoad(plan.data(), plan.size());
+    for (const HostInstance &instance : host.instances)
+        FaultsReadStatus(instance.key.c_str(), nullptr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
+{
+    // A copy of exactly this size, so that a byte read behind it is seen.
+    const std::vector<char> text(data, data + size);
+    Host host;
+    std::vector<HostNote> notes;
+    const bool right = HostFileParse(std::string_view(text.data(), size), &host, &notes);
+    CheckNotes(notes, right);
+    if (right)
+        CheckHost(host);
+    else if (!host.instances.empty() || !host.faults.properties.empty() || !host.methods.empty())
+        abort();  // a part of a wrong description
+    return 0;
+}
