@@ -1,7 +1,8 @@
 // kinds.h -- the constructors of all element kinds, in the order of meTable.
 //
-// To add a kind: me/<kind>.cpp, a row here and tests/smclp/<kind>_test.cpp. A kind stands after
-// the kind that it hangs under; the order is that of the targets a collection lists.
+// To add a kind: me/<kind>.cpp, a row here, tests/smclp/<kind>_test.cpp, and a section in
+// docs/targets.md. A kind stands after the kind that it hangs under; the order is that of the
+// targets a collection lists.
 #ifndef SMCLP_ME_KINDS_H
 #define SMCLP_ME_KINDS_H
 
