@@ -31,6 +31,24 @@ static const char *TakeText(Rest *rest, size_t *length)
     return text;
 }
 
+// Takes the name at the beginning of the rest; *isWanted: it is `wanted`. False when it is cut
+// off. Most names differ in their first byte, and one that matches needs no search for its end.
+static bool TakeName(Rest *rest, const char *wanted, bool *isWanted)
+{
+    size_t i = 0;
+    while (i < rest->size && rest->at[i] == wanted[i] && wanted[i] != '\0')
+        ++i;
+    *isWanted = i < rest->size && rest->at[i] == wanted[i];
+    rest->at += i;
+    rest->size -= i;
+    size_t length;
+    if (!*isWanted)
+        return TakeText(rest, &length) != nullptr;
+    ++rest->at;
+    --rest->size;
+    return true;
+}
+
 bool StoreFindProperty(const void *record, size_t size, const char *property, CimStatus *status,
                        const char **text)
 {
@@ -39,17 +57,17 @@ bool StoreFindProperty(const void *record, size_t size, const char *property, Ci
         return false;
     Rest rest = {static_cast<const char *>(record) + sizeof(found), size - sizeof(found)};
     while (rest.size > 0) {
-        size_t length = 0;
-        const char *name = TakeText(&rest, &length);
-        if (name == nullptr || rest.size < sizeof(found))
+        bool isWanted;
+        if (!TakeName(&rest, property, &isWanted) || rest.size < sizeof(found))
             return false;
         memcpy(&found, rest.at, sizeof(found));
         rest.at += sizeof(found);
         rest.size -= sizeof(found);
+        size_t length;
         const char *value = TakeText(&rest, &length);
         if (value == nullptr)
             return false;
-        if (strcmp(name, property) == 0) {
+        if (isWanted) {
             *status = found;
             *text = found == kCimOk ? value : value + length;
             return true;

@@ -12,7 +12,7 @@
 //   key  the canonical object path without its NUL (objmgr/object_path.h)
 //   value  one packed instance:
 //       u32  CIM status of the instance (native byte order; 0: served)
-//       then for each property, in no particular order:
+//       then for each property, in any order (those that are read most had better come first):
 //       name, NUL, u32 CIM status of the property (0: served), text, NUL
 //     Nothing is aligned. A property with a non-zero status has an empty text.
 //   A property name that ends in ";YYYYMMDDHHMMSS" is the fourteen-digit form of the property

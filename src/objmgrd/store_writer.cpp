@@ -90,18 +90,42 @@ static bool IsPropertyName(const std::string &name)
     return true;
 }
 
+// Properties that the shell reads for every instance of a walk, or before anything else. A reader
+// goes through a record from its beginning, so these come first.
+static constexpr const char *kFirstNames[] = {"Type", "Format", "PowerStatus", "ServiceTag",
+                                              "NumRecords"};
+
+static bool IsFirstName(const std::string &name)
+{
+    for (const char *first : kFirstNames) {
+        if (name == first)
+            return true;
+    }
+    return false;
+}
+
+static void AppendProperty(std::string *record, const PropertyValue &property)
+{
+    record->append(property.name.c_str(), property.name.size() + 1);
+    AppendStatus(record, property.status);
+    if (property.status == kCimOk)
+        *record += StoreSafeText(property.text);
+    *record += '\0';
+}
+
 std::string StorePack(const Instance &instance)
 {
     std::string record;
     AppendStatus(&record, instance.status);
+    for (const char *first : kFirstNames) {
+        for (const PropertyValue &property : instance.properties) {
+            if (property.name == first)
+                AppendProperty(&record, property);
+        }
+    }
     for (const PropertyValue &property : instance.properties) {
-        if (!IsPropertyName(property.name))
-            continue;
-        record.append(property.name.c_str(), property.name.size() + 1);
-        AppendStatus(&record, property.status);
-        if (property.status == kCimOk)
-            record += StoreSafeText(property.text);
-        record += '\0';
+        if (IsPropertyName(property.name) && !IsFirstName(property.name))
+            AppendProperty(&record, property);
     }
     return record;
 }

@@ -26,6 +26,8 @@ std::string StoreSafeText(const std::string &text);
 
 // The packed form of an instance, as objmgr/store.h describes it. Texts go through StoreSafeText.
 // Names of more than kStorePropertyNameMax bytes or with control characters are left out.
+// Type, Format, PowerStatus, ServiceTag and NumRecords come first, in this order, because clients
+// read them most; the others follow as given.
 std::string StorePack(const Instance &instance);
 
 // Owns the directory's store, its alive lock and its heartbeat. Every change is a transaction:

@@ -49,6 +49,17 @@ TEST(Store, NamesMatchWholeAndByCase)
     EXPECT_FALSE(StoreFindProperty(kRecord.data(), kRecord.size(), nullptr, &status, &text));
 }
 
+TEST(Store, NamesThatBeginAlikeAreToldApart)
+{
+    const std::string record = Number(0) + Property("Read", 0, "1") + Property("Reading", 0, "2") +
+                               Property("Readings", 0, "3");
+    EXPECT_EQ(TextOf(record, "Read"), "1");
+    EXPECT_EQ(TextOf(record, "Reading"), "2");
+    EXPECT_EQ(TextOf(record, "Readings"), "3");
+    EXPECT_EQ(TextOf(record, "Readin"), "absent");
+    EXPECT_EQ(TextOf(record, "Reads"), "absent");
+}
+
 TEST(Store, TextPointsIntoTheRecord)
 {
     CimStatus status;

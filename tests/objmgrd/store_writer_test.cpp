@@ -100,6 +100,28 @@ TEST(StorePack, PropertiesFollowTheStatus)
                                        std::string("\0", 1));
 }
 
+TEST(StorePack, PropertiesThatAreReadMostComeFirstAndTheRestAsGiven)
+{
+    const Instance mixed = Texts({{"Index", "1"},
+                                  {"NumRecords", "2"},
+                                  {"Format", "3"},
+                                  {"ServiceTag", "4"},
+                                  {"Name", "5"},
+                                  {"PowerStatus", "6"},
+                                  {"Type", "7"},
+                                  {"Format", "8"},
+                                  {"Typed", "9"},
+                                  {"A", "10"}});
+    const auto ordered = [](const char *name, const char *text) {
+        return std::string(name) + std::string(5, '\0') + text + '\0';
+    };
+    EXPECT_EQ(StorePack(mixed),
+              std::string(4, '\0') + ordered("Type", "7") + ordered("Format", "3") +
+                  ordered("Format", "8") + ordered("PowerStatus", "6") +
+                  ordered("ServiceTag", "4") + ordered("NumRecords", "2") + ordered("Index", "1") +
+                  ordered("Name", "5") + ordered("Typed", "9") + ordered("A", "10"));
+}
+
 TEST(StorePack, NamesThatDoNotFitAreLeftOut)
 {
     const std::string longest(63, 'n');
