@@ -5,6 +5,10 @@
 // two system calls (is this still the store in use, is the service alive) and a read none. Only
 // methods cross the socket.
 //
+// The shell asks for the same few sensors over and over. While the store has not changed, what was
+// found for a path is remembered from one connection to the next; a change of the store, which is
+// another transaction of it, forgets everything.
+//
 // The directory is taken from ZOROBJMGR at the first use and stays for the process; the state
 // below belongs to the process that built it and is not to be used after fork().
 //
@@ -29,19 +33,38 @@
 #include <time.h>
 #include <unistd.h>
 
+// Where a path leads in one snapshot.
+struct FoundInstance {
+    const void *record;
+    size_t recordSize;
+    CimStatus status;  // not 0: record is not to be used
+    bool timestampDigits;
+};
+
 struct ObjMgrInstance {
     u32 mark;             // kInstanceMark once InitInstance has been here
     ObjMgrHandle handle;  // the connection that the record belongs to; 0: no values
-    const void *record;
-    size_t recordSize;
-    bool timestampDigits;
+    FoundInstance found;
 };
 
 struct Connection {
     MDB_txn *txn;  // kept, reset, from one connection to the next; null: not begun yet
+    u64 snapshot;  // its number, see NumberSnapshot
     u32 generation;
     bool open;
     ObjMgrPrivilege privilege;
+};
+
+// The longest path that is remembered, in bytes. Longer are only those of log records in the form
+// with digits, which the shell reads once each.
+static constexpr size_t kRememberedPathMax = 47;
+static constexpr u32 kRememberedBits = 9;  // paths that share a place only cost look-ups
+
+// What was found for a path. 40 kB in all, of which only pages in use cost memory.
+struct RememberedInstance {
+    u64 snapshot;  // where it was found; 0: nowhere yet
+    FoundInstance found;
+    char path[kRememberedPathMax + 1];
 };
 
 static constexpr u32 kInstanceMark = 0x4f4d4f49;
@@ -59,6 +82,9 @@ static dev_t sStoreDevice;
 static ino_t sStoreInode;
 static Connection sConnections[kObjMgrMaxConnections];
 static u32 sOpenConnections;
+static u64 sSnapshot;                     // number of the newest snapshot; 0: none yet
+static size_t sSnapshotTxnId = SIZE_MAX;  // its transaction; SIZE_MAX: of no store that is open
+static RememberedInstance sRemembered[1u << kRememberedBits];
 
 static u64 NowMs()
 {
@@ -129,6 +155,7 @@ static void CloseStore()
     if (sEnv != nullptr)
         mdb_env_close(sEnv);
     sEnv = nullptr;
+    sSnapshotTxnId = SIZE_MAX;
     CloseFd(&sStoreFd);
     CloseFd(&sAliveFd);
 }
@@ -251,6 +278,18 @@ static bool TakeSnapshot(Connection *connection)
     return BeginSnapshot(connection) == 0;
 }
 
+// The same number is the same state of the same store, and as long as a connection has it, every
+// record found under that number lies where it was: pages that a transaction gives up are written
+// over only after it is committed, and then there is another number.
+static void NumberSnapshot(Connection *connection)
+{
+    const size_t txnId = mdb_txn_id(connection->txn);
+    if (txnId != sSnapshotTxnId)
+        ++sSnapshot;
+    sSnapshotTxnId = txnId;
+    connection->snapshot = sSnapshot;
+}
+
 // A heartbeat from the future is not of this boot.
 static bool HeartbeatIsFresh(const Connection *connection)
 {
@@ -304,6 +343,7 @@ static u32 Open(ObjMgrHandle *handle)
         mdb_txn_reset(connection->txn);
         return 1;
     }
+    NumberSnapshot(connection);
     *handle = NewHandle(connection);
     connection->open = true;
     connection->privilege = {};
@@ -330,15 +370,63 @@ static void SetPrivilege(ObjMgrHandle handle, const ObjMgrPrivilege *privilege)
 
 // ---- reading ----
 
-static CimStatus FindRecord(const Connection *connection, const ObjectPath *path, MDB_val *record)
+static CimStatus FindRecord(const Connection *connection, const ObjectPath *path,
+                            FoundInstance *found)
 {
     MDB_val key = KeyOf(path->key, path->keyLength);
-    const int rc = mdb_get(connection->txn, sDbi, &key, record);
+    MDB_val record;
+    const int rc = mdb_get(connection->txn, sDbi, &key, &record);
     if (rc != 0)
         return rc == MDB_NOTFOUND ? kCimNotFound : kCimFailed;
     CimStatus status;
-    StoreReadStatus(record->mv_data, record->mv_size, &status);
+    StoreReadStatus(record.mv_data, record.mv_size, &status);
+    found->record = record.mv_data;
+    found->recordSize = record.mv_size;
+    found->timestampDigits = path->timestampDigits;
     return status;
+}
+
+// What the store says, without regard to what was found before. property: null for GetInstance.
+static FoundInstance LookUp(const Connection *connection, const char *path, const char *property)
+{
+    FoundInstance found = {};
+    ObjectPath parsed;
+    found.status = ObjectPathParse(path, &parsed);
+    if (found.status == kCimOk)
+        found.status = FaultsReadStatus(parsed.key, property);
+    if (found.status == kCimOk)
+        found.status = FindRecord(connection, &parsed, &found);
+    return found;
+}
+
+// The one place for a path of `length` bytes, or null when it is not one to remember. The end tells
+// the shell's paths apart: an index and the key before it, or the class.
+static RememberedInstance *PlaceFor(const char *path, size_t length)
+{
+    u64 end;
+    if (length < sizeof(end) || length > kRememberedPathMax)
+        return nullptr;
+    memcpy(&end, path + length - sizeof(end), sizeof(end));
+    return &sRemembered[end * 0x9e3779b97f4a7c15 >> (64 - kRememberedBits)];  // Fibonacci hashing
+}
+
+// Nothing is remembered while a plan of faults has to count every read, nor is kCimFailed: that is
+// no answer and may be another the next time.
+static FoundInstance Find(const Connection *connection, const char *path, const char *property)
+{
+    const size_t length = path != nullptr ? strnlen(path, kRememberedPathMax + 1) : 0;
+    RememberedInstance *place = FaultsPlanReads() ? nullptr : PlaceFor(path, length);
+    if (place == nullptr)
+        return LookUp(connection, path, property);
+    if (place->snapshot == connection->snapshot && memcmp(place->path, path, length + 1) == 0)
+        return place->found;
+    const FoundInstance found = LookUp(connection, path, property);
+    if (found.status != kCimFailed) {
+        place->snapshot = connection->snapshot;
+        place->found = found;
+        memcpy(place->path, path, length + 1);
+    }
+    return found;
 }
 
 static bool EndsInTimestampSuffix(const char *property, size_t length)
@@ -347,23 +435,28 @@ static bool EndsInTimestampSuffix(const char *property, size_t length)
     return length >= suffix && strcmp(property + length - suffix, kStoreTimestampSuffix) == 0;
 }
 
+// The form with digits of a property of `length` bytes; as StoreFindProperty.
+static bool FindDigits(const FoundInstance *found, const char *property, size_t length,
+                       CimStatus *status, const char **text)
+{
+    char name[kStorePropertyNameMax + sizeof(kStoreTimestampSuffix)];
+    memcpy(name, property, length);
+    memcpy(name + length, kStoreTimestampSuffix, sizeof(kStoreTimestampSuffix));
+    return StoreFindProperty(found->record, found->recordSize, name, status, text);
+}
+
 // As StoreFindProperty, with the names that clients know: the form with digits is asked for by
 // the path and has no name of its own.
-static CimStatus FindText(const void *record, size_t size, bool timestampDigits,
-                          const char *property, const char **text)
+static CimStatus FindText(const FoundInstance *found, const char *property, const char **text)
 {
     const size_t length = strnlen(property, kStorePropertyNameMax + 1);
     if (length > kStorePropertyNameMax || EndsInTimestampSuffix(property, length))
         return kCimNoSuchProperty;
     CimStatus status = kCimFailed;
-    if (timestampDigits) {
-        char name[kStorePropertyNameMax + sizeof(kStoreTimestampSuffix)];
-        memcpy(name, property, length);
-        memcpy(name + length, kStoreTimestampSuffix, sizeof(kStoreTimestampSuffix));
-        if (StoreFindProperty(record, size, name, &status, text))
-            return status;
-    }
-    return StoreFindProperty(record, size, property, &status, text) ? status : kCimNoSuchProperty;
+    if ((found->timestampDigits && FindDigits(found, property, length, &status, text)) ||
+        StoreFindProperty(found->record, found->recordSize, property, &status, text))
+        return status;
+    return kCimNoSuchProperty;
 }
 
 static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
@@ -377,7 +470,7 @@ static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
         return nullptr;
     void *place = static_cast<u8 *>(storage) + skip;
     ObjMgrInstance *instance = static_cast<ObjMgrInstance *>(place);
-    *instance = {kInstanceMark, 0, nullptr, 0, false};
+    *instance = {kInstanceMark, 0, {}};
     return instance;
 }
 
@@ -389,19 +482,11 @@ static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrI
     const Connection *connection = FindConnection(handle);
     if (connection == nullptr)
         return kCimFailed;
-    ObjectPath parsed;
-    CimStatus status = ObjectPathParse(path, &parsed);
-    if (status == kCimOk)
-        status = FaultsReadStatus(parsed.key, nullptr);
-    MDB_val record;
-    if (status == kCimOk)
-        status = FindRecord(connection, &parsed, &record);
-    if (status != kCimOk)
-        return status;
+    const FoundInstance found = Find(connection, path, nullptr);
+    if (found.status != kCimOk)
+        return found.status;
     instance->handle = handle;
-    instance->record = record.mv_data;
-    instance->recordSize = record.mv_size;
-    instance->timestampDigits = parsed.timestampDigits;
+    instance->found = found;
     return kCimOk;
 }
 
@@ -411,9 +496,7 @@ static const char *GetInstanceValue(const ObjMgrInstance *instance, const char *
         FindConnection(instance->handle) == nullptr)
         return nullptr;
     const char *text = nullptr;
-    const CimStatus status = FindText(instance->record, instance->recordSize,
-                                      instance->timestampDigits, property, &text);
-    return status == kCimOk ? text : nullptr;
+    return FindText(&instance->found, property, &text) == kCimOk ? text : nullptr;
 }
 
 static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const char *property,
@@ -422,17 +505,13 @@ static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const c
     const Connection *connection = FindConnection(handle);
     if (connection == nullptr)
         return kCimFailed;
-    ObjectPath parsed;
-    if (property == nullptr || buffer == nullptr || size == 0 ||
-        ObjectPathParse(path, &parsed) != kCimOk)
+    if (property == nullptr || buffer == nullptr || size == 0)
         return kCimInvalidParameter;
-    CimStatus status = FaultsReadStatus(parsed.key, property);
-    MDB_val record;
-    if (status == kCimOk)
-        status = FindRecord(connection, &parsed, &record);
+    const FoundInstance found = Find(connection, path, property);
+    CimStatus status = found.status;
     const char *text = nullptr;
     if (status == kCimOk)
-        status = FindText(record.mv_data, record.mv_size, parsed.timestampDigits, property, &text);
+        status = FindText(&found, property, &text);
     if (status != kCimOk)
         return status;
     const size_t length = strnlen(text, size_t{size} - 1);

@@ -137,6 +137,11 @@ bool FaultsHit(FaultPoint point)
     return CountCall(sPoints[i], &sPointCalls[i]);
 }
 
+bool FaultsPlanReads()
+{
+    return sReadRows > 0;
+}
+
 CimStatus FaultsReadStatus(const char *key, const char *property)
 {
     if (property == nullptr)

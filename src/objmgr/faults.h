@@ -31,6 +31,9 @@ void FaultsLoad(const void *record, size_t size);
 // True when this call of `point` is to fail; counts it.
 bool FaultsHit(FaultPoint point);
 
+// True when the plan has rows for reads, so that FaultsReadStatus has to see every one of them.
+bool FaultsPlanReads();
+
 // The status that this read is to answer, or kCimOk for the true answer; counts it. property is
 // null for GetInstance. `key` is the canonical path.
 CimStatus FaultsReadStatus(const char *key, const char *property);

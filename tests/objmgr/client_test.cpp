@@ -673,17 +673,10 @@ CLIENT_TEST(ConnectionIsOneSnapshot)
 
 // ---- costs ----
 
-CLIENT_TEST(EachReadIsOneLookUp)
+static void WalkSensors(ObjMgrHandle handle, int count)
 {
-    constexpr int kSensors = 100;
-    World world(Sensors(kSensors));
     const ObjMgrInterface *om = ObjMgrGetInterface();
-    EXPECT_EQ(OpenStatus(), 0u);
-    sGets = 0;
-    const ObjMgrHandle handle = MustOpen();
-    EXPECT_EQ(sGets, 1u);  // the heartbeat
-    sGets = 0;
-    for (int i = 1; i <= kSensors; ++i) {
+    for (int i = 1; i <= count; ++i) {
         u64 storage[128] = {};
         ObjMgrInstance *instance = om->InitInstance(storage, sizeof(storage));
         const std::string path = "OEM_QARN_Sensor.Index=" + std::to_string(i);
@@ -691,11 +684,119 @@ CLIENT_TEST(EachReadIsOneLookUp)
         EXPECT_EQ(om->GetInstanceValue(instance, "Reading"), std::to_string(20 + i));
         EXPECT_STREQ(om->GetInstanceValue(instance, "Type"), "1");
     }
+}
+
+CLIENT_TEST(EachReadIsOneLookUpAtMost)
+{
+    World world(Sensors(100));
+    EXPECT_EQ(OpenStatus(), 0u);
+    sGets = 0;
+    const ObjMgrHandle handle = MustOpen();
+    EXPECT_EQ(sGets, 1u);  // the heartbeat
+    sGets = 0;
+    WalkSensors(handle, 100);
     EXPECT_EQ(sGets, 100u);
     sGets = 0;
-    EXPECT_EQ(ReadIn(handle, "OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    WalkSensors(handle, 100);
+    EXPECT_LE(sGets, 100u);
+    ObjMgrGetInterface()->Close(handle);
+}
+
+CLIENT_TEST(ReadOfAnUnchangedStoreIsRememberedAcrossConnections)
+{
+    World world;
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    EXPECT_EQ(Read("OEM_QARN_None", "Type"), "status 6");
+    sGets = 0;
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    EXPECT_EQ(Read("OEM_QARN_None", "Type"), "status 6");
+    EXPECT_EQ(sGets, 2u);  // a heartbeat each
+}
+
+CLIENT_TEST(ChangeOfTheStoreForgetsEverything)
+{
+    World world;
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    ASSERT_EQ(world.service->Run(kTurnOff), 0);
+    sGets = 0;
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    EXPECT_EQ(sGets, 2u);  // the heartbeat, too
+}
+
+CLIENT_TEST(InstancesThatComeAndGoAreSeenByTheNextConnection)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    StoreWriter writer;
+    StepProcess service({[&] { return PublishAll(&writer, directory.Path(), Sensors(1)); },
+                         [&] { return PutAll(&writer, Sensors(2)); },
+                         [&] {
+                             writer.Begin();
+                             writer.Delete("OEM_QARN_Sensor.Index=1");
+                             return writer.Commit();
+                         }});
+    ASSERT_EQ(service.Run(0), 0);
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "21");
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=2", "Reading"), "status 6");
+    ASSERT_EQ(service.Run(1), 0);
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=2", "Reading"), "22");
+    ASSERT_EQ(service.Run(2), 0);
+    EXPECT_EQ(Read("OEM_QARN_Sensor.Index=1", "Reading"), "status 6");
+}
+
+// Each reads what the other has just remembered for the same path.
+CLIENT_TEST(ConnectionsOfTwoSnapshotsReadByTurns)
+{
+    World world;
+    const ObjMgrHandle before = MustOpen();
+    ASSERT_EQ(world.service->Run(kTurnOff), 0);
+    const ObjMgrHandle after = MustOpen();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(ReadIn(before, "OEM_QARN_System", "PowerStatus"), "ON");
+        EXPECT_EQ(ReadIn(after, "OEM_QARN_System", "PowerStatus"), "OFF");
+    }
+}
+
+static void ExpectReadTwice(const std::string &path, const char *text)
+{
+    EXPECT_EQ(Read(path.c_str(), "Name"), text) << path;
+    EXPECT_EQ(Read(path.c_str(), "Name"), text) << path;
+}
+
+// Paths of 8 to 47 bytes are remembered, in a place that their last 8 bytes name.
+CLIENT_TEST(PathsOfEveryLengthAndOfOneEndAreToldApart)
+{
+    Records records;
+    const std::string end = ".Index=1";
+    for (const size_t length : {1u, 2u, 38u, 39u, 40u, 41u})
+        records.push_back(
+            {std::string(length, 'c') + end, Texts({{"Name", std::to_string(length)}})});
+    records.push_back({"Seven77", Texts({{"Name", "seven"}})});
+    records.push_back({"Eight888", Texts({{"Name", "eight"}})});
+    World world(records);
+    for (int i = 0; i < 2; ++i) {
+        for (const size_t length : {1u, 2u, 38u, 39u, 40u, 41u})
+            ExpectReadTwice(std::string(length, 'c') + end, std::to_string(length).c_str());
+        ExpectReadTwice("c,Index=1", "status 6");
+        ExpectReadTwice(end, "status 4");
+        ExpectReadTwice("Seven77", "seven");
+        ExpectReadTwice("Eight888", "eight");
+        ExpectReadTwice("Eight88", "status 6");
+    }
+}
+
+CLIENT_TEST(LongestRememberedPathHas47Bytes)
+{
+    const std::string longest(47, 'c');
+    World world({{longest, Texts({{"Name", "a"}})}, {longest + "c", Texts({{"Name", "b"}})}});
+    const ObjMgrHandle handle = MustOpen();
+    ReadIn(handle, longest.c_str(), "Name");
+    ReadIn(handle, (longest + "c").c_str(), "Name");
+    sGets = 0;
+    EXPECT_EQ(ReadIn(handle, longest.c_str(), "Name"), "a");
+    EXPECT_EQ(sGets, 0u);
+    EXPECT_EQ(ReadIn(handle, (longest + "c").c_str(), "Name"), "b");
     EXPECT_EQ(sGets, 1u);
-    om->Close(handle);
 }
 
 // Runs `body` and stops it at every system call; the numbers of those between its first two calls

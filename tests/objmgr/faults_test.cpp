@@ -51,6 +51,17 @@ FAULTS_TEST(WithoutAPlanNothingFails)
     EXPECT_EQ(Reads("C", "P", 2), "00");
 }
 
+FAULTS_TEST(PlanOfReadsIsKnown)
+{
+    EXPECT_FALSE(FaultsPlanReads());
+    Load({{"open", "1"}});
+    EXPECT_FALSE(FaultsPlanReads());
+    Load({{"read 1", "1 5 C"}});
+    EXPECT_TRUE(FaultsPlanReads());
+    FaultsLoad(nullptr, 0);
+    EXPECT_FALSE(FaultsPlanReads());
+}
+
 FAULTS_TEST(EachPointHasItsOwnRange)
 {
     Load({{"interface", "1"}, {"open", "2-3"}, {"init_instance", "3-4294967295"}});
