@@ -1,11 +1,9 @@
 // pwrmgmt.cpp -- /system1/pwrmgtsvc1: the host's power as a CIM power state, to be seen and set.
 #include "smclp/me/pwrmgmt.h"
 #include "platform/str.h"
-#include "platform/trace.h"
 #include "smclp/command_list.h"
 #include "smclp/me/element_kind.h"
 #include "smclp/me/kinds.h"
-#include "smclp/me/objmgr_access.h"
 
 #include <string.h>
 
@@ -38,49 +36,6 @@ constexpr PropertyRow kRows[] = {
 };
 constexpr PropertyTable kTable = {kUnit, kRows};
 
-u32 ReadPowerStatus(const ObjMgrConnection &connection, char *buffer)
-{
-    char powerStatus[kPowerStatusSize] = "";
-    const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, "PowerStatus", kPowerStatusSize, powerStatus);
-    if (status == kCimAccessDenied) {
-        TRACE_ACCESS_DENIED(kUnit);
-        return kMeNoPrivilege;
-    }
-    if (status != kCimOk) {
-        TRACE_CIM_STATUS(kUnit, status);
-        return kMeFailed;
-    }
-    StrCopy(buffer, powerStatus, kPowerStatusSize);
-    return kMeOk;
-}
-
-struct PowerRequest {
-    const char *method;
-    const char *parameter;  // may be null
-    bool fromOn;            // the host must be on, otherwise off
-};
-constexpr PowerRequest kRequests[] = {
-    {"Start", nullptr, false},           // kPowerStart
-    {"Stop", nullptr, true},             // kPowerStop
-    {"Reset", nullptr, true},            // kPowerReset
-    {"Reset", "Mode=PowerCycle", true},  // kPowerCycle
-};
-
-u32 Invoke(const ObjMgrConnection &connection, const PowerRequest &request)
-{
-    u32 methodResult = 0;  // not looked at: only the status counts
-    const CimStatus status = connection->InvokeMethod(
-        connection.Handle(), kSystemClass, request.method, request.parameter, 0, 0, &methodResult);
-    if (status == kCimAccessDenied)
-        return kMeNoPrivilege;
-    if (status != kCimOk) {
-        TRACE_CIM_STATUS(kUnit, status);
-        return kMeFailed;
-    }
-    return kMeOk;
-}
-
 }  // namespace
 
 u32 MePwrMgtGetPowerStatus(char *buffer)
@@ -90,7 +45,11 @@ u32 MePwrMgtGetPowerStatus(char *buffer)
         return kMeFailed;
     if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
         return kMeNoPrivilege;
-    return ReadPowerStatus(connection, buffer);
+    char powerStatus[kPowerStatusSize];
+    const u32 result = HostPowerRead(connection, kUnit, __LINE__, powerStatus);
+    if (result == kMeOk)
+        StrCopy(buffer, powerStatus, kPowerStatusSize);
+    return result;
 }
 
 u32 MePwrMgtRequestPowerState(u32 operation)
@@ -106,13 +65,10 @@ u32 MePwrMgtRequestPowerState(u32 operation)
         return result;
 
     const u8 wanted = static_cast<u8>(operation);
-    if (wanted >= sizeof kRequests / sizeof kRequests[0])
+    if (wanted > kPowerCycle)
         return kMeFailed;
-    const PowerRequest &request = kRequests[wanted];
-    const bool hostOn = StrEqual(powerStatus, "ON");
-    if (hostOn != request.fromOn)
-        return hostOn ? kMeHostOn : kMeHostOff;
-    return Invoke(connection, request);
+    return HostPowerRequest(connection, kUnit, __LINE__, static_cast<PowerOperation>(wanted),
+                            powerStatus);
 }
 
 u32 MePwrMgtMethod(ManagedElement *, char *text, u32, u32)

@@ -3,15 +3,8 @@
 #ifndef SMCLP_ME_PWRMGMT_H
 #define SMCLP_ME_PWRMGMT_H
 
+#include "smclp/me/host_power.h"
 #include "smclp/me/me.h"
-
-// What can be asked of the host.
-enum PowerOperation : u8 {
-    kPowerStart = 0,
-    kPowerStop = 1,
-    kPowerReset = 2,
-    kPowerCycle = 3,
-};
 
 // The CIM power states (CIM_PowerManagementService.PowerState) that can be requested.
 struct PowerStateRow {

@@ -4,11 +4,10 @@
 // properties do not follow the host's power: kept.
 #include "smclp/me/system.h"
 #include "platform/str.h"
-#include "platform/trace.h"
 #include "smclp/command_list.h"
 #include "smclp/me/element_kind.h"
+#include "smclp/me/host_power.h"
 #include "smclp/me/kinds.h"
-#include "smclp/me/objmgr_access.h"
 
 namespace
 {
@@ -56,53 +55,6 @@ constexpr PropertyRow kRows[] = {
 };
 constexpr PropertyTable kTable = {kUnit, kRows};
 
-enum PowerOperation : u8 { kStart = 0, kStop = 1, kReset = 2 };
-
-// The method for an operation, or null with the result that says why not.
-const char *ChooseMethod(u8 operation, bool hostOn, u32 *result)
-{
-    if (operation == kStart)
-        *result = kMeHostOn;
-    else if (operation == kStop || operation == kReset)
-        *result = kMeHostOff;
-    if (hostOn)
-        return operation == kStop ? "Stop" : operation == kReset ? "Reset" : nullptr;
-    return operation == kStart ? "Start" : nullptr;
-}
-
-u32 OperateOver(const ObjMgrConnection &connection, u8 operation)
-{
-    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
-        return kMeNoPrivilege;
-
-    char powerStatus[kPowerStatusSize] = "";
-    CimStatus status = connection->GetPropertyValue(connection.Handle(), kSystemClass,
-                                                    "PowerStatus", kPowerStatusSize, powerStatus);
-    if (status == kCimAccessDenied) {
-        TRACE_ACCESS_DENIED(kUnit);
-        return kMeNoPrivilege;
-    }
-    if (status != kCimOk) {
-        TRACE_CIM_STATUS(kUnit, status);
-        return kMeFailed;
-    }
-
-    u32 result = kMeFailed;
-    const char *method = ChooseMethod(operation, StrEqual(powerStatus, "ON"), &result);
-    if (method == nullptr)
-        return result;
-    u32 methodResult = 0;  // not looked at: only the status counts
-    status = connection->InvokeMethod(connection.Handle(), kSystemClass, method, nullptr, 0, 0,
-                                      &methodResult);
-    if (status == kCimAccessDenied)
-        return kMeNoPrivilege;
-    if (status != kCimOk) {
-        TRACE_CIM_STATUS(kUnit, status);
-        return kMeFailed;
-    }
-    return kMeOk;
-}
-
 }  // namespace
 
 u32 MeSystemPowerOperation(u32, u32 operation)
@@ -110,22 +62,32 @@ u32 MeSystemPowerOperation(u32, u32 operation)
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return kMeFailed;
-    return OperateOver(connection, static_cast<u8>(operation));
+    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+        return kMeNoPrivilege;
+    char powerStatus[kPowerStatusSize];
+    const u32 result = HostPowerRead(connection, kUnit, __LINE__, powerStatus);
+    if (result != kMeOk)
+        return result;
+    const u8 wanted = static_cast<u8>(operation);
+    if (wanted > kPowerReset)  // a power cycle is not the system's to do
+        return kMeFailed;
+    return HostPowerRequest(connection, kUnit, __LINE__, static_cast<PowerOperation>(wanted),
+                            powerStatus);
 }
 
 u32 MeSystemStart(ManagedElement *)
 {
-    return MeSystemPowerOperation(1, kStart);
+    return MeSystemPowerOperation(1, kPowerStart);
 }
 
 u32 MeSystemStop(ManagedElement *)
 {
-    return MeSystemPowerOperation(1, kStop);
+    return MeSystemPowerOperation(1, kPowerStop);
 }
 
 u32 MeSystemReset(ManagedElement *)
 {
-    return MeSystemPowerOperation(1, kReset);
+    return MeSystemPowerOperation(1, kPowerReset);
 }
 
 u32 MeSystemMethod(ManagedElement *element, char *operation, u32, u32)
