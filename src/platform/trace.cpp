@@ -2,16 +2,20 @@
 #include "platform/trace.h"
 
 #include <fcntl.h>
+#include <paths.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <syslog.h>
+#include <time.h>
 #include <unistd.h>
 
 static const char *gName;
 static int gFile = -1;
 static bool gTargetChosen;
+static time_t gLookedAt = -1;  // second in which the system log was looked for
+static bool gLogIsThere;
 
 // Decided at the first trace: most sessions never write one.
 static void ChooseTarget()
@@ -22,6 +26,19 @@ static void ChooseTarget()
         gFile = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
     if (gFile == -1)
         openlog(gName, LOG_PID, LOG_DAEMON);
+}
+
+// Whether there is a system log to write to, looked at once a second: the C library would try to
+// connect for every line, and one command can write thousands.
+static bool SystemLogIsThere()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (now.tv_sec != gLookedAt) {
+        gLookedAt = now.tv_sec;
+        gLogIsThere = access(_PATH_LOG, F_OK) == 0;
+    }
+    return gLogIsThere;
 }
 
 void TraceOpen(const char *name)
@@ -37,10 +54,16 @@ void TraceClose()
         closelog();
     gFile = -1;
     gTargetChosen = false;
+    gLookedAt = -1;
 }
 
 void TraceLogMessage(u32, const char *format, ...)
 {
+    if (!gTargetChosen)
+        ChooseTarget();
+    if (gFile == -1 && !SystemLogIsThere())
+        return;
+
     char line[512];
     va_list arguments;
     va_start(arguments, format);
@@ -52,8 +75,6 @@ void TraceLogMessage(u32, const char *format, ...)
     if (static_cast<size_t>(written) >= sizeof line)
         line[length - 1] = '\n';
 
-    if (!gTargetChosen)
-        ChooseTarget();
     if (gFile == -1) {
         syslog(LOG_ERR, "%s", line);
         return;

@@ -2,7 +2,8 @@
 //
 // A trace is one line. It goes to the file that ZORTRACE names (appended to, created with mode
 // 0600 when missing), else to the system log, facility daemon, priority err. A file that cannot
-// be opened silently gives way to the system log. A set-user-id program ignores ZORTRACE.
+// be opened silently gives way to the system log. Where there is no system log a trace is lost;
+// one that comes later is found within a second. A set-user-id program ignores ZORTRACE.
 #ifndef PLATFORM_TRACE_H
 #define PLATFORM_TRACE_H
 
