@@ -27,6 +27,26 @@ SMCLP_DECLARE_VERB(Exit)
 SMCLP_DECLARE_VERB(Version)
 SMCLP_DECLARE_VERB(SetPowerState)
 
+// The option table of each verb (show_options.h has that of show). Init builds it and sets the
+// option globals (options.h) and the verb's count of entries: 5, for cd 6. Null without memory for
+// the table; an entry that could not be made is null (arg_nullcheck). UnInit frees the table and
+// its entries; null is ignored.
+#define SMCLP_DECLARE_OPTIONS(name)    \
+    extern u32 numopt##name;           \
+    void **Smclp##name##CommandInit(); \
+    void Smclp##name##CommandUnInit(void **table);
+
+SMCLP_DECLARE_OPTIONS(Cd)
+SMCLP_DECLARE_OPTIONS(Help)
+SMCLP_DECLARE_OPTIONS(Delete)
+SMCLP_DECLARE_OPTIONS(Reset)
+SMCLP_DECLARE_OPTIONS(Start)
+SMCLP_DECLARE_OPTIONS(Stop)
+SMCLP_DECLARE_OPTIONS(Exit)
+SMCLP_DECLARE_OPTIONS(Version)
+SMCLP_DECLARE_OPTIONS(SetPowerState)
+
+#undef SMCLP_DECLARE_OPTIONS
 #undef SMCLP_DECLARE_VERB
 #undef SMCLP_DECLARE_EXECUTOR
 #undef SMCLP_DECLARE_PARSER
