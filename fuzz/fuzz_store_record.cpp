@@ -11,19 +11,29 @@
 namespace
 {
 
-// What is found lies within the record and ends there.
+void CheckLiesIn(const std::vector<char> &record, const StoreText &found)
+{
+    if (found.text == nullptr) {
+        if (found.status != kCimNoSuchProperty)
+            abort();
+        return;
+    }
+    const char *end = record.data() + record.size();
+    if (found.text < record.data() || found.text >= end ||
+        memchr(found.text, '\0', static_cast<size_t>(end - found.text)) == nullptr)
+        abort();
+    if (found.status != kCimOk && *found.text != '\0')
+        abort();
+}
+
+// What is found in a record that is one lies within it and ends there.
 void CheckFound(const std::vector<char> &record, const char *property)
 {
     CimStatus status = 0;
-    const char *text = nullptr;
-    if (!StoreFindProperty(record.data(), record.size(), property, &status, &text))
+    if (!StoreCheckRecord(record.data(), record.size(), &status))
         return;
-    const char *end = record.data() + record.size();
-    if (text < record.data() || text >= end ||
-        memchr(text, '\0', static_cast<size_t>(end - text)) == nullptr)
-        abort();
-    if (status != kCimOk && *text != '\0')
-        abort();
+    CheckLiesIn(record, StoreFindProperty(record.data(), record.size(), property));
+    CheckLiesIn(record, StoreFindDigits(record.data(), record.size(), property));
 }
 
 // Any bytes. The names asked for are among them, at every place where a text may begin.
@@ -31,7 +41,7 @@ void CheckAnyRecord(const u8 *data, size_t size)
 {
     const std::vector<char> record(data, data + size);
     CimStatus status = 0;
-    if (StoreReadStatus(record.data(), size, &status) != (size >= sizeof status))
+    if (!StoreCheckRecord(record.data(), size, &status) && status != kCimFailed)
         abort();
     for (const char *property : {"Type", "Reading", "", "Timestamp;YYYYMMDDHHMMSS"})
         CheckFound(record, property);
@@ -102,15 +112,16 @@ void CheckPacked(const Instance &instance)
                 first = &instance.properties[j];
         }
         CimStatus status = 99;
-        const char *text = nullptr;
-        const bool found =
-            StoreFindProperty(record.data(), record.size(), name.c_str(), &status, &text);
+        if (!StoreCheckRecord(record.data(), record.size(), &status) || status != kCimOk)
+            abort();
+        const StoreText found = StoreFindProperty(record.data(), record.size(), name.c_str());
         if (name.find('\0') != std::string::npos)
             continue;  // asked for by a part of itself
-        if (found != IsPropertyName(name))
+        if ((found.text != nullptr) !=
+            (IsPropertyName(name) && !name.ends_with(kStoreTimestampSuffix)))
             abort();
-        if (found && (status != first->status ||
-                      text != (status == kCimOk ? StoreSafeText(first->text) : std::string())))
+        const std::string text = first->status == kCimOk ? StoreSafeText(first->text) : "";
+        if (found.text != nullptr && (found.status != first->status || found.text != text))
             abort();
     }
     // Cut off anywhere, the record is never read beyond its end.

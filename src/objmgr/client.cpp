@@ -379,7 +379,7 @@ static CimStatus FindRecord(const Connection *connection, const ObjectPath *path
     if (rc != 0)
         return rc == MDB_NOTFOUND ? kCimNotFound : kCimFailed;
     CimStatus status;
-    StoreReadStatus(record.mv_data, record.mv_size, &status);
+    StoreCheckRecord(record.mv_data, record.mv_size, &status);
     found->record = record.mv_data;
     found->recordSize = record.mv_size;
     found->timestampDigits = path->timestampDigits;
@@ -410,53 +410,35 @@ static RememberedInstance *PlaceFor(const char *path, size_t length)
     return &sRemembered[end * 0x9e3779b97f4a7c15 >> (64 - kRememberedBits)];  // Fibonacci hashing
 }
 
-// Nothing is remembered while a plan of faults has to count every read, nor is kCimFailed: that is
-// no answer and may be another the next time.
-static FoundInstance Find(const Connection *connection, const char *path, const char *property)
+// What a path leads to: remembered, or looked up now into *fresh. Nothing is remembered while a
+// plan of faults has to count every read, nor is kCimFailed: that is no answer and may be another
+// the next time.
+static const FoundInstance *Find(const Connection *connection, const char *path,
+                                 const char *property, FoundInstance *fresh)
 {
-    const size_t length = path != nullptr ? strnlen(path, kRememberedPathMax + 1) : 0;
+    const size_t length = path != nullptr ? strlen(path) : 0;
     RememberedInstance *place = FaultsPlanReads() ? nullptr : PlaceFor(path, length);
-    if (place == nullptr)
-        return LookUp(connection, path, property);
-    if (place->snapshot == connection->snapshot && memcmp(place->path, path, length + 1) == 0)
-        return place->found;
-    const FoundInstance found = LookUp(connection, path, property);
-    if (found.status != kCimFailed) {
+    if (place != nullptr && place->snapshot == connection->snapshot &&
+        memcmp(place->path, path, length + 1) == 0)
+        return &place->found;
+    *fresh = LookUp(connection, path, property);
+    if (place != nullptr && fresh->status != kCimFailed) {
         place->snapshot = connection->snapshot;
-        place->found = found;
+        place->found = *fresh;
         memcpy(place->path, path, length + 1);
     }
-    return found;
+    return fresh;
 }
 
-static bool EndsInTimestampSuffix(const char *property, size_t length)
+// The text of a property, in the form that the path asked for.
+static StoreText FindText(const FoundInstance *found, const char *property)
 {
-    const size_t suffix = sizeof(kStoreTimestampSuffix) - 1;
-    return length >= suffix && strcmp(property + length - suffix, kStoreTimestampSuffix) == 0;
-}
-
-// The form with digits of a property of `length` bytes; as StoreFindProperty.
-static bool FindDigits(const FoundInstance *found, const char *property, size_t length,
-                       CimStatus *status, const char **text)
-{
-    char name[kStorePropertyNameMax + sizeof(kStoreTimestampSuffix)];
-    memcpy(name, property, length);
-    memcpy(name + length, kStoreTimestampSuffix, sizeof(kStoreTimestampSuffix));
-    return StoreFindProperty(found->record, found->recordSize, name, status, text);
-}
-
-// As StoreFindProperty, with the names that clients know: the form with digits is asked for by
-// the path and has no name of its own.
-static CimStatus FindText(const FoundInstance *found, const char *property, const char **text)
-{
-    const size_t length = strnlen(property, kStorePropertyNameMax + 1);
-    if (length > kStorePropertyNameMax || EndsInTimestampSuffix(property, length))
-        return kCimNoSuchProperty;
-    CimStatus status = kCimFailed;
-    if ((found->timestampDigits && FindDigits(found, property, length, &status, text)) ||
-        StoreFindProperty(found->record, found->recordSize, property, &status, text))
-        return status;
-    return kCimNoSuchProperty;
+    if (found->timestampDigits) {
+        const StoreText digits = StoreFindDigits(found->record, found->recordSize, property);
+        if (digits.text != nullptr)
+            return digits;
+    }
+    return StoreFindProperty(found->record, found->recordSize, property);
 }
 
 static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
@@ -470,7 +452,8 @@ static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
         return nullptr;
     void *place = static_cast<u8 *>(storage) + skip;
     ObjMgrInstance *instance = static_cast<ObjMgrInstance *>(place);
-    *instance = {kInstanceMark, 0, {}};
+    instance->mark = kInstanceMark;
+    instance->handle = 0;  // without one, found is not looked at
     return instance;
 }
 
@@ -482,11 +465,12 @@ static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrI
     const Connection *connection = FindConnection(handle);
     if (connection == nullptr)
         return kCimFailed;
-    const FoundInstance found = Find(connection, path, nullptr);
-    if (found.status != kCimOk)
-        return found.status;
+    FoundInstance fresh;
+    const FoundInstance *found = Find(connection, path, nullptr, &fresh);
+    if (found->status != kCimOk)
+        return found->status;
     instance->handle = handle;
-    instance->found = found;
+    instance->found = *found;
     return kCimOk;
 }
 
@@ -495,8 +479,8 @@ static const char *GetInstanceValue(const ObjMgrInstance *instance, const char *
     if (instance == nullptr || property == nullptr || instance->mark != kInstanceMark ||
         FindConnection(instance->handle) == nullptr)
         return nullptr;
-    const char *text = nullptr;
-    return FindText(&instance->found, property, &text) == kCimOk ? text : nullptr;
+    const StoreText found = FindText(&instance->found, property);
+    return found.status == kCimOk ? found.text : nullptr;
 }
 
 static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const char *property,
@@ -507,15 +491,15 @@ static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const c
         return kCimFailed;
     if (property == nullptr || buffer == nullptr || size == 0)
         return kCimInvalidParameter;
-    const FoundInstance found = Find(connection, path, property);
-    CimStatus status = found.status;
-    const char *text = nullptr;
-    if (status == kCimOk)
-        status = FindText(&found, property, &text);
-    if (status != kCimOk)
-        return status;
-    const size_t length = strnlen(text, size_t{size} - 1);
-    memcpy(buffer, text, length);
+    FoundInstance fresh;
+    const FoundInstance *found = Find(connection, path, property, &fresh);
+    if (found->status != kCimOk)
+        return found->status;
+    const StoreText value = FindText(found, property);
+    if (value.status != kCimOk)
+        return value.status;
+    const size_t length = strnlen(value.text, size_t{size} - 1);
+    memcpy(buffer, value.text, length);
     buffer[length] = '\0';
     return kCimOk;
 }

@@ -101,13 +101,17 @@ static bool ParsePoint(const char *text, CallRange *range)
 // The text of a row, empty (and so malformed) when it has a status; null when there is none.
 static const char *RowText(const void *record, size_t size, const char *name)
 {
-    CimStatus status;
-    const char *text = nullptr;
-    return StoreFindProperty(record, size, name, &status, &text) ? text : nullptr;
+    return StoreFindProperty(record, size, name).text;
 }
 
 void FaultsLoad(const void *record, size_t size)
 {
+    static constexpr CimStatus kNoPlan = kCimOk;
+    CimStatus status;
+    if (!StoreCheckRecord(record, size, &status)) {
+        record = &kNoPlan;
+        size = sizeof(kNoPlan);
+    }
     for (u32 i = 0; i < kPoints; ++i) {
         const char *text = RowText(record, size, kPointNames[i]);
         if (text == nullptr || !ParsePoint(text, &sPoints[i]))

@@ -13,8 +13,10 @@
 //   value  one packed instance:
 //       u32  CIM status of the instance (native byte order; 0: served)
 //       then for each property, in any order (those that are read most had better come first):
-//       name, NUL, u32 CIM status of the property (0: served), text, NUL
-//     Nothing is aligned. A property with a non-zero status has an empty text.
+//       u32 CIM status of the property (0: served), u16 bytes of its text, u8 bytes of its name,
+//       name, NUL, text, NUL
+//     Nothing is aligned. Lengths are without the NULs. A property with a non-zero status has an
+//     empty text.
 //   A property name that ends in ";YYYYMMDDHHMMSS" is the fourteen-digit form of the property
 //   before the semicolon.
 // Two records are not instances; their keys begin with a point, as no class name does:
@@ -44,8 +46,12 @@ constexpr u32 kHeartbeatLimitMs = 3000;
 // Text of one property, in bytes without its NUL: what the largest work buffer of a client
 // (1024 bytes) takes whole. Longer text is cut when it enters the store.
 constexpr u32 kStoreTextMax = 1023;
-// Name of one property, in bytes without its NUL.
+// Name of one property, in bytes without its NUL, the suffix of the form with digits included.
 constexpr u32 kStorePropertyNameMax = 63;
+// What stands in front of a property's name: see the packed instance above.
+constexpr u32 kStorePropertyHeadSize = 7;
+static_assert(kStorePropertyNameMax <= UINT8_MAX && kStoreTextMax <= UINT16_MAX,
+              "the lengths of names and texts fit their fields");
 // Canonical object path, in bytes: what LMDB takes as a key in its default build.
 constexpr u32 kStorePathMax = 511;
 // Reader slots of the environment: shells that may be connected at the same time.
@@ -53,14 +59,23 @@ constexpr u32 kStoreMaxReaders = 1100;
 // Size of the map in bytes. A 32-bit controller has the room too: only pages in use cost memory.
 constexpr size_t kStoreMapSize = size_t{64} * 1024 * 1024;
 
-// Reads the status of a packed instance. False (and *status kCimFailed) when `size` bytes at
-// `record` are no packed instance's beginning.
-bool StoreReadStatus(const void *record, size_t size, CimStatus *status);
+// Whether the `size` bytes at `record` (null: none) are one packed instance, whole and in order;
+// never reads beyond them. *status is its status, or kCimFailed when it is none.
+bool StoreCheckRecord(const void *record, size_t size, CimStatus *status);
 
-// Finds a property by name (case matters) in a packed instance. True: *status and *text are set;
-// text points into the record, is NUL-terminated there and is empty when *status is not 0. False:
-// no such property, or the record is cut off or corrupt before it (never read beyond `size`).
-bool StoreFindProperty(const void *record, size_t size, const char *property, CimStatus *status,
-                       const char **text);
+// What a record says of one property.
+struct StoreText {
+    CimStatus status;  // the property's own, or kCimNoSuchProperty where there is none
+    const char *text;  // in the record, NUL-terminated there, empty when the property's own status
+                       // is not 0; null: there is no such property
+};
+
+// Finds a property by name (case matters) in a record that StoreCheckRecord has found right. There
+// is none by the name of null, nor by an empty one. A form with digits has no name of its own and
+// is not found here.
+StoreText StoreFindProperty(const void *record, size_t size, const char *property);
+
+// The same for the fourteen-digit form of the property.
+StoreText StoreFindDigits(const void *record, size_t size, const char *property);
 
 #endif

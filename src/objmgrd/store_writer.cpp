@@ -71,13 +71,6 @@ std::string StoreSafeText(const std::string &text)
     return safe;
 }
 
-static void AppendStatus(std::string *record, CimStatus status)
-{
-    char bytes[sizeof(status)];
-    memcpy(bytes, &status, sizeof(status));
-    record->append(bytes, sizeof(bytes));
-}
-
 static bool IsPropertyName(const std::string &name)
 {
     if (name.empty() || name.size() > kStorePropertyNameMax)
@@ -104,19 +97,28 @@ static bool IsFirstName(const std::string &name)
     return false;
 }
 
+template <typename Number> static void AppendNumber(std::string *record, Number number)
+{
+    char bytes[sizeof(number)];
+    memcpy(bytes, &number, sizeof(number));
+    record->append(bytes, sizeof(bytes));
+}
+
 static void AppendProperty(std::string *record, const PropertyValue &property)
 {
+    const std::string text =
+        property.status == kCimOk ? StoreSafeText(property.text) : std::string();
+    AppendNumber(record, property.status);
+    AppendNumber(record, static_cast<u16>(text.size()));
+    AppendNumber(record, static_cast<u8>(property.name.size()));
     record->append(property.name.c_str(), property.name.size() + 1);
-    AppendStatus(record, property.status);
-    if (property.status == kCimOk)
-        *record += StoreSafeText(property.text);
-    *record += '\0';
+    record->append(text.c_str(), text.size() + 1);
 }
 
 std::string StorePack(const Instance &instance)
 {
     std::string record;
-    AppendStatus(&record, instance.status);
+    AppendNumber(&record, instance.status);
     for (const char *first : kFirstNames) {
         for (const PropertyValue &property : instance.properties) {
             if (property.name == first)

@@ -643,11 +643,13 @@ CLIENT_TEST(CorruptRecordFailsCleanly)
     StepProcess service({[&] {
         return PublishRaw(directory.Path(), {{".heartbeat", HeartbeatBytes(MonotonicMs())},
                                              {"Short", "xyz"},
-                                             {"Cut", std::string("\0\0\0\0Name\0\0", 10)}});
+                                             {"Cut", std::string("\0\0\0\0"
+                                                                 "\0\0\0\0\1\0\4Name\0x",
+                                                                 17)}});
     }});
     ASSERT_EQ(service.Run(0), 0);
     EXPECT_EQ(Read("Short", "Name"), "status 1");
-    EXPECT_EQ(Read("Cut", "Name"), "status 12");
+    EXPECT_EQ(Read("Cut", "Name"), "status 1");
 }
 
 CLIENT_TEST(ConnectionIsOneSnapshot)

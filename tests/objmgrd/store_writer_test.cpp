@@ -93,11 +93,13 @@ TEST(StorePack, PropertiesFollowTheStatus)
     instance.status = 0;
     instance.properties = {{"A", 0, "1"}, {"B", 2, "hidden"}};
     EXPECT_EQ(StorePack(instance), std::string("\0\0\0\0"
-                                               "A\0\0\0\0\0"
-                                               "1\0",
-                                               4 + 6 + 2) +
-                                       std::string("B\0", 2) + HeartbeatBytes(2).substr(0, 4) +
-                                       std::string("\0", 1));
+                                               "\0\0\0\0\1\0\1"
+                                               "A\0"
+                                               "1\0"
+                                               "\2\0\0\0\0\0\1"
+                                               "B\0"
+                                               "\0",
+                                               4 + 7 + 2 + 2 + 7 + 2 + 1));
 }
 
 TEST(StorePack, PropertiesThatAreReadMostComeFirstAndTheRestAsGiven)
@@ -113,7 +115,8 @@ TEST(StorePack, PropertiesThatAreReadMostComeFirstAndTheRestAsGiven)
                                   {"Typed", "9"},
                                   {"A", "10"}});
     const auto ordered = [](const char *name, const char *text) {
-        return std::string(name) + std::string(5, '\0') + text + '\0';
+        return std::string(4, '\0') + static_cast<char>(strlen(text)) + '\0' +
+               static_cast<char>(strlen(name)) + name + '\0' + text + '\0';
     };
     EXPECT_EQ(StorePack(mixed),
               std::string(4, '\0') + ordered("Type", "7") + ordered("Format", "3") +
@@ -131,7 +134,7 @@ TEST(StorePack, NamesThatDoNotFitAreLeftOut)
                                                 {"a\nb", "4"},
                                                 {std::string("a\0b", 3), "5"},
                                                 {"a\x7f", "6"}}));
-    EXPECT_EQ(record.size(), 4u + 63 + 1 + 4 + 2);
+    EXPECT_EQ(record.size(), 4u + 7 + 63 + 1 + 2);
 }
 
 // ---- the store ----
