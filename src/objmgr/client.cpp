@@ -2,8 +2,7 @@
 //
 // Reads go straight to the service's store: one environment per process, opened at the first
 // need, and one read transaction per connection that Close resets and Open renews. So Open costs
-// two system calls (is this still the store in use, is the service alive) and a read none. Only
-// methods cross the socket.
+// one system call (is the service alive) and a read none. Only methods cross the socket.
 //
 // The shell asks for the same few sensors over and over. While the store has not changed, what was
 // found for a path is remembered from one connection to the next; a change of the store, which is
@@ -26,6 +25,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -77,9 +77,8 @@ static size_t sDirectoryLength;    // 0: not read yet, or of no use
 static MDB_env *sEnv;
 static MDB_dbi sDbi;
 static int sAliveFd = -1;
-static int sStoreFd = -1;  // holds the store's inode, so that its number is not given away
-static dev_t sStoreDevice;
-static ino_t sStoreInode;
+static const volatile u32 *sStoreCount;  // the one in the alive file; null: not mapped
+static u32 sOpenedStore;                 // what it was when the store was opened
 static Connection sConnections[kObjMgrMaxConnections];
 static u32 sOpenConnections;
 static u64 sSnapshot;                     // number of the newest snapshot; 0: none yet
@@ -156,7 +155,9 @@ static void CloseStore()
         mdb_env_close(sEnv);
     sEnv = nullptr;
     sSnapshotTxnId = SIZE_MAX;
-    CloseFd(&sStoreFd);
+    if (sStoreCount != nullptr)
+        munmap(const_cast<u32 *>(sStoreCount), sizeof(*sStoreCount));
+    sStoreCount = nullptr;
     CloseFd(&sAliveFd);
 }
 
@@ -194,26 +195,20 @@ static bool OpenEnvironment()
     return opened;
 }
 
-static bool OpenStoreDirectory()
+// A file that is too short belongs to a service that has only just begun.
+static bool OpenAliveFile()
 {
     struct stat info;
-    sStoreFd = open(PathTo(kStoreLinkName), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (sStoreFd < 0 || fstat(sStoreFd, &info) != 0)
+    sAliveFd = open(PathTo(kStoreAliveName), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (sAliveFd < 0 || !ServiceIsAlive() || fstat(sAliveFd, &info) != 0 ||
+        info.st_size < static_cast<off_t>(sizeof(*sStoreCount)))
         return false;
-    sStoreDevice = info.st_dev;
-    sStoreInode = info.st_ino;
+    void *mapped = mmap(nullptr, sizeof(*sStoreCount), PROT_READ, MAP_SHARED, sAliveFd, 0);
+    if (mapped == MAP_FAILED)
+        return false;
+    sStoreCount = static_cast<const volatile u32 *>(mapped);
+    sOpenedStore = *sStoreCount;
     return true;
-}
-
-enum class StoreState { Current, Replaced, Gone };
-
-static StoreState JudgeStore()
-{
-    struct stat info;
-    if (stat(PathTo(kStoreLinkName), &info) != 0)
-        return StoreState::Gone;
-    return info.st_dev == sStoreDevice && info.st_ino == sStoreInode ? StoreState::Current
-                                                                     : StoreState::Replaced;
 }
 
 // The environment of a dead service is not even opened: nobody keeps its lock file in order.
@@ -223,10 +218,8 @@ static bool OpenStore()
         return false;
     // The service may replace the store between two of these steps: then once more.
     for (int attempt = 0; attempt < 2; ++attempt) {
-        sAliveFd = open(PathTo(kStoreAliveName), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        const bool alive = sAliveFd >= 0 && ServiceIsAlive();
-        if (alive && OpenStoreDirectory() && OpenEnvironment() &&
-            JudgeStore() == StoreState::Current)
+        const bool alive = OpenAliveFile();
+        if (alive && OpenEnvironment() && *sStoreCount == sOpenedStore)
             return true;
         CloseStore();
         if (!alive)
@@ -241,12 +234,11 @@ static bool RefreshStore()
 {
     if (sEnv == nullptr)
         return OpenStore();
-    const StoreState state = JudgeStore();
-    if (state != StoreState::Current && sOpenConnections == 0) {
-        CloseStore();  // also when gone: its memory stays in use as long as it is open here
-        return state == StoreState::Replaced && OpenStore();
-    }
-    return state != StoreState::Gone && ServiceIsAlive();
+    const bool alive = ServiceIsAlive();
+    if (sOpenConnections > 0 || (alive && *sStoreCount == sOpenedStore))
+        return alive;
+    CloseStore();  // also when nothing takes its place: its memory stays in use while it is open
+    return OpenStore();
 }
 
 // ---- connections ----

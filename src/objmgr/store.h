@@ -5,7 +5,9 @@
 //              environment (data.mdb, lock.mdb) that the service builds anew at every start and
 //              switches to atomically by replacing the link
 //   alive      a file on which the running service holds a POSIX write lock: a free lock is a
-//              dead service, seen at once
+//              dead service, seen at once. Its first four bytes are a u32 that counts up whenever
+//              another store, or none, is in use: a client maps it and so sees a change without
+//              asking the system
 //   socket     the service's local socket, SOCK_SEQPACKET (objmgr/protocol.h)
 //
 // Inside the environment, in the unnamed database:

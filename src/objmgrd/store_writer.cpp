@@ -170,6 +170,7 @@ struct StoreWriter::State {
     void RemoveStoresBut(const std::string &kept) const;
     int LinkTo(const std::string &name) const;
     int TakeAliveLock();
+    int CountStore() const;
     int WriteHeartbeat();
     int Rebuild();
     int RebuildAndRepeat();
@@ -408,8 +409,10 @@ int StoreWriter::State::Rebuild()
         rc = CopyStore(store, fresh);
     if (rc == 0 && published)
         rc = LinkTo(fresh.name);
-    if (rc == 0)
+    if (rc == 0) {
         std::swap(store, fresh);
+        rc = CountStore();
+    }
     RemoveStore(&fresh);
     return rc;
 }
@@ -511,6 +514,19 @@ int StoreWriter::State::TakeAliveLock()
     return fchmod(aliveFd, ModesFor(info.st_mode).readOnly) == 0 ? 0 : errno;
 }
 
+// Tells clients that what they have open may not be the store in use any more.
+int StoreWriter::State::CountStore() const
+{
+    u32 count = 0;
+    if (pread(aliveFd, &count, sizeof(count), 0) < 0)
+        return errno;
+    ++count;
+    const ssize_t written = pwrite(aliveFd, &count, sizeof(count), 0);
+    if (written == sizeof(count))
+        return 0;
+    return written < 0 ? errno : ENOSPC;
+}
+
 StoreWriter::~StoreWriter()
 {
     Close();
@@ -532,8 +548,10 @@ int StoreWriter::Open(const std::string &directory, size_t mapSizeBytes)
         // A link that is still there is that of a service that died. From here on the lock says
         // that a service is alive, so the dead one's store must not be found any more.
         unlink(state_->PathTo(kStoreLinkName).c_str());
-        rc = state_->MakeStore(&state_->store);
+        rc = state_->CountStore();
     }
+    if (rc == 0)
+        rc = state_->MakeStore(&state_->store);
     if (rc != 0)
         Close();
     return rc;
@@ -548,6 +566,8 @@ int StoreWriter::Publish()
     int rc = ErrnoOf(state_->WriteHeartbeat());
     if (rc == 0)
         rc = state_->LinkTo(state_->store.name);
+    if (rc == 0)
+        rc = state_->CountStore();
     if (rc != 0)
         return rc;
     state_->published = true;

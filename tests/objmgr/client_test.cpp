@@ -352,6 +352,50 @@ CLIENT_TEST(RestartingServiceIsAbsentUntilItPublishes)
     EXPECT_EQ(OpenStatus(), 1u);
 }
 
+CLIENT_TEST(AliveFileThatIsStillEmptyIsNoService)
+{
+    World world;
+    world.service->Process().Kill();
+    const std::string alive = world.directory.Path() + "/alive";
+    ASSERT_EQ(truncate(alive.c_str(), 0), 0);
+    StepProcess holder({[&] {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        return fcntl(open(alive.c_str(), O_RDWR | O_CLOEXEC), F_SETLK, &lock);
+    }});
+    ASSERT_EQ(holder.Run(0), 0);
+    EXPECT_EQ(OpenStatus(), 1u);
+}
+
+// A snapshot that stands still lets a small store fill up: the service goes on with a new one.
+CLIENT_TEST(StoreThatIsRebuiltIsFound)
+{
+    TestDirectory directory;
+    setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+    const auto turn = [](int number) {
+        return Records{{"OEM_QARN_System", Texts({{"PowerStatus", std::to_string(number)},
+                                                  {"Description", std::string(1000, 'x')}})}};
+    };
+    static StoreWriter writer;
+    StepProcess service({[&] { return PublishAll(&writer, directory.Path(), turn(0), 64 * 4096); },
+                         [&] {
+                             int rc = 0;
+                             for (int i = 1; rc == 0 && i <= 200; ++i)
+                                 rc = PutAll(&writer, turn(i));
+                             return rc;
+                         }});
+    ASSERT_EQ(service.Run(0), 0);
+    const std::filesystem::path link = directory.Path() + "/store";
+    const std::filesystem::path first = std::filesystem::read_symlink(link);
+    const ObjMgrInterface *om = ObjMgrGetInterface();
+    const ObjMgrHandle handle = MustOpen();
+    ASSERT_EQ(service.Run(1), 0);
+    ASSERT_NE(std::filesystem::read_symlink(link), first);
+    EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "0");
+    om->Close(handle);
+    EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "200");
+}
+
 CLIENT_TEST(ServiceThatStartsLateIsFound)
 {
     TestDirectory directory;
@@ -425,7 +469,7 @@ CLIENT_TEST(DescriptorsAreClosedOnExec)
         EXPECT_NE(fcntl(std::stoi(entry.path().filename().string()), F_GETFD) & FD_CLOEXEC, 0)
             << target;
     }
-    EXPECT_EQ(seen, 4u);  // data, lock, the store's directory, alive
+    EXPECT_EQ(seen, 3u);  // data, lock, alive
 }
 
 CLIENT_TEST(RestartsLeaveNoDescriptorsOpen)
@@ -841,7 +885,7 @@ static void Mark()
     syscall(SYS_getppid);
 }
 
-TEST(Client, OpenCostsTwoSystemCallsAndReadsNone)
+TEST(Client, OpenCostsOneSystemCallAndReadsNone)
 {
     World world;
     const auto connect = [](const std::function<void(ObjMgrHandle)> &use) {
@@ -873,9 +917,7 @@ TEST(Client, OpenCostsTwoSystemCallsAndReadsNone)
         &calls);
     if (!traced)
         GTEST_SKIP() << "this machine does not let a process trace its child";
-    ASSERT_EQ(calls.size(), 2u);
-    EXPECT_NE(calls[0], u64{SYS_fcntl});
-    EXPECT_EQ(calls[1], u64{SYS_fcntl});
+    EXPECT_EQ(calls, std::vector<u64>{SYS_fcntl});
 }
 
 // ---- faults ----

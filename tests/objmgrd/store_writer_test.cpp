@@ -35,6 +35,14 @@ static std::string LinkTarget(const std::string &directory)
     return std::filesystem::read_symlink(directory + "/store", none).string();
 }
 
+// The count in the alive file.
+static u32 CountIn(const std::string &directory)
+{
+    u32 count = 0;
+    std::ifstream(directory + "/alive").read(reinterpret_cast<char *>(&count), sizeof(count));
+    return count;
+}
+
 static mode_t ModeOf(const std::string &path)
 {
     struct stat info = {};
@@ -218,6 +226,25 @@ TEST(StoreWriter, SecondServiceIsBusyAndChangesNothing)
     EXPECT_EQ(second.Begin(), EINVAL);
     EXPECT_EQ(Names(directory.Path()), names);
     EXPECT_EQ(ReadStoreAt(directory.Path()).count("OEM_QARN_System"), 1u);
+}
+
+TEST(StoreWriter, EveryChangeOfTheStoreInUseIsCounted)
+{
+    TestDirectory directory;
+    for (u32 service = 0; service < 3; ++service) {
+        StepProcess process({[&] {
+                                 static StoreWriter writer;
+                                 return writer.Open(directory.Path());
+                             },
+                             [&] {
+                                 static StoreWriter writer;
+                                 return PublishAll(&writer, directory.Path(), kSystem);
+                             }});
+        // One that ends before it publishes, then one that does.
+        ASSERT_EQ(process.Run(service == 0 ? 0 : 1), 0);
+        EXPECT_EQ(CountIn(directory.Path()), service == 0 ? 1u : 1u + 2 * service);
+        process.Process().Kill();
+    }
 }
 
 TEST(StoreWriter, OpenTwiceIsBusy)
@@ -580,11 +607,13 @@ TEST(StoreWriter, HeartbeatRebuildsAFullStore)
                          }});
     ASSERT_EQ(service.Run(0), 0);
     const std::string first = LinkTarget(directory.Path());
+    const u32 count = CountIn(directory.Path());
     StepProcess reader(ReaderSteps(directory.Path()));
     ASSERT_EQ(reader.Run(0), 0);
     reader.Process().Stop();
     ASSERT_EQ(service.Run(1), 0);
     EXPECT_NE(LinkTarget(directory.Path()), first);
+    EXPECT_GT(CountIn(directory.Path()), count);
     EXPECT_EQ(ReadStoreAt(directory.Path()).at("OEM_QARN_System"),
               StorePack(Texts({{"Turn", "7"}})));
 }

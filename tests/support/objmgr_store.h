@@ -103,8 +103,9 @@ inline int PublishRaw(const std::string &directory, const RawRecords &records)
     lock.l_whence = SEEK_SET;
     const int alive =
         open((directory + "/" + kStoreAliveName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (alive < 0 || fcntl(alive, F_SETLK, &lock) != 0 || mkdir(store.c_str(), 0700) != 0 ||
-        mdb_env_create(&env) != 0 || mdb_env_open(env, store.c_str(), MDB_NOSYNC, 0600) != 0 ||
+    if (alive < 0 || fcntl(alive, F_SETLK, &lock) != 0 || ftruncate(alive, sizeof(u32)) != 0 ||
+        mkdir(store.c_str(), 0700) != 0 || mdb_env_create(&env) != 0 ||
+        mdb_env_open(env, store.c_str(), MDB_NOSYNC, 0600) != 0 ||
         mdb_txn_begin(env, nullptr, 0, &txn) != 0 || mdb_dbi_open(txn, nullptr, 0, &dbi) != 0)
         return EIO;
     for (const auto &[name, bytes] : records) {
