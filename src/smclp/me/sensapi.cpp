@@ -6,34 +6,42 @@
 #include "smclp/me/element_kind.h"
 #include "smclp/me/objmgr_access.h"
 
-#include <charconv>
-#include <stdio.h>
 #include <string.h>
+#include <string_view>
 
 namespace
 {
 
 constexpr char kUnit[] = "sensapi";
 
-// The path of the sensor with an index. A walk asks for many: only the digits are written anew.
+// The paths of the sensors, one after the other. A walk asks for many: only the digits that change
+// are written.
 class SensorPath
 {
 public:
-    SensorPath()
-        : prefixLength_(
-              static_cast<size_t>(snprintf(path_, sizeof path_, "%s.%s=", kSensorClass, "Index")))
+    SensorPath() { memcpy(path_, kFirst, sizeof kFirst); }
+    const char *Text() const { return path_; }
+    void Next()
     {
-    }
-    const char *At(u32 index)
-    {
-        char *end = std::to_chars(path_ + prefixLength_, path_ + sizeof path_ - 1, index).ptr;
-        *end = '\0';
-        return path_;
+        char *digit = end_ - 1;
+        for (; *digit == '9'; --digit)
+            *digit = '0';
+        if (*digit != '=') {
+            ++*digit;
+            return;
+        }
+        // All nines: one digit more. No list is so long that the buffer ends.
+        digit[1] = '1';
+        *end_++ = '0';
+        *end_ = '\0';
     }
 
 private:
+    static constexpr char kFirst[] = "OEM_QARN_Sensor.Index=1";
+    static_assert(std::string_view(kFirst).starts_with(kSensorClass));
+
     char path_[kObjectPathSize];
-    size_t prefixLength_;
+    char *end_ = path_ + sizeof kFirst - 1;
 };
 
 // A missing property counts as 0.
@@ -57,9 +65,9 @@ bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 t
     SensorPath path;
     u8 lastType = 0;
     u32 match = 1;
-    for (u32 index = 1;; ++index) {
+    for (;; path.Next()) {
         const CimStatus status =
-            connection->GetInstance(connection.Handle(), path.At(index), 0, sensor);
+            connection->GetInstance(connection.Handle(), path.Text(), 0, sensor);
         if (status != kCimOk) {
             TraceFailedRead(status);
             TraceLogMessage(kTraceLevel, "ERROR: %s [%d]: SensorType mismatch. Type = %d\n", kUnit,
@@ -83,12 +91,12 @@ u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
     alignas(max_align_t) char storage[kSensorStorageSize] = {};
     SensorPath path;
     u16 count = 0;
-    for (u32 index = 1;; ++index) {
+    for (;; path.Next()) {
         ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
         if (sensor == nullptr)
             return count;
         const CimStatus status =
-            connection->GetInstance(connection.Handle(), path.At(index), 0, sensor);
+            connection->GetInstance(connection.Handle(), path.Text(), 0, sensor);
         if (status != kCimOk) {
             TraceFailedRead(status);
             return count;
