@@ -82,6 +82,7 @@ static u32 sOpenedStore;                 // what it was when the store was opene
 static Connection sConnections[kObjMgrMaxConnections];
 static u32 sOpenConnections;
 static u64 sSnapshot;                     // number of the newest snapshot; 0: none yet
+static u64 sSnapshotBeatMs;               // the heartbeat in it
 static size_t sSnapshotTxnId = SIZE_MAX;  // its transaction; SIZE_MAX: of no store that is open
 static RememberedInstance sRemembered[1u << kRememberedBits];
 
@@ -270,29 +271,39 @@ static bool TakeSnapshot(Connection *connection)
     return BeginSnapshot(connection) == 0;
 }
 
-// The same number is the same state of the same store, and as long as a connection has it, every
-// record found under that number lies where it was: pages that a transaction gives up are written
-// over only after it is committed, and then there is another number.
-static void NumberSnapshot(Connection *connection)
-{
-    const size_t txnId = mdb_txn_id(connection->txn);
-    if (txnId != sSnapshotTxnId)
-        ++sSnapshot;
-    sSnapshotTxnId = txnId;
-    connection->snapshot = sSnapshot;
-}
-
-// A heartbeat from the future is not of this boot.
-static bool HeartbeatIsFresh(const Connection *connection)
+static bool ReadHeartbeat(const Connection *connection, u64 *beatMs)
 {
     MDB_val key = KeyOf(kStoreHeartbeatKey, sizeof(kStoreHeartbeatKey) - 1);
     MDB_val value;
-    u64 beat;
-    if (mdb_get(connection->txn, sDbi, &key, &value) != 0 || value.mv_size != sizeof(beat))
+    if (mdb_get(connection->txn, sDbi, &key, &value) != 0 || value.mv_size != sizeof(*beatMs))
         return false;
-    memcpy(&beat, value.mv_data, sizeof(beat));
+    memcpy(beatMs, value.mv_data, sizeof(*beatMs));
+    return true;
+}
+
+// The same number is the same state of the same store, and as long as a connection has it, every
+// record found under that number lies where it was: pages that a transaction gives up are written
+// over only after it is committed, and then there is another number. False: a store without a
+// heartbeat.
+static bool NumberSnapshot(Connection *connection)
+{
+    const size_t txnId = mdb_txn_id(connection->txn);
+    if (txnId != sSnapshotTxnId) {
+        if (!ReadHeartbeat(connection, &sSnapshotBeatMs))
+            return false;
+        ++sSnapshot;
+    }
+    sSnapshotTxnId = txnId;
+    connection->snapshot = sSnapshot;
+    return true;
+}
+
+// A heartbeat from the future is not of this boot.
+static bool HeartbeatIsFresh()
+{
     const u64 now = NowMs();
-    return beat <= now ? now - beat <= kHeartbeatLimitMs : beat - now <= kHeartbeatLimitMs;
+    return now >= sSnapshotBeatMs ? now - sSnapshotBeatMs <= kHeartbeatLimitMs
+                                  : sSnapshotBeatMs - now <= kHeartbeatLimitMs;
 }
 
 static Connection *FreeConnection()
@@ -331,11 +342,10 @@ static u32 Open(ObjMgrHandle *handle)
     Connection *connection = FreeConnection();
     if (!present || fault || connection == nullptr || !TakeSnapshot(connection))
         return 1;
-    if (!HeartbeatIsFresh(connection)) {
+    if (!NumberSnapshot(connection) || !HeartbeatIsFresh()) {
         mdb_txn_reset(connection->txn);
         return 1;
     }
-    NumberSnapshot(connection);
     *handle = NewHandle(connection);
     connection->open = true;
     connection->privilege = {};
@@ -423,7 +433,7 @@ static const FoundInstance *Find(const Connection *connection, const char *path,
 }
 
 // The text of a property, in the form that the path asked for.
-static StoreText FindText(const FoundInstance *found, const char *property)
+static inline StoreText FindText(const FoundInstance *found, const char *property)
 {
     if (found->timestampDigits) {
         const StoreText digits = StoreFindDigits(found->record, found->recordSize, property);
