@@ -3,6 +3,7 @@
 
 #include "platform/str.h"
 
+#include <initializer_list>
 #include <stdio.h>
 #include <string.h>
 
@@ -91,17 +92,23 @@ ManagedElement *SmclpResolveTargetAddress(const char *text, ManagedElement *curr
     return nullptr;
 }
 
+// What does not fit is lost at the front, as in a path that was cut before.
 void SmclpPrependToPath(char *path, const char *piece)
 {
-    char joined[2 * kSmclpPathSize + 8];
-    snprintf(joined, sizeof joined, "%s%s", piece, path);
-    const char *slash = joined[0] == '/' ? "" : "/";
-    char whole[sizeof joined + 1];
-    snprintf(whole, sizeof whole, "%s%s", slash, joined);
-
-    const size_t length = strlen(whole);
+    const char first = piece[0] != '\0' ? piece[0] : path[0];
+    const char *slash = first == '/' ? "" : "/";
+    char whole[2 * kSmclpPathSize + 8];
+    char *end = whole;
+    for (const char *part : {slash, piece, static_cast<const char *>(path)}) {
+        const size_t room = static_cast<size_t>(whole + sizeof whole - 1 - end);
+        const size_t length = strnlen(part, room);
+        memcpy(end, part, length);
+        end += length;
+    }
+    *end = '\0';
+    const size_t length = static_cast<size_t>(end - whole);
     const size_t cut = length >= kSmclpPathSize ? length - (kSmclpPathSize - 1) : 0;
-    StrCopy(path, whole + cut, kSmclpPathSize);
+    memcpy(path, whole + cut, length - cut + 1);
 }
 
 u32 SmclpReturnAbsolutePath(const ManagedElement *element, char *out, u32 size)
@@ -112,7 +119,7 @@ u32 SmclpReturnAbsolutePath(const ManagedElement *element, char *out, u32 size)
     for (; element != nullptr; element = element->parent) {
         char piece[sizeof element->name + 5] = "";
         if (element->instanceTag == nullptr)
-            snprintf(piece, sizeof piece, "%s", element->name);
+            StrCopy(piece, element->name, sizeof piece);
         else if (element->name[0] != '\0' && element->instanceNumber != 0)
             snprintf(piece, sizeof piece, "%s%u", element->name, element->instanceNumber);
         SmclpPrependToPath(path, piece);
