@@ -27,6 +27,8 @@ int __real_mdb_get(MDB_txn *txn, MDB_dbi dbi, MDB_val *key, MDB_val *data);
 int __wrap_mdb_get(MDB_txn *txn, MDB_dbi dbi, MDB_val *key, MDB_val *data);
 int __real_open(const char *path, int flags, ...);
 int __wrap_open(const char *path, int flags, ...);
+// What open() is called where a long is too short for a file's size.
+int __wrap_open64(const char *path, int flags, ...) __attribute__((alias("__wrap_open")));
 int __real_connect(int fd, const sockaddr *address, socklen_t size);
 int __wrap_connect(int fd, const sockaddr *address, socklen_t size);
 

@@ -5,6 +5,7 @@
 #include "smclp/line_editor.h"
 #include "smclp/shell.h"
 #include "support/child_process.h"
+#include "support/emulation.h"
 #include "support/fake_objmgr.h"
 #include "support/test_shell.h"
 
@@ -582,7 +583,7 @@ TEST(Terminal, StopRestoresTheTerminalAndContinueSetsItAgain)
         SleepMs(20);
         pty.Type("\x1a");  // the stop key
         pty.Forget();
-        pty.ReadUntil("stopped restored by 20");
+        pty.ReadUntil("stopped restored by " + std::to_string(kStopSignal));
         ASSERT_TRUE(pty.BecomesRaw());
         pty.Type("nonsense\r");
         pty.ReadUntil("recognized.\r\n\r\n->");

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -17,7 +18,7 @@ namespace
 constexpr int kPatienceMs = 10'000;
 constexpr int kRunLimitMs = 30'000;
 
-long NowMs()
+int64_t NowMs()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -73,7 +74,7 @@ ProgramEnd RunProgram(const std::vector<std::string> &arguments, const std::stri
     ProgramEnd end;
     size_t written = 0;
     pollfd fds[] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}, {in[1], POLLOUT, 0}};
-    const long deadline = NowMs() + kRunLimitMs;
+    const int64_t deadline = NowMs() + kRunLimitMs;
     while (fds[0].fd != -1 || fds[1].fd != -1) {
         if (written == input.size() && fds[2].fd != -1) {
             close(fds[2].fd);
@@ -145,7 +146,7 @@ void PtyProgram::Type(const std::string &keys) const
 
 std::string PtyProgram::ReadUntil(const std::string &text)
 {
-    const long deadline = NowMs() + kPatienceMs;
+    const int64_t deadline = NowMs() + kPatienceMs;
     for (;;) {
         const size_t found = pending_.find(text);
         if (found != std::string::npos) {
@@ -185,7 +186,7 @@ bool PtyProgram::IsCanonical() const
 
 bool PtyProgram::WaitForRaw(bool raw) const
 {
-    for (const long deadline = NowMs() + kPatienceMs; NowMs() < deadline; SleepMs(5)) {
+    for (const int64_t deadline = NowMs() + kPatienceMs; NowMs() < deadline; SleepMs(5)) {
         if (IsCanonical() != raw && Echoes() != raw)
             return true;
     }
@@ -201,7 +202,7 @@ void PtyProgram::HangUp()
 
 int PtyProgram::Wait()
 {
-    for (const long deadline = NowMs() + kPatienceMs; NowMs() < deadline; SleepMs(5)) {
+    for (const int64_t deadline = NowMs() + kPatienceMs; NowMs() < deadline; SleepMs(5)) {
         int wait = 0;
         if (waitpid(pid_, &wait, WNOHANG) == pid_) {
             pid_ = -1;
