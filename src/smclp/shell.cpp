@@ -20,7 +20,9 @@ namespace
 constexpr int kVersionMajor = 1;
 constexpr int kVersionMinor = 0;
 
-// In the order of registration. Sizes are those on the controller.
+// In the order of registration. Sizes are those on the controller. Pools of one size serve one
+// after another. The tree and the heaviest command leave at least half free, but for the two rows
+// that say what fills them (pools_test).
 constexpr struct {
     u32 blockSize;
     u32 blockCount;
@@ -28,8 +30,8 @@ constexpr struct {
     {kManagedElementSize, 64},
     {kSmclpMeIdMappingSize, 64},
     {kSmclpSessionSize, 16},
-    {kSmclpCommandSize, 16},
-    {kMePropertySize, 256},
+    {kSmclpCommandSize, 16},  // 14 verbs
+    {kMePropertySize, 256},   // 165 properties of all kinds
     {kMeCommandIdSize, 256},
     {kMeCommandIdSize, 256},
     {48, 16},
