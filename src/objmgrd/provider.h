@@ -1,9 +1,9 @@
 // provider.h -- what a source of instances supplies to the object manager's server.
 //
 // The server owns the socket, the heartbeat and the judgement of privileges; a provider fills the
-// store and carries methods out. All functions are called from one thread and must return soon: a
-// provider that has to wait says so (Reply::delayMs, Tick) instead of sleeping, since the
-// heartbeat would stop.
+// store and carries methods out. All functions are called from one thread and must return soon,
+// since the heartbeat would stop otherwise: a provider that has to wait for its source answers
+// `pending`, waits elsewhere (a thread of its own) and hands the answer over in a later Tick.
 #ifndef OBJMGRD_PROVIDER_H
 #define OBJMGRD_PROVIDER_H
 
@@ -17,11 +17,28 @@ struct Caller {
     u32 privilege;
 };
 
+// Return word of a power method that the host's state leaves nothing to do for: Start of a host
+// that is on, Stop or Reset of one that is off.
+constexpr u32 kMethodNotApplicable = 1;
+
 struct ProviderReply {
     CimStatus status = kCimFailed;
     u32 result = 0;    // the method's own return value
     u32 delayMs = 0;   // the reply is sent this much later
     bool send = true;  // false: the caller never gets a reply
+    // true: the answer comes later under `ticket`, a number that the provider uses only once;
+    // everything above is without meaning. A call that has none after kServerAnswerTimeoutMs
+    // (server.h) fails at the client; an answer that comes later, or that nobody waits for any
+    // more, is dropped.
+    bool pending = false;
+    u64 ticket = 0;
+};
+
+// The answer to a call that was pending.
+struct ProviderAnswer {
+    u64 ticket = 0;
+    CimStatus status = kCimFailed;
+    u32 result = 0;
 };
 
 class Provider
@@ -36,9 +53,21 @@ public:
     // transaction of the server's, committed before the reply is sent.
     virtual ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
                                  StoreWriter *store) = 0;
-    // Called about every `TickMs()` milliseconds inside a transaction; 0 means never.
+    // Called at the end of the transaction of each Load, Invoke and Tick. true: what the call wrote
+    // is in the store; false: none of it is, and whoever waited for it is told of a failure. The
+    // provider's own memory has to follow.
+    virtual void Committed(bool done) { (void)done; }
+    // Called about every `TickMs()` milliseconds (0: never) and as soon as PollFd() is readable,
+    // inside a transaction. Answers that it adds are sent once what it wrote is in the store.
     virtual u32 TickMs() const { return 0; }
-    virtual void Tick(StoreWriter *) {}
+    virtual void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
+    {
+        (void)store;
+        (void)answers;
+    }
+    // A descriptor that becomes readable when there is something to do for Tick, which has to make
+    // it unreadable again; -1: none. It stays the same from Load on and is the provider's.
+    virtual int PollFd() const { return -1; }
 };
 
 #endif

@@ -42,6 +42,10 @@ constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
 constexpr u64 kAcceptPauseMs = 100;
 constexpr u64 kNever = ~u64{0};
 constexpr int kBacklog = 64;
+// Places in the list of polled descriptors; the signals' is the first.
+constexpr size_t kPolledListener = 1;
+constexpr size_t kPolledProvider = 2;
+constexpr size_t kPolledConnections = 3;
 
 u64 NowMs()
 {
@@ -63,14 +67,32 @@ int MakeDirectory(const std::string &path, mode_t mode)
 }
 
 struct Connection {
-    enum class Phase { Asking, Late, Unanswered };
+    // Pending: the provider owes an answer. Late: the reply is known and waits for its time.
+    enum class Phase { Asking, Pending, Late, Unanswered };
 
     int fd;
     Phase phase = Phase::Asking;
-    u64 due;  // Asking: it is dropped then; Late: the reply is sent; else kNever
+    u64 due;  // Asking: it is dropped then; Pending, Late: the reply is sent then; else kNever
     Caller caller = {};
-    MethodReply reply = {};  // Late only
+    MethodReply reply = {.status = kCimFailed, .result = 0};  // Pending: if no answer comes
+    u64 ticket = 0;                                           // Pending only
+    std::string call = {};                                    // what was asked, for the log
 };
+
+MethodReply ReplyOf(CimStatus status, u32 result)
+{
+    return {status, status == kCimOk ? result : 0};
+}
+
+// "uid 0 pid 1: METHOD of PATH (ARGS)"
+std::string CallText(const Caller &caller, const MethodRequest &request)
+{
+    std::string line = "uid " + std::to_string(caller.uid) + " pid " + std::to_string(caller.pid) +
+                       ": " + request.method + " of " + request.path;
+    if (request.hasArgs)
+        line += std::string(" (") + request.args + ")";
+    return line;
+}
 
 void SendReply(int fd, const MethodReply &reply)
 {
@@ -166,6 +188,8 @@ struct Server::State {
     void RunTimers(u64 now);
     void Heartbeat();
     void Tick();
+    void Answer(const ProviderAnswer &answer);
+    int EndTransaction();
     int PollTimeout(u64 now) const;
     void Poll(int signalFd, int *result);
     void ServeConnections(u64 now);
@@ -178,7 +202,7 @@ struct Server::State {
     bool ReadRequest(Connection *connection, u64 now);
     ProviderReply Judge(const Caller &caller, const MethodRequest &request);
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request);
-    void LogCall(const Caller &caller, const MethodRequest &request, const ProviderReply &reply);
+    void LogCall(const Connection &connection, const MethodReply &reply) const;
 };
 
 int Server::State::Load()
@@ -188,8 +212,16 @@ int Server::State::Load()
         return error;
     error = provider->Load(&store);
     if (error == 0)
-        return store.Commit();
+        return EndTransaction();
     store.Abort();
+    return error;
+}
+
+// 0 or an errno value; the provider knows about it then.
+int Server::State::EndTransaction()
+{
+    const int error = store.Commit();
+    provider->Committed(error == 0);
     return error;
 }
 
@@ -237,13 +269,35 @@ void Server::State::Heartbeat()
 
 void Server::State::Tick()
 {
+    std::vector<ProviderAnswer> answers;
     int error = store.Begin();
     if (error == 0) {
-        provider->Tick(&store);
-        error = store.Commit();
+        provider->Tick(&store, &answers);
+        error = EndTransaction();
     }
     if (error != 0)
         LogError("the store cannot be brought up to date", error);
+    for (ProviderAnswer &answer : answers) {
+        if (error != 0)
+            answer = {.ticket = answer.ticket};
+        Answer(answer);
+    }
+}
+
+// Sends the reply to the call that waits for it, if it still does.
+void Server::State::Answer(const ProviderAnswer &answer)
+{
+    const auto waits = [&](const Connection &c) {
+        return c.phase == Connection::Phase::Pending && c.ticket == answer.ticket;
+    };
+    const auto found = std::find_if(connections.begin(), connections.end(), waits);
+    if (found == connections.end())
+        return;
+    const MethodReply reply = ReplyOf(answer.status, answer.result);
+    LogCall(*found, reply);
+    SendReply(found->fd, reply);
+    close(found->fd);
+    connections.erase(found);
 }
 
 void Server::State::RunTimers(u64 now)
@@ -278,6 +332,7 @@ void Server::State::Poll(int signalFd, int *result)
     polled.push_back({signalFd, POLLIN, 0});
     // A negative descriptor is passed over.
     polled.push_back({acceptFrom > now ? -1 : listenFd, POLLIN, 0});
+    polled.push_back({provider->PollFd(), POLLIN, 0});
     for (const Connection &connection : connections) {
         const bool asking = connection.phase == Connection::Phase::Asking;
         polled.push_back({connection.fd, static_cast<short>(asking ? POLLIN : 0), 0});
@@ -290,9 +345,9 @@ void Server::State::ServeConnections(u64 now)
 {
     size_t kept = 0;
     for (size_t i = 0; i < connections.size(); ++i) {
-        Connection connection = connections[i];
-        if (Serve(&connection, polled[2 + i].revents, now))
-            connections[kept++] = connection;
+        Connection connection = std::move(connections[i]);
+        if (Serve(&connection, polled[kPolledConnections + i].revents, now))
+            connections[kept++] = std::move(connection);
         else
             close(connection.fd);
     }
@@ -340,7 +395,7 @@ void Server::State::Accept(int fd, u64 now)
     Connection connection = {.fd = fd, .due = now + kServerRequestTimeoutMs};
     connection.caller.uid = peer.uid;
     connection.caller.pid = static_cast<u32>(peer.pid);
-    connections.push_back(connection);
+    connections.push_back(std::move(connection));
 }
 
 void Server::State::DropOne()
@@ -366,6 +421,8 @@ bool Server::State::Serve(Connection *connection, short events, u64 now)
         return false;
     if (now < connection->due)
         return true;
+    if (connection->phase == Connection::Phase::Pending)
+        LogCall(*connection, connection->reply);
     SendReply(connection->fd, connection->reply);
     return false;
 }
@@ -383,9 +440,16 @@ bool Server::State::ReadRequest(Connection *connection, u64 now)
         return false;
     }
     connection->caller.privilege = request.privilege.word;
+    connection->call = CallText(connection->caller, request);
     const ProviderReply reply = Judge(connection->caller, request);
-    LogCall(connection->caller, request, reply);
-    connection->reply = {reply.status, reply.status == kCimOk ? reply.result : 0};
+    if (reply.pending) {
+        connection->phase = Connection::Phase::Pending;
+        connection->ticket = reply.ticket;
+        connection->due = now + kServerAnswerTimeoutMs;
+        return true;
+    }
+    connection->reply = ReplyOf(reply.status, reply.result);
+    LogCall(*connection, connection->reply);
     if (reply.send && reply.delayMs == 0) {
         SendReply(connection->fd, connection->reply);
         return false;
@@ -408,7 +472,7 @@ ProviderReply Server::State::Invoke(const Caller &caller, const MethodRequest &r
     int error = store.Begin();
     if (error == 0) {
         const ProviderReply reply = provider->Invoke(caller, request, &store);
-        error = store.Commit();
+        error = EndTransaction();
         if (error == 0)
             return reply;
     }
@@ -416,13 +480,9 @@ ProviderReply Server::State::Invoke(const Caller &caller, const MethodRequest &r
     return {.status = kCimFailed};
 }
 
-void Server::State::LogCall(const Caller &caller, const MethodRequest &request,
-                            const ProviderReply &reply)
+void Server::State::LogCall(const Connection &connection, const MethodReply &reply) const
 {
-    std::string line = "uid " + std::to_string(caller.uid) + " pid " + std::to_string(caller.pid) +
-                       ": " + request.method + " of " + request.path;
-    if (request.hasArgs)
-        line += std::string(" (") + request.args + ")";
+    std::string line = connection.call;
     if (reply.status == kCimOk)
         line += ": done, result " + std::to_string(reply.result);
     else if (reply.status == kCimAccessDenied)
@@ -470,7 +530,9 @@ int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *cont
             goOn = handler(context, signal);
         const u64 now = NowMs();
         state_->ServeConnections(now);
-        if ((state_->polled[1].revents & POLLIN) != 0)
+        if (state_->polled[kPolledProvider].revents != 0)
+            state_->Tick();
+        if ((state_->polled[kPolledListener].revents & POLLIN) != 0)
             state_->AcceptAll(now);
     }
     close(signalFd);

@@ -4,6 +4,7 @@
 #include "support/served_process.h"
 
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -59,14 +60,49 @@ public:
             reply = {.status = 7, .result = 9};
         else if (method == "BadKey")
             store->Put("", Instance());
+        else if (method == "Wait")
+            reply = Promise(strtoul(request.args, nullptr, 10));
+        else if (method == "Answer")
+            reply = Give({{7, kCimOk, 70}, {8, 3, 80}, {99, kCimOk, 0}}, kPath);
+        else if (method == "AnswerUnstored")
+            reply = Give({{7, kCimOk, 70}}, "");
+        else if (method == "Commits")
+            Set(store, kPath, committed_);
         else
             reply.status = kCimMethodNotFound;
         return reply;
     }
     u32 TickMs() const override { return tickMs_; }
-    void Tick(StoreWriter *store) override { Set(store, "tick " + std::to_string(++ticks_)); }
+    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
+    {
+        if (tickMs_ != 0)
+            Set(store, "tick " + std::to_string(++ticks_));
+        u64 count;
+        if (read(eventFd_, &count, sizeof count) != sizeof count)
+            return;
+        for (const ProviderAnswer &answer : answers_)
+            answers->push_back(answer);
+        answers_.clear();
+        Set(store, answerKey_, "answered");
+    }
+    int PollFd() const override { return eventFd_; }
+    void Committed(bool done) override { committed_ += done ? "+" : "-"; }
 
 private:
+    // Promises an answer to this call.
+    ProviderReply Promise(u64 ticket) { return {.pending = true, .ticket = ticket}; }
+    // Gives the answers at the next opportunity.
+    ProviderReply Give(std::vector<ProviderAnswer> answers, const char *key)
+    {
+        answers_ = std::move(answers);
+        answerKey_ = key;
+        const u64 one = 1;
+        return {.status = write(eventFd_, &one, sizeof one) == sizeof one ? kCimOk : kCimFailed};
+    }
+    static int Set(StoreWriter *store, const char *key, const std::string &text)
+    {
+        return store->Put(key, {kCimOk, {{"Value", kCimOk, text}}});
+    }
     static int Set(StoreWriter *store, const std::string &text)
     {
         return store->Put(kPath, {kCimOk, {{"Value", kCimOk, text}}});
@@ -75,6 +111,10 @@ private:
     u32 tickMs_;
     int loadError_;
     u32 ticks_ = 0;
+    const int eventFd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    std::vector<ProviderAnswer> answers_;
+    const char *answerKey_ = kPath;
+    std::string committed_;  // one sign for each transaction: "+" stored, "-" not
 };
 
 Provider *MakeProvider()
@@ -216,6 +256,69 @@ TEST_F(ServerTest, AReplyThatIsNotToComeDoesNotCome)
     EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
     EXPECT_EQ(served.Terminate(), 0);
     EXPECT_EQ(never.Answer(), "closed");
+}
+
+TEST_F(ServerTest, APromisedAnswerComesWhenTheProviderHasIt)
+{
+    ServedProcess served(options_, MakeProvider);
+    RawCall first(options_.directory);
+    RawCall second(options_.directory);
+    RawCall other(options_.directory);
+    first.Ask(kAll, kPath, "Wait", "7");
+    second.Ask(kAll, kPath, "Wait", "8");
+    other.Ask(kAll, kPath, "Wait", "9");
+    EXPECT_EQ(other.Answer(300), "silent");
+    EXPECT_EQ(first.Answer(0), "silent");
+    EXPECT_EQ(Call(kAll, kPath, "Answer"), "0 0");
+    EXPECT_EQ(first.Answer(), "0 70");
+    // What was written together with the answer is there before it.
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "answered");
+    EXPECT_EQ(first.Answer(), "closed");
+    EXPECT_EQ(second.Answer(), "3 0");
+    EXPECT_EQ(other.Answer(0), "silent");
+}
+
+TEST_F(ServerTest, APromisedAnswerWhoseEffectCannotBeStoredIsAFailure)
+{
+    ServedProcess served(options_, MakeProvider);
+    RawCall call(options_.directory);
+    call.Ask(kAll, kPath, "Wait", "7");
+    EXPECT_EQ(call.Answer(100), "silent");
+    EXPECT_EQ(Call(kAll, kPath, "AnswerUnstored"), "0 0");
+    EXPECT_EQ(call.Answer(), "1 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "fresh");
+}
+
+TEST_F(ServerTest, APromiseThatIsNotKeptFailsAfter5Seconds)
+{
+    ServedProcess served(options_, MakeProvider);
+    RawCall call(options_.directory);
+    call.Ask(kAll, kPath, "Wait", "6");
+    EXPECT_EQ(call.Answer(4800), "silent");
+    EXPECT_EQ(call.Answer(), "1 0");
+    EXPECT_EQ(call.Answer(), "closed");
+}
+
+TEST_F(ServerTest, AnAnswerThatNobodyWaitsForIsDropped)
+{
+    ServedProcess served(options_, MakeProvider);
+    {
+        RawCall gone(options_.directory);
+        gone.Ask(kAll, kPath, "Wait", "7");
+        EXPECT_EQ(gone.Answer(100), "silent");
+    }
+    EXPECT_EQ(Call(kAll, kPath, "Answer"), "0 0");
+    EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "x");
+}
+
+TEST_F(ServerTest, TheProviderLearnsWhetherItsChangesWereStored)
+{
+    ServedProcess served(options_, MakeProvider);
+    EXPECT_EQ(Call(kAll, kPath, "BadKey"), "1 0");
+    EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
+    EXPECT_EQ(Call(kAll, kPath, "Commits"), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "+-+");
 }
 
 TEST_F(ServerTest, WhatIsNoRequestIsAnInvalidParameter)
@@ -463,16 +566,22 @@ TEST_F(ServerTest, EachCallIsLogged)
     Call(kAll, kPath, "Set", "a\nb");
     Call(0, kPath, "Set", "x");
     Call(kAll, kPath, "Fail");
+    RawCall pending(options_.directory);
+    pending.Ask(kAll, kPath, "Wait", "7");
+    EXPECT_EQ(pending.Answer(100), "silent");
+    Call(kAll, kPath, "Answer");
+    EXPECT_EQ(pending.Answer(), "0 70");
     close(logFd);
     std::ifstream input(file);
     std::stringstream log;
     log << input.rdbuf();
     const std::string who =
         "6 uid " + std::to_string(getuid()) + " pid " + std::to_string(getpid()) + ": ";
-    EXPECT_EQ(log.str(), who + "Uid of Test: done, result " + std::to_string(getuid()) + "\n" +
-                             who + "Set of Test (a?b): done, result 0\n" + who +
-                             "Set of Test (x): refused\n" + who +
-                             "Fail of Test: failed, status 7\n");
+    EXPECT_EQ(log.str(),
+              who + "Uid of Test: done, result " + std::to_string(getuid()) + "\n" + who +
+                  "Set of Test (a?b): done, result 0\n" + who + "Set of Test (x): refused\n" + who +
+                  "Fail of Test: failed, status 7\n" + who + "Answer of Test: done, result 0\n" +
+                  who + "Wait of Test (7): done, result 70\n");
 }
 
 TEST(Server, RunNeedsAStart)

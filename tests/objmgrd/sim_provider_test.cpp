@@ -160,6 +160,53 @@ TEST(SimProvider, ClearDeletesEveryRecord)
     EXPECT_EQ(sim.Call(kRecord1, "Start"), "6 0");
 }
 
+// An effect that could not be stored has not happened: the same method does it again, and does not
+// find it done.
+TEST(SimProvider, AnEffectThatIsNotStoredHasNotHappened)
+{
+    InFreshProcess([] {
+        const TestDirectory directory;
+        Host host;
+        std::vector<HostNote> notes;
+        ASSERT_TRUE(HostFileParse(std::string(kOn) + kTwoRecords, &host, &notes));
+        SimProvider provider(std::move(host));
+        StoreWriter store;
+        ASSERT_EQ(store.Open(directory.Path()), 0);
+        ASSERT_EQ(store.Begin(), 0);
+        ASSERT_EQ(provider.Load(&store), 0);
+        ASSERT_EQ(store.Commit(), 0);
+        provider.Committed(true);
+        ASSERT_EQ(store.Publish(), 0);
+
+        const auto call = [&](const char *path, const char *method, bool stored) {
+            MethodRequest request = {};
+            strcpy(request.path, path);
+            strcpy(request.method, method);
+            EXPECT_EQ(store.Begin(), 0);
+            const ProviderReply reply = provider.Invoke({}, request, &store);
+            if (stored)
+                EXPECT_EQ(store.Commit(), 0);
+            else
+                store.Abort();
+            provider.Committed(stored);
+            return std::to_string(reply.status) + " " + std::to_string(reply.result);
+        };
+        EXPECT_EQ(call(kSystem, "Stop", false), "0 0");
+        EXPECT_EQ(call(kSystem, "Stop", true), "0 0");
+        EXPECT_EQ(call(kSystem, "Stop", true), "0 1");
+        EXPECT_EQ(call(kSystem, "Start", true), "0 0");
+        EXPECT_EQ(call(kSystem, "Reset", false), "0 0");
+        EXPECT_EQ(call(kSystem, "Reset", true), "0 0");
+        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "ResetCount"), "1");
+        EXPECT_EQ(call(kLog, "Clear", false), "0 0");
+        EXPECT_EQ(ReadFresh(directory.Path(), kRecord2, "Description"), "two");
+        EXPECT_EQ(call(kRecord2, "Start", true), "17 0");
+        EXPECT_EQ(call(kLog, "Clear", true), "0 0");
+        EXPECT_EQ(ReadFresh(directory.Path(), kRecord2, "Description"), "status 6");
+        EXPECT_EQ(call(kRecord2, "Start", true), "6 0");
+    });
+}
+
 TEST(SimProvider, OtherInstancesAndMethodsAreNotFound)
 {
     const Sim sim(std::string(kOn) + "[[OEM_QARN_Sensor]]\n");

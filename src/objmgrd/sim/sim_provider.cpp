@@ -67,13 +67,7 @@ bool TakesArgs(Method method, const MethodRequest &request)
 
 }  // namespace
 
-SimProvider::SimProvider(Host host) : host_(std::move(host))
-{
-    for (const HostInstance &instance : host_.instances) {
-        if (IsRecord(instance))
-            recordKeys_.push_back(instance.key);
-    }
-}
+SimProvider::SimProvider(Host host) : host_(std::move(host)) {}
 
 int SimProvider::Load(StoreWriter *store)
 {
@@ -153,34 +147,45 @@ ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &requ
     const bool isOn = power != nullptr && power->text == "ON";
     const Method method = MethodOf(system->key, request.method);
     if (isOn == (method == Method::Start))
-        return {.status = kCimOk, .result = kSimNotApplicable};
+        return {.status = kCimOk, .result = kMethodNotApplicable};
 
-    Instance changed = system->instance;
+    HostInstance changed = *system;
     if (method == Method::Reset) {
-        SetProperty(&changed, "LastReset", HasArgs(request) ? "PowerCycle" : "Reset");
-        SetProperty(&changed, "ResetCount", std::to_string(resets_ + 1));
+        SetProperty(&changed.instance, "LastReset", HasArgs(request) ? "PowerCycle" : "Reset");
+        SetProperty(&changed.instance, "ResetCount", std::to_string(resets_ + 1));
     } else {
-        SetProperty(&changed, "PowerStatus", method == Method::Start ? "ON" : "OFF");
+        SetProperty(&changed.instance, "PowerStatus", method == Method::Start ? "ON" : "OFF");
     }
-    if (store->Put(system->key, changed) != 0)
+    if (store->Put(changed.key, changed.instance) != 0)
         return {.status = kCimFailed};
-    system->instance = std::move(changed);
-    resets_ += method == Method::Reset ? 1 : 0;
+    effect_ = method == Method::Reset ? Effect::Reset : Effect::Power;
+    changed_ = std::move(changed);
     return {.status = kCimOk};
 }
 
-// Deletes also what an earlier Clear deleted, in case that one could not be stored.
 ProviderReply SimProvider::Clear(HostInstance *log, StoreWriter *store)
 {
-    Instance changed = log->instance;
-    SetProperty(&changed, "NumRecords", "0");
-    for (const std::string &key : recordKeys_) {
-        if (store->Delete(key) != 0)
+    HostInstance changed = *log;
+    SetProperty(&changed.instance, "NumRecords", "0");
+    for (const HostInstance &instance : host_.instances) {
+        if (IsRecord(instance) && store->Delete(instance.key) != 0)
             return {.status = kCimFailed};
     }
-    if (store->Put(log->key, changed) != 0)
+    if (store->Put(changed.key, changed.instance) != 0)
         return {.status = kCimFailed};
-    log->instance = std::move(changed);
-    std::erase_if(host_.instances, IsRecord);
+    effect_ = Effect::Clear;
+    changed_ = std::move(changed);
     return {.status = kCimOk};
+}
+
+void SimProvider::Committed(bool done)
+{
+    if (done && effect_ != Effect::None) {
+        if (HostInstance *target = Find(changed_.key))
+            *target = std::move(changed_);
+        resets_ += effect_ == Effect::Reset ? 1 : 0;
+        if (effect_ == Effect::Clear)
+            std::erase_if(host_.instances, IsRecord);
+    }
+    effect_ = Effect::None;
 }

@@ -9,7 +9,7 @@
 //   OEM_QARN_MessageLog.Name=SEL
 //                             Clear  deletes every record, NumRecords becomes "0"
 // The server is on when PowerStatus is exactly "ON". Start of one that is on, and Stop or Reset
-// of one that is off, change nothing and answer status 0 with kSimNotApplicable. Sensors stay as
+// of one that is off, change nothing and answer status 0 with kMethodNotApplicable. Sensors stay as
 // they are when the power goes.
 //
 // Status: kCimInvalidParameter for a path that is none and for arguments that the method does not
@@ -23,9 +23,6 @@
 #include "objmgrd/provider.h"
 #include "objmgrd/sim/host_file.h"
 
-// Return word of a power method that the server's state leaves nothing to do for.
-constexpr u32 kSimNotApplicable = 1;
-
 class SimProvider : public Provider
 {
 public:
@@ -35,8 +32,12 @@ public:
     int Load(StoreWriter *store) override;
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
                          StoreWriter *store) override;
+    void Committed(bool done) override;
 
 private:
+    // What the method in hand does to the server, which is so only once the store says it too.
+    enum class Effect : u8 { None, Power, Reset, Clear };
+
     HostInstance *Find(const std::string &key);
     const HostMethodFault *FaultOf(const std::string &method) const;
     ProviderReply Act(HostInstance *target, const MethodRequest &request, StoreWriter *store);
@@ -44,8 +45,9 @@ private:
     ProviderReply Clear(HostInstance *log, StoreWriter *store);
 
     Host host_;
-    std::vector<std::string> recordKeys_;  // of every record that there ever was
     u32 resets_ = 0;
+    Effect effect_ = Effect::None;
+    HostInstance changed_;  // with an effect: the instance as it is to be
 };
 
 #endif
