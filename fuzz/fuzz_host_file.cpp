@@ -10,13 +10,13 @@
 namespace
 {
 
-void CheckNotes(const std::vector<HostNote> &notes, bool right)
+void CheckNotes(const std::vector<FileNote> &notes, bool right)
 {
     bool fault = false;
     for (size_t i = 0; i < notes.size(); ++i) {
-        const HostNote &note = notes[i];
+        const FileNote &note = notes[i];
         fault = fault || !note.warning;
-        if (note.text.empty() || HostNoteLine("h", note).find('\n') != std::string::npos)
+        if (note.text.empty() || FileNoteLine("h", note).find('\n') != std::string::npos)
             abort();
         if (StoreSafeText(note.text) != note.text)
             abort();  // a note goes to a terminal
@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     // A copy of exactly this size, so that a byte read behind it is seen.
     const std::vector<char> text(data, data + size);
     Host host;
-    std::vector<HostNote> notes;
+    std::vector<FileNote> notes;
     const bool right = HostFileParse(std::string_view(text.data(), size), &host, &notes);
     CheckNotes(notes, right);
     if (right)

@@ -14,10 +14,10 @@ namespace
 struct Read {
     explicit Read(const std::string &text)
     {
-        std::vector<HostNote> list;
+        std::vector<FileNote> list;
         right = HostFileParse(text, &host, &list);
-        for (const HostNote &note : list)
-            notes += HostNoteLine("h", note) + "\n";
+        for (const FileNote &note : list)
+            notes += FileNoteLine("h", note) + "\n";
     }
 
     std::string Keys() const
@@ -562,14 +562,14 @@ TEST(HostFile, NamesFromTheFileAreMadeSafeInNotes)
 TEST(HostFile, AFileThatCannotBeReadIsAFault)
 {
     Host host;
-    std::vector<HostNote> notes;
+    std::vector<FileNote> notes;
     EXPECT_FALSE(HostFileRead("/nonexistent/host.toml", &host, &notes));
     ASSERT_EQ(notes.size(), 1u);
-    EXPECT_EQ(HostNoteLine("f", notes[0]), "f: No such file or directory");
+    EXPECT_EQ(FileNoteLine("f", notes[0]), "f: No such file or directory");
     notes.clear();
     EXPECT_FALSE(HostFileRead("/", &host, &notes));
     ASSERT_EQ(notes.size(), 1u);
-    EXPECT_EQ(HostNoteLine("f", notes[0]), "f: Is a directory");
+    EXPECT_EQ(FileNoteLine("f", notes[0]), "f: Is a directory");
 }
 
 TEST(HostFile, AFileOfMoreThan4MiBIsAFault)
@@ -580,12 +580,12 @@ TEST(HostFile, AFileOfMoreThan4MiBIsAFault)
     const std::string comment(size_t{4} * 1024 * 1024, '#');
     ASSERT_EQ(write(fd, comment.data(), comment.size()), ssize_t{4194304});
     Host host;
-    std::vector<HostNote> notes;
+    std::vector<FileNote> notes;
     EXPECT_TRUE(HostFileRead(path, &host, &notes));
     ASSERT_EQ(write(fd, "#", 1), 1);
     EXPECT_FALSE(HostFileRead(path, &host, &notes));
     ASSERT_EQ(notes.size(), 1u);
-    EXPECT_EQ(HostNoteLine("f", notes[0]), "f: larger than 4 MiB");
+    EXPECT_EQ(FileNoteLine("f", notes[0]), "f: larger than 4 MiB");
     close(fd);
     unlink(path.c_str());
 }

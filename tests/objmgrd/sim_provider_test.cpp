@@ -42,7 +42,7 @@ private:
     static Provider *MakeProvider(const std::string &text)
     {
         Host host;
-        std::vector<HostNote> notes;
+        std::vector<FileNote> notes;
         if (!HostFileParse(text, &host, &notes))
             _exit(99);
         return new SimProvider(std::move(host));
@@ -167,7 +167,7 @@ TEST(SimProvider, AnEffectThatIsNotStoredHasNotHappened)
     InFreshProcess([] {
         const TestDirectory directory;
         Host host;
-        std::vector<HostNote> notes;
+        std::vector<FileNote> notes;
         ASSERT_TRUE(HostFileParse(std::string(kOn) + kTwoRecords, &host, &notes));
         SimProvider provider(std::move(host));
         StoreWriter store;

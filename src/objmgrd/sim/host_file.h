@@ -37,6 +37,7 @@
 #ifndef OBJMGRD_SIM_HOST_FILE_H
 #define OBJMGRD_SIM_HOST_FILE_H
 
+#include "objmgrd/file_note.h"
 #include "objmgrd/store_writer.h"
 
 #include <string>
@@ -64,26 +65,14 @@ struct Host {
     std::vector<HostMethodFault> methods;
 };
 
-// What is to be said about a place in a file. Lines and columns count from 1; line 0 means the
-// file as a whole.
-struct HostNote {
-    u32 line = 0;
-    u32 column = 0;
-    bool warning = false;  // false: a fault
-    std::string text;
-};
-
 // Larger files are refused, so that a wrong FILE (a device, a disk image) does no harm.
 constexpr size_t kHostFileMax = size_t{4} * 1024 * 1024;
 
-// "FILE:LINE:COLUMN: TEXT", or "FILE: TEXT" for line 0; "warning: " before the text of a warning.
-std::string HostNoteLine(const std::string &file, const HostNote &note);
-
 // Reads a description. True when it is right; *host is filled then and empty otherwise. *notes
 // gets every fault and warning in the order of the file; of the faults of syntax only the first.
-bool HostFileParse(std::string_view text, Host *host, std::vector<HostNote> *notes);
+bool HostFileParse(std::string_view text, Host *host, std::vector<FileNote> *notes);
 
 // The same for a file; one that cannot be read is a fault of line 0.
-bool HostFileRead(const std::string &file, Host *host, std::vector<HostNote> *notes);
+bool HostFileRead(const std::string &file, Host *host, std::vector<FileNote> *notes);
 
 #endif

@@ -1,0 +1,69 @@
+// file_note.cpp -- see file_note.h.
+#include "objmgrd/file_note.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+// Reads at most maxBytes + 1 bytes. 0 or an errno value.
+int ReadUpTo(const std::string &file, size_t maxBytes, std::string *out)
+{
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    int error = 0;
+    char part[16384];
+    while (out->size() <= maxBytes) {
+        const ssize_t got = read(fd, part, sizeof part);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            error = errno;
+        if (got <= 0)
+            break;
+        out->append(part, static_cast<size_t>(got));
+    }
+    close(fd);
+    return error;
+}
+
+}  // namespace
+
+std::string FileNoteLine(const std::string &file, const FileNote &note)
+{
+    std::string line = file + ":";
+    if (note.line != 0)
+        line += std::to_string(note.line) + ":" + std::to_string(note.column) + ":";
+    return line + (note.warning ? " warning: " : " ") + note.text;
+}
+
+void FileNoteAdd(std::vector<FileNote> *notes, std::string text)
+{
+    FileNote note;
+    note.text = std::move(text);
+    notes->push_back(std::move(note));
+}
+
+void FileNotesSort(std::vector<FileNote> *notes, size_t first)
+{
+    std::stable_sort(notes->begin() + static_cast<std::ptrdiff_t>(first), notes->end(),
+                     [](const FileNote &a, const FileNote &b) {
+                         return a.line != b.line ? a.line < b.line : a.column < b.column;
+                     });
+}
+
+bool FileRead(const std::string &file, size_t maxBytes, const char *limit, std::string *out,
+              std::vector<FileNote> *notes)
+{
+    const int error = ReadUpTo(file, maxBytes, out);
+    if (error != 0)
+        FileNoteAdd(notes, strerror(error));
+    else if (out->size() > maxBytes)
+        FileNoteAdd(notes, std::string("larger than ") + limit);
+    return error == 0 && out->size() <= maxBytes;
+}

@@ -1,0 +1,346 @@
+// service.cpp -- see service.h.
+#include "objmgrd/service.h"
+
+#include "objmgrd/server.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <getopt.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitNotExecutable = 126;  // as shells do
+constexpr int kExitNotFound = 127;
+constexpr int kExitSignal = 128;  // plus the signal's number
+
+struct Settings {
+    const char *file = nullptr;
+    const char *dir = nullptr;
+    bool check = false;
+    char **command = nullptr;  // null: a service
+};
+
+// The least serious priority that goes to standard error; -1: everything goes to the system log.
+int stderrPriority = -1;
+const char *programName = "";
+
+// A method call goes to the system log in any case: the terminal is its user's.
+void Log(int priority, const char *line)
+{
+    if (priority > LOG_NOTICE || stderrPriority < 0)
+        syslog(priority, "%s", line);
+    else if (priority <= stderrPriority)
+        fprintf(stderr, "%s: %s\n", programName, line);
+}
+
+void LogError(const std::string &what, int error)
+{
+    Log(LOG_ERR, (what + ": " + strerror(error)).c_str());
+}
+
+// What keeps the program from starting is for whoever starts it, wherever logs go.
+void Complain(const std::string &line)
+{
+    fprintf(stderr, "%s: %s\n", programName, line.c_str());
+    if (stderrPriority < 0)
+        syslog(LOG_ERR, "%s", StoreSafeText(line).c_str());
+}
+
+int UsageError(const char *what)
+{
+    fprintf(stderr, "%s: %s\nTry \"%s --help\".\n", programName, what, programName);
+    return kExitUsage;
+}
+
+// Both return -1 to go on, otherwise the exit status.
+int CheckSettings(const ServiceProgram &program, const Settings &settings)
+{
+    if (settings.file == nullptr)
+        return UsageError((std::string("--") + program.fileOption + " is missing").c_str());
+    if (settings.check && (settings.dir != nullptr || settings.command != nullptr))
+        return UsageError("--check takes neither --dir nor a COMMAND");
+    if (settings.dir != nullptr && settings.command != nullptr)
+        return UsageError("a COMMAND is served in a private directory: leave --dir out");
+    return -1;
+}
+
+int ParseArguments(const ServiceProgram &program, int argc, char **argv, Settings *settings)
+{
+    const option options[] = {
+        {program.fileOption, required_argument, nullptr, 'f'},
+        {"dir", required_argument, nullptr, 'd'},
+        {"check", no_argument, nullptr, 'c'},
+        {"help", no_argument, nullptr, 'u'},
+        {"version", no_argument, nullptr, 'v'},
+        {nullptr, 0, nullptr, 0},
+    };
+    opterr = 0;
+    for (;;) {
+        const char *word = argv[optind];
+        // "+": what follows the first word that is no option belongs to the command.
+        const int key = getopt_long(argc, argv, "+:", options, nullptr);
+        if (key == -1)
+            break;
+        if (key == 'u') {
+            fputs(program.usage, stdout);
+            return EXIT_SUCCESS;
+        }
+        if (key == 'v') {
+            printf("%s %s\n", program.name, ZOR_VERSION);
+            return EXIT_SUCCESS;
+        }
+        if (key == 'f')
+            settings->file = optarg;
+        else if (key == 'd')
+            settings->dir = optarg;
+        else if (key == 'c')
+            settings->check = true;
+        else
+            return UsageError(
+                (std::string(word) + (key == ':' ? " needs a value" : " is no option")).c_str());
+    }
+    const bool separated = optind > 1 && strcmp(argv[optind - 1], "--") == 0;
+    if (optind < argc && !separated)
+        return UsageError("a COMMAND stands after \"--\"");
+    if (optind == argc && separated)
+        return UsageError("the COMMAND after \"--\" is missing");
+    settings->command = optind < argc ? argv + optind : nullptr;
+    return CheckSettings(program, *settings);
+}
+
+// Prints what is to be said about the file. Null: it is not right.
+std::unique_ptr<Provider> MakeProvider(const ServiceProgram &program, const Settings &settings)
+{
+    std::vector<FileNote> notes;
+    std::unique_ptr<Provider> provider = program.makeProvider(settings.file, &notes);
+    for (const FileNote &note : notes) {
+        // A command's terminal is not bothered with what may well be meant.
+        if (!note.warning || settings.command == nullptr)
+            fprintf(stderr, "%s\n", FileNoteLine(settings.file, note).c_str());
+    }
+    return provider;
+}
+
+int StartServer(Server *server, const std::string &directory, bool group, Provider *provider)
+{
+    const int error = server->Start({directory, group, Log}, provider);
+    if (error == EBUSY)
+        Complain(directory + ": another object manager serves there");
+    else if (error != 0)
+        Complain(directory + ": " + strerror(error));
+    return error;
+}
+
+// Blocked signals wait for Server::Run. What was ignored before is not, so that none is lost.
+sigset_t BlockSignals(std::initializer_list<int> signals)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (int signal : signals) {
+        ::signal(signal, SIG_DFL);
+        sigaddset(&set, signal);
+    }
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    return set;
+}
+
+int RunService(const Settings &settings, Provider *provider)
+{
+    const char *dir = settings.dir;
+    if (dir == nullptr)
+        dir = getenv("ZOROBJMGR");
+    if (dir == nullptr || *dir == '\0')
+        dir = kObjMgrDefaultDir;
+    const sigset_t signals = BlockSignals({SIGHUP, SIGINT, SIGTERM});
+    Server server;
+    if (StartServer(&server, dir, true, provider) != 0)
+        return kExitFailed;
+    Log(LOG_NOTICE, (std::string("serving ") + settings.file + " in " + dir).c_str());
+    const int error = server.Run(
+        signals, [](void *, const signalfd_siginfo &) { return false; }, nullptr);
+    server.Stop();
+    if (error != 0)
+        LogError("stopped", error);
+    else
+        Log(LOG_NOTICE, "stopped");
+    return error == 0 ? EXIT_SUCCESS : kExitFailed;
+}
+
+// A directory of the user's own, removed with all that is in it.
+class PrivateDirectory
+{
+public:
+    PrivateDirectory() = default;
+    ~PrivateDirectory()
+    {
+        std::error_code ignored;
+        if (!path_.empty())
+            std::filesystem::remove_all(path_, ignored);
+    }
+    PrivateDirectory(const PrivateDirectory &) = delete;
+    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+
+    // 0 or an errno value. The path is absolute, so that a command may change its directory.
+    int Create()
+    {
+        const char *base = getenv("TMPDIR");
+        if (base == nullptr || *base == '\0')
+            base = "/tmp";
+        char real[PATH_MAX];
+        if (realpath(base, real) == nullptr)
+            return errno;
+        std::string path = std::string(real) + "/" + programName + ".XXXXXX";
+        if (mkdtemp(path.data()) == nullptr)
+            return errno;
+        path_ = path;
+        return 0;
+    }
+    const std::string &Path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+// Points what is started from here on at the directory. 0 or an errno value.
+int SetEnvironment(const std::string &directory)
+{
+    if (setenv("ZOROBJMGR", directory.c_str(), 1) != 0)
+        return errno;
+    const char *registry = getenv("ZORSSNDIR");
+    if (registry != nullptr && *registry != '\0')
+        return 0;
+    const std::string sessions = directory + "/sessions";
+    if (mkdir(sessions.c_str(), 0700) != 0 || setenv("ZORSSNDIR", sessions.c_str(), 1) != 0)
+        return errno;
+    return 0;
+}
+
+// Starts the command with default signals and none blocked, in this process group and on this
+// terminal. 0 or an errno value.
+int Spawn(char **command, pid_t *child)
+{
+    posix_spawnattr_t attributes;
+    const int error = posix_spawnattr_init(&attributes);
+    if (error != 0)
+        return error;
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    const int result = posix_spawnp(child, command[0], nullptr, &attributes, command, environ);
+    posix_spawnattr_destroy(&attributes);
+    return result;
+}
+
+struct Child {
+    pid_t pid = 0;
+    int status = 0;  // waitpid's
+};
+
+// The terminal sends its own signals to the whole process group, so the command has those
+// already; a hang-up may reach only the leader of the terminal's session.
+bool IsForward(const signalfd_siginfo &signal)
+{
+    return signal.ssi_signo == SIGHUP || signal.ssi_code != SI_KERNEL;
+}
+
+bool OnSignal(void *context, const signalfd_siginfo &signal)
+{
+    Child *child = static_cast<Child *>(context);
+    if (signal.ssi_signo != SIGCHLD) {
+        if (IsForward(signal))
+            kill(child->pid, static_cast<int>(signal.ssi_signo));
+        return true;
+    }
+    return waitpid(child->pid, &child->status, WNOHANG) != child->pid;
+}
+
+int ExitStatus(int status)
+{
+    return WIFSIGNALED(status) ? kExitSignal + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int RunCommand(const Settings &settings, Provider *provider)
+{
+    // First, so that no signal leaves the directory behind; then the directory, so that it outlives
+    // the server.
+    const sigset_t signals =
+        BlockSignals({SIGHUP, SIGINT, SIGTERM, SIGQUIT, SIGUSR1, SIGUSR2, SIGCHLD});
+    PrivateDirectory directory;
+    int error = directory.Create();
+    if (error == 0)
+        error = SetEnvironment(directory.Path());
+    if (error != 0) {
+        Complain(std::string("no private directory: ") + strerror(error));
+        return kExitFailed;
+    }
+    Server server;
+    if (StartServer(&server, directory.Path(), false, provider) != 0)
+        return kExitFailed;
+    Child child;
+    error = Spawn(settings.command, &child.pid);
+    if (error != 0) {
+        Complain(std::string(settings.command[0]) + ": " + strerror(error));
+        return error == ENOENT || error == ENOTDIR ? kExitNotFound : kExitNotExecutable;
+    }
+    error = server.Run(signals, OnSignal, &child);
+    if (error != 0) {
+        // The command goes on without a service, which it has to cope with anyway.
+        LogError("stopped", error);
+        server.Stop();
+        waitpid(child.pid, &child.status, 0);
+    }
+    return ExitStatus(child.status);
+}
+
+}  // namespace
+
+void ServiceLog(int priority, const char *line)
+{
+    Log(priority, line);
+}
+
+int ServiceMain(const ServiceProgram &program, int argc, char **argv)
+{
+    programName = program.name;
+    Settings settings;
+    const int usage = ParseArguments(program, argc, argv, &settings);
+    if (usage >= 0)
+        return usage;
+
+    signal(SIGPIPE, SIG_IGN);
+    openlog(program.name, LOG_PID, LOG_DAEMON);
+    if (settings.command != nullptr)
+        stderrPriority = LOG_ERR;
+    else if (settings.check || isatty(STDERR_FILENO) == 1)
+        stderrPriority = LOG_NOTICE;
+
+    const std::unique_ptr<Provider> provider = MakeProvider(program, settings);
+    const bool right = provider != nullptr;
+    if (settings.check && right)
+        printf("%s: right\n", settings.file);
+    if (settings.check)
+        return right ? EXIT_SUCCESS : kExitFailed;
+    if (!right) {
+        Complain(std::string(settings.file) + " is not right: not started");
+        return kExitFailed;
+    }
+    return settings.command != nullptr ? RunCommand(settings, provider.get())
+                                       : RunService(settings, provider.get());
+}
