@@ -1,6 +1,7 @@
 # packages.sh -- sourced by run.sh, test.sh and .ci/run: the Debian packages they need.
 
-PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev"
+PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev \
+libfreeipmi-dev"
 PACKAGES_TEST="libgtest-dev"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"
 

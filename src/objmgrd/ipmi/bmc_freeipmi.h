@@ -1,0 +1,44 @@
+// bmc_freeipmi.h -- conversations with a BMC through libfreeipmi.
+//
+// The one file that knows the library's sessions. What is known about them and answered here:
+//   - A command that is not answered within the retransmission time-out is sent and carried out
+//     again; the session time-out is looked at only after that. So a session for control has a
+//     retransmission time-out that is never reached: a timer interrupts the waiting before.
+//   - The library's session time-out also counts the pauses between commands, and with the
+//     wall clock. It is long here; the timer sets the limit that counts.
+//   - Waiting for the kernel's driver has a limit of 60 s, which the same timer shortens.
+// All functions of one object are called from one thread.
+#ifndef OBJMGRD_IPMI_BMC_FREEIPMI_H
+#define OBJMGRD_IPMI_BMC_FREEIPMI_H
+
+#include "objmgrd/ipmi/bmc.h"
+#include "objmgrd/ipmi/password.h"
+#include "objmgrd/ipmi/settings.h"
+
+#include <memory>
+
+enum class BmcUse : u8 {
+    Poll,     // a request without an answer is sent again
+    Control,  // no request is ever sent a second time
+};
+
+class FreeIpmiBmc : public Bmc
+{
+public:
+    // Both are read at each Open.
+    FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
+                std::shared_ptr<const IpmiPassword> password, BmcUse use);
+    ~FreeIpmiBmc() override;
+    FreeIpmiBmc(const FreeIpmiBmc &) = delete;
+    FreeIpmiBmc &operator=(const FreeIpmiBmc &) = delete;
+
+    BmcOpening Open(std::string *why) override;
+    void Close() override;
+    BmcAnswer Ask(const BmcRequest &request) override;
+
+private:
+    struct State;
+    State *state_;
+};
+
+#endif

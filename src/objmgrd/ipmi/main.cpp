@@ -1,0 +1,46 @@
+// main.cpp -- objmgrd-ipmi: the object manager of a machine with a BMC.
+#include "objmgrd/ipmi/bmc_freeipmi.h"
+#include "objmgrd/ipmi/ipmi_provider.h"
+#include "objmgrd/service.h"
+
+namespace
+{
+
+constexpr char kUsage[] =
+    "Usage: objmgrd-ipmi --config FILE [--dir DIR]\n"
+    "       objmgrd-ipmi --config FILE -- COMMAND [ARG...]\n"
+    "       objmgrd-ipmi --config FILE --check\n"
+    "The object manager of a machine whose BMC is reached over IPMI.\n"
+    "\n"
+    "  --config FILE  which BMC, and how to reach it, in TOML\n"
+    "  --dir DIR      serve in DIR (default: $ZOROBJMGR, else /run/zor/objmgr)\n"
+    "  -- COMMAND     serve in a private directory while COMMAND runs, with ZOROBJMGR (and\n"
+    "                 ZORSSNDIR, unless it is set) pointing there; exit with its status\n"
+    "  --check        only say whether FILE, and the password file that it names, is right\n"
+    "  --help         show this text\n"
+    "  --version      show the version\n";
+
+std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *notes)
+{
+    const auto settings = std::make_shared<IpmiSettings>();
+    const auto password = std::make_shared<IpmiPassword>();
+    if (!IpmiSettingsRead(file, settings.get(), notes))
+        return nullptr;
+    if (!settings->passwordFile.empty()) {
+        const std::string fault = password->Read(settings->passwordFile);
+        if (!fault.empty()) {
+            FileNoteAdd(notes, "password_file " + settings->passwordFile + ": " + fault);
+            return nullptr;
+        }
+    }
+    return std::make_unique<IpmiProvider>(
+        *settings, std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Poll),
+        std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Control), ServiceLog);
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    return ServiceMain({"objmgrd-ipmi", "config", kUsage, MakeProvider}, argc, argv);
+}

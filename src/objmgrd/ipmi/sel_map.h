@@ -1,0 +1,28 @@
+// sel_map.h -- from a record of the System Event Log to its instance of OEM_QARN_LogRecord.
+//
+//   LogName      "SEL"
+//   RecordNum    the record's place in the log, from 1
+//   Timestamp    "YYYY-MM-DD HH:MM:SS" and, as its second form, fourteen digits: the BMC's clock as
+//                it was set, not shifted into any zone. "System Boot" for a record from before the
+//                clock was set, fourteen asterisks for one without a time
+//   Description  "SENSOR: EVENT, asserted (reading 92 C, threshold 90 C)"
+#ifndef OBJMGRD_IPMI_SEL_MAP_H
+#define OBJMGRD_IPMI_SEL_MAP_H
+
+#include "objmgrd/ipmi/sdr.h"
+#include "objmgrd/store_writer.h"
+
+#include <array>
+
+constexpr size_t kSelRecordSize = 16;
+using SelRecord = std::array<u8, kSelRecordSize>;
+
+// "OEM_QARN_LogRecord.LogName=SEL,RecordNum=3"
+std::string SelRecordKey(u32 number);
+Instance SelRecordInstance(u32 number, const SelRecord &record, const SdrRepository &sensors);
+
+// OEM_QARN_MessageLog
+extern const char kSelLogKey[];
+Instance SelLogInstance(u32 records);
+
+#endif

@@ -1,0 +1,325 @@
+// settings.cpp -- see settings.h. The keys are a table; a wrong one is never guessed at.
+#include "objmgrd/ipmi/settings.h"
+
+#include "objmgr/store.h"
+#include "objmgrd/store_writer.h"
+#include "objmgrd/toml.h"
+
+#include <algorithm>
+
+namespace
+{
+
+struct NameRow {
+    const char *name;
+    u32 value;
+};
+
+constexpr NameRow kDrivers[] = {{"lan", static_cast<u32>(IpmiDriver::Lan)},
+                                {"local", static_cast<u32>(IpmiDriver::Local)}};
+constexpr NameRow kPrivileges[] = {{"user", 2}, {"operator", 3}, {"administrator", 4}};
+constexpr NameRow kWorkarounds[] = {
+    {"authentication_capabilities", kIpmiAuthenticationCapabilities},
+    {"intel_session", kIpmiIntelSession},
+    {"supermicro_session", kIpmiSupermicroSession},
+    {"sun_session", kIpmiSunSession},
+    {"open_session_privilege", kIpmiOpenSessionPrivilege},
+    {"non_empty_integrity_check_value", kIpmiNonEmptyIntegrityCheckValue},
+    {"no_checksum_check", kIpmiNoChecksumCheck},
+};
+
+// Those that libfreeipmi can do.
+constexpr u8 kCipherSuites[] = {0, 1, 2, 3, 6, 7, 8, 11, 12, 15, 16, 17};
+
+enum class For : u8 { Both, Lan, Local };
+
+struct NumberRow {
+    const char *table;
+    const char *key;
+    u32 IpmiSettings::*field;
+    i64 least;
+    i64 most;
+    For driver;
+};
+
+constexpr NumberRow kNumbers[] = {
+    {"bmc", "port", &IpmiSettings::port, 1, 65535, For::Lan},
+    {"poll", "sensors_ms", &IpmiSettings::sensorsMs, 100, 60000, For::Both},
+    {"poll", "power_ms", &IpmiSettings::powerMs, 100, 2000, For::Both},
+    {"poll", "log_ms", &IpmiSettings::logMs, 100, 60000, For::Both},
+    {"poll", "sdr_ms", &IpmiSettings::sdrMs, 1000, 3600000, For::Both},
+    {"timeouts", "answer_ms", &IpmiSettings::answerMs, 100, 5000, For::Lan},
+    {"timeouts", "session_ms", &IpmiSettings::sessionMs, 200, 10000, For::Both},
+    {"timeouts", "method_ms", &IpmiSettings::methodMs, 1000, 4800, For::Both},
+};
+
+struct TextRow {
+    const char *key;  // of [bmc]
+    std::string IpmiSettings::*field;
+    size_t mostBytes;
+    For driver;
+};
+
+constexpr TextRow kTexts[] = {
+    {"device", &IpmiSettings::device, 255, For::Local},
+    {"host", &IpmiSettings::host, 255, For::Lan},
+    {"user", &IpmiSettings::user, kIpmiUserMax, For::Lan},
+    {"password_file", &IpmiSettings::passwordFile, 4095, For::Lan},
+};
+
+// What is left of [bmc].
+constexpr const char *kLanKeys[] = {"privilege", "cipher_suite", "workarounds"};
+constexpr const char *kTables[] = {"bmc", "poll", "timeouts"};
+
+std::string Quoted(std::string_view text)
+{
+    return "\"" + StoreSafeText(std::string(text)) + "\"";
+}
+
+template <typename Rows> std::string NamesOf(const Rows &rows)
+{
+    std::string all;
+    for (const NameRow &row : rows)
+        all += (all.empty() ? "\"" : ", \"") + std::string(row.name) + "\"";
+    return all;
+}
+
+template <typename Rows> const NameRow *FindName(const Rows &rows, std::string_view name)
+{
+    for (const NameRow &row : rows) {
+        if (name == row.name)
+            return &row;
+    }
+    return nullptr;
+}
+
+class Reader
+{
+public:
+    Reader(IpmiSettings *settings, std::vector<FileNote> *notes)
+        : settings_(settings), notes_(notes)
+    {
+    }
+    void ReadTop(const toml::table &top);
+    bool Right() const { return faults_ == 0; }
+
+private:
+    void Fault(const toml::source_region &place, std::string text);
+    void ReadDriver(const toml::table &bmc);
+    void ReadKey(const char *table, const toml::key &key, const toml::node &node);
+    void CheckDriver(const toml::key &key, For driver);
+    void ReadNumber(const NumberRow &row, const toml::node &node);
+    void ReadText(const TextRow &row, const toml::node &node);
+    void ReadLanKey(const toml::key &key, const toml::node &node);
+    void ReadCipherSuite(const toml::node &node);
+    void ReadWorkarounds(const toml::node &node);
+    template <typename Rows>
+    const NameRow *ReadName(const char *what, const Rows &rows, const toml::node &node);
+    void CheckWhole(const toml::table &top);
+
+    IpmiSettings *settings_;
+    std::vector<FileNote> *notes_;
+    u32 faults_ = 0;
+};
+
+void Reader::Fault(const toml::source_region &place, std::string text)
+{
+    FileNote note;
+    note.line = place.begin.line;
+    note.column = place.begin.column;
+    note.text = std::move(text);
+    notes_->push_back(std::move(note));
+    ++faults_;
+}
+
+template <typename Rows>
+const NameRow *Reader::ReadName(const char *what, const Rows &rows, const toml::node &node)
+{
+    const auto *text = node.as_string();
+    const NameRow *row = text != nullptr ? FindName(rows, text->get()) : nullptr;
+    if (row == nullptr)
+        Fault(node.source(), std::string(what) + " is one of " + NamesOf(rows));
+    return row;
+}
+
+// First, since it says which keys belong here.
+void Reader::ReadDriver(const toml::table &bmc)
+{
+    const toml::node *node = bmc.get("driver");
+    if (node == nullptr) {
+        Fault(bmc.source(), "[bmc] has no driver: " + NamesOf(kDrivers));
+        return;
+    }
+    if (const NameRow *row = ReadName("driver", kDrivers, *node))
+        settings_->driver = static_cast<IpmiDriver>(row->value);
+}
+
+void Reader::CheckDriver(const toml::key &key, For driver)
+{
+    const For mine = settings_->driver == IpmiDriver::Lan ? For::Lan : For::Local;
+    if (driver != For::Both && driver != mine)
+        Fault(key.source(), std::string(key.str()) + " goes with driver " +
+                                (driver == For::Lan ? "\"lan\"" : "\"local\"") + " only");
+}
+
+void Reader::ReadNumber(const NumberRow &row, const toml::node &node)
+{
+    const auto *number = node.as_integer();
+    if (number == nullptr || number->get() < row.least || number->get() > row.most) {
+        Fault(node.source(), std::string(row.key) + " is a number from " +
+                                 std::to_string(row.least) + " to " + std::to_string(row.most));
+        return;
+    }
+    settings_->*row.field = static_cast<u32>(number->get());
+}
+
+void Reader::ReadText(const TextRow &row, const toml::node &node)
+{
+    const auto *text = node.as_string();
+    const bool fits = text != nullptr && text->get().size() <= row.mostBytes &&
+                      std::none_of(text->get().begin(), text->get().end(),
+                                   [](char c) { return static_cast<u8>(c) < 0x20 || c == 0x7f; });
+    if (!fits) {
+        Fault(node.source(), std::string(row.key) + " is a text of at most " +
+                                 std::to_string(row.mostBytes) +
+                                 " bytes in quotes, without control characters");
+        return;
+    }
+    settings_->*row.field = text->get();
+}
+
+void Reader::ReadCipherSuite(const toml::node &node)
+{
+    const auto *number = node.as_integer();
+    for (u8 suite : kCipherSuites) {
+        if (number != nullptr && number->get() == suite) {
+            settings_->cipherSuite = suite;
+            return;
+        }
+    }
+    Fault(node.source(), "cipher_suite is one of 0, 1, 2, 3, 6, 7, 8, 11, 12, 15, 16, 17");
+}
+
+void Reader::ReadWorkarounds(const toml::node &node)
+{
+    const toml::array *names = node.as_array();
+    if (names == nullptr) {
+        Fault(node.source(), "workarounds is a list: [" + NamesOf(kWorkarounds) + "]");
+        return;
+    }
+    for (const toml::node &name : *names) {
+        if (const NameRow *row = ReadName("a workaround", kWorkarounds, name))
+            settings_->workarounds |= row->value;
+    }
+}
+
+void Reader::ReadLanKey(const toml::key &key, const toml::node &node)
+{
+    if (key == "cipher_suite") {
+        ReadCipherSuite(node);
+    } else if (key == "workarounds") {
+        ReadWorkarounds(node);
+    } else if (const NameRow *row = ReadName("privilege", kPrivileges, node)) {
+        settings_->privilege = static_cast<u8>(row->value);
+    }
+}
+
+void Reader::ReadKey(const char *table, const toml::key &key, const toml::node &node)
+{
+    const bool bmc = std::string_view(table) == "bmc";
+    if (bmc && key == "driver")
+        return;
+    for (const NumberRow &row : kNumbers) {
+        if (std::string_view(table) == row.table && key == row.key) {
+            CheckDriver(key, row.driver);
+            return ReadNumber(row, node);
+        }
+    }
+    for (const TextRow &row : kTexts) {
+        if (bmc && key == row.key) {
+            CheckDriver(key, row.driver);
+            return ReadText(row, node);
+        }
+    }
+    for (const char *name : kLanKeys) {
+        if (bmc && key == name) {
+            CheckDriver(key, For::Lan);
+            return ReadLanKey(key, node);
+        }
+    }
+    Fault(key.source(), "unknown key " + Quoted(key.str()) + " in [" + table + "]");
+}
+
+void Reader::CheckWhole(const toml::table &top)
+{
+    const toml::node *bmc = top.get("bmc");
+    const toml::node *timeouts = top.get("timeouts");
+    if (bmc != nullptr && settings_->driver == IpmiDriver::Lan && settings_->host.empty() &&
+        faults_ == 0)
+        Fault(bmc->source(), "[bmc] has no host");
+    if (settings_->driver == IpmiDriver::Lan && settings_->answerMs >= settings_->sessionMs)
+        Fault(timeouts != nullptr ? timeouts->source() : top.source(),
+              "answer_ms is less than session_ms");
+}
+
+void Reader::ReadTop(const toml::table &top)
+{
+    for (const auto &[key, node] : top) {
+        if (std::none_of(std::begin(kTables), std::end(kTables),
+                         [&k = key](const char *name) { return k == name; }))
+            Fault(key.source(),
+                  "unknown table " + Quoted(key.str()) + " (known: bmc, poll, timeouts)");
+        else if (!node.is_table())
+            Fault(node.source(),
+                  std::string(key.str()) + " is a table: write [" + std::string(key.str()) + "]");
+    }
+    if (!top.contains("bmc"))
+        Fault(top.source(), "[bmc] is missing");
+    for (const char *name : kTables) {
+        const toml::table *table = top.get_as<toml::table>(name);
+        if (table == nullptr)
+            continue;
+        if (std::string_view(name) == "bmc")
+            ReadDriver(*table);
+        for (const auto &[key, node] : *table)
+            ReadKey(name, key, node);
+    }
+    CheckWhole(top);
+}
+
+}  // namespace
+
+bool IpmiSettingsParse(std::string_view text, IpmiSettings *settings, std::vector<FileNote> *notes)
+{
+    *settings = IpmiSettings();
+    const toml::parse_result parsed = toml::parse(text);
+    if (!parsed) {
+        const toml::source_position place = parsed.error().source().begin;
+        FileNote note;
+        note.line = place.line;
+        note.column = place.column;
+        note.text = StoreSafeText(std::string(parsed.error().description()));
+        notes->push_back(std::move(note));
+        return false;
+    }
+    const size_t first = notes->size();
+    Reader reader(settings, notes);
+    reader.ReadTop(parsed.table());
+    FileNotesSort(notes, first);
+    if (!reader.Right())
+        *settings = IpmiSettings();
+    return reader.Right();
+}
+
+bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings, std::vector<FileNote> *notes)
+{
+    *settings = IpmiSettings();
+    std::string text;
+    return FileRead(file, kIpmiSettingsFileMax, "64 KiB", &text, notes) &&
+           IpmiSettingsParse(text, settings, notes);
+}
+
+std::string IpmiBmcName(const IpmiSettings &settings)
+{
+    return settings.driver == IpmiDriver::Lan ? settings.host : settings.device;
+}

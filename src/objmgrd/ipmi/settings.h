@@ -1,0 +1,81 @@
+// settings.h -- the settings of objmgrd-ipmi, read from a TOML file.
+//
+//   [bmc]
+//   driver = "lan"             "lan": IPMI 2.0 over the network; "local": the kernel's IPMI device
+//   device = "/dev/ipmi0"      local only
+//   host = "192.0.2.10"        lan only, and needed there: a name or an address
+//   port = 623                 lan only, 1 to 65535
+//   user = "admin"             lan only, at most 16 bytes
+//   password_file = "/etc/x"   lan only: see ipmi/password.h; "" or absent: no password
+//   privilege = "operator"     lan only: user, operator or administrator
+//   cipher_suite = 3           lan only: 0 to 3, 6 to 8, 11, 12 or 15 to 17
+//   workarounds = []           lan only: names from the table in settings.cpp
+//   [poll]                     milliseconds from one look to the next
+//   sensors_ms = 1000          every sensor, 100 to 60000
+//   power_ms = 500             the power state, 100 to 2000
+//   log_ms = 1000              whether the log changed, 100 to 60000
+//   sdr_ms = 30000             whether the sensor records changed, 1000 to 3600000
+//   [timeouts]                 milliseconds
+//   answer_ms = 1000           lan only: a request (never a power command) without an answer is
+//   sent
+//                              again, 100 to 5000, below session_ms
+//   session_ms = 2500          a request without an answer has failed, 200 to 10000
+//   method_ms = 4500           a method is answered at the latest, 1000 to 4800
+#ifndef OBJMGRD_IPMI_SETTINGS_H
+#define OBJMGRD_IPMI_SETTINGS_H
+
+#include "objmgrd/file_note.h"
+
+#include <string_view>
+
+enum class IpmiDriver : u8 { Lan, Local };
+
+struct IpmiSettings {
+    IpmiDriver driver = IpmiDriver::Lan;
+    std::string device = "/dev/ipmi0";
+    std::string host;
+    u32 port = 623;
+    std::string user;
+    std::string passwordFile;
+    u8 privilege = 3;  // IPMI: 2 user, 3 operator, 4 administrator
+    u8 cipherSuite = 3;
+    u32 workarounds = 0;  // bits of IpmiWorkaround
+
+    u32 sensorsMs = 1000;
+    u32 powerMs = 500;
+    u32 logMs = 1000;
+    u32 sdrMs = 30000;
+
+    u32 answerMs = 1000;
+    u32 sessionMs = 2500;
+    u32 methodMs = 4500;
+};
+
+// Ways in which BMCs differ from the standard; the names in the file are these in lower case with
+// underscores.
+enum IpmiWorkaround : u32 {
+    kIpmiAuthenticationCapabilities = 1 << 0,
+    kIpmiIntelSession = 1 << 1,
+    kIpmiSupermicroSession = 1 << 2,
+    kIpmiSunSession = 1 << 3,
+    kIpmiOpenSessionPrivilege = 1 << 4,
+    kIpmiNonEmptyIntegrityCheckValue = 1 << 5,
+    kIpmiNoChecksumCheck = 1 << 6,
+};
+
+constexpr size_t kIpmiSettingsFileMax = size_t{64} * 1024;
+constexpr size_t kIpmiUserMax = 16;
+
+// Reads settings. True when they are right; *settings holds defaults otherwise. *notes gets every
+// fault in the order of the file; of the faults of syntax only the first. The password file is
+// not looked at.
+bool IpmiSettingsParse(std::string_view text, IpmiSettings *settings, std::vector<FileNote> *notes);
+
+// The same for a file; one that cannot be read is a fault of line 0.
+bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings,
+                      std::vector<FileNote> *notes);
+
+// "192.0.2.10" or "/dev/ipmi0": the BMC's name in messages.
+std::string IpmiBmcName(const IpmiSettings &settings);
+
+#endif

@@ -1,0 +1,186 @@
+// worker.h -- all conversation with the BMC: what is read when, and what is done once.
+//
+// A loop of steps, each of which sends one request at most, so that a method never waits for more
+// than the request in flight. In this order:
+//   1. a method that is ordered
+//   2. opening the session, where there is none, with growing pauses
+//   3. the power state, when it is due
+//   4. in turn, what is due of: sensor records, sensors, log, identity
+// What was read goes to the mailbox as changes of the store. What could not be read goes there as
+// a status, never as the value from before.
+//
+// Losing the BMC (no answer to a request, no session) makes everything unknown; it is given again
+// once it has been read afresh.
+#ifndef OBJMGRD_IPMI_WORKER_H
+#define OBJMGRD_IPMI_WORKER_H
+
+#include "objmgrd/ipmi/fru_reader.h"
+#include "objmgrd/ipmi/mailbox.h"
+#include "objmgrd/ipmi/name_reader.h"
+#include "objmgrd/ipmi/sdr_reader.h"
+#include "objmgrd/ipmi/sel_reader.h"
+#include "objmgrd/ipmi/sensor_reader.h"
+#include "objmgrd/ipmi/settings.h"
+
+#include <set>
+
+// Clients are told that there is no answer when nothing good has come for this long, at most 3 s.
+constexpr u32 kStaleMs = 2700;
+
+// Pauses before the session is opened again. After a loss the first try comes at once; those after
+// it follow ever more slowly. A BMC that refuses us is asked less often, so that it does not lock
+// the user out.
+constexpr u32 kRetryFirstMs = 500;
+constexpr u32 kRetryMostMs = 8000;
+constexpr u32 kRefusedFirstMs = 2000;
+constexpr u32 kRefusedMostMs = 30000;
+
+// Methods: a power state that is waited for, and an erasure, is looked at again after this.
+constexpr u32 kLookAgainMs = 100;
+// A method is not begun later than this before its answer is due, and is answered this much early.
+constexpr u32 kLatestBeginMs = 500;
+constexpr u32 kAnswerEarlyMs = 150;
+
+extern const char kSystemKey[];  // "OEM_QARN_System"
+
+// The system while nothing is known of it, and likewise each instance that fails.
+Instance FailedInstance(CimStatus status);
+
+class Worker
+{
+public:
+    using Clock = u64 (*)();  // milliseconds, never going back
+
+    // All of them must outlive this object. control: a session on which no request is ever sent
+    // twice; opened for one power command each time.
+    Worker(const IpmiSettings *settings, Bmc *bmc, Bmc *control, Mailbox *mailbox, Clock clock);
+
+    // One step. Returns after how many milliseconds the next one is due; 0: at once.
+    u32 Step();
+    // Steps until the mailbox says that it is the end; then the sessions are closed.
+    void Run();
+
+private:
+    // The BMC as the readers see it: notes when good answers came.
+    class Watched : public Bmc
+    {
+    public:
+        explicit Watched(Worker *worker) : worker_(worker) {}
+        BmcOpening Open(std::string *) override { return BmcOpening::Silent; }
+        void Close() override {}
+        BmcAnswer Ask(const BmcRequest &request) override;
+
+    private:
+        Worker *worker_;
+    };
+
+    enum Task : u32 { kSdrTask, kSensorTask, kLogTask, kIdentityTask, kTaskCount };
+
+    enum class Power : u8 { Unknown, Denied, On, Off };
+
+    enum class Phase : u8 { Check, Open, Send, Confirm, Reserve, Erase, Erasing, Reread };
+
+    struct Action {
+        Order order;
+        Phase phase;
+        u64 stepMs = 0;        // the next step is due
+        u32 openings = 0;      // of the control session
+        bool sent = false;     // the command was sent
+        bool answered = true;  // ... and answered, so that it was accepted
+        u16 reservation = 0;
+        u32 readings = 0;  // Reread: complete readings of the log before
+    };
+
+    // ---- the session
+    bool TryOpen(u64 now);
+    void Lose(const std::string &why);
+    void Forget(u64 now);
+    std::string SilentWords() const;
+
+    // ---- reading
+    void ReadPower(u64 now);
+    BmcAnswer AskPower();
+    u32 StepTasks(u64 now);
+    bool IsReady(Task task) const;
+    void StepTask(Task task, u64 now);
+    void EndSdr(ReadStep step, u64 now);
+    void EndSensors(u64 now);
+    void EndLog(ReadStep step, u64 now);
+    void StepIdentity(bool begins, u64 now);
+    void NextSupply(u64 now);
+
+    // ---- what the store is given
+    void GiveSystem();
+    void GiveSensors(u64 now, bool all);
+    void GiveNoSensors(CimStatus status);
+    void GiveLog();
+    void GiveSupply(u32 index, const FruFacts &facts);
+    void Say(int priority, const std::string &text);
+    void Post();
+
+    // ---- methods
+    void Begin(const Order &order, u64 now);
+    void StepAction(u64 now);
+    void StepCheck(u64 now);
+    void StepControlOpen(u64 now);
+    void StepSend(u64 now);
+    void StepConfirm(u64 now);
+    void StepReserve(u64 now);
+    void StepErase(u64 now);
+    void StepReread(u64 now);
+    bool HasSession(u64 now);
+    void LookAgain(u64 now);
+    void Answer(CimStatus status, u32 result);
+
+    const IpmiSettings &settings_;
+    Bmc *const bmc_;
+    Bmc *const control_;
+    Mailbox *const mailbox_;
+    const Clock clock_;
+    Watched watched_{this};
+    u32 generation_ = 0;
+    News news_;
+
+    bool open_ = false;
+    u32 failures_ = 0;  // since the last good answer
+    u64 nextOpenMs_ = 0;
+
+    Power power_ = Power::Unknown;
+    bool powerGiven_ = false;  // in this session
+    u64 powerMs_ = 0;          // when it was read last
+    u64 nextPowerMs_ = 0;
+
+    u64 dueMs_[kTaskCount] = {};
+    bool running_[kTaskCount] = {};
+    u32 nextTask_ = 0;
+
+    SdrReader sdr_;
+    SdrRepository repository_;
+    bool sdrKnown_ = false;    // in this session
+    bool sdrSettled_ = false;  // it is known, or known not to be had
+
+    SensorReader sensors_;
+    u32 sensorsGiven_ = 1;  // instances in the store; the first is there from the start, as failed
+    u64 sensorsPostedMs_ = 0;
+
+    SelReader log_;
+    bool logGiven_ = false;  // in this session
+    u32 logReadings_ = 0;
+    u32 recordsGiven_ = 0;  // instances in the store
+    u64 logMs_ = 0;         // when it was read last
+
+    enum class IdentityStage : u8 { Fru, Name, Supplies };
+    IdentityStage identityStage_ = IdentityStage::Fru;
+    FruReader fru_;
+    NameReader name_;
+    bool identityKnown_ = false;
+    Identity identity_;
+    std::string hostName_;
+    std::vector<std::pair<u32, SdrFru>> supplies_;  // PowerSupplyIndex and its FRU
+    size_t supply_ = 0;
+    std::set<u32> suppliesGiven_;
+
+    std::optional<Action> action_;
+};
+
+#endif
