@@ -207,6 +207,7 @@ struct FreeIpmiBmc::State {
     bool OpenLan();
     bool OpenLocal();
     BmcOpening Cause(std::string *why) const;
+    void Close();
 };
 
 bool FreeIpmiBmc::State::OpenLan()
@@ -250,6 +251,16 @@ BmcOpening FreeIpmiBmc::State::Cause(std::string *why) const
     return BmcOpening::Silent;
 }
 
+void FreeIpmiBmc::State::Close()
+{
+    if (context == nullptr)
+        return;
+    const Limit limit(&alarm, kCloseMs);
+    ipmi_ctx_close(context);
+    ipmi_ctx_destroy(context);
+    context = nullptr;
+}
+
 FreeIpmiBmc::FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
                          std::shared_ptr<const IpmiPassword> password, BmcUse use)
     : state_(new State(std::move(settings), std::move(password), use))
@@ -258,7 +269,7 @@ FreeIpmiBmc::FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
 
 FreeIpmiBmc::~FreeIpmiBmc()
 {
-    Close();
+    state_->Close();
     delete state_;
 }
 
@@ -280,12 +291,7 @@ BmcOpening FreeIpmiBmc::Open(std::string *why)
 
 void FreeIpmiBmc::Close()
 {
-    if (state_->context == nullptr)
-        return;
-    const Limit limit(&state_->alarm, kCloseMs);
-    ipmi_ctx_close(state_->context);
-    ipmi_ctx_destroy(state_->context);
-    state_->context = nullptr;
+    state_->Close();
 }
 
 BmcAnswer FreeIpmiBmc::Ask(const BmcRequest &request)

@@ -71,6 +71,9 @@ std::string SensorTypeWords(u8 sensorType)
 
 std::string SensorUnitWords(const SdrSensor &sensor)
 {
+    // The library has a word for the unit 0: "unspecified".
+    if (sensor.baseUnit == 0)
+        return (sensor.unit1 & 0x1) != 0 ? "%" : "";
     char text[kWordsMax] = "";
     const int length = ipmi_sensor_units_string(sensor.unit1 & 0x1, (sensor.unit1 >> 1) & 0x3,
                                                 (sensor.unit1 >> 3) & 0x7, sensor.baseUnit,

@@ -163,7 +163,7 @@ void IpmiProvider::FailAll()
     failed_ = true;
 }
 
-void IpmiProvider::Take(News news, std::vector<ProviderAnswer> *answers)
+void IpmiProvider::Take(News &&news, std::vector<ProviderAnswer> *answers)
 {
     const std::string name = "BMC " + IpmiBmcName(shared_->settings);
     if (news.lost) {

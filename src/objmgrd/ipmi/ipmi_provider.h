@@ -44,7 +44,7 @@ private:
     // What the thread uses; it outlives the provider where the thread does.
     struct Shared;
 
-    void Take(News news, std::vector<ProviderAnswer> *answers);
+    void Take(News &&news, std::vector<ProviderAnswer> *answers);
     void FailAll();
     void Watch();
     void AnswerLate(std::vector<ProviderAnswer> *answers);

@@ -128,7 +128,7 @@ std::string OwnDetails(const Event &event)
 
 std::string EventText(const Event &event)
 {
-    const std::string words = EventWords(event.eventType, event.sensorType, event.offset);
+    std::string words = EventWords(event.eventType, event.sensorType, event.offset);
     if (!words.empty())
         return words;
     char text[80];

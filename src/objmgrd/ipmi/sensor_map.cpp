@@ -103,7 +103,7 @@ std::string StateWords(const SdrSensor &sensor, const SensorReading &reading)
         if (HasOwnWords(sensor.type))
             return kUnknown;
     }
-    const std::string words = EventStateWords(sensor.eventType, sensor.type, reading.states);
+    std::string words = EventStateWords(sensor.eventType, sensor.type, reading.states);
     if (!words.empty())
         return words;
     return sensor.type == kTypePowerSupply ? "absent" : "none";

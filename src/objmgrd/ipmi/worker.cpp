@@ -31,19 +31,19 @@ constexpr u8 kEraseComplete = 0x01;
 
 // By number of OrderKind.
 struct OrderRow {
-    OrderKind kind;
     const char *words;
+    OrderKind kind;
     bool needsOn;       // there is nothing to do for a host that is off; else for one that is on
     u8 control;         // the command
     bool changesState;  // the power state is other than before once it is done
 };
 
 constexpr OrderRow kOrders[] = {
-    {OrderKind::Start, "power on", false, kPowerUp, true},
-    {OrderKind::Stop, "power off", true, kPowerDown, true},
-    {OrderKind::Reset, "reset", true, kHardReset, false},
-    {OrderKind::PowerCycle, "power cycle", true, kPowerCycle, false},
-    {OrderKind::Clear, "clearing the log", false, 0, false},
+    {"power on", OrderKind::Start, false, kPowerUp, true},
+    {"power off", OrderKind::Stop, true, kPowerDown, true},
+    {"reset", OrderKind::Reset, true, kHardReset, false},
+    {"power cycle", OrderKind::PowerCycle, true, kPowerCycle, false},
+    {"clearing the log", OrderKind::Clear, false, 0, false},
 };
 
 constexpr bool OrdersStandInOrder()
@@ -67,6 +67,12 @@ std::string CodeWords(u8 code)
     char text[32];
     snprintf(text, sizeof text, "completion code 0x%02X", unsigned{code});
     return text;
+}
+
+// The pause after so many failures.
+u64 Pause(u32 firstMs, u32 mostMs, u32 failures)
+{
+    return std::min<u64>(u64{firstMs} << std::min(failures, 10u), mostMs);
 }
 
 CimStatus StatusOf(u8 code)
@@ -122,9 +128,9 @@ u32 Worker::Step()
     if (action_.has_value() && now >= action_->stepMs)
         StepAction(now);
     else if (!open_ && now >= nextOpenMs_)
-        TryOpen(now);
+        TryOpen();
     else if (open_ && now >= nextPowerMs_)
-        ReadPower(now);
+        ReadPower();
     else
         wait = open_ ? StepTasks(now) : static_cast<u32>(nextOpenMs_ - now);
     if (action_.has_value() && wait != 0)
@@ -156,7 +162,7 @@ void Worker::Forget(u64 now)
     }
 }
 
-bool Worker::TryOpen(u64 now)
+bool Worker::TryOpen()
 {
     std::string why;
     const BmcOpening opening = bmc_->Open(&why);
@@ -169,9 +175,8 @@ bool Worker::TryOpen(u64 now)
     const bool refused = opening == BmcOpening::Refused;
     const u32 first = refused ? kRefusedFirstMs : kRetryFirstMs;
     const u32 most = refused ? kRefusedMostMs : kRetryMostMs;
-    nextOpenMs_ = then + std::min<u64>(u64{first} << std::min(failures_, 10u), most);
+    nextOpenMs_ = then + Pause(first, most, failures_);
     ++failures_;
-    (void)now;
     news_.lost = true;
     news_.why = why;
     return false;
@@ -189,10 +194,7 @@ void Worker::Lose(const std::string &why)
     const u64 now = clock_();
     Forget(now);
     // At once for the first time, since a session can end without the BMC being away.
-    nextOpenMs_ =
-        failures_ == 0
-            ? now
-            : now + std::min<u64>(u64{kRetryFirstMs} << std::min(failures_ - 1, 10u), kRetryMostMs);
+    nextOpenMs_ = failures_ == 0 ? now : now + Pause(kRetryFirstMs, kRetryMostMs, failures_ - 1);
     ++failures_;
     news_.changes.clear();
     news_.lost = true;
@@ -223,7 +225,7 @@ BmcAnswer Worker::AskPower()
     return answer;
 }
 
-void Worker::ReadPower(u64)
+void Worker::ReadPower()
 {
     if (!AskPower().came)
         Lose(SilentWords());
@@ -296,7 +298,7 @@ void Worker::StepTask(Task task, u64 now)
         break;
     case kIdentityTask:
     case kTaskCount:
-        StepIdentity(begins, now);
+        StepIdentity(begins);
         return;
     }
     if (step == ReadStep::Lost)
@@ -362,13 +364,12 @@ void Worker::EndLog(ReadStep step, u64 now)
     dueMs_[kLogTask] = now + settings_.logMs;
     // A log that is being erased, or a BMC that is busy, is a matter of moments.
     if (log_.Code() == kBmcDenied || now - logMs_ > kStaleMs) {
-        if (logGiven_ || logMs_ != kNever)
-            news_.changes[kSelLogKey] = FailedInstance(StatusOf(log_.Code()));
+        news_.changes[kSelLogKey] = FailedInstance(StatusOf(log_.Code()));
         logGiven_ = false;
     }
 }
 
-void Worker::StepIdentity(bool begins, u64 now)
+void Worker::StepIdentity(bool begins)
 {
     ReadStep step = ReadStep::Done;
     switch (identityStage_) {
@@ -395,14 +396,14 @@ void Worker::StepIdentity(bool begins, u64 now)
     case IdentityStage::Supplies:
         if (begins) {
             supply_ = 0;
-            NextSupply(now);
+            NextSupply();
             return;
         }
         step = fru_.Step(&watched_);
         if (step == ReadStep::Done || step == ReadStep::Failed) {
             GiveSupply(supplies_[supply_].first, fru_.Facts());
             ++supply_;
-            NextSupply(now);
+            NextSupply();
         }
         break;
     }
@@ -439,7 +440,7 @@ static std::vector<std::pair<u32, SdrFru>> SuppliesOf(const SdrRepository &repos
 }
 
 // Begins the next supply's FRU, or ends the task.
-void Worker::NextSupply(u64)
+void Worker::NextSupply()
 {
     if (supply_ == 0) {
         supplies_ = SuppliesOf(repository_);
@@ -480,9 +481,9 @@ void Worker::GiveSystem()
 // The readings that changed, once all are there: now and then during a round, and at its end.
 void Worker::GiveSensors(u64 now, bool roundEnded)
 {
-    if (!sensors_.Complete() || (!roundEnded && now < sensorsPostedMs_ + kTogetherMs))
+    if (!sensors_.Complete() || (!roundEnded && now < sensorsGivenMs_ + kTogetherMs))
         return;
-    sensorsPostedMs_ = now;
+    sensorsGivenMs_ = now;
     for (u32 i : sensors_.TakeChanged())
         news_.changes[SensorKey(i + 1)] =
             SensorInstance(i + 1, repository_.sensors[i], sensors_.Reading(i));
@@ -540,9 +541,10 @@ void Worker::Post()
 
 void Worker::Begin(const Order &order, u64 now)
 {
-    action_ = Action{.order = order,
-                     .phase = order.kind == OrderKind::Clear ? Phase::Reserve : Phase::Check,
-                     .stepMs = now};
+    action_ = Action();
+    action_->order = order;
+    action_->stepMs = now;
+    action_->phase = order.kind == OrderKind::Clear ? Phase::Reserve : Phase::Check;
 }
 
 void Worker::Answer(CimStatus status, u32 result)
@@ -574,34 +576,34 @@ void Worker::StepAction(u64 now)
     }
     switch (action_->phase) {
     case Phase::Check:
-        return StepCheck(now);
+        return StepCheck();
     case Phase::Open:
-        return StepControlOpen(now);
+        return StepControlOpen();
     case Phase::Send:
-        return StepSend(now);
+        return StepSend();
     case Phase::Confirm:
-        return StepConfirm(now);
+        return StepConfirm();
     case Phase::Reserve:
-        return StepReserve(now);
+        return StepReserve();
     case Phase::Erase:
     case Phase::Erasing:
-        return StepErase(now);
+        return StepErase();
     case Phase::Reread:
-        return StepReread(now);
+        return StepReread();
     }
 }
 
 // A method does not wait for the pause that the session keeps.
-bool Worker::HasSession(u64 now)
+bool Worker::HasSession()
 {
-    if (!open_ && !TryOpen(now))
+    if (!open_ && !TryOpen())
         LookAgain(clock_());
     return open_;
 }
 
-void Worker::StepCheck(u64 now)
+void Worker::StepCheck()
 {
-    if (!HasSession(now))
+    if (!HasSession())
         return;
     const BmcAnswer answer = AskPower();
     if (!answer.came)
@@ -616,7 +618,7 @@ void Worker::StepCheck(u64 now)
     action_->phase = Phase::Open;
 }
 
-void Worker::StepControlOpen(u64)
+void Worker::StepControlOpen()
 {
     std::string why;
     const BmcOpening opening = control_->Open(&why);
@@ -631,7 +633,7 @@ void Worker::StepControlOpen(u64)
     Answer(kCimFailed, 0);
 }
 
-void Worker::StepSend(u64)
+void Worker::StepSend()
 {
     const OrderRow &row = RowOf(action_->order.kind);
     action_->sent = true;
@@ -649,9 +651,9 @@ void Worker::StepSend(u64)
 }
 
 // Nothing is reported before the power state has been read after the command.
-void Worker::StepConfirm(u64 now)
+void Worker::StepConfirm()
 {
-    if (!HasSession(now))
+    if (!HasSession())
         return;
     const BmcAnswer answer = AskPower();
     if (!answer.came)
@@ -670,9 +672,9 @@ void Worker::StepConfirm(u64 now)
     Answer(done ? kCimOk : kCimFailed, 0);
 }
 
-void Worker::StepReserve(u64 now)
+void Worker::StepReserve()
 {
-    if (!HasSession(now))
+    if (!HasSession())
         return;
     const BmcAnswer answer = watched_.Ask({kNetFnStorage, kReserveSel, 0, {}});
     if (!answer.came)
@@ -685,7 +687,7 @@ void Worker::StepReserve(u64 now)
     action_->phase = Phase::Erase;
 }
 
-void Worker::StepErase(u64)
+void Worker::StepErase()
 {
     const bool begin = action_->phase == Phase::Erase;
     const BmcAnswer answer =
@@ -720,7 +722,7 @@ void Worker::StepErase(u64)
 }
 
 // The log is in the store before the answer is given.
-void Worker::StepReread(u64)
+void Worker::StepReread()
 {
     if (logReadings_ == action_->readings) {
         action_->stepMs = clock_() + 1;

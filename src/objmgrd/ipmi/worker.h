@@ -78,27 +78,29 @@ private:
 
     enum class Power : u8 { Unknown, Denied, On, Off };
 
+    enum class IdentityStage : u8 { Fru, Name, Supplies };
+
     enum class Phase : u8 { Check, Open, Send, Confirm, Reserve, Erase, Erasing, Reread };
 
     struct Action {
         Order order;
-        Phase phase;
-        u64 stepMs = 0;        // the next step is due
-        u32 openings = 0;      // of the control session
+        u64 stepMs = 0;    // the next step is due
+        u32 openings = 0;  // of the control session
+        u32 readings = 0;  // Reread: complete readings of the log before
+        u16 reservation = 0;
+        Phase phase = Phase::Check;
         bool sent = false;     // the command was sent
         bool answered = true;  // ... and answered, so that it was accepted
-        u16 reservation = 0;
-        u32 readings = 0;  // Reread: complete readings of the log before
     };
 
     // ---- the session
-    bool TryOpen(u64 now);
+    bool TryOpen();
     void Lose(const std::string &why);
     void Forget(u64 now);
     std::string SilentWords() const;
 
     // ---- reading
-    void ReadPower(u64 now);
+    void ReadPower();
     BmcAnswer AskPower();
     u32 StepTasks(u64 now);
     bool IsReady(Task task) const;
@@ -106,8 +108,8 @@ private:
     void EndSdr(ReadStep step, u64 now);
     void EndSensors(u64 now);
     void EndLog(ReadStep step, u64 now);
-    void StepIdentity(bool begins, u64 now);
-    void NextSupply(u64 now);
+    void StepIdentity(bool begins);
+    void NextSupply();
 
     // ---- what the store is given
     void GiveSystem();
@@ -121,14 +123,14 @@ private:
     // ---- methods
     void Begin(const Order &order, u64 now);
     void StepAction(u64 now);
-    void StepCheck(u64 now);
-    void StepControlOpen(u64 now);
-    void StepSend(u64 now);
-    void StepConfirm(u64 now);
-    void StepReserve(u64 now);
-    void StepErase(u64 now);
-    void StepReread(u64 now);
-    bool HasSession(u64 now);
+    void StepCheck();
+    void StepControlOpen();
+    void StepSend();
+    void StepConfirm();
+    void StepReserve();
+    void StepErase();
+    void StepReread();
+    bool HasSession();
     void LookAgain(u64 now);
     void Answer(CimStatus status, u32 result);
 
@@ -138,47 +140,48 @@ private:
     Mailbox *const mailbox_;
     const Clock clock_;
     Watched watched_{this};
-    u32 generation_ = 0;
     News news_;
+    u32 generation_ = 0;
 
-    bool open_ = false;
-    u32 failures_ = 0;  // since the last good answer
-    u64 nextOpenMs_ = 0;
-
-    Power power_ = Power::Unknown;
-    bool powerGiven_ = false;  // in this session
-    u64 powerMs_ = 0;          // when it was read last
-    u64 nextPowerMs_ = 0;
-
-    u64 dueMs_[kTaskCount] = {};
-    bool running_[kTaskCount] = {};
-    u32 nextTask_ = 0;
-
+    // ---- readers and what they found
     SdrReader sdr_;
     SdrRepository repository_;
-    bool sdrKnown_ = false;    // in this session
-    bool sdrSettled_ = false;  // it is known, or known not to be had
-
     SensorReader sensors_;
-    u32 sensorsGiven_ = 1;  // instances in the store; the first is there from the start, as failed
-    u64 sensorsPostedMs_ = 0;
-
     SelReader log_;
-    bool logGiven_ = false;  // in this session
-    u32 logReadings_ = 0;
-    u32 recordsGiven_ = 0;  // instances in the store
-    u64 logMs_ = 0;         // when it was read last
-
-    enum class IdentityStage : u8 { Fru, Name, Supplies };
-    IdentityStage identityStage_ = IdentityStage::Fru;
     FruReader fru_;
     NameReader name_;
-    bool identityKnown_ = false;
     Identity identity_;
     std::string hostName_;
     std::vector<std::pair<u32, SdrFru>> supplies_;  // PowerSupplyIndex and its FRU
-    size_t supply_ = 0;
+    size_t supply_ = 0;                             // the one whose FRU is being read
+
+    // ---- when
+    u64 nextOpenMs_ = 0;
+    u64 nextPowerMs_ = 0;
+    u64 powerMs_ = 0;  // it was read last
+    u64 logMs_ = 0;    // it was read last
+    u64 sensorsGivenMs_ = 0;
+    u64 dueMs_[kTaskCount] = {};
+    u32 nextTask_ = 0;
+
+    u32 failures_ = 0;  // since the last good power state
+    u32 logReadings_ = 0;
+
+    // ---- what the store holds; the first sensor is there from the start, as failed
     std::set<u32> suppliesGiven_;
+    u32 sensorsGiven_ = 1;
+    u32 recordsGiven_ = 0;
+
+    // ---- what holds for this session, or since the last new generation
+    bool open_ = false;
+    bool running_[kTaskCount] = {};
+    Power power_ = Power::Unknown;
+    IdentityStage identityStage_ = IdentityStage::Fru;
+    bool powerGiven_ = false;
+    bool sdrKnown_ = false;
+    bool sdrSettled_ = false;  // it is known, or known not to be had
+    bool logGiven_ = false;
+    bool identityKnown_ = false;
 
     std::optional<Action> action_;
 };

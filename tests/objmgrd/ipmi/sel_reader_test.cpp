@@ -1,0 +1,213 @@
+// Tests of objmgrd/ipmi/sel_reader.
+#include "objmgrd/ipmi/sel_reader.h"
+
+#include "objmgrd/ipmi/fake_bmc.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+class SelReaderTest : public testing::Test
+{
+protected:
+    SelReaderTest()
+    {
+        std::string why;
+        bmc_.Open(&why);
+    }
+    // Ids as a BMC gives them: in no order.
+    void Add(u16 id)
+    {
+        machine_.sel.push_back(SelEvent(id, ++seconds_));
+        ++machine_.selAdded;
+    }
+    ReadStep Look()
+    {
+        entriesBefore_ = machine_.Count(kNetFnStorage, kGetSelEntry);
+        reader_.Start();
+        ReadStep step = ReadStep::More;
+        for (u32 i = 0; i < 200000 && step == ReadStep::More; ++i)
+            step = reader_.Step(&bmc_);
+        return step;
+    }
+    u32 EntriesRead() const { return machine_.Count(kNetFnStorage, kGetSelEntry) - entriesBefore_; }
+    std::string Ids() const
+    {
+        std::string ids;
+        for (const SelRecord &record : reader_.Records())
+            ids += std::to_string(BmcWord(record.data())) + " ";
+        return ids;
+    }
+
+    FakeMachine machine_;
+    FakeBmc bmc_{&machine_, false};
+    SelReader reader_;
+    u32 seconds_ = 0x60000000;
+    u32 entriesBefore_ = 0;
+};
+
+}  // namespace
+
+TEST_F(SelReaderTest, ReadsTheChainInItsOrder)
+{
+    Add(200);
+    Add(3);
+    Add(1);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "200 3 1 ");
+    EXPECT_EQ(reader_.FirstNew(), 0u);
+    EXPECT_EQ(EntriesRead(), 3u);
+}
+
+TEST_F(SelReaderTest, AnUnchangedLogCostsOneRequest)
+{
+    Add(1);
+    Look();
+    machine_.requests.clear();
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(machine_.requests.size(), 1u);
+    EXPECT_EQ(reader_.FirstNew(), 1u);
+    EXPECT_EQ(Ids(), "1 ");
+}
+
+TEST_F(SelReaderTest, OnlyNewRecordsAreRead)
+{
+    for (u16 id = 1; id <= 512; ++id)
+        Add(id);
+    Look();
+    EXPECT_EQ(EntriesRead(), 512u);
+    Add(900);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(EntriesRead(), 2u);  // the last known one leads to it
+    EXPECT_EQ(reader_.FirstNew(), 512u);
+    EXPECT_EQ(reader_.Records().size(), 513u);
+    Add(901);
+    Add(902);
+    Look();
+    EXPECT_EQ(EntriesRead(), 3u);
+    EXPECT_EQ(reader_.FirstNew(), 513u);
+}
+
+TEST_F(SelReaderTest, AfterADeletionEverythingIsRead)
+{
+    for (u16 id = 1; id <= 4; ++id)
+        Add(id);
+    Look();
+    machine_.sel.erase(machine_.sel.begin() + 1);
+    ++machine_.selErased;
+    Add(2);
+    Add(9);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 3 4 2 9 ");
+    EXPECT_EQ(reader_.FirstNew(), 0u);
+    machine_.sel.clear();
+    ++machine_.selErased;
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "");
+    EXPECT_EQ(EntriesRead(), 0u);
+    Add(1);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 ");
+}
+
+// A record with the id of one that was known, in its place, but another one.
+TEST_F(SelReaderTest, AReusedIdIsNotTakenForTheOldRecord)
+{
+    Add(1);
+    Add(2);
+    Look();
+    machine_.sel.clear();
+    Add(1);
+    Add(2);
+    Add(3);  // the erasure's time stamp happens to be the same
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 ");
+    EXPECT_EQ(reader_.FirstNew(), 0u);
+    EXPECT_EQ(reader_.Records()[0], machine_.sel[0]);
+}
+
+TEST_F(SelReaderTest, OneThatGoesWhileTheLogIsReadIsNoMatter)
+{
+    for (u16 id = 1; id <= 4; ++id)
+        Add(id);
+    u32 entries = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSelEntry && ++entries == 3) {
+            machine_.sel.erase(machine_.sel.begin() + 2);
+            ++machine_.selErased;
+        }
+        return false;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 4 ");
+}
+
+TEST_F(SelReaderTest, OneThatComesWhileTheLogIsReadIsThereAtLast)
+{
+    for (u16 id = 1; id <= 4; ++id)
+        Add(id);
+    u32 entries = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSelEntry && ++entries == 3)
+            Add(5);
+        return false;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 4 5 ");
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 4 5 ");
+    EXPECT_EQ(EntriesRead(), 1u);
+}
+
+TEST_F(SelReaderTest, ARecordThatIsAlwaysGoneIsAFailure)
+{
+    Add(1);
+    Add(2);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(kBmcNotPresent);
+        return request.command == kGetSelEntry;
+    };
+    EXPECT_EQ(Look(), ReadStep::Failed);
+    EXPECT_EQ(reader_.Code(), kBmcNotPresent);
+    EXPECT_LE(EntriesRead(), 5u);
+}
+
+TEST_F(SelReaderTest, FailuresAreToldAndTheNextLookFindsAll)
+{
+    for (u16 id = 1; id <= 3; ++id)
+        Add(id);
+    for (bool lost : {true, false}) {
+        for (u32 at = 1; at <= 4; ++at) {
+            u32 number = 0;
+            reader_.Forget();
+            machine_.hook = [&](const BmcRequest &, BmcAnswer *answer) {
+                if (++number != at)
+                    return false;
+                answer->came = !lost;
+                answer->code = kBmcNodeBusy;
+                return true;
+            };
+            EXPECT_EQ(Look(), lost ? ReadStep::Lost : ReadStep::Failed);
+            machine_.hook = nullptr;
+            EXPECT_EQ(Look(), ReadStep::Done);
+            EXPECT_EQ(Ids(), "1 2 3 ");
+            EXPECT_EQ(reader_.FirstNew(), 0u);
+        }
+    }
+}
+
+TEST_F(SelReaderTest, AChainThatGoesInACircleEnds)
+{
+    Add(1);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        if (request.command != kGetSelEntry)
+            return false;
+        Bytes data = {static_cast<u8>(BmcWord(request.data + 2) == 1 ? 2 : 1), 0};
+        data.insert(data.end(), machine_.sel[0].begin(), machine_.sel[0].end());
+        *answer = FakeBmc::Data(data);
+        return true;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(reader_.Records().size(), 65534u);
+}

@@ -1,0 +1,255 @@
+// Tests of objmgrd/ipmi/sensor_map: what each kind of sensor is served as.
+#include "objmgrd/ipmi/sensor_map.h"
+
+#include "objmgrd/ipmi/fake_bmc.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+SdrSensor Sensor(u8 type, u8 eventType)
+{
+    SdrSensor sensor;
+    sensor.name = "S";
+    sensor.type = type;
+    sensor.eventType = eventType;
+    sensor.analog = eventType == 0x01;
+    sensor.m = sensor.analog ? 1 : 0;
+    return sensor;
+}
+
+SensorReading Good(u8 raw, u16 states)
+{
+    SensorReading reading;
+    reading.valid = reading.hasStates = true;
+    reading.raw = raw;
+    reading.states = states;
+    return reading;
+}
+
+// A property's text, "status N" or "none".
+std::string Value(const SdrSensor &sensor, const SensorReading &reading, const char *name)
+{
+    for (const PropertyValue &property : SensorInstance(1, sensor, reading).properties) {
+        if (property.name == name)
+            return property.status == kCimOk ? property.text
+                                             : "status " + std::to_string(property.status);
+    }
+    return "none";
+}
+
+}  // namespace
+
+TEST(SensorMap, KeyTypeFormatAndName)
+{
+    EXPECT_EQ(SensorKey(3), "OEM_QARN_Sensor.Index=3");
+    const Instance instance = SensorInstance(7, Sensor(4, 0x01), Good(1, 0));
+    EXPECT_EQ(instance.status, kCimOk);
+    ASSERT_GE(instance.properties.size(), 4u);
+    EXPECT_EQ(instance.properties[0].text, "7");
+    EXPECT_EQ(instance.properties[1].text, "4");
+    EXPECT_EQ(instance.properties[2].text, "1");
+    EXPECT_EQ(instance.properties[3].text, "S");
+    EXPECT_EQ(Value(Sensor(4, 0x0B), Good(0, 1), "Format"), "3");
+    for (const u8 eventType : Bytes{0x02, 0x03, 0x05, 0x07, 0x0A, 0x0C, 0x6F, 0x70})
+        EXPECT_EQ(Value(Sensor(4, eventType), Good(0, 1), "Format"), "2");
+    EXPECT_EQ(Value(Sensor(200, 0x6F), Good(0, 1), "Type"), "200");
+}
+
+TEST(SensorMap, ReadingsHaveTheDecimalsOfTheRecord)
+{
+    struct Row {
+        int16_t m;
+        int16_t b;
+        int8_t bExponent;
+        int8_t rExponent;
+        u8 format;
+        u8 raw;
+        const char *text;
+    };
+    const Row rows[] = {
+        {1, 0, 0, 0, 0, 23, "23"},    {1, -40, 0, 0, 0, 12, "-28"},
+        {75, 0, 0, 0, 0, 56, "4200"}, {63, 0, 0, -3, 0, 193, "12.159"},
+        {1, 0, 0, -2, 0, 96, "0.96"}, {2, 0, 0, -1, 0, 9, "1.8"},
+        {1, 0, 0, 2, 0, 5, "500"},    {1, 0, 0, 0, 2, 0xff, "-1"},
+        {1, 0, 0, 0, 1, 0xfe, "-1"},  {-1, 0, 0, 0, 0, 0, "0"},
+        {1, 5, 1, -1, 0, 10, "6.0"},  {1, 0, 0, -8, 0, 255, "0.00000255"},
+    };
+    for (const Row &row : rows) {
+        SdrSensor sensor = Sensor(1, 0x01);
+        sensor.m = row.m;
+        sensor.b = row.b;
+        sensor.bExponent = row.bExponent;
+        sensor.rExponent = row.rExponent;
+        sensor.analogFormat = row.format;
+        EXPECT_EQ(SensorValueText(sensor, row.raw), row.text);
+        EXPECT_EQ(Value(sensor, Good(row.raw, 0), "Reading"), row.text);
+    }
+}
+
+TEST(SensorMap, AValueThatIsNoNumberIsNotAvailable)
+{
+    SdrSensor sensor = Sensor(1, 0x01);
+    sensor.linearization = 1;  // the natural logarithm
+    EXPECT_EQ(SensorValueText(sensor, 0), "N/A");
+    sensor.linearization = 7;  // 1/x: a fan that stands still
+    EXPECT_EQ(SensorValueText(sensor, 0), "0.00");
+    EXPECT_EQ(SensorValueText(sensor, 4), "0.25");
+    sensor.linearization = 8;  // x squared
+    EXPECT_EQ(SensorValueText(sensor, 4), "16.0");
+    EXPECT_EQ(SensorValueText(sensor, 12), "144");
+    sensor.linearization = 0x71;  // not linear, with factors of its own
+    EXPECT_EQ(SensorValueText(sensor, 4), "N/A");
+    sensor = Sensor(1, 0x01);
+    sensor.analog = false;
+    EXPECT_EQ(Value(sensor, Good(4, 0), "Reading"), "N/A");
+    EXPECT_EQ(Value(sensor, Good(4, 2), "StatusText"), "failed");
+}
+
+TEST(SensorMap, AnyRecordAndReadingIsHarmless)
+{
+    SdrSensor sensor = Sensor(1, 0x01);
+    for (int m : {-512, -1, 0, 1, 511}) {
+        for (int exponent : {-8, 0, 7}) {
+            for (u8 linearization = 0; linearization < 128; ++linearization) {
+                sensor.m = static_cast<int16_t>(m);
+                sensor.b = static_cast<int16_t>(-m);
+                sensor.rExponent = sensor.bExponent = static_cast<int8_t>(exponent);
+                sensor.linearization = linearization;
+                for (const u8 raw : Bytes{0, 1, 127, 128, 255})
+                    EXPECT_FALSE(SensorValueText(sensor, raw).empty());
+            }
+        }
+    }
+}
+
+TEST(SensorMap, ThresholdsThatTheSensorHas)
+{
+    const SdrSensor sensor = Sensor(1, 0x01);
+    SensorReading reading = Good(20, 0);
+    for (u8 i = 0; i < 6; ++i)
+        reading.thresholds[i] = static_cast<u8>(10 + i);
+    const struct {
+        const char *name;
+        u8 bit;
+        const char *text;
+    } rows[] = {{"WarningThresholdMin", 0, "10"},
+                {"FailThresholdMin", 1, "11"},
+                {"WarningThresholdMax", 3, "13"},
+                {"FailThresholdMax", 4, "14"}};
+    for (const auto &row : rows) {
+        reading.thresholdMask = static_cast<u8>(1 << row.bit);
+        for (const auto &other : rows)
+            EXPECT_EQ(Value(sensor, reading, other.name), &row == &other ? row.text : "N/A");
+    }
+    // They are what they are, also when there is no reading.
+    reading.valid = false;
+    EXPECT_EQ(Value(sensor, reading, "FailThresholdMax"), "14");
+}
+
+TEST(SensorMap, TheStatusIsThatOfTheWorstBit)
+{
+    const SdrSensor sensor = Sensor(1, 0x01);
+    const struct {
+        u16 states;
+        const char *text;
+    } rows[] = {{0x00, "normal"},          {0x01, "warning"}, {0x08, "warning"},
+                {0x02, "failed"},          {0x10, "failed"},  {0x04, "non-recoverable"},
+                {0x20, "non-recoverable"}, {0x03, "failed"},  {0x07, "non-recoverable"},
+                {0x38, "non-recoverable"}, {0x18, "failed"}};
+    for (const auto &row : rows)
+        EXPECT_EQ(Value(sensor, Good(1, row.states), "StatusText"), row.text) << row.states;
+}
+
+TEST(SensorMap, WithoutAReadingNothingIsTold)
+{
+    const SensorReading none;
+    EXPECT_EQ(Value(Sensor(1, 0x01), none, "Reading"), "N/A");
+    EXPECT_EQ(Value(Sensor(1, 0x01), none, "StatusText"), "unknown");
+    EXPECT_EQ(Value(Sensor(2, 0x03), none, "State"), "unknown");
+    EXPECT_EQ(Value(Sensor(41, 0x6F), none, "State"), "unknown");
+    EXPECT_EQ(Value(Sensor(8, 0x6F), none, "State"), "unknown");
+    EXPECT_EQ(Value(Sensor(8, 0x6F), none, "StatusText"), "unknown");
+    EXPECT_EQ(Value(Sensor(4, 0x0B), none, "State"), "unknown");
+    // The words for codes have none that says so.
+    EXPECT_EQ(Value(Sensor(5, 0x6F), none, "StateValue"), "status 1");
+    EXPECT_EQ(Value(Sensor(192, 0x6F), none, "StateValue"), "status 1");
+    SensorReading withoutStates = Good(5, 0);
+    withoutStates.hasStates = false;
+    EXPECT_EQ(Value(Sensor(1, 0x01), withoutStates, "Reading"), "5");
+    EXPECT_EQ(Value(Sensor(1, 0x01), withoutStates, "StatusText"), "unknown");
+    EXPECT_EQ(Value(Sensor(41, 0x6F), withoutStates, "State"), "unknown");
+}
+
+TEST(SensorMap, WhatIsRefusedHasTheStatusForIt)
+{
+    SensorReading denied;
+    denied.denied = true;
+    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "Reading"), "status 2");
+    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "StatusText"), "status 2");
+    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "Type"), "1");
+    EXPECT_EQ(Value(Sensor(2, 0x03), denied, "State"), "status 2");
+    EXPECT_EQ(Value(Sensor(5, 0x6F), denied, "StateValue"), "status 2");
+}
+
+TEST(SensorMap, StateWordsOfEachKind)
+{
+    const struct {
+        u8 type;
+        u8 eventType;
+        u16 states;
+        const char *text;
+    } rows[] = {
+        {2, 0x03, 0x02, "good"},
+        {2, 0x03, 0x01, "bad"},
+        {2, 0x03, 0x00, "unknown"},
+        {2, 0x05, 0x02, "bad"},
+        {2, 0x05, 0x01, "good"},
+        {2, 0x05, 0x00, "good"},
+        {2, 0x07, 0x01, "good"},
+        {2, 0x07, 0x02, "bad"},
+        {2, 0x07, 0x40, "bad"},
+        {2, 0x07, 0x80, "good"},
+        {2, 0x07, 0x100, "good"},
+        {2, 0x6F, 0x01, "unknown"},
+        {41, 0x6F, 0x02, "failed"},
+        {41, 0x6F, 0x01, "low"},
+        {41, 0x6F, 0x04, "good"},
+        {41, 0x6F, 0x05, "low"},
+        {41, 0x6F, 0x07, "failed"},
+        {41, 0x6F, 0x00, "absent"},
+        {41, 0x03, 0x01, "unknown"},
+        {8, 0x6F, 0x00, "absent"},
+        {8, 0x6F, 0x01, "Presence detected"},
+        {4, 0x0B, 0x01, "Fully Redundant"},
+        {8, 0x0B, 0x02, "Redundancy Lost"},
+        {4, 0x0B, 0x00, "none"},
+        {7, 0x6F, 0x00, "none"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(Value(Sensor(row.type, row.eventType), Good(0, row.states), "State"), row.text)
+            << int{row.type} << " " << int{row.eventType} << " " << row.states;
+        EXPECT_EQ(Value(Sensor(row.type, row.eventType), Good(0, row.states), "StatusText"),
+                  row.text);
+    }
+}
+
+TEST(SensorMap, StateCodes)
+{
+    const struct {
+        u8 type;
+        u16 states;
+        const char *text;
+    } rows[] = {
+        {5, 0x00, "520"},     {5, 0x01, "521"},     {5, 0x10, "525"},     {5, 0x40, "527"},
+        {5, 0x42, "522"},     {5, 0x80, "520"},     {192, 0x00, "19221"}, {192, 0x01, "19221"},
+        {192, 0x02, "19222"}, {192, 0x20, "19226"}, {192, 0x40, "19221"}, {192, 0x29, "19224"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(Value(Sensor(row.type, 0x6F), Good(0, row.states), "StateValue"), row.text)
+            << int{row.type} << " " << row.states;
+    EXPECT_EQ(Value(Sensor(8, 0x6F), Good(0, 1), "StateValue"), "none");
+    EXPECT_EQ(Value(Sensor(5, 0x0B), Good(0, 1), "StateValue"), "none");
+    EXPECT_EQ(Value(Sensor(5, 0x01), Good(0, 1), "StateValue"), "none");
+}
