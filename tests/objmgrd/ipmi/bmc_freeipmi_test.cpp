@@ -1,0 +1,107 @@
+// Tests of objmgrd/ipmi/bmc_freeipmi against a UDP port that never answers. What a BMC's answers
+// lead to is tested against ipmi_sim.
+#include "objmgrd/ipmi/bmc_freeipmi.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace
+{
+
+u64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
+
+class FreeIpmiBmcTest : public testing::Test
+{
+protected:
+    FreeIpmiBmcTest()
+    {
+        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        socklen_t size = sizeof address;
+        getsockname(fd_, reinterpret_cast<sockaddr *>(&address), &size);
+        settings_->host = "127.0.0.1";
+        settings_->port = ntohs(address.sin_port);
+        settings_->answerMs = 100;
+        settings_->sessionMs = 300;
+    }
+    ~FreeIpmiBmcTest() override { close(fd_); }
+    u32 Packets() const
+    {
+        char packet[1024];
+        u32 count = 0;
+        while (recv(fd_, packet, sizeof packet, 0) >= 0)
+            ++count;
+        return count;
+    }
+
+    int fd_;
+    std::string why_;
+    std::shared_ptr<IpmiSettings> settings_ = std::make_shared<IpmiSettings>();
+    std::shared_ptr<IpmiPassword> password_ = std::make_shared<IpmiPassword>();
+};
+
+}  // namespace
+
+TEST_F(FreeIpmiBmcTest, OpeningHasALimit)
+{
+    FreeIpmiBmc bmc(settings_, password_, BmcUse::Poll);
+    const u64 begun = NowMs();
+    EXPECT_EQ(bmc.Open(&why_), BmcOpening::Silent);
+    EXPECT_LE(NowMs() - begun, 1100u);
+    EXPECT_EQ(why_, "no answer from 127.0.0.1");
+    EXPECT_GE(Packets(), 3u);  // asked again and again
+}
+
+TEST_F(FreeIpmiBmcTest, ForControlNothingIsSentTwice)
+{
+    settings_->sessionMs = 1000;
+    FreeIpmiBmc bmc(settings_, password_, BmcUse::Control);
+    const u64 begun = NowMs();
+    EXPECT_EQ(bmc.Open(&why_), BmcOpening::Silent);
+    EXPECT_GE(NowMs() - begun, 1900u);
+    EXPECT_LE(NowMs() - begun, 2600u);
+    EXPECT_EQ(Packets(), 1u);
+}
+
+TEST_F(FreeIpmiBmcTest, WithoutASessionNothingIsAsked)
+{
+    FreeIpmiBmc bmc(settings_, password_, BmcUse::Poll);
+    EXPECT_FALSE(bmc.Ask({0, 1, 0, {}}).came);
+    bmc.Close();
+    EXPECT_EQ(Packets(), 0u);
+}
+
+TEST_F(FreeIpmiBmcTest, AHostWithoutAnAddress)
+{
+    settings_->host = "no-such-host.invalid";
+    FreeIpmiBmc bmc(settings_, password_, BmcUse::Poll);
+    EXPECT_EQ(bmc.Open(&why_), BmcOpening::Silent);
+    EXPECT_EQ(why_, "no address is known for host no-such-host.invalid");
+}
+
+TEST_F(FreeIpmiBmcTest, ADeviceThatIsNone)
+{
+    settings_->driver = IpmiDriver::Local;
+    FreeIpmiBmc bmc(settings_, password_, BmcUse::Poll);
+    settings_->device = "/nonexistent/ipmi0";
+    EXPECT_EQ(bmc.Open(&why_), BmcOpening::Silent);
+    EXPECT_EQ(why_,
+              "there is no IPMI device /nonexistent/ipmi0: are the kernel modules ipmi_si and "
+              "ipmi_devintf loaded?");
+    settings_->device = "/dev/null";
+    const u64 begun = NowMs();
+    bmc.Open(&why_);
+    EXPECT_FALSE(bmc.Ask({0, 1, 0, {}}).came);
+    EXPECT_LE(NowMs() - begun, 1000u);
+}
