@@ -2,7 +2,9 @@
 
 PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev \
 libfreeipmi-dev"
-PACKAGES_TEST="libgtest-dev"
+# A simulated BMC, and the tools that the service for a real one is compared with.
+PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
+PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_IPMI"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"
 
 # need PACKAGE...: installs those that are missing, as root or through sudo. Says what it does on
