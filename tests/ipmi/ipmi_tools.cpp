@@ -38,8 +38,7 @@ std::string Upper(std::string text)
 const std::vector<std::string> kIpmiSensorsTable = {
     "--comma-separated-output", "--no-header-output", "--output-sensor-thresholds",
     "--shared-sensors"};
-const std::vector<std::string> kIpmiSelTable = {"--comma-separated-output", "--no-header-output",
-                                                "--output-event-direction"};
+const std::vector<std::string> kIpmiSelTable = {"--comma-separated-output", "--no-header-output"};
 
 IpmiTools::IpmiTools(const std::string &host, u16 port, const SimUser &user,
                      const std::string &directory)
@@ -142,9 +141,9 @@ std::vector<FreeSensor> ParseIpmiSensors(const std::string &text)
 std::vector<FreeLogEntry> ParseIpmiSel(const std::string &text)
 {
     std::vector<FreeLogEntry> entries;
-    for (const Fields &f : SplitTable(text, ',', 7)) {
-        if (f.size() == 7)
-            entries.push_back({f[1], f[2], f[3], f[4], f[5], f[6]});
+    for (const Fields &f : SplitTable(text, ',', 6)) {
+        if (f.size() == 6)
+            entries.push_back({f[1], f[2], f[3], f[4], f[5]});
     }
     return entries;
 }

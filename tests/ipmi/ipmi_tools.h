@@ -57,14 +57,12 @@ struct FreeSensor {
 std::vector<FreeSensor> ParseIpmiSensors(const std::string &text);
 extern const std::vector<std::string> kIpmiSensorsTable;  // those arguments
 
-// A record as ipmi-sel lists it, with --comma-separated-output, --no-header-output and
-// --output-event-direction.
+// A record as ipmi-sel lists it, with --comma-separated-output and --no-header-output.
 struct FreeLogEntry {
     std::string date;  // "Mar-14-2023", "PostInit", "Unspec.", "N/A"
     std::string time;  // "09:12:41"
     std::string name;
     std::string type;
-    std::string direction;  // "Assertion Event"
     std::string event;      // "Upper Critical - going high ; Sensor Reading = 98.00 C"
 };
 std::vector<FreeLogEntry> ParseIpmiSel(const std::string &text);

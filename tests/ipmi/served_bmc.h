@@ -26,11 +26,11 @@ bool WaitUntil(const std::function<bool()> &isSo, int limitMs = kPatienceMs);
 struct ServiceSettings {
     u16 port = 0;  // 0: the simulator's own
     SimUser user = kSimAdmin;
-    std::string password;  // empty: the user's
+    std::string password = {};  // empty: the user's
     std::string privilege = "administrator";
     int cipherSuite = 3;
     std::string poll = "sensors_ms = 200\npower_ms = 100\nlog_ms = 200\nsdr_ms = 1000\n";
-    std::string timeouts;
+    std::string timeouts = {};
 };
 
 // One running objmgrd-ipmi; ended with the test.
@@ -73,7 +73,7 @@ protected:
     ~ServedBmc() override;
 
     void SetUp() override;  // starts the simulator
-    // Starts the service, on the relay when there is one, and waits until the shell answers.
+    // Starts the service, on the relay when there is one, and waits until it has read everything.
     void Serve(ServiceSettings settings = {});
     // Starts the service and does not wait.
     void ServeUnready(ServiceSettings settings = {});
@@ -86,7 +86,9 @@ protected:
     Shown Show(const std::string &target) const;
     // One property of a target; "" when it is not shown.
     std::string Property(const std::string &target, const std::string &name) const;
+    // Whether the shell starts; whether it also has sensors, log and inventory.
     bool IsReady() const;
+    bool HasEverything() const;
 
     std::string Ipmitool(const std::vector<std::string> &arguments) const;
     std::string Freeipmi(const std::string &program,

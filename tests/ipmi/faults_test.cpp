@@ -1,0 +1,265 @@
+// faults_test.cpp -- a BMC or a network that fails: the service says so, stays small, recovers.
+#include "ipmi/served_bmc.h"
+
+#include <atomic>
+
+namespace
+{
+
+// Said in the store within 3 s; machines that run tests are slow.
+constexpr int kSaidLimitMs = 15'000;
+// What may be left over after all that failed, in kB.
+constexpr long kGrowthLimitKb = 1024;
+
+class Faults : public ServedBmc
+{
+protected:
+    // Every command of a shell gets an answer, whatever the BMC does: an empty one would mean that
+    // the service's heartbeat had stopped.
+    bool SaysNoBmc() const
+    {
+        const std::string out = Out("version");
+        EXPECT_TRUE(out == kNoBmcText || out == "version 1.0\n") << out;
+        return out == kNoBmcText;
+    }
+    void ExpectLoss()
+    {
+        ASSERT_TRUE(WaitUntil([&] { return SaysNoBmc(); }, kSaidLimitMs));
+        EXPECT_TRUE(service->Lives());
+    }
+    void ExpectRecovery()
+    {
+        ASSERT_TRUE(WaitUntil([&] { return IsReady(); }));
+        EXPECT_TRUE(service->Lives());
+        ASSERT_TRUE(WaitUntil([&] { return Works(); }));
+    }
+    bool Works() const
+    {
+        return Property("/system1/fans1/tachsensor1", "CurrentReading") == "4200" &&
+               Property("/system1", "Name") == "QX7R2M1" &&
+               Property("/system1/logs1/log1", "CurrentNumberOfRecords") ==
+                   std::to_string(bmc.Machine().log.size());
+    }
+};
+
+TEST_F(Faults, FrozenBmcIsSaidAndComesBack)
+{
+    Serve();
+    bmc.Freeze();
+    ExpectLoss();
+    bmc.Thaw();
+    ExpectRecovery();
+}
+
+TEST_F(Faults, NothingOldIsShownToAShellThatWasThereBefore)
+{
+    Serve();
+    PtyProgram shell({"/usr/bin/env", "ZOROBJMGR=" + service->Directory() + "/objmgr",
+                      "ZORSSNDIR=" + service->Directory() + "/sessions", "ZORTRACE=/dev/null",
+                      SMCLP_LOGIN});
+    shell.ReadUntil("\r\n->");
+    shell.Type("show -display properties=(currentreading) /system1/fans1/tachsensor1\r");
+    EXPECT_NE(shell.ReadUntil("\r\n->").find("= 4200"), std::string::npos);
+    bmc.Freeze();
+    ExpectLoss();
+    shell.Type("show -display properties=(currentreading) /system1/fans1/tachsensor1\r");
+    const std::string answer = shell.ReadUntil("\r\n->");
+    EXPECT_EQ(answer.find("4200"), std::string::npos) << answer;
+    shell.Type("show -display targets /system1/fans1\r");
+    EXPECT_EQ(shell.ReadUntil("\r\n->").find("tachsensor1"), std::string::npos);
+    bmc.Thaw();
+    ExpectRecovery();
+    shell.Type("show -display properties=(currentreading) /system1/fans1/tachsensor1\r");
+    EXPECT_NE(shell.ReadUntil("\r\n->").find("= 4200"), std::string::npos);
+    EXPECT_FALSE(shell.failed);
+}
+
+TEST_F(Faults, BmcThatIsGoneAndStartsAgain)
+{
+    Serve();
+    bmc.Kill();
+    ExpectLoss();
+    TestSleepMs(1000);
+    ASSERT_EQ(bmc.Restart(), "");
+    ExpectRecovery();
+}
+
+TEST_F(Faults, BmcThatRestartsAtOnceKnowsNoSessionAnyMore)
+{
+    Serve();
+    ASSERT_EQ(bmc.Restart(), "");
+    // Whether or not the loss was seen from outside: it works again.
+    bmc.SetReading("Fan1A RPM", 50);
+    ASSERT_TRUE(WaitUntil(
+        [&] { return Property("/system1/fans1/tachsensor1", "CurrentReading") == "3750"; }));
+    bmc.SetReading("Fan1A RPM", 56);
+    ExpectRecovery();
+}
+
+TEST_F(Faults, BmcThatIsNotThereYet)
+{
+    bmc.Kill();
+    ServeUnready();
+    ASSERT_TRUE(WaitUntil([&] { return Out("version") == kNoBmcText; }));
+    ASSERT_EQ(bmc.Restart(), "");
+    ExpectRecovery();
+}
+
+TEST_F(Faults, WrongPasswordIsSaidAndNotTriedTooOften)
+{
+    PutRelay();
+    ServeUnready({.password = "not-the-password"});
+    ASSERT_TRUE(WaitUntil([&] { return Out("version") == kNoBmcText; }));
+    TestSleepMs(3000);
+    EXPECT_TRUE(SaysNoBmc());
+    EXPECT_TRUE(service->Lives());
+    EXPECT_LT(relay->Counts().requests, 100u);
+    const std::string log = service->Log();
+    EXPECT_NE(log.find("password"), std::string::npos) << log;
+    EXPECT_EQ(log.find("not-the-password"), std::string::npos);
+}
+
+TEST_F(Faults, WrongUserIsSaid)
+{
+    SimUser stranger = kSimAdmin;
+    stranger.name = "nobody";
+    ServeUnready({.user = stranger});
+    ASSERT_TRUE(WaitUntil([&] { return Out("version") == kNoBmcText; }));
+    ASSERT_TRUE(WaitUntil([&] { return service->Log().find("user") != std::string::npos; }))
+        << service->Log();
+    EXPECT_TRUE(service->Lives());
+}
+
+TEST_F(Faults, SlowBmcIsServedAsWell)
+{
+    PutRelay();
+    relay->Set({.delayMs = 20});
+    Serve();
+    ASSERT_TRUE(WaitUntil([&] { return Works(); }));
+    bmc.SetReading("Fan1A RPM", 50);
+    ASSERT_TRUE(WaitUntil(
+        [&] { return Property("/system1/fans1/tachsensor1", "CurrentReading") == "3750"; }));
+}
+
+TEST_F(Faults, OneRequestInFlight)
+{
+    PutRelay();
+    relay->Set({.delayMs = 5});
+    Serve();
+    EXPECT_EQ(Out("stop /system1"), "system was stopped successfully.\n");
+    EXPECT_EQ(Out("start /system1"), "system was started successfully.\n");
+    EXPECT_EQ(Out("delete /system1/logs1/log1/record*"), "All records deleted successfully.\n");
+    EXPECT_EQ(relay->Counts().mostInFlight, 1u);
+    EXPECT_GT(relay->Counts().requests, 100u);
+}
+
+struct BadNetwork {
+    const char *name;
+    RelayFaults faults;
+};
+
+class FaultyNetwork : public Faults, public testing::WithParamInterface<BadNetwork>
+{
+};
+
+TEST_P(FaultyNetwork, IsSurvivedWithoutGrowing)
+{
+    PutRelay();
+    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+           .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
+    ASSERT_TRUE(WaitUntil([&] { return Works(); }));
+    relay->Set(GetParam().faults);
+    TestSleepMs(1500);
+    const long before = service->AnonymousKb();
+    const u64 requests = relay->Counts().requests;
+    for (const i64 end = TestNowMs() + 5000; TestNowMs() < end; TestSleepMs(100)) {
+        SaysNoBmc();  // either way, but an answer
+        ASSERT_TRUE(service->Lives());
+    }
+    EXPECT_GT(relay->Counts().requests, requests);  // it goes on trying
+    EXPECT_LT(service->AnonymousKb() - before, kGrowthLimitKb);
+    relay->Set({});
+    ExpectRecovery();
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FaultyNetwork,
+                         testing::Values(BadNetwork{"LosesReplies", {.dropEvery = 5}},
+                                         BadNetwork{"GarblesReplies", {.garbleEvery = 7}},
+                                         BadNetwork{"RepeatsReplies", {.repeatEvery = 2}},
+                                         BadNetwork{"CutsReplies", {.truncateEvery = 7}},
+                                         BadNetwork{"LosesEverything", {.dropEvery = 1}}),
+                         [](const auto &test) { return test.param.name; });
+
+TEST_F(Faults, BmcThatIsBusyNowAndThen)
+{
+    PutRelay();
+    std::atomic<u32> seed = 1;
+    const RelayEdit busy = [&](std::vector<u8> *data) {
+        seed = seed * 1664525 + 1013904223;
+        if ((seed >> 24) % 8 == 0)
+            *data = {0xC0};  // node busy
+    };
+    for (const IpmiCommand command :
+         {kIpmiSensorReading, kIpmiChassisStatus, kIpmiLogEntry, kIpmiLogInfo, kIpmiSdrRecord})
+        relay->Edit(command, busy);
+    Serve({.cipherSuite = 0});
+    EXPECT_TRUE(WaitUntil([&] { return Works(); }));
+    EXPECT_EQ(Out("stop /system1"), "system was stopped successfully.\n");
+    EXPECT_EQ(bmc.Actions(), "power 0\n");
+}
+
+TEST_F(Faults, BmcThatTalksNonsenseInsideASession)
+{
+    PutRelay();
+    Serve({.cipherSuite = 0,
+           .poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+           .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
+    std::atomic<u32> seed = 1;
+    const RelayEdit nonsense = [&](std::vector<u8> *data) {
+        const u32 random = seed = seed * 1664525 + 1013904223;
+        data->resize(1 + (random >> 8) % 24);
+        for (size_t i = 1; i < data->size(); ++i)
+            (*data)[i] = static_cast<u8>(random >> (i % 24));
+        (*data)[0] = (random >> 28) == 0 ? static_cast<u8>(random) : 0;
+    };
+    const IpmiCommand kCommands[] = {kIpmiSensorReading, kIpmiChassisStatus, kIpmiLogEntry,
+                                     kIpmiLogInfo,       kIpmiSdrInfo,       kIpmiSdrRecord};
+    for (const IpmiCommand command : kCommands)
+        relay->Edit(command, nonsense);
+    for (const i64 end = TestNowMs() + 5000; TestNowMs() < end; TestSleepMs(50)) {
+        Out("show -level all -display properties /system1");
+        ASSERT_TRUE(service->Lives());
+    }
+    for (const IpmiCommand command : kCommands)
+        relay->Edit(command, {});
+    ExpectRecovery();
+}
+
+TEST_F(Faults, ManyLossesLeaveNothingBehind)
+{
+    PutRelay();
+    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+           .timeouts = "answer_ms = 100\nsession_ms = 300\n"});
+    long before = 0;
+    for (int round = 0; round < 8; ++round) {
+        if (round == 2)
+            before = service->AnonymousKb();
+        bmc.Kill();
+        ExpectLoss();
+        ASSERT_EQ(bmc.Restart(), "");
+        ExpectRecovery();
+    }
+    EXPECT_LT(service->AnonymousKb() - before, kGrowthLimitKb);
+    EXPECT_EQ(service->Terminate(), 0);
+}
+
+TEST_F(Faults, EndsInGoodOrderWhileTheBmcIsSilent)
+{
+    Serve();
+    bmc.Freeze();
+    TestSleepMs(500);
+    EXPECT_EQ(service->Terminate(), 0);
+    EXPECT_EQ(Out("version"), "");
+}
+
+}  // namespace

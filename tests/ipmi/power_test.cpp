@@ -1,0 +1,223 @@
+// power_test.cpp -- the host's power through the shell: what the BMC did, and that it did it once.
+#include "ipmi/served_bmc.h"
+
+namespace
+{
+
+constexpr char kStopped[] = "system was stopped successfully.\n";
+constexpr char kStarted[] = "system was started successfully.\n";
+constexpr char kReset[] = "system was reset successfully.\n";
+constexpr char kDenied[] = "ERROR: Insufficient user privileges to perform operation.\n";
+
+// A method answers within 5 s; machines that run tests are slow.
+constexpr i64 kAnswerLimitMs = 10'000;
+
+class Power : public ServedBmc
+{
+protected:
+    // What the shell says, within its time.
+    std::string Timed(const std::string &line)
+    {
+        const i64 start = TestNowMs();
+        const std::string out = Out(line);
+        EXPECT_LT(TestNowMs() - start, kAnswerLimitMs) << line;
+        return out;
+    }
+    // `set` at the power management service.
+    std::string Set(const std::string &state)
+    {
+        return RunProgram({"/usr/bin/env", "ZOROBJMGR=" + service->Directory() + "/objmgr",
+                           "ZORSSNDIR=" + service->Directory() + "/sessions", "ZORTRACE=/dev/null",
+                           SMCLP_LOGIN},
+                          "cd /system1/pwrmgtsvc1\nset powerstate=" + state + "\nexit\n")
+            .out;
+    }
+    bool ShellSaysOn() const { return Property("/system1/pwrmgtsvc1", "powerstate") == "2"; }
+};
+
+TEST_F(Power, OffOnResetAsIpmitoolSeesThem)
+{
+    Serve();
+    EXPECT_TRUE(ShellSaysOn());
+    EXPECT_TRUE(ToolSaysOn());
+
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+    EXPECT_FALSE(ShellSaysOn());
+    EXPECT_FALSE(ToolSaysOn());
+    EXPECT_EQ(Timed("stop /system1"), "system is already stopped.\n");
+    EXPECT_EQ(Timed("reset /system1"), "system is currently stopped\n");
+
+    EXPECT_EQ(Timed("start /system1"), kStarted);
+    EXPECT_TRUE(ShellSaysOn());
+    EXPECT_TRUE(ToolSaysOn());
+    EXPECT_EQ(Timed("start /system1"), "system is already started.\n");
+
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+    EXPECT_TRUE(ShellSaysOn());
+    EXPECT_TRUE(ToolSaysOn());
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\nreset 1\n");
+}
+
+TEST_F(Power, CycleAsIpmitoolSeesIt)
+{
+    Serve();
+    EXPECT_NE(Set("9").find("Command completed successfully."), std::string::npos);
+    ASSERT_TRUE(WaitUntil([&] { return bmc.PowerIsOn() && ShellSaysOn(); }));
+    EXPECT_TRUE(ToolSaysOn());
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+TEST_F(Power, StatesThatCanBeSet)
+{
+    Serve();
+    EXPECT_NE(Set("6").find("Command completed successfully."), std::string::npos);
+    EXPECT_FALSE(ToolSaysOn());
+    EXPECT_NE(Set("2").find("Command completed successfully."), std::string::npos);
+    EXPECT_TRUE(ToolSaysOn());
+    EXPECT_NE(Set("5").find("Command completed successfully."), std::string::npos);
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\nreset 1\n");
+}
+
+TEST_F(Power, SwitchedByOthersIsSeen)
+{
+    Serve();
+    Ipmitool({"power", "off"});
+    ASSERT_TRUE(WaitUntil([&] { return !ShellSaysOn(); }));
+    bmc.PressPowerButton();
+    ASSERT_TRUE(WaitUntil([&] { return ShellSaysOn(); }));
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+}
+
+TEST_F(Power, DoneIsSaidWhenTheHostHasFollowed)
+{
+    Serve();
+    bmc.SetSwitch(SimSwitch::Slow);
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+    EXPECT_FALSE(bmc.PowerIsOn());
+    EXPECT_FALSE(ShellSaysOn());
+    EXPECT_EQ(Timed("start /system1"), kStarted);
+    EXPECT_TRUE(bmc.PowerIsOn());
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+TEST_F(Power, HostThatDoesNotFollowIsNoSuccess)
+{
+    Serve();
+    bmc.SetSwitch(SimSwitch::Stuck);
+    EXPECT_EQ(Timed("stop /system1"), "ERROR: Command not supported.\n");
+    EXPECT_TRUE(ShellSaysOn());
+    EXPECT_EQ(bmc.Actions(), "power 0\n");
+    bmc.SetSwitch(SimSwitch::Works);
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+}
+
+TEST_F(Power, BmcThatRefusesIsNoSuccess)
+{
+    Serve();
+    bmc.SetSwitch(SimSwitch::Refuses);
+    EXPECT_EQ(Timed("stop /system1"), "ERROR: Command not supported.\n");
+    EXPECT_EQ(Timed("reset /system1"), "ERROR: Command not supported.\n");
+    EXPECT_TRUE(ToolSaysOn());
+    EXPECT_EQ(bmc.Actions(), "");
+}
+
+TEST_F(Power, ServiceWithoutTheRightAtTheBmcIsDenied)
+{
+    Serve({.user = kSimReader, .privilege = "user"});
+    EXPECT_TRUE(ShellSaysOn());
+    EXPECT_EQ(Property("/system1/fans1/tachsensor1", "CurrentReading"), "4200");
+    const ProgramEnd end = Shell("stop /system1");
+    EXPECT_EQ(end.out, kDenied);
+    EXPECT_EQ(bmc.Actions(), "");
+    EXPECT_TRUE(ToolSaysOn());
+}
+
+TEST_F(Power, LoginWithoutTheRightIsDenied)
+{
+    Serve();
+    EXPECT_EQ(Shell("stop /system1", "5").out, kDenied);
+    EXPECT_EQ(Shell("stop /system1", "0").out, kDenied);
+    EXPECT_EQ(bmc.Actions(), "");
+    EXPECT_EQ(Shell("stop /system1", "2").out, kStopped);
+}
+
+// One lost reply, and the library would send the command again: the host would be reset twice.
+TEST_F(Power, LostReplyToAResetDoesNotResetTwice)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2});
+    relay->DropRepliesTo(kIpmiChassisControl, 100);
+    Timed("reset /system1");
+    EXPECT_EQ(bmc.Actions(), "reset 1\n");
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 1u);
+    relay->DropRepliesTo(kIpmiChassisControl, 0);
+    ASSERT_TRUE(WaitUntil([&] { return ShellSaysOn(); }));
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+    EXPECT_EQ(bmc.Actions(), "reset 1\nreset 1\n");
+}
+
+TEST_F(Power, LostReplyToAStopIsJudgedByThePowerState)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2});
+    relay->DropRepliesTo(kIpmiChassisControl, 100);
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+    EXPECT_EQ(bmc.Actions(), "power 0\n");
+    EXPECT_EQ(Timed("start /system1"), kStarted);
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+TEST_F(Power, LostReplyToACycleDoesNotCycleTwice)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2});
+    relay->DropRepliesTo(kIpmiChassisControl, 100);
+    Set("9");
+    ASSERT_TRUE(WaitUntil([&] { return bmc.PowerIsOn() && bmc.Actions().size() >= 16; }));
+    TestSleepMs(1500);  // a second one would come within the retransmission time
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+// On a bad network a command may fail, but never count double, and what is said to be done is done.
+TEST_F(Power, OnceOnANetworkThatLosesReplies)
+{
+    PutRelay();
+    Serve({.timeouts = "answer_ms = 300\n"});
+    relay->Set({.dropEvery = 4});
+    for (int round = 0; round < 6; ++round) {
+        bmc.ForgetActions();
+        const bool wasOn = bmc.PowerIsOn();
+        const std::string out = Timed(wasOn ? "stop /system1" : "start /system1");
+        const std::string once = wasOn ? "power 0\n" : "power 1\n";
+        if (out == (wasOn ? kStopped : kStarted))
+            EXPECT_EQ(bmc.Actions(), once);
+        else
+            EXPECT_TRUE(bmc.Actions().empty() || bmc.Actions() == once) << bmc.Actions() << out;
+    }
+}
+
+TEST_F(Power, FrozenBmcIsAnsweredInTimeAndActsOnceAtMost)
+{
+    Serve();
+    bmc.Freeze();
+    EXPECT_EQ(Timed("reset /system1").compare(0, 6, "ERROR:"), 0);
+    bmc.Thaw();
+    ASSERT_TRUE(WaitUntil([&] { return IsReady() && ShellSaysOn(); }));
+    // What lay in the BMC's queue is carried out when it wakes up.
+    const std::string actions = bmc.Actions();
+    EXPECT_TRUE(actions.empty() || actions == "reset 1\n") << actions;
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+}
+
+TEST_F(Power, WhileAllIsBeingPolled)
+{
+    PutRelay();
+    relay->Set({.delayMs = 20});
+    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n"});
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+    EXPECT_EQ(Timed("start /system1"), kStarted);
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\nreset 1\n");
+}
+
+}  // namespace
