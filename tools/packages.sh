@@ -1,10 +1,12 @@
-# packages.sh -- sourced by run.sh, test.sh and .ci/run: the Debian packages they need.
+# packages.sh -- sourced by run.sh, test.sh, .ci/run and tools: the Debian packages they need.
 
 PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev \
 libfreeipmi-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_IPMI"
+PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
+PACKAGES_MUSL="musl-tools make"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"
 
 # need PACKAGE...: installs those that are missing, as root or through sudo. Says what it does on
