@@ -9,6 +9,9 @@
 namespace
 {
 
+// What a C library may take of a stream's buffer for itself (musl: 8 bytes, for ungetc).
+constexpr size_t kUngetSize = 8;
+
 constexpr bool RowsStandInCodeOrder(const SmclpErrorOutputRow (&rows)[kSmclpErrorCount])
 {
     for (u32 i = 0; i < kSmclpErrorCount; ++i) {
@@ -97,6 +100,6 @@ void SmclpErrorOutput(u32 code)
 void SmclpOutputSetUp()
 {
     // Never line by line, also on a terminal: every output call flushes for itself.
-    static char buffer[kSmclpOutputBufferSize + 1];
+    static char buffer[kSmclpOutputBufferSize + 1 + kUngetSize];
     setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
 }

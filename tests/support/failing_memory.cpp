@@ -58,6 +58,26 @@ void *__wrap_calloc(size_t count, size_t size)
     return Fails(Memory::Heap) ? nullptr : __real_calloc(count, size);
 }
 
+// The tests' own C++ objects are always had, also where the C++ library is linked in and so calls
+// the functions above.
+void *operator new(size_t size)
+{
+    void *memory = __real_malloc(size != 0 ? size : 1);
+    if (memory == nullptr)
+        abort();
+    return memory;
+}
+
+void operator delete(void *memory) noexcept
+{
+    free(memory);
+}
+
+void operator delete(void *memory, size_t) noexcept
+{
+    free(memory);
+}
+
 MemoryFailure::MemoryFailure(Memory memory, u32 call, bool andLater) : memory_(memory)
 {
     *PlanOf(memory) = {call, andLater, 0, false};
