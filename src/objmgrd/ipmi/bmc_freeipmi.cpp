@@ -125,7 +125,8 @@ constexpr CauseRow kLanCauses[] = {
     {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, BmcOpening::Refused,
      "%h does not let user %u open a session with privilege %p"},
     {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, BmcOpening::Refused,
-     "%h does not let user %u open a session with privilege %p"},
+     "%h does not let user %u open a session with privilege %p (some BMCs need the workaround "
+     "open_session_privilege for that)"},
     {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, BmcOpening::Refused,
      "%h does not do cipher suite %c"},
     {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, BmcOpening::Refused, "%h does not do cipher suite %c"},
