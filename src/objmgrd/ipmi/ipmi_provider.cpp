@@ -90,7 +90,6 @@ int IpmiProvider::PollFd() const
 
 int IpmiProvider::Load(StoreWriter *store)
 {
-    failedMs_ = shared_->clock();
     for (const std::string &key :
          {std::string(kSystemKey), std::string(kSelLogKey), SensorKey(1)}) {
         const int error = store->Put(key, FailedInstance(kCimFailed));
@@ -158,8 +157,6 @@ void IpmiProvider::FailAll()
     unsaved_.clear();
     for (const std::string &key : keys_)
         unsaved_[key] = FailedInstance(kCimFailed);
-    if (!failed_)
-        failedMs_ = shared_->clock();
     failed_ = true;
 }
 

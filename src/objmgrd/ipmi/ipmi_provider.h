@@ -57,7 +57,6 @@ private:
     StoreChanges unsaved_;        // what the store does not hold yet
     bool failed_ = true;          // nothing of the BMC is served
     std::string why_;             // the last reason that was logged
-    u64 failedMs_ = 0;            // when serving ended, or the service began
     u64 nextTicket_ = 1;
     std::map<u64, u64> open_;  // tickets and when they are due
 };
