@@ -20,8 +20,20 @@ constexpr u8 kBmcLengthInvalid = 0xC7;
 constexpr u8 kBmcLengthExceeded = 0xC8;
 constexpr u8 kBmcCannotReturnSoMuch = 0xCA;
 constexpr u8 kBmcNotPresent = 0xCB;
-constexpr u8 kBmcDenied = 0xD4;       // insufficient privilege
+constexpr u8 kBmcDenied = 0xD4;   // insufficient privilege
+constexpr u8 kBmcTimeout = 0xC3;  // the BMC itself waited in vain
+constexpr u8 kBmcNoResponse = 0xCE;
+constexpr u8 kBmcSdrUpdate = 0xD0;  // the repository is being changed
+constexpr u8 kBmcFirmwareUpdate = 0xD1;
+constexpr u8 kBmcStarting = 0xD2;
 constexpr u8 kBmcUnspecified = 0xFF;  // also what a malformed answer is taken for
+
+// Codes that say something about the moment, and nothing about what was asked for.
+inline bool BmcIsBusy(u8 code)
+{
+    return code == kBmcNodeBusy || code == kBmcTimeout || code == kBmcNoResponse ||
+           code == kBmcSdrUpdate || code == kBmcFirmwareUpdate || code == kBmcStarting;
+}
 
 struct BmcRequest {
     u8 netFn;

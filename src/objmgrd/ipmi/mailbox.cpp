@@ -85,6 +85,12 @@ bool Mailbox::NextOrder(Order *order)
     return true;
 }
 
+bool Mailbox::HasOrder()
+{
+    const std::lock_guard lock(mutex_);
+    return !orders_.empty();
+}
+
 void Mailbox::Wait(u32 generation, bool orders, u32 ms)
 {
     std::unique_lock lock(mutex_);

@@ -73,6 +73,7 @@ public:
     // the place of every change that has not been fetched.
     void Post(u32 generation, News news);
     bool NextOrder(Order *order);
+    bool HasOrder();
     bool Stopped() const { return stopped_; }
     // Waits for an order (where orders are wanted), a generation other than this one, the end, or
     // until the time is over.

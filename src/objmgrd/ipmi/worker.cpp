@@ -97,7 +97,11 @@ Worker::Worker(const IpmiSettings *settings, Bmc *bmc, Bmc *control, Mailbox *ma
 
 BmcAnswer Worker::Watched::Ask(const BmcRequest &request)
 {
-    const BmcAnswer answer = worker_->bmc_->Ask(request);
+    BmcAnswer answer = worker_->bmc_->Ask(request);
+    for (u32 tries = 1; tries < kBusyTries && answer.came && answer.code == kBmcNodeBusy &&
+                        !worker_->mailbox_->HasOrder();
+         ++tries)
+        answer = worker_->bmc_->Ask(request);
     if (answer.Done())
         worker_->mailbox_->goodAnswerMs = worker_->clock_();
     return answer;
@@ -377,14 +381,20 @@ void Worker::StepIdentity(bool begins)
         if (begins)
             fru_.Start(0, 0);
         step = fru_.Step(&watched_);
+        if (step == ReadStep::Failed && BmcIsBusy(fru_.Code()))
+            return PauseIdentity();
         if (step == ReadStep::Done || step == ReadStep::Failed) {
             identity_ = FruIdentity(fru_.Facts());
             identityStage_ = IdentityStage::Name;
-            name_.Start();
+            running_[kIdentityTask] = false;
         }
         break;
     case IdentityStage::Name:
+        if (begins)
+            name_.Start();
         step = name_.Step(&watched_);
+        if (step == ReadStep::Failed && BmcIsBusy(name_.Code()))
+            return PauseIdentity();
         if (step == ReadStep::Done || step == ReadStep::Failed) {
             hostName_ = step == ReadStep::Done ? name_.Name() : "";
             identityKnown_ = true;
@@ -409,6 +419,13 @@ void Worker::StepIdentity(bool begins)
     }
     if (step == ReadStep::Lost)
         Lose(SilentWords());
+}
+
+// The stage is begun again later: what the machine is does not change, so it is not made up.
+void Worker::PauseIdentity()
+{
+    running_[kIdentityTask] = false;
+    dueMs_[kIdentityTask] = clock_() + kTryAgainMs;
 }
 
 // The n-th power supply sensor is the power supply n; its FRU is that of its entity. Where no

@@ -37,6 +37,8 @@ constexpr u32 kRefusedMostMs = 30000;
 
 // Methods: a power state that is waited for, and an erasure, is looked at again after this.
 constexpr u32 kLookAgainMs = 100;
+// A request that the BMC is too busy for is sent so many times in all.
+constexpr u32 kBusyTries = 6;
 // A method is not begun later than this before its answer is due, and is answered this much early.
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
@@ -61,7 +63,8 @@ public:
     void Run();
 
 private:
-    // The BMC as the readers see it: notes when good answers came.
+    // The BMC as the readers see it: notes when good answers came, and asks a BMC that is busy at
+    // the moment (node busy: nothing was done) again a few times, unless a method waits.
     class Watched : public Bmc
     {
     public:
@@ -109,6 +112,7 @@ private:
     void EndSensors(u64 now);
     void EndLog(ReadStep step, u64 now);
     void StepIdentity(bool begins);
+    void PauseIdentity();
     void NextSupply();
 
     // ---- what the store is given

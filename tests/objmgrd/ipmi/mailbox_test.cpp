@@ -84,6 +84,7 @@ TEST(Mailbox, OrdersAreLimitedAndInOrder)
     for (u64 ticket = 1; ticket <= 64; ++ticket)
         EXPECT_TRUE(box.Give({ticket, OrderKind::Start, 0}));
     EXPECT_FALSE(box.Give({65, OrderKind::Start, 0}));
+    EXPECT_TRUE(box.HasOrder());
     Order order;
     ASSERT_TRUE(box.NextOrder(&order));
     EXPECT_EQ(order.ticket, 1u);
@@ -92,6 +93,7 @@ TEST(Mailbox, OrdersAreLimitedAndInOrder)
         ASSERT_TRUE(box.NextOrder(&order));
         EXPECT_EQ(order.ticket, ticket);
     }
+    EXPECT_FALSE(box.HasOrder());
     EXPECT_FALSE(box.NextOrder(&order));
 }
 

@@ -378,6 +378,52 @@ TEST_F(WorkerTest, ABusyBmcShowsNothingOld)
     EXPECT_EQ(Records(), "2");
 }
 
+// One answer in eight says that the BMC is busy: nobody notices.
+TEST_F(WorkerTest, ABmcThatIsBusyNowAndThenIsAskedAgain)
+{
+    for (u16 id = 3; id <= 200; ++id)
+        machine_.sel.push_back(SelEvent(id, 0x60000002));
+    u32 seed = 1;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        seed = seed * 1664525 + 1013904223;
+        *answer = FakeBmc::Code(kBmcNodeBusy);
+        return request.command != kChassisControl && (seed >> 24) % 8 == 0;
+    };
+    RunFor(2000);
+    for (u32 i = 0; i < 100; ++i) {
+        RunFor(100);
+        ASSERT_EQ(Power(), "ON");
+        ASSERT_EQ(Reading(), "23");
+        ASSERT_EQ(Records(), "200");
+        ASSERT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
+    }
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0}));
+    EXPECT_EQ(lines_.find("cannot"), std::string::npos);
+}
+
+// Who the machine is does not depend on whether its BMC had time for the question.
+TEST_F(WorkerTest, AnIdentityThatCouldNotBeReadIsAskedForAgain)
+{
+    for (u8 busy : {kBmcNodeBusy, kBmcTimeout, kBmcStarting}) {
+        for (u8 command : {kGetFruInfo, kReadFru, kGetSystemInfo}) {
+            machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+                *answer = FakeBmc::Code(busy);
+                return request.command == command;
+            };
+            box_.Void();
+            store_.clear();
+            RunFor(7000);
+            EXPECT_EQ(Value(kSystemKey, "PowerStatus"), "ON");
+            EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "status 1");
+            machine_.hook = nullptr;
+            RunFor(6000);
+            EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
+            EXPECT_EQ(Value(kSystemKey, "HostName"), "host-1");
+        }
+    }
+}
+
 TEST_F(WorkerTest, WhatIsRefusedToThisUserHasTheStatusForIt)
 {
     machine_.everything = kBmcDenied;
