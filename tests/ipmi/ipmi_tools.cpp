@@ -76,20 +76,15 @@ std::vector<std::string> IpmiTools::Ipmitool(const std::vector<std::string> &arg
 std::vector<std::string> IpmiTools::Freeipmi(const std::string &program,
                                              const std::vector<std::string> &arguments) const
 {
-    std::vector<std::string> line = {"/usr/bin/env",
-                                     "TZ=UTC",
-                                     program,
-                                     "--config-file=" + directory_ + "/freeipmi.conf",
-                                     "-D",
-                                     "LAN_2_0",
-                                     "-W",
-                                     "opensesspriv",
-                                     "-h",
-                                     host_ + ":" + port_,
-                                     "-l",
-                                     Upper(user_.level),
-                                     "--sdr-cache-directory=" + directory_,
-                                     "--quiet-cache"};
+    std::vector<std::string> line = {
+        "/usr/bin/env", "TZ=UTC",
+        program,        "--config-file=" + directory_ + "/freeipmi.conf",
+        "-D",           "LAN_2_0",
+        "-W",           "opensesspriv",
+        "-h",           host_ + ":" + port_,
+        "-l",           Upper(user_.level)};
+    if (program != "ipmi-chassis")  // it needs no repository
+        line.insert(line.end(), {"--sdr-cache-directory=" + directory_, "--quiet-cache"});
     line.insert(line.end(), arguments.begin(), arguments.end());
     return line;
 }

@@ -63,7 +63,7 @@ struct FreeLogEntry {
     std::string time;  // "09:12:41"
     std::string name;
     std::string type;
-    std::string event;      // "Upper Critical - going high ; Sensor Reading = 98.00 C"
+    std::string event;  // "Upper Critical - going high ; Sensor Reading = 98.00 C"
 };
 std::vector<FreeLogEntry> ParseIpmiSel(const std::string &text);
 extern const std::vector<std::string> kIpmiSelTable;
