@@ -11,7 +11,7 @@ constexpr u16 kLastId = 0xFFFF;
 constexpr u8 kWholeRecord = 0xFF;
 constexpr u8 kHeaderSize = 5;
 constexpr u8 kPartSize = 16;          // what every BMC can return at once
-constexpr u32 kReservationsMax = 16;  // that others may cancel during one reading
+constexpr u32 kReservationsMax = 16;  // that others may cancel during one record
 
 }  // namespace
 
@@ -49,28 +49,30 @@ ReadStep SdrReader::StepInfo(Bmc *bmc)
     fresh_ = {BmcWord(answer.data + 1), BmcLong(answer.data + 5), BmcLong(answer.data + 9)};
     if (known_ && fresh_ == stamp_)
         return ReadStep::Done;
-    phase_ = Phase::Reserve;
+    phase_ = Phase::Record;
     reading_ = SdrRepository();
+    record_.clear();
     recordsRead_ = 0;
     id_ = kFirstId;
     whole_ = true;
-    return ReadStep::More;
+    reservation_ = 0;
+    if (fresh_.records != 0)
+        return ReadStep::More;
+    nextId_ = kLastId;
+    return TakeRecord();
 }
 
-// Once before the first record, and again when somebody else's reservation ended ours.
+// For records in parts, and again when somebody else's reservation ended ours. A whole record needs
+// none, and ours would end that of another reader.
 ReadStep SdrReader::StepReserve(Bmc *bmc)
 {
     const BmcAnswer answer = bmc->Ask({kNetFnStorage, kReserveSdr, 0, {}});
     if (!answer.came)
         return ReadStep::Lost;
-    // Without reservations records can still be read as a whole.
+    // Some BMCs know no reservations and take 0 for parts, too.
     reservation_ = answer.Done(2) ? BmcWord(answer.data) : u16{0};
     record_.clear();
     phase_ = Phase::Record;
-    if (fresh_.records == 0) {
-        nextId_ = kLastId;
-        return TakeRecord();
-    }
     return ReadStep::More;
 }
 
@@ -94,6 +96,7 @@ ReadStep SdrReader::StepRecord(Bmc *bmc)
     }
     if (answer.came && whole_ && IsTooMuch(answer.code)) {
         whole_ = false;
+        phase_ = Phase::Reserve;
         return ReadStep::More;
     }
     if (!answer.Done(3))
@@ -109,7 +112,9 @@ ReadStep SdrReader::TakePart(const BmcAnswer &answer)
         record_.size() >= kHeaderSize && record_.size() >= size_t{kHeaderSize} + record_[4];
     if (enough)
         return TakeRecord();
-    // A record that was asked for as a whole and came in part: the rest in parts.
+    // A record that was asked for as a whole and came in part: again in parts.
+    if (whole_)
+        phase_ = Phase::Reserve;
     whole_ = false;
     return ReadStep::More;
 }
@@ -118,6 +123,7 @@ ReadStep SdrReader::TakeRecord()
 {
     SdrAdd(&reading_, record_.data(), record_.size());
     record_.clear();
+    lostReservations_ = 0;
     ++recordsRead_;
     const bool last = nextId_ == kLastId || nextId_ == id_ || recordsRead_ == kSdrRecordsMax;
     id_ = nextId_;

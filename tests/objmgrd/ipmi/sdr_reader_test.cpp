@@ -87,6 +87,37 @@ TEST_F(SdrReaderTest, ACancelledReservationIsMadeAgain)
     EXPECT_EQ(Names(), "A long sensor nm;B;C;");
 }
 
+// Other readers go on: ours would end theirs.
+TEST_F(SdrReaderTest, WholeRecordsNeedNoReservation)
+{
+    machine_.hook = [&](const BmcRequest &, BmcAnswer *) {
+        ++machine_.reservation;  // somebody else's, before every request
+        return false;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+    EXPECT_EQ(machine_.Count(kNetFnStorage, kReserveSdr), 0u);
+}
+
+TEST_F(SdrReaderTest, SixteenCancelledReservationsOfARecordAreBorne)
+{
+    machine_.readMost = 16;
+    u32 left = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr && request.data[4] != 0 && left > 0) {
+            --left;
+            ++machine_.reservation;
+        }
+        return false;
+    };
+    for (u32 times : {16u, 17u}) {
+        left = times;
+        reader_.Forget();
+        EXPECT_EQ(Look(), times == 16 ? ReadStep::Done : ReadStep::Failed) << times;
+    }
+    EXPECT_EQ(reader_.Code(), kBmcReservationLost);
+}
+
 TEST_F(SdrReaderTest, AnEmptyRepositoryHasNoSensors)
 {
     machine_.sdrs.clear();
@@ -113,6 +144,7 @@ TEST_F(SdrReaderTest, FailuresAreTold)
 // the next look finds everything.
 TEST_F(SdrReaderTest, AFailureAtEveryStep)
 {
+    machine_.readMost = 16;
     Look();
     for (bool lost : {true, false}) {
         for (u32 at = 1; at < 7; ++at) {
@@ -126,8 +158,8 @@ TEST_F(SdrReaderTest, AFailureAtEveryStep)
                 return true;
             };
             const ReadStep step = Look();
-            // Without a reservation records are still read as a whole.
-            const bool reserves = at == 2 && !lost;
+            // A reservation that did not come is asked for again.
+            const bool reserves = at == 3 && !lost;
             EXPECT_EQ(step, reserves ? ReadStep::Done
                             : lost   ? ReadStep::Lost
                                      : ReadStep::Failed)
