@@ -65,6 +65,9 @@ public:
         (void)store;
         (void)answers;
     }
+    // Whether the store shows its source by now, or the source is known not to be had. A COMMAND
+    // that the service runs (service.h) is started only then.
+    virtual bool Ready() const { return true; }
     // A descriptor that becomes readable when there is something to do for Tick, which has to make
     // it unreadable again; -1: none. It stays the same from Load on and is the provider's.
     virtual int PollFd() const { return -1; }

@@ -509,6 +509,41 @@ int Server::Start(const ServerOptions &options, Provider *provider)
     return error;
 }
 
+// One turn of the loop. *signalled: a signal waits to be taken. 0 or an errno value.
+int Server::ServeOnce(int signalFd, bool *signalled)
+{
+    state_->RunTimers(NowMs());
+    int ready = 0;
+    state_->Poll(signalFd, &ready);
+    *signalled = false;
+    if (ready < 0)
+        return errno == EINTR || errno == EAGAIN || errno == ENOMEM ? 0 : errno;
+    *signalled = state_->polled[0].revents != 0;
+    const u64 now = NowMs();
+    state_->ServeConnections(now);
+    if (state_->polled[kPolledProvider].revents != 0)
+        state_->Tick();
+    if ((state_->polled[kPolledListener].revents & POLLIN) != 0)
+        state_->AcceptAll(now);
+    return 0;
+}
+
+int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
+{
+    if (state_ == nullptr)
+        return EINVAL;
+    const int signalFd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (signalFd < 0)
+        return errno;
+    const u64 untilMs = NowMs() + limitMs;
+    int error = 0;
+    for (bool signalled = false;
+         error == 0 && !signalled && !state_->provider->Ready() && NowMs() < untilMs;)
+        error = ServeOnce(signalFd, &signalled);
+    close(signalFd);
+    return error;
+}
+
 int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *context)
 {
     if (state_ == nullptr)
@@ -518,22 +553,11 @@ int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *cont
         return errno;
     int error = 0;
     for (bool goOn = true; goOn && error == 0;) {
-        state_->RunTimers(NowMs());
-        int ready = 0;
-        state_->Poll(signalFd, &ready);
-        if (ready < 0) {
-            error = errno == EINTR || errno == EAGAIN || errno == ENOMEM ? 0 : errno;
-            continue;
-        }
+        bool signalled;
+        error = ServeOnce(signalFd, &signalled);
         signalfd_siginfo signal;
-        while (goOn && read(signalFd, &signal, sizeof signal) == sizeof signal)
+        while (goOn && signalled && read(signalFd, &signal, sizeof signal) == sizeof signal)
             goOn = handler(context, signal);
-        const u64 now = NowMs();
-        state_->ServeConnections(now);
-        if (state_->polled[kPolledProvider].revents != 0)
-            state_->Tick();
-        if ((state_->polled[kPolledListener].revents & POLLIN) != 0)
-            state_->AcceptAll(now);
     }
     close(signalFd);
     return error;

@@ -50,7 +50,7 @@ using ServerSignalHandler = bool (*)(void *context, const signalfd_siginfo &sign
 // How a program uses it:
 //   block the signals it wants (sigprocmask)  -- so that none is lost before Run
 //   server.Start(options, &provider)          -- from here on clients are served
-//   (start a child)
+//   (server.AwaitReady(signals, limitMs), start a child)
 //   server.Run(signals, handler, context)     -- until the handler says so
 //   server.Stop()
 class Server
@@ -66,6 +66,10 @@ public:
     // or an errno value with nothing left behind; EBUSY: another service runs in the directory.
     int Start(const ServerOptions &options, Provider *provider);
 
+    // Serves until the provider is ready, one of `signals` (which must be blocked) waits to be
+    // taken, or limitMs milliseconds are over, and a little longer. 0 or an errno value.
+    int AwaitReady(const sigset_t &signals, u32 limitMs);
+
     // Serves until `handler` returns false. `signals` must be blocked and stay so. Returns 0, or
     // an errno value when it cannot go on.
     int Run(const sigset_t &signals, ServerSignalHandler handler, void *context);
@@ -76,6 +80,7 @@ public:
 
 private:
     struct State;
+    int ServeOnce(int signalFd, bool *signalled);
     State *state_ = nullptr;
 };
 

@@ -3,6 +3,7 @@
 
 #include "objmgrd/server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <getopt.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -20,6 +22,8 @@
 namespace
 {
 
+// A source that has shown nothing by then is left to the COMMAND to find out about.
+constexpr u32 kReadyMostMs = 10000;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitNotExecutable = 126;  // as shells do
@@ -276,6 +280,14 @@ int ExitStatus(int status)
     return WIFSIGNALED(status) ? kExitSignal + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+// Takes one of the signals, but for that of a child. 0: none waits.
+int PendingEnd(sigset_t signals)
+{
+    const timespec now = {};
+    sigdelset(&signals, SIGCHLD);
+    return std::max(sigtimedwait(&signals, nullptr, &now), 0);
+}
+
 int RunCommand(const Settings &settings, Provider *provider)
 {
     // First, so that no signal leaves the directory behind; then the directory, so that it outlives
@@ -293,6 +305,12 @@ int RunCommand(const Settings &settings, Provider *provider)
     Server server;
     if (StartServer(&server, directory.Path(), false, provider) != 0)
         return kExitFailed;
+    error = server.AwaitReady(signals, kReadyMostMs);
+    if (error != 0)
+        LogError("not served yet", error);
+    // A signal that came in the meantime was meant for the command: it has had its end then.
+    if (const int signal = PendingEnd(signals))
+        return kExitSignal + signal;
     Child child;
     error = Spawn(settings.command, &child.pid);
     if (error != 0) {

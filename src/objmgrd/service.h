@@ -5,7 +5,8 @@
 //                                          until SIGHUP, SIGINT or SIGTERM
 //   NAME --OPTION FILE -- COMMAND [ARG...] serve in a private directory while COMMAND runs, with
 //                                          ZOROBJMGR (and ZORSSNDIR, unless it is set) pointing
-//                                          there, and exit with its status
+//                                          there, and exit with its status. It is started once
+//                                          the provider is ready, after 10 s at the latest
 //   NAME --OPTION FILE --check             say what is wrong in FILE
 //   NAME --help, --version
 //

@@ -96,6 +96,19 @@ TEST_F(Faults, BmcThatRestartsAtOnceKnowsNoSessionAnyMore)
     ExpectRecovery();
 }
 
+// A command of the service's own is started once there is something for it to see.
+TEST_F(Faults, CommandOfTheServiceFindsTheBmcRead)
+{
+    ServeUnready();
+    const ProgramEnd end =
+        RunProgram({OBJMGRD_IPMI, "--config", service->Directory() + "/bmc.toml", "--", SMCLP_LOGIN,
+                    "-c", "show -level all -display targets /system1"});
+    EXPECT_EQ(end.status, 0);
+    for (const char *target : {"    tempsensor1\n", "    tachsensor1\n", "    record1\n"})
+        EXPECT_NE(end.out.find(target), std::string::npos) << target << end.out;
+    EXPECT_EQ(end.err, "");
+}
+
 TEST_F(Faults, BmcThatIsNotThereYet)
 {
     bmc.Kill();

@@ -1,6 +1,7 @@
 // Tests of objmgrd/server: each runs a server in a process of its own and talks to its socket.
 #include "objmgrd/server.h"
 
+#include "support/objmgr_store.h"
 #include "support/served_process.h"
 
 #include <fcntl.h>
@@ -582,6 +583,76 @@ TEST_F(ServerTest, EachCallIsLogged)
                   "Set of Test (a?b): done, result 0\n" + who + "Set of Test (x): refused\n" + who +
                   "Fail of Test: failed, status 7\n" + who + "Answer of Test: done, result 0\n" +
                   who + "Wait of Test (7): done, result 70\n");
+}
+
+// Ready after some ticks of 10 ms; 0: never.
+class LateProvider : public TestProvider
+{
+public:
+    explicit LateProvider(u32 ticks) : TestProvider(10), left_(ticks) {}
+    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
+    {
+        TestProvider::Tick(store, answers);
+        if (left_ > 0 && --left_ == 0)
+            ready_ = true;
+    }
+    bool Ready() const override { return ready_; }
+
+private:
+    u32 left_;
+    bool ready_ = false;
+};
+
+// In a process of its own: what AwaitReady returned, whether the provider was ready then, whether
+// the signal still waits to be taken, and whether it took `leastMs` and less than 5 s.
+void ExpectAwaited(u32 ticks, u32 limitMs, bool signalled, bool ready, long leastMs)
+{
+    const TestDirectory directory;
+    ChildProcess child([&] {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGUSR1);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        LateProvider provider(ticks);
+        Server server;
+        if (server.Start(In(directory), &provider) != 0)
+            _exit(1);
+        if (signalled)
+            raise(SIGUSR1);
+        const u64 before = MonotonicMs();
+        if (server.AwaitReady(signals, limitMs) != 0)
+            _exit(2);
+        const u64 took = MonotonicMs() - before;
+        sigset_t waiting;
+        sigpending(&waiting);
+        if (provider.Ready() != ready || (sigismember(&waiting, SIGUSR1) == 1) != signalled)
+            _exit(3);
+        _exit(took >= static_cast<u64>(leastMs) && took < 5000 ? 0 : 4);
+    });
+    const int status = child.Wait();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << WEXITSTATUS(status);
+}
+
+TEST(Server, AwaitReadyServesUntilTheProviderIsReady)
+{
+    ExpectAwaited(5, 20000, false, true, 40);
+}
+
+TEST(Server, AwaitReadyEndsAtItsLimit)
+{
+    ExpectAwaited(0, 300, false, false, 300);
+}
+
+TEST(Server, AwaitReadyLeavesASignalToBeTaken)
+{
+    ExpectAwaited(0, 20000, true, false, 0);
+}
+
+TEST(Server, AwaitReadyNeedsAStart)
+{
+    sigset_t none;
+    sigemptyset(&none);
+    EXPECT_EQ(Server().AwaitReady(none, 0), EINVAL);
 }
 
 TEST(Server, RunNeedsAStart)

@@ -163,6 +163,7 @@ void IpmiProvider::FailAll()
 void IpmiProvider::Take(News &&news, std::vector<ProviderAnswer> *answers)
 {
     const std::string name = "BMC " + IpmiBmcName(shared_->settings);
+    ready_ = ready_ || news.settled || news.lost;
     if (news.lost) {
         if (!failed_ || why_.empty())
             FailAll();

@@ -38,6 +38,7 @@ public:
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
     void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;
+    bool Ready() const override { return ready_; }
     int PollFd() const override;
 
 private:
@@ -55,8 +56,9 @@ private:
     bool started_ = false;
     std::set<std::string> keys_;  // instances that the store holds
     StoreChanges unsaved_;        // what the store does not hold yet
-    bool failed_ = true;          // nothing of the BMC is served
-    std::string why_;             // the last reason that was logged
+    bool ready_ = false;
+    bool failed_ = true;  // nothing of the BMC is served
+    std::string why_;     // the last reason that was logged
     u64 nextTicket_ = 1;
     std::map<u64, u64> open_;  // tickets and when they are due
 };

@@ -62,6 +62,7 @@ void Mailbox::Post(u32 generation, News news)
         news_.why = std::move(news.why);
         news_.changes.clear();
     }
+    news_.settled = news_.settled || news.settled;
     if (generation == generation_) {
         for (auto &[key, change] : news.changes)
             news_.changes.insert_or_assign(key, std::move(change));

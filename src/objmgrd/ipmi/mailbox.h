@@ -42,6 +42,8 @@ struct News {
     // one line for the administrator.
     bool lost = false;
     std::string why;
+    // Everything that there is to read has been read once.
+    bool settled = false;
     StoreChanges changes;
     std::vector<ProviderAnswer> answers;
     std::vector<LogLine> lines;

@@ -137,6 +137,9 @@ u32 Worker::Step()
         ReadPower();
     else
         wait = open_ ? StepTasks(now) : static_cast<u32>(nextOpenMs_ - now);
+    // Nothing is due: all that there is was read.
+    news_.settled = open_ && wait != 0 && !settled_;
+    settled_ = settled_ || news_.settled;
     if (action_.has_value() && wait != 0)
         wait = static_cast<u32>(
             std::min<u64>(wait, action_->stepMs > now ? action_->stepMs - now : 0));
@@ -548,7 +551,8 @@ void Worker::Say(int priority, const std::string &text)
 
 void Worker::Post()
 {
-    if (!news_.lost && news_.changes.empty() && news_.answers.empty() && news_.lines.empty())
+    if (!news_.lost && !news_.settled && news_.changes.empty() && news_.answers.empty() &&
+        news_.lines.empty())
         return;
     mailbox_->Post(generation_, std::move(news_));
     news_ = News();

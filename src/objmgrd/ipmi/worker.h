@@ -168,6 +168,7 @@ private:
     u64 dueMs_[kTaskCount] = {};
     u32 nextTask_ = 0;
 
+    bool settled_ = false;
     u32 failures_ = 0;  // since the last good power state
     u32 logReadings_ = 0;
 
