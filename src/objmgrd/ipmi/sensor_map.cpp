@@ -210,14 +210,33 @@ void AddStateKind(const SdrSensor &sensor, const SensorReading &reading, Propert
              CodeText(*row, reading.states));
 }
 
+// A raw value without its sign, and the sensor's factor with that sign.
+struct Magnitude {
+    int16_t m;
+    u8 raw;
+};
+
+// The library turns signed raw values into numbers through the type char, which has no sign on ARM:
+// there -1 degree would be 255. So it gets none of them.
+Magnitude MagnitudeOf(const SdrSensor &sensor, u8 raw)
+{
+    if (sensor.analogFormat == IPMI_SDR_ANALOG_DATA_FORMAT_UNSIGNED || raw < 0x80)
+        return {sensor.m, raw};
+    const bool ones = sensor.analogFormat == IPMI_SDR_ANALOG_DATA_FORMAT_1S_COMPLEMENT;
+    // m has 10 bits, so that its negative fits.
+    return {static_cast<int16_t>(-sensor.m), static_cast<u8>((ones ? 255 : 256) - raw)};
+}
+
 }  // namespace
 
 std::string SensorValueText(const SdrSensor &sensor, u8 raw)
 {
+    const Magnitude reading = MagnitudeOf(sensor, raw);
     double value = 0;
     if (!sensor.analog ||
-        ipmi_sensor_decode_value(sensor.rExponent, sensor.bExponent, sensor.m, sensor.b,
-                                 sensor.linearization, sensor.analogFormat, raw, &value) != 0 ||
+        ipmi_sensor_decode_value(sensor.rExponent, sensor.bExponent, reading.m, sensor.b,
+                                 sensor.linearization, IPMI_SDR_ANALOG_DATA_FORMAT_UNSIGNED,
+                                 reading.raw, &value) != 0 ||
         !std::isfinite(value))
         return kNotAvailable;
     char text[400];
