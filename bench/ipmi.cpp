@@ -10,6 +10,8 @@
 //
 //   one-shot  smclp LINE: what a script starts
 //   login     smclp-login -c LINE: what sshd starts, with a session of its own
+//   session   LINE in a shell that is open, as an administrator types it: from the line's end to
+//             the next prompt. The other tools have nothing alike: they are whole commands here too
 //   net       what the question costs beside the start of the program: less the time of
 //             `smclp version`, and of the other tools' --version
 //
@@ -284,6 +286,7 @@ void WaitUntilServed(const Programs &programs, const IpmiSim &bmc)
 
 // Of each program that a row compares: ipmitool, freeipmi's, smclp, smclp-login.
 constexpr int kPrograms = 4;
+constexpr int kColumns = 5;  // and a line in an open session
 constexpr double kNoiseMs = 0.2;
 
 struct Times {
@@ -292,12 +295,13 @@ struct Times {
     double Least() const { return *std::min_element(walls.begin(), walls.end()); }
 };
 
-void PrintTimes(const char *name, const double (&ms)[kPrograms], const double (&start)[kPrograms],
+void PrintTimes(const char *name, const double (&ms)[kColumns], const double (&start)[kPrograms],
                 double aim)
 {
     const double ownNet = ms[2] - start[2];
-    printf("  %-31s %9.1f %9.1f %9.2f %8.2f %9.1f", name, ms[0], ms[1], ms[2], ms[3],
-           std::min(ms[0], ms[1]) / ms[2]);
+    const double other = std::min(ms[0], ms[1]);
+    printf("  %-31s %9.1f %9.1f %9.2f %8.2f %8.2f %9.1f %8.1f", name, ms[0], ms[1], ms[2], ms[3],
+           ms[4], other / ms[2], other / ms[4]);
     if (ownNet > kNoiseMs)
         printf(" %8.1f", std::min(ms[0] - start[0], ms[1] - start[1]) / ownNet);
     else
@@ -307,6 +311,69 @@ void PrintTimes(const char *name, const double (&ms)[kPrograms], const double (&
     printf("\n");
     fflush(stdout);
 }
+
+// A shell that waits for lines on a pipe.
+class OpenShell
+{
+public:
+    explicit OpenShell(const char *program)
+    {
+        int in[2];
+        int out[2];
+        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
+            Fail("no pipe");
+        pid_ = fork();
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            dup2(in[0], STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            execl(program, program, nullptr);
+            _exit(127);
+        }
+        close(in[0]);
+        close(out[1]);
+        in_ = in[1];
+        out_ = out[0];
+        ReadToPrompt();
+    }
+    ~OpenShell()
+    {
+        close(in_);
+        close(out_);
+        waitpid(pid_, nullptr, 0);
+    }
+    OpenShell(const OpenShell &) = delete;
+    OpenShell &operator=(const OpenShell &) = delete;
+
+    double AskMs(const std::string &line)
+    {
+        const double start = NowMs();
+        const std::string keys = line + "\n";
+        if (write(in_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
+            Fail("the shell takes no line");
+        ReadToPrompt();
+        return NowMs() - start;
+    }
+    const std::string &Answer() const { return answer_; }
+
+private:
+    void ReadToPrompt()
+    {
+        answer_.clear();
+        char part[65536];
+        while (!answer_.ends_with("\n->")) {
+            const ssize_t count = read(out_, part, sizeof part);
+            if (count <= 0)
+                Fail("the shell has ended");
+            answer_.append(part, static_cast<size_t>(count));
+        }
+    }
+
+    pid_t pid_;
+    int in_;
+    int out_;
+    std::string answer_;
+};
 
 // By turns, so that what else goes on in the machine meets all of them.
 void RunByTurns(const Command (&commands)[kPrograms], u32 rounds, Times (&times)[kPrograms])
@@ -339,17 +406,27 @@ void PrintRow(const Question &question, const Programs &programs, const IpmiTool
     Times startTimes[kPrograms];
     RunByTurns(starts, kToolRuns, startTimes);
     RunByTurns(commands, slow ? kSlowToolRuns : kToolRuns, times);
-    double medians[2][kPrograms];
-    double least[2][kPrograms];
+    OpenShell session(programs.login);
+    Times sessionTimes;
+    for (u32 run = 0; run < kOwnRuns; ++run)
+        sessionTimes.walls.push_back(session.AskMs(question.own));
+    if (CountOf(session.Answer(), question.shows) < question.count(machine))
+        Fail(std::string(question.own) + " does not show everything in a session");
+    double medians[kColumns];
+    double least[kColumns];
+    double startMedians[kPrograms];
+    double startLeast[kPrograms];
     for (int i = 0; i < kPrograms; ++i) {
-        medians[0][i] = times[i].Median();
-        medians[1][i] = startTimes[i].Median();
-        least[0][i] = times[i].Least();
-        least[1][i] = startTimes[i].Least();
+        medians[i] = times[i].Median();
+        startMedians[i] = startTimes[i].Median();
+        least[i] = times[i].Least();
+        startLeast[i] = startTimes[i].Least();
     }
-    PrintTimes(question.what, medians[0], medians[1],
+    medians[kPrograms] = sessionTimes.Median();
+    least[kPrograms] = sessionTimes.Least();
+    PrintTimes(question.what, medians, startMedians,
                slow ? question.wantedSlow : question.wantedAtOnce);
-    PrintTimes("    fastest run of each", least[0], least[1], 0);
+    PrintTimes("    fastest run of each", least, startLeast, 0);
 }
 
 // A BMC as it is (relay null) or behind one.
@@ -359,10 +436,10 @@ void Compare(const Programs &programs, const IpmiSim &bmc, u16 port, bool slow)
     WaitUntilServed(programs, bmc);
     const IpmiTools tools(bmc.Host(), port, kSimAdmin, bmc.Directory());
     printf("\n%s\n", slow ? "A BMC that takes 20 ms for each reply" : "A BMC that answers at once");
-    printf("  %-31s %9s %9s %18s %18s\n", "medians in ms", "", "", "--- the shell ---",
-           "-- times faster --");
-    printf("  %-31s %9s %9s %9s %8s %9s %8s  %4s\n", "", "ipmitool", "freeipmi", "one-shot",
-           "login", "one-shot", "net", "aim");
+    printf("  %-31s %9s %9s %27s %27s\n", "medians in ms", "", "", "------- the shell -------",
+           "------ times faster ------");
+    printf("  %-31s %9s %9s %9s %8s %8s %9s %8s %8s  %4s\n", "", "ipmitool", "freeipmi", "one-shot",
+           "login", "session", "one-shot", "session", "net", "aim");
     for (const Question &question : kQuestions)
         PrintRow(question, programs, tools, bmc.Machine(), slow);
 }
