@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <syslog.h>
+#include <unistd.h>
 
 namespace
 {
@@ -13,6 +14,9 @@ constexpr u32 kTogetherMs = 100;
 // What the BMC could not tell, though it answered, is asked again after this.
 constexpr u32 kTryAgainMs = 5000;
 constexpr u32 kIdleMostMs = 1000;
+// Other readers of the sensor records, such as ipmi-sensors, take some 10 to 100 ms.
+constexpr u32 kSdrAgainMs = 50;
+constexpr u32 kSdrCollisionsMax = 20;
 
 constexpr u8 kEntityPowerSupply = 0x0A;
 constexpr u8 kTypePowerSupply = 8;
@@ -138,7 +142,8 @@ u32 Worker::Step()
     else
         wait = open_ ? StepTasks(now) : static_cast<u32>(nextOpenMs_ - now);
     // Nothing is due: all that there is was read.
-    news_.settled = open_ && wait != 0 && !settled_;
+    news_.settled =
+        !settled_ && open_ && wait != 0 && sdrSettled_ && (!sdrKnown_ || sensors_.Complete());
     settled_ = settled_ || news_.settled;
     if (action_.has_value() && wait != 0)
         wait = static_cast<u32>(
@@ -312,9 +317,24 @@ void Worker::StepTask(Task task, u64 now)
         Lose(SilentWords());
 }
 
+// Readers end each other's reservations. All begin again, each after a time of its own, so that
+// one of them gets through and then the next.
+bool Worker::SdrCollided(ReadStep step, u64 now)
+{
+    const bool collided = step == ReadStep::Failed && sdr_.Code() == kBmcReservationLost;
+    sdrCollisions_ = collided ? sdrCollisions_ + 1 : 0;
+    if (sdrCollisions_ == 0 || sdrCollisions_ > kSdrCollisionsMax)
+        return false;
+    const u64 mixed = (now * 31 + static_cast<u64>(getpid())) * 0x9e3779b97f4a7c15;
+    dueMs_[kSdrTask] = now + kSdrAgainMs + (mixed >> 32) % (sdrCollisions_ * kSdrAgainMs);
+    return true;
+}
+
 void Worker::EndSdr(ReadStep step, u64 now)
 {
     running_[kSdrTask] = false;
+    if (SdrCollided(step, now))
+        return;
     dueMs_[kSdrTask] = now + settings_.sdrMs;
     const bool was = sdrKnown_;
     const bool settled = sdrSettled_;

@@ -108,6 +108,7 @@ private:
     u32 StepTasks(u64 now);
     bool IsReady(Task task) const;
     void StepTask(Task task, u64 now);
+    bool SdrCollided(ReadStep step, u64 now);
     void EndSdr(ReadStep step, u64 now);
     void EndSensors(u64 now);
     void EndLog(ReadStep step, u64 now);
@@ -185,6 +186,7 @@ private:
     bool powerGiven_ = false;
     bool sdrKnown_ = false;
     bool sdrSettled_ = false;  // it is known, or known not to be had
+    u32 sdrCollisions_ = 0;    // readings in a row that other readers spoilt
     bool logGiven_ = false;
     bool identityKnown_ = false;
 

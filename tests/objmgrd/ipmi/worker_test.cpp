@@ -240,6 +240,37 @@ TEST_F(WorkerTest, ASupplyWithoutASensorsEntityIsTheNthFru)
     EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=2", "PowerSupplyWattage"), "1100");
 }
 
+// ipmi-sensors and its like reserve the records too, and end our reservation each time.
+TEST_F(WorkerTest, RecordsThatOthersReadAtTheSameTimeAreReadInTheEnd)
+{
+    machine_.readMost = 16;
+    u32 left = 100;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr && left > 0) {
+            --left;
+            ++machine_.reservation;
+        }
+        return false;
+    };
+    RunFor(5000);
+    EXPECT_EQ(left, 0u);
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n");
+}
+
+TEST_F(WorkerTest, RecordsThatCannotBeReservedAreSaidNotToBeHad)
+{
+    machine_.readMost = 16;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr)
+            ++machine_.reservation;
+        return false;
+    };
+    RunFor(30000);
+    EXPECT_EQ(lines_, "BMC bmc: the sensor records cannot be read: completion code 0xC5\n");
+    EXPECT_EQ(Power(), "ON");
+}
+
 TEST_F(WorkerTest, ABmcWithLittleServesWhatItHas)
 {
     machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
