@@ -1,5 +1,6 @@
 // administrator_guide_test.cpp -- docs/administrator.md beside the program that it describes.
 #include "ipmi/ipmi_tools.h"
+#include "support/emulation.h"
 #include "support/program.h"
 
 #include <algorithm>
@@ -205,7 +206,8 @@ TEST_F(Guide, WordsThatCanBeChosenAreThoseOfTheProgram)
 
 TEST_F(Guide, LogLinesAreInTheProgram)
 {
-    const std::string program = ReadText(OBJMGRD_IPMI);
+    // Under emulation OBJMGRD_IPMI is the script beside it.
+    const std::string program = ReadText(kEmulated ? OBJMGRD_IPMI ".target" : OBJMGRD_IPMI);
     size_t lines = 0;
     for (const Fields &row : TableUnder("When something fails")) {
         ASSERT_EQ(row.size(), 3u) << row[0];
