@@ -11,4 +11,5 @@ need $PACKAGES_BUILD $PACKAGES_TEST
 quietly cmake -S "$top" -B "$build" -G Ninja
 quietly cmake --build "$build"
 cd "$build"
-exec ctest --output-on-failure -j "$(nproc)" "$@"
+# Many tests wait for time to pass.
+exec ctest --output-on-failure -j "$(($(nproc) * 2))" "$@"
