@@ -292,23 +292,11 @@ void Reader::ReadTop(const toml::table &top)
 bool IpmiSettingsParse(std::string_view text, IpmiSettings *settings, std::vector<FileNote> *notes)
 {
     *settings = IpmiSettings();
-    const toml::parse_result parsed = toml::parse(text);
-    if (!parsed) {
-        const toml::source_position place = parsed.error().source().begin;
-        FileNote note;
-        note.line = place.line;
-        note.column = place.column;
-        note.text = StoreSafeText(std::string(parsed.error().description()));
-        notes->push_back(std::move(note));
-        return false;
-    }
-    const size_t first = notes->size();
     Reader reader(settings, notes);
-    reader.ReadTop(parsed.table());
-    FileNotesSort(notes, first);
-    if (!reader.Right())
-        *settings = IpmiSettings();
-    return reader.Right();
+    if (TomlRead(text, &reader, notes))
+        return true;
+    *settings = IpmiSettings();
+    return false;
 }
 
 bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings, std::vector<FileNote> *notes)

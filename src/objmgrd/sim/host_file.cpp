@@ -627,23 +627,11 @@ void Reader::ReadMethodKey(const toml::key &name, const toml::node &node, HostMe
 bool HostFileParse(std::string_view text, Host *host, std::vector<FileNote> *notes)
 {
     *host = Host();
-    const toml::parse_result parsed = toml::parse(text);
-    if (!parsed) {
-        const toml::source_position place = parsed.error().source().begin;
-        FileNote note;
-        note.line = place.line;
-        note.column = place.column;
-        note.text = StoreSafeText(std::string(parsed.error().description()));
-        notes->push_back(std::move(note));
-        return false;
-    }
-    const size_t first = notes->size();
     Reader reader(host, notes);
-    reader.ReadTop(parsed.table());
-    FileNotesSort(notes, first);
-    if (!reader.Right())
-        *host = Host();
-    return reader.Right();
+    if (TomlRead(text, &reader, notes))
+        return true;
+    *host = Host();
+    return false;
 }
 
 bool HostFileRead(const std::string &file, Host *host, std::vector<FileNote> *notes)
