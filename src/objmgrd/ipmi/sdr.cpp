@@ -44,8 +44,8 @@ std::string NameOr(const std::string &name, u8 number)
     return text;
 }
 
-// Bytes 6 to 10 and 13, 14 are the same in full and compact records.
-SdrSensor Common(const u8 *record)
+// Bytes 6 to 10 are the same in every record of a sensor: whose it is.
+SdrSensor Owned(const u8 *record)
 {
     SdrSensor sensor;
     sensor.owner = record[5];
@@ -54,6 +54,13 @@ SdrSensor Common(const u8 *record)
     sensor.number = record[7];
     sensor.entityId = record[8];
     sensor.entityInstance = record[9];
+    return sensor;
+}
+
+// Bytes 13 and 14 besides in full and compact records.
+SdrSensor Common(const u8 *record)
+{
+    SdrSensor sensor = Owned(record);
     sensor.type = record[12];
     sensor.eventType = record[13];
     sensor.unit1 = record[20];
@@ -150,13 +157,7 @@ void AddCompact(SdrRepository *repository, const u8 *record, size_t size)
 
 void AddEventOnly(SdrRepository *repository, const u8 *record, size_t size)
 {
-    SdrSensor sensor;
-    sensor.owner = record[5];
-    sensor.lun = record[6] & 0x3;
-    sensor.channel = record[6] >> 4;
-    sensor.number = record[7];
-    sensor.entityId = record[8];
-    sensor.entityInstance = record[9];
+    SdrSensor sensor = Owned(record);
     sensor.type = record[10];
     sensor.eventType = record[11];
     AddShared(&repository->eventsOnly, sensor, NameAt(record, size, kEventOnlySize - 1),
