@@ -626,8 +626,10 @@ void StoreWriter::Close()
         return;
     Abort();
     const bool locked = !state_->store.name.empty();
-    if (state_->published)
+    if (state_->published) {
         unlink(state_->PathTo(kStoreLinkName).c_str());
+        state_->CountStore();  // when it fails the lock that goes free says it a little later
+    }
     state_->RemoveStore(&state_->store);
     if (locked)
         state_->RemoveStoresBut(std::string());

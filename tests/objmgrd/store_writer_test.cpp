@@ -247,6 +247,21 @@ TEST(StoreWriter, EveryChangeOfTheStoreInUseIsCounted)
     }
 }
 
+TEST(StoreWriter, EndOfTheStoreInUseIsCounted)
+{
+    TestDirectory directory;
+    StoreWriter writer;
+    ASSERT_EQ(writer.Open(directory.Path()), 0);
+    EXPECT_EQ(CountIn(directory.Path()), 1u);
+    writer.Close();  // no client has seen it
+    EXPECT_EQ(CountIn(directory.Path()), 1u);
+    ASSERT_EQ(writer.Open(directory.Path()), 0);
+    ASSERT_EQ(writer.Publish(), 0);
+    EXPECT_EQ(CountIn(directory.Path()), 3u);
+    writer.Close();
+    EXPECT_EQ(CountIn(directory.Path()), 4u);
+}
+
 TEST(StoreWriter, OpenTwiceIsBusy)
 {
     TestDirectory directory;
