@@ -271,8 +271,8 @@ TEST(HostFile, NumbersAreFrom1To65535)
     EXPECT_TRUE(Read("[[OEM_QARN_Sensor]]\nIndex = 1\n").right);
     EXPECT_TRUE(Read("[[OEM_QARN_Sensor]]\nIndex = 65535\n").right);
     EXPECT_TRUE(Read("[[OEM_QARN_Sensor]]\nIndex = \"65535\"\n").right);
-    for (const char *bad : {"0", "65536", "-1", "\"\"", "\"0\"", "\"03\"", "\"65536\"", "\"x\"",
-                            "\"4294967297\"", "{ text = \"0\", status = 1 }"}) {
+    for (const char *bad :
+         {"0", "65536", "-1", "\"\"", "\"0\"", "\"03\"", "\"65536\"", "\"x\"", "\"4294967297\""}) {
         const Read read(std::string("[[OEM_QARN_Sensor]]\nIndex = ") + bad + "\n");
         EXPECT_FALSE(read.right) << bad;
         EXPECT_EQ(read.notes, "h:2:9: Index is a number from 1 to 65535\n") << bad;
@@ -429,7 +429,7 @@ TEST(HostFile, AStatusForSomeCallsIsARowOfThePlan)
                     "PowerSupplyWattage = { text = 750, status = 1, to = 4294967295 }\n"
                     "[[OEM_QARN_PowerSupply]]\nPowerSupplyWattage = { text = \"\", status = 7 }\n"
                     "[[OEM_QARN_PowerSupply]]\nstatus = 6\nstatus_to = 2\n");
-    EXPECT_EQ(read.notes, "");
+    EXPECT_TRUE(read.right);
     EXPECT_EQ(read.Plan(),
               "read 1: 2-4294967295 2 OEM_QARN_System PowerStatus\n"
               "read 2: 2-4 9 OEM_QARN_LogRecord.LogName=SEL,RecordNum=1 Timestamp\n"
@@ -442,6 +442,36 @@ TEST(HostFile, AStatusForSomeCallsIsARowOfThePlan)
     EXPECT_EQ(read.Value(kRecord1, kDigits), "20240102030405");
     EXPECT_EQ(read.Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "750");
     EXPECT_EQ(read.StatusOf("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2"), 0u);
+}
+
+TEST(HostFile, AStatusForCallsThatTheShellNeverMakesIsWorthAWarning)
+{
+    static constexpr char kByValue[] =
+        " value by value and never sees this: give the status to a property\n";
+    for (const std::string name : {"OEM_QARN_System", "OEM_QARN_MessageLog"}) {
+        const Read read("[" + name + "]\nstatus = 1\nstatus_from = 2\n");
+        EXPECT_TRUE(read.right) << name;
+        EXPECT_EQ(read.notes, "h:2:10: warning: the shell reads " + name + kByValue);
+        EXPECT_EQ(Read("[" + name + "]\nstatus = 1\n").notes, "") << name;
+        EXPECT_EQ(Read("[" + name + "]\nName = { text = \"SEL\", status = 1 }\n")
+                      .notes.find("never sees this"),
+                  std::string::npos)
+            << name;
+    }
+    static constexpr char kAtOnce[] =
+        " at once and never sees this: give the row status_from or status_to\n";
+    for (const auto &[name, property] :
+         {std::pair<std::string, std::string>{"LogRecord", "Description"},
+          {"Sensor", "Reading"},
+          {"PowerSupply", "PowerSupplyWattage"}}) {
+        const std::string row = "[[OEM_QARN_" + name + "]]\n";
+        const Read read(row + property + " = { text = \"a\", status = 1, to = 2 }\n");
+        EXPECT_TRUE(read.right) << name;
+        EXPECT_EQ(read.notes, "h:2:" + std::to_string(property.size() + 4) +
+                                  ": warning: the shell reads a whole OEM_QARN_" + name + kAtOnce);
+        EXPECT_EQ(Read(row + property + " = { status = 1 }\n").notes, "") << name;
+        EXPECT_EQ(Read(row + "status = 1\nstatus_to = 2\n").notes, "") << name;
+    }
 }
 
 TEST(HostFile, AStatusForSomeCallsMustBeWhole)
@@ -465,9 +495,9 @@ TEST(HostFile, AStatusForSomeCallsMustBeWhole)
               "h:2:21: unknown key \"staus\" (known: text, status, from, to)\n");
     EXPECT_EQ(Read("[OEM_QARN_System]\nstatus_from = 1\n").notes,
               "h:1:1: status_from and status_to need a status\n");
-    EXPECT_EQ(Read("[OEM_QARN_System]\nstatus = 1\nstatus_from = 2\nstatus_to = 1\n").notes,
+    EXPECT_EQ(Read("[[OEM_QARN_Sensor]]\nstatus = 1\nstatus_from = 2\nstatus_to = 1\n").notes,
               "h:2:10: the range of calls ends before it begins\n");
-    EXPECT_EQ(Read("[OEM_QARN_System]\nstatus = 1\nstatus_from = 0\n").notes,
+    EXPECT_EQ(Read("[[OEM_QARN_Sensor]]\nstatus = 1\nstatus_from = 0\n").notes,
               "h:3:15: status_from is a number from 1 to 4294967295\n");
 }
 
@@ -477,7 +507,9 @@ TEST(HostFile, ThereCanBe16StatusesForSomeCalls)
     EXPECT_TRUE(Read(Repeat(row, 16)).right);
     const Read read(Repeat(row, 17));
     EXPECT_FALSE(read.right);
-    EXPECT_EQ(read.notes, "h:50:10: there can be 16 statuses for some calls, not more\n");
+    EXPECT_EQ(read.notes,
+              "h:50:10: there can be 16 statuses for counted calls (a text with a status, "
+              "status_from, status_to), not more\n");
 }
 
 TEST(HostFile, FaultsOfTheClientBecomeThePlan)

@@ -204,7 +204,8 @@ private:
 
     void ReadClass(const ClassRow &row, const toml::node &node);
     void ReadInstance(const ClassRow &row, const toml::table &table);
-    void ReadInstanceStatus(const toml::table &table, const std::string &key, Instance *out);
+    void ReadInstanceStatus(const ClassRow &row, const toml::table &table, const std::string &key,
+                            Instance *out);
     std::string ReadKey(const ClassRow &row, const toml::table &table);
     u32 ReadRowNumber(const ClassRow &row, const toml::table &table);
     void ReadProperty(const ClassRow &row, const toml::key &name, const toml::node &node,
@@ -391,7 +392,7 @@ void Reader::ReadInstance(const ClassRow &row, const toml::table &table)
 {
     HostInstance host;
     host.key = ReadKey(row, table);
-    ReadInstanceStatus(table, host.key, &host.instance);
+    ReadInstanceStatus(row, table, host.key, &host.instance);
     for (const auto &[name, node] : table) {
         if (!IsOneOf(kInstanceKeys, name.str()))
             ReadProperty(row, name, node, host.key, &host.instance);
@@ -437,7 +438,8 @@ u32 Reader::ReadRowNumber(const ClassRow &row, const toml::table &table)
     return number;
 }
 
-void Reader::ReadInstanceStatus(const toml::table &table, const std::string &key, Instance *out)
+void Reader::ReadInstanceStatus(const ClassRow &row, const toml::table &table,
+                                const std::string &key, Instance *out)
 {
     CallRange range;
     bool someCalls = false;
@@ -453,10 +455,15 @@ void Reader::ReadInstanceStatus(const toml::table &table, const std::string &key
     if (!ReadNumber(*status, "status", 1, kNumberMax, &number))
         return;
     CheckRange(range, *status);
-    if (someCalls)
-        AddReadFault(*status, range, number, key);
-    else
+    if (!someCalls) {
         out->status = number;
+        return;
+    }
+    if (!row.rows)
+        Note(status->source(), true,
+             "the shell reads " + std::string(row.name) +
+                 " value by value and never sees this: give the status to a property");
+    AddReadFault(*status, range, number, key);
 }
 
 void Reader::ReadProperty(const ClassRow &row, const toml::key &name, const toml::node &node,
@@ -479,6 +486,10 @@ void Reader::ReadProperty(const ClassRow &row, const toml::key &name, const toml
         Fault(node.source(), property + " is always \"SEL\"");
         return;
     }
+    if (value.someCalls && row.rows)
+        Note(node.source(), true,
+             "the shell reads a whole " + std::string(row.name) +
+                 " at once and never sees this: give the row status_from or status_to");
     if (value.someCalls)
         AddReadFault(node, value.range, value.status, key + " " + property);
     const CimStatus status = value.someCalls ? kCimOk : value.status;
@@ -507,7 +518,8 @@ void Reader::AddReadFault(const toml::node &node, const CallRange &range, CimSta
 {
     if (readFaults_ == kFaultReadRowsMax) {
         Fault(node.source(), "there can be " + std::to_string(kFaultReadRowsMax) +
-                                 " statuses for some calls, not more");
+                                 " statuses for counted calls (a text with a status, "
+                                 "status_from, status_to), not more");
         return;
     }
     ++readFaults_;

@@ -16,7 +16,9 @@
 // where a text is a string or an integer. Calls are counted from 1 in each client process; `from`
 // alone goes on for ever, `to` alone begins with the first, neither is every call. `status` as a
 // key of an instance is no property but the CIM status of the instance as a whole. With status_from
-// or status_to the instance is served and only calls K to L of GetInstance answer it.
+// or status_to the instance is served and only calls K to L of GetInstance answer it. The shell
+// reads the classes of one table by GetPropertyValue alone and those of rows by GetInstance alone:
+// a status for calls that it never makes is worth a warning.
 //
 // RecordNum, Index and PowerSupplyIndex are the numbers in the paths of their rows: from 1 to
 // 65535, no two alike, gaps allowed; a row without one gets 1, or one more than the row before.
