@@ -2,7 +2,8 @@
 //
 // Reads go straight to the service's store: one environment per process, opened at the first
 // need, and one read transaction per connection that Close resets and Open renews. So Open costs
-// one system call (is the service alive) and a read none. Only methods cross the socket.
+// one system call (is the service alive) at most once a millisecond and a read none. Only methods
+// cross the socket.
 //
 // The shell asks for the same few sensors over and over. While the store has not changed, what was
 // found for a path is remembered from one connection to the next; a change of the store, which is
@@ -60,9 +61,10 @@ struct Connection {
 static constexpr size_t kRememberedPathMax = 47;
 static constexpr u32 kRememberedBits = 9;  // paths that share a place only cost look-ups
 
-// What was found for a path. 40 kB in all, of which only pages in use cost memory.
+// What was found for a path. 44 kB in all, of which only pages in use cost memory.
 struct RememberedInstance {
-    u64 snapshot;  // where it was found; 0: nowhere yet
+    u64 snapshot;              // where it was found; 0: nowhere yet
+    RememberedInstance *next;  // what was asked for after it the last time, or null
     FoundInstance found;
     char path[kRememberedPathMax + 1];
 };
@@ -77,6 +79,7 @@ static size_t sDirectoryLength;    // 0: not read yet, or of no use
 static MDB_env *sEnv;
 static MDB_dbi sDbi;
 static int sAliveFd = -1;
+static u64 sAliveAtMs;                   // when the service was last seen alive; 0: never
 static const volatile u32 *sStoreCount;  // the one in the alive file; null: not mapped
 static u32 sOpenedStore;                 // what it was when the store was opened
 static Connection sConnections[kObjMgrMaxConnections];
@@ -85,6 +88,7 @@ static u64 sSnapshot;                     // number of the newest snapshot; 0: n
 static u64 sSnapshotBeatMs;               // the heartbeat in it
 static size_t sSnapshotTxnId = SIZE_MAX;  // its transaction; SIZE_MAX: of no store that is open
 static RememberedInstance sRemembered[1u << kRememberedBits];
+static RememberedInstance *sLastFound = sRemembered;  // the one asked for before, at first any
 
 static u64 NowMs()
 {
@@ -126,13 +130,18 @@ static const char *Directory()
     return sDirectory;
 }
 
-// Only a write lock counts: a reader of the file could place no other than a read lock.
-static bool ServiceIsAlive()
+// Only a write lock counts: a reader of the file could place no other than a read lock. One command
+// opens thousands of connections, so within a millisecond the answer stays.
+static bool ServiceIsAlive(u64 nowMs)
 {
+    if (sAliveAtMs == nowMs)
+        return true;
     struct flock lock = {};
     lock.l_type = F_RDLCK;
     lock.l_whence = SEEK_SET;
-    return fcntl(sAliveFd, F_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
+    const bool alive = fcntl(sAliveFd, F_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
+    sAliveAtMs = alive ? nowMs : 0;
+    return alive;
 }
 
 // ---- the environment ----
@@ -159,6 +168,7 @@ static void CloseStore()
     if (sStoreCount != nullptr)
         munmap(const_cast<u32 *>(sStoreCount), sizeof(*sStoreCount));
     sStoreCount = nullptr;
+    sAliveAtMs = 0;
     CloseFd(&sAliveFd);
 }
 
@@ -197,11 +207,11 @@ static bool OpenEnvironment()
 }
 
 // A file that is too short belongs to a service that has only just begun.
-static bool OpenAliveFile()
+static bool OpenAliveFile(u64 nowMs)
 {
     struct stat info;
     sAliveFd = open(PathTo(kStoreAliveName), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (sAliveFd < 0 || !ServiceIsAlive() || fstat(sAliveFd, &info) != 0 ||
+    if (sAliveFd < 0 || !ServiceIsAlive(nowMs) || fstat(sAliveFd, &info) != 0 ||
         info.st_size < static_cast<off_t>(sizeof(*sStoreCount)))
         return false;
     void *mapped = mmap(nullptr, sizeof(*sStoreCount), PROT_READ, MAP_SHARED, sAliveFd, 0);
@@ -213,13 +223,13 @@ static bool OpenAliveFile()
 }
 
 // The environment of a dead service is not even opened: nobody keeps its lock file in order.
-static bool OpenStore()
+static bool OpenStore(u64 nowMs)
 {
     if (!FindDirectory())
         return false;
     // The service may replace the store between two of these steps: then once more.
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const bool alive = OpenAliveFile();
+        const bool alive = OpenAliveFile(nowMs);
         if (alive && OpenEnvironment() && *sStoreCount == sOpenedStore)
             return true;
         CloseStore();
@@ -231,15 +241,15 @@ static bool OpenStore()
 
 // Makes the store in use the one that is open. While another connection is open its snapshot must
 // stay, so the process keeps the old store until then and the heartbeat there decides.
-static bool RefreshStore()
+static bool RefreshStore(u64 nowMs)
 {
     if (sEnv == nullptr)
-        return OpenStore();
-    const bool alive = ServiceIsAlive();
+        return OpenStore(nowMs);
+    const bool alive = ServiceIsAlive(nowMs);
     if (sOpenConnections > 0 || (alive && *sStoreCount == sOpenedStore))
         return alive;
     CloseStore();  // also when nothing takes its place: its memory stays in use while it is open
-    return OpenStore();
+    return OpenStore(nowMs);
 }
 
 // ---- connections ----
@@ -256,7 +266,7 @@ static int BeginSnapshot(Connection *connection)
 
 // A transaction that cannot be renewed (its reader slot was given away, the map has another size)
 // is worth one new environment.
-static bool TakeSnapshot(Connection *connection)
+static bool TakeSnapshot(Connection *connection, u64 nowMs)
 {
     if (BeginSnapshot(connection) == 0)
         return true;
@@ -265,7 +275,7 @@ static bool TakeSnapshot(Connection *connection)
     connection->txn = nullptr;
     if (sOpenConnections == 0) {
         CloseStore();
-        if (!OpenStore())
+        if (!OpenStore(nowMs))
             return false;
     }
     return BeginSnapshot(connection) == 0;
@@ -299,11 +309,10 @@ static bool NumberSnapshot(Connection *connection)
 }
 
 // A heartbeat from the future is not of this boot.
-static bool HeartbeatIsFresh()
+static bool HeartbeatIsFresh(u64 nowMs)
 {
-    const u64 now = NowMs();
-    return now >= sSnapshotBeatMs ? now - sSnapshotBeatMs <= kHeartbeatLimitMs
-                                  : sSnapshotBeatMs - now <= kHeartbeatLimitMs;
+    return nowMs >= sSnapshotBeatMs ? nowMs - sSnapshotBeatMs <= kHeartbeatLimitMs
+                                    : sSnapshotBeatMs - nowMs <= kHeartbeatLimitMs;
 }
 
 static Connection *FreeConnection()
@@ -337,12 +346,13 @@ static u32 Open(ObjMgrHandle *handle)
         return 1;
     *handle = 0;
     // The plan of faults comes with the store, and every call counts there.
-    const bool present = RefreshStore();
+    const u64 nowMs = NowMs();
+    const bool present = RefreshStore(nowMs);
     const bool fault = FaultsHit(FaultPoint::Open);
     Connection *connection = FreeConnection();
-    if (!present || fault || connection == nullptr || !TakeSnapshot(connection))
+    if (!present || fault || connection == nullptr || !TakeSnapshot(connection, nowMs))
         return 1;
-    if (!NumberSnapshot(connection) || !HeartbeatIsFresh()) {
+    if (!NumberSnapshot(connection) || !HeartbeatIsFresh(nowMs)) {
         mdb_txn_reset(connection->txn);
         return 1;
     }
@@ -412,34 +422,64 @@ static RememberedInstance *PlaceFor(const char *path, size_t length)
     return &sRemembered[end * 0x9e3779b97f4a7c15 >> (64 - kRememberedBits)];  // Fibonacci hashing
 }
 
-// What a path leads to: remembered, or looked up now into *fresh. Nothing is remembered while a
-// plan of faults has to count every read, nor is kCimFailed: that is no answer and may be another
-// the next time.
-static const FoundInstance *Find(const Connection *connection, const char *path,
-                                 const char *property, FoundInstance *fresh)
+// Notes that `place` is asked for now. Returns what was found for it.
+static const FoundInstance *Follow(RememberedInstance *place)
 {
+    sLastFound->next = place;
+    sLastFound = place;
+    return &place->found;
+}
+
+// What a path leads to when it is not the one that was to be expected, until the next call. Nothing
+// is remembered while a plan of faults has to count every read, nor is kCimFailed: that is no
+// answer and may be another the next time. Apart from Find, whose every instruction counts.
+__attribute__((noinline)) static const FoundInstance *
+FindElsewhere(const Connection *connection, const char *path, const char *property)
+{
+    static FoundInstance fresh;
     const size_t length = path != nullptr ? strlen(path) : 0;
     RememberedInstance *place = FaultsPlanReads() ? nullptr : PlaceFor(path, length);
     if (place != nullptr && place->snapshot == connection->snapshot &&
         memcmp(place->path, path, length + 1) == 0)
-        return &place->found;
-    *fresh = LookUp(connection, path, property);
-    if (place != nullptr && fresh->status != kCimFailed) {
-        place->snapshot = connection->snapshot;
-        place->found = *fresh;
-        memcpy(place->path, path, length + 1);
-    }
-    return fresh;
+        return Follow(place);
+    fresh = LookUp(connection, path, property);
+    if (place == nullptr || fresh.status == kCimFailed)
+        return &fresh;
+    place->snapshot = connection->snapshot;
+    place->found = fresh;
+    memcpy(place->path, path, length + 1);
+    return Follow(place);
+}
+
+// What a path leads to, until the next call. property: null for GetInstance. The shell walks the
+// same lists again and again: most of the time the path is the one that came after the last one
+// before.
+static inline const FoundInstance *Find(const Connection *connection, const char *path,
+                                        const char *property)
+{
+    RememberedInstance *next = sLastFound->next;
+    if (next == nullptr || path == nullptr || FaultsPlanReads() ||
+        next->snapshot != connection->snapshot || strcmp(next->path, path) != 0)
+        return FindElsewhere(connection, path, property);
+    sLastFound = next;
+    return &next->found;
+}
+
+// The form with digits where there is one. Apart from FindText, whose every instruction counts.
+__attribute__((noinline)) static StoreText FindDigits(const FoundInstance *found,
+                                                      const char *property)
+{
+    const StoreText digits = StoreFindDigits(found->record, found->recordSize, property);
+    if (digits.text != nullptr)
+        return digits;
+    return StoreFindProperty(found->record, found->recordSize, property);
 }
 
 // The text of a property, in the form that the path asked for.
 static inline StoreText FindText(const FoundInstance *found, const char *property)
 {
-    if (found->timestampDigits) {
-        const StoreText digits = StoreFindDigits(found->record, found->recordSize, property);
-        if (digits.text != nullptr)
-            return digits;
-    }
+    if (found->timestampDigits)
+        return FindDigits(found, property);
     return StoreFindProperty(found->record, found->recordSize, property);
 }
 
@@ -467,8 +507,7 @@ static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrI
     const Connection *connection = FindConnection(handle);
     if (connection == nullptr)
         return kCimFailed;
-    FoundInstance fresh;
-    const FoundInstance *found = Find(connection, path, nullptr, &fresh);
+    const FoundInstance *found = Find(connection, path, nullptr);
     if (found->status != kCimOk)
         return found->status;
     instance->handle = handle;
@@ -493,8 +532,7 @@ static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const c
         return kCimFailed;
     if (property == nullptr || buffer == nullptr || size == 0)
         return kCimInvalidParameter;
-    FoundInstance fresh;
-    const FoundInstance *found = Find(connection, path, property, &fresh);
+    const FoundInstance *found = Find(connection, path, property);
     if (found->status != kCimOk)
         return found->status;
     const StoreText value = FindText(found, property);
@@ -657,6 +695,6 @@ static const ObjMgrInterface kInterface = {
 const ObjMgrInterface *ObjMgrGetInterface()
 {
     if (sEnv == nullptr)
-        OpenStore();  // for the plan of faults; without a store it is Open that fails
+        OpenStore(NowMs());  // for the plan of faults; without a store it is Open that fails
     return FaultsHit(FaultPoint::Interface) ? nullptr : &kInterface;
 }

@@ -22,14 +22,14 @@ struct ReadRow {
 
 // In the order of FaultPoint.
 static constexpr const char *kPointNames[] = {"interface", "open", "init_instance"};
-static constexpr u32 kPoints = sizeof(kPointNames) / sizeof(kPointNames[0]);
-static_assert(static_cast<u32>(FaultPoint::InitInstance) == kPoints - 1, "one name per point");
+static_assert(sizeof(kPointNames) / sizeof(kPointNames[0]) == kFaultPoints &&
+                  static_cast<u32>(FaultPoint::InitInstance) == kFaultPoints - 1,
+              "one name per point");
 
-static CallRange sPoints[kPoints];
-static u32 sPointCalls[kPoints];
+FaultPointPlan gFaultPoints[kFaultPoints];
 static ReadRow sReads[kFaultReadRowsMax];
 static u32 sReadCalls[kFaultReadRowsMax];
-static u32 sReadRows;
+u32 gFaultReadRows;
 
 // The plan's texts are taken apart by these, each moving *text behind what it took.
 
@@ -93,9 +93,15 @@ static bool ParseReadRow(const char *text, ReadRow *row)
     return *text == '\0';
 }
 
-static bool ParsePoint(const char *text, CallRange *range)
+// A plan that is malformed, or null, is none. The calls made so far stay.
+static void LoadPoint(const char *text, FaultPointPlan *plan)
 {
-    return TakeRange(&text, range) && *text == '\0';
+    CallRange range;
+    const bool planned = text != nullptr && TakeRange(&text, &range) && *text == '\0';
+    plan->first = planned ? range.from : 0;
+    plan->count = planned ? range.to - plan->first + 1 : 0;
+    if (planned && range.to == UINT32_MAX)
+        plan->count = UINT64_MAX - plan->first;  // for ever
 }
 
 // The text of a row, empty (and so malformed) when it has a status; null when there is none.
@@ -112,19 +118,16 @@ void FaultsLoad(const void *record, size_t size)
         record = &kNoPlan;
         size = sizeof(kNoPlan);
     }
-    for (u32 i = 0; i < kPoints; ++i) {
-        const char *text = RowText(record, size, kPointNames[i]);
-        if (text == nullptr || !ParsePoint(text, &sPoints[i]))
-            sPoints[i] = {0, 0};
-    }
-    for (sReadRows = 0; sReadRows < kFaultReadRowsMax; ++sReadRows) {
+    for (u32 i = 0; i < kFaultPoints; ++i)
+        LoadPoint(RowText(record, size, kPointNames[i]), &gFaultPoints[i]);
+    for (gFaultReadRows = 0; gFaultReadRows < kFaultReadRowsMax; ++gFaultReadRows) {
         char name[16];
-        snprintf(name, sizeof(name), "read %u", sReadRows + 1);
+        snprintf(name, sizeof(name), "read %u", gFaultReadRows + 1);
         const char *text = RowText(record, size, name);
         if (text == nullptr)
             return;
-        if (!ParseReadRow(text, &sReads[sReadRows]))
-            sReads[sReadRows].range = {0, 0};
+        if (!ParseReadRow(text, &sReads[gFaultReadRows]))
+            sReads[gFaultReadRows].range = {0, 0};
     }
 }
 
@@ -135,23 +138,12 @@ static bool CountCall(const CallRange &range, u32 *calls)
     return range.from > 0 && *calls >= range.from && *calls <= range.to;
 }
 
-bool FaultsHit(FaultPoint point)
-{
-    const u32 i = static_cast<u32>(point);
-    return CountCall(sPoints[i], &sPointCalls[i]);
-}
-
-bool FaultsPlanReads()
-{
-    return sReadRows > 0;
-}
-
 CimStatus FaultsReadStatus(const char *key, const char *property)
 {
     if (property == nullptr)
         property = "";
     CimStatus status = kCimOk;
-    for (u32 i = 0; i < sReadRows; ++i) {
+    for (u32 i = 0; i < gFaultReadRows; ++i) {
         const ReadRow &row = sReads[i];
         if (row.range.from == 0 || strcmp(row.key, key) != 0 || strcmp(row.property, property) != 0)
             continue;

@@ -28,11 +28,31 @@ constexpr u32 kFaultReadRowsMax = 16;
 // passed over. The counts of earlier calls are kept, so that a restarted service goes on.
 void FaultsLoad(const void *record, size_t size);
 
+// One operation: `count` calls from number `first` on are to fail.
+struct FaultPointPlan {
+    u64 calls;  // made so far
+    u64 first;
+    u64 count;  // 0: none
+};
+constexpr u32 kFaultPoints = 3;
+
+// The plan in use, for the two functions below: they are on the way of every read, which costs
+// less than calling them would. Only faults.cpp and these write to it.
+extern FaultPointPlan gFaultPoints[kFaultPoints];
+extern u32 gFaultReadRows;
+
 // True when this call of `point` is to fail; counts it.
-bool FaultsHit(FaultPoint point);
+inline bool FaultsHit(FaultPoint point)
+{
+    FaultPointPlan &plan = gFaultPoints[static_cast<u32>(point)];
+    return ++plan.calls - plan.first < plan.count;
+}
 
 // True when the plan has rows for reads, so that FaultsReadStatus has to see every one of them.
-bool FaultsPlanReads();
+inline bool FaultsPlanReads()
+{
+    return gFaultReadRows > 0;
+}
 
 // The status that this read is to answer, or kCimOk for the true answer; counts it. property is
 // null for GetInstance. `key` is the canonical path.

@@ -5,8 +5,8 @@
 //              environment (data.mdb, lock.mdb) that the service builds anew at every start and
 //              switches to atomically by replacing the link
 //   alive      a file on which the running service holds a POSIX write lock: a free lock is a
-//              dead service, seen at once. Its first four bytes are a u32 that counts up whenever
-//              another store, or none, is in use: a client maps it and so sees a change without
+//              dead service. Its first four bytes are a u32 that counts up whenever another
+//              store, or none, is in use: a client maps it and so sees a change at once, without
 //              asking the system
 //   socket     the service's local socket, SOCK_SEQPACKET (objmgr/protocol.h)
 //
@@ -30,12 +30,15 @@
 
 #include "objmgr/objmgr.h"
 
+#include <string.h>
+
 constexpr char kStoreLinkName[] = "store";
 constexpr char kStoreAliveName[] = "alive";
 constexpr char kStoreSocketName[] = "socket";
 constexpr char kStoreHeartbeatKey[] = ".heartbeat";
 constexpr char kStoreFaultsKey[] = ".faults";
 constexpr char kStoreTimestampSuffix[] = ";YYYYMMDDHHMMSS";
+constexpr size_t kStoreTimestampSuffixLength = sizeof(kStoreTimestampSuffix) - 1;
 
 // The directory used when ZOROBJMGR is not set.
 constexpr char kObjMgrDefaultDir[] = "/run/zor/objmgr";
@@ -75,9 +78,80 @@ struct StoreText {
 // Finds a property by name (case matters) in a record that StoreCheckRecord has found right. There
 // is none by the name of null, nor by an empty one. A form with digits has no name of its own and
 // is not found here.
-StoreText StoreFindProperty(const void *record, size_t size, const char *property);
+inline StoreText StoreFindProperty(const void *record, size_t size, const char *property);
 
 // The same for the fourteen-digit form of the property.
 StoreText StoreFindDigits(const void *record, size_t size, const char *property);
+
+// ---- how StoreFindProperty does it: here, since one command can call it a million times ----
+
+// One property of a record, where it lies.
+struct StoreProperty {
+    const char *name;
+    size_t nameLength;
+    const char *text;
+    size_t textLength;
+};
+
+// The property whose head is at `at`.
+inline StoreProperty StorePropertyAt(const char *at)
+{
+    u16 textLength;
+    memcpy(&textLength, at + sizeof(CimStatus), sizeof(textLength));
+    const size_t nameLength = static_cast<u8>(at[kStorePropertyHeadSize - 1]);
+    const char *name = at + kStorePropertyHeadSize;
+    return {name, nameLength, name + nameLength + 1, textLength};
+}
+
+inline const char *StoreFirstOf(const void *record)
+{
+    return static_cast<const char *>(record) + sizeof(CimStatus);
+}
+
+inline const char *StoreEndOf(const StoreProperty &property)
+{
+    return property.text + property.textLength + 1;
+}
+
+inline StoreText StoreTextOf(const StoreProperty &property)
+{
+    StoreText found;
+    memcpy(&found.status, property.name - kStorePropertyHeadSize, sizeof(found.status));
+    found.text = found.status == kCimOk ? property.text : property.text + property.textLength;
+    return found;
+}
+
+inline bool StoreIsDigitForm(const StoreProperty &property)
+{
+    return property.nameLength >= kStoreTimestampSuffixLength &&
+           memcmp(property.name + property.nameLength - kStoreTimestampSuffixLength,
+                  kStoreTimestampSuffix, kStoreTimestampSuffixLength) == 0;
+}
+
+// Both end in a NUL. The shell reads short names all the time: less than a call of strcmp costs.
+inline bool StoreIsSameName(const char *a, const char *b)
+{
+    while (*a == *b) {
+        if (*a == '\0')
+            return true;
+        ++a;
+        ++b;
+    }
+    return false;
+}
+
+StoreText StoreFindProperty(const void *record, size_t size, const char *property)
+{
+    if (property == nullptr || *property == '\0')
+        return {kCimNoSuchProperty, nullptr};
+    const char *end = static_cast<const char *>(record) + size;
+    for (const char *at = StoreFirstOf(record); at != end;) {
+        const StoreProperty found = StorePropertyAt(at);
+        if (StoreIsSameName(found.name, property) && !StoreIsDigitForm(found))
+            return StoreTextOf(found);
+        at = StoreEndOf(found);
+    }
+    return {kCimNoSuchProperty, nullptr};
+}
 
 #endif

@@ -88,7 +88,7 @@ bool HostIsOff(const char *powerStatus)
 
 u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
 {
-    alignas(max_align_t) char storage[kSensorStorageSize] = {};
+    alignas(max_align_t) char storage[kSensorStorageSize];  // InitInstance's to fill
     SensorPath path;
     u16 count = 0;
     for (;; path.Next()) {
@@ -125,7 +125,7 @@ u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *p
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return 1;
-    alignas(max_align_t) char storage[kSensorStorageSize] = {};
+    alignas(max_align_t) char storage[kSensorStorageSize];  // InitInstance's to fill
     ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
     if (sensor == nullptr)
         return 1;
@@ -147,7 +147,7 @@ u16 get_num_instances(u32 type, u32 format)
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return 0;
-    char powerStatus[kSensorTextSize] = "";
+    char powerStatus[kSensorTextSize];
     const CimStatus status = connection->GetPropertyValue(
         connection.Handle(), kSystemClass, "PowerStatus", sizeof powerStatus, powerStatus);
     if (status != kCimOk) {
