@@ -52,7 +52,7 @@ struct Connection {
     MDB_txn *txn;  // kept, reset, from one connection to the next; null: not begun yet
     u64 snapshot;  // its number, see NumberSnapshot
     u32 generation;
-    bool open;
+    ObjMgrHandle handle;  // 0: closed
     ObjMgrPrivilege privilege;
 };
 
@@ -318,7 +318,7 @@ static bool HeartbeatIsFresh(u64 nowMs)
 static Connection *FreeConnection()
 {
     for (Connection &connection : sConnections) {
-        if (!connection.open)
+        if (connection.handle == 0)
             return &connection;
     }
     return nullptr;
@@ -337,7 +337,7 @@ static ObjMgrHandle NewHandle(Connection *connection)
 static Connection *FindConnection(ObjMgrHandle handle)
 {
     Connection *connection = &sConnections[handle & kSlotMask];
-    return connection->open && connection->generation == handle >> kSlotBits ? connection : nullptr;
+    return handle != 0 && connection->handle == handle ? connection : nullptr;
 }
 
 static u32 Open(ObjMgrHandle *handle)
@@ -356,8 +356,8 @@ static u32 Open(ObjMgrHandle *handle)
         mdb_txn_reset(connection->txn);
         return 1;
     }
-    *handle = NewHandle(connection);
-    connection->open = true;
+    connection->handle = NewHandle(connection);
+    *handle = connection->handle;
     connection->privilege = {};
     ++sOpenConnections;
     return 0;
@@ -369,7 +369,7 @@ static void Close(ObjMgrHandle handle)
     if (connection == nullptr)
         return;
     mdb_txn_reset(connection->txn);
-    connection->open = false;
+    connection->handle = 0;
     --sOpenConnections;
 }
 
