@@ -148,6 +148,7 @@ u16 get_num_instances(u32 type, u32 format)
     if (!connection.Connect(kUnit, __LINE__))
         return 0;
     char powerStatus[kSensorTextSize];
+    powerStatus[0] = '\0';
     const CimStatus status = connection->GetPropertyValue(
         connection.Handle(), kSystemClass, "PowerStatus", sizeof powerStatus, powerStatus);
     if (status != kCimOk) {
