@@ -20,7 +20,7 @@
 //     Nothing is aligned. Lengths are without the NULs. A property with a non-zero status has an
 //     empty text.
 //   A property name that ends in ";YYYYMMDDHHMMSS" is the fourteen-digit form of the property
-//   before the semicolon. No other name has a semicolon.
+//   before the semicolon.
 // Two records are not instances; their keys begin with a point, as no class name does:
 //   .heartbeat  u64: CLOCK_MONOTONIC in milliseconds when the service last said that it works
 //   .faults     packed like an instance: faults that a simulated host wants its clients to play
@@ -121,12 +121,11 @@ inline StoreText StoreTextOf(const StoreProperty &property)
     return found;
 }
 
-// The semicolon alone tells: comparing the rest would cost every reader of any property.
 inline bool StoreIsDigitForm(const StoreProperty &property)
 {
     return property.nameLength >= kStoreTimestampSuffixLength &&
-           property.name[property.nameLength - kStoreTimestampSuffixLength] ==
-               kStoreTimestampSuffix[0];
+           memcmp(property.name + property.nameLength - kStoreTimestampSuffixLength,
+                  kStoreTimestampSuffix, kStoreTimestampSuffixLength) == 0;
 }
 
 // Both end in a NUL. The shell reads short names all the time: less than a call of strcmp costs.

@@ -25,8 +25,8 @@ constexpr bool RowsStandInCodeOrder(const SmclpErrorOutputRow (&rows)[kSmclpErro
 // place; returns the new length.
 size_t FormatAgain(char *text)
 {
-    size_t to = strcspn(text, "%");
-    for (size_t from = to; text[from] != '\0'; ++from) {
+    size_t to = 0;
+    for (size_t from = 0; text[from] != '\0'; ++from) {
         text[to++] = text[from];
         if (text[from] == '%' && text[from + 1] == '%')
             ++from;
