@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Opens the shell on a simulated server: installs what is missing, builds, runs.
 #
 #   ./run.sh                    the interactive shell

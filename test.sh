@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Builds everything and runs all tests: installs what is missing first. Arguments go to ctest, for
 # example ./test.sh -R LineEditor.
 set -eu

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bench_host.cpp -- generated servers for figures.
 #include "bench_host.h"
 

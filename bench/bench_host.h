@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bench_host.h -- generated servers for figures: any number of sensors and log records.
 #ifndef BENCH_BENCH_HOST_H
 #define BENCH_BENCH_HOST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi.cpp -- the shell on a BMC beside ipmitool and freeipmi's tools on the same one.
 //
 //   bench_ipmi OBJMGRD-IPMI SMCLP SMCLP-LOGIN

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr.cpp -- what the shell's requests to the object manager cost, on the store in ZOROBJMGR.
 //
 //   objmgrd-sim --host examples/hosts/rack-server.toml -- bench_objmgr

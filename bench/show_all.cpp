@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_all.cpp -- the heaviest command, "show -level all /": what it asks of the object manager
 // beside what its behaviour needs.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_model.cpp -- what "show -level all /" has to do, counted without running it.
 #include "show_model.h"
 

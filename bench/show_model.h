@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_model.h -- what "show -level all /" has to do on a server, counted without running it.
 //
 // The numbers follow from the behaviour alone: which sections the walk prints, how often it asks

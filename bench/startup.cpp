@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // startup.cpp -- what one run of a program costs: wall time beside /bin/true, memory, system calls.
 //
 //   bench_startup RUNS PROGRAM [ARGUMENT...]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // write_cost.cpp -- what a program takes beside what writing its output takes.
 //
 //   bench_write_cost RUNS PROGRAM [ARGUMENT...]

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # armhf.cmake -- toolchain file: 32-bit ARM (ARMv7, hard float, glibc) with Debian's cross compiler,
 # against the sysroot that tools/sysroot gathers. Programs run under qemu-arm.
 set(CMAKE_SYSTEM_NAME Linux)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # musl.cmake -- toolchain file: this machine's architecture with the musl C library, as small
 # controllers' systems have it. The compiler is the system's own; what Debian has for glibc only
 # comes from tools/musl-sysroot.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_command.cpp -- any bytes as the command lines of one session, from end to end.
 //
 // Byte 0: which object-manager call fails (0: none). Byte 1: what the host and the session are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_host_file.cpp -- any text as the description of a simulated server.
 #include "objmgr/faults.h"
 #include "objmgr/object_path.h"

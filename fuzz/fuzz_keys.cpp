@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_keys.cpp -- any bytes as keys, over many lines of one session.
 #include "smclp/line_editor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_method_request.cpp -- any bytes as a packet on the object manager's socket, both ways.
 #include "objmgr/privilege.h"
 #include "objmgr/protocol.h"

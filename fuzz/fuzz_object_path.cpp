@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_object_path.cpp -- any text as an object path.
 #include "objmgr/object_path.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_store_record.cpp -- any bytes as a record of the store, and any texts packed into one.
 #include "objmgr/faults.h"
 #include "objmgrd/store_writer.h"

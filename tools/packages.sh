@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # packages.sh -- sourced by run.sh, test.sh, .ci/run and tools: the Debian packages they need.
 
 PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev \

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh
 # private_apt.sh -- sourced: an apt of one's own, that fetches and verifies packages and changes
 # nothing of the system. Needs no rights.

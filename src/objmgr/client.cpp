@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // client.cpp -- the shell's side of the object manager.
 //
 // Reads go straight to the service's store: one environment per process, opened at the first

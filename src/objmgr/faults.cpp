@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // faults.cpp -- faults that a simulated host asks its clients to play.
 #include "objmgr/faults.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // faults.h -- faults that a simulated host asks its clients to play.
 //
 // A failure that happens inside a client (no interface, Open fails, no instance object, a read

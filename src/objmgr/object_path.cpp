@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // object_path.cpp -- object paths as clients write them, and the keys they stand for in the store.
 #include "objmgr/object_path.h"
 

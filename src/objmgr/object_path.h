@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // object_path.h -- object paths as clients write them, and the keys they stand for in the store.
 #ifndef OBJMGR_OBJECT_PATH_H
 #define OBJMGR_OBJECT_PATH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr.h -- the controller's object manager as the shell sees it.
 //
 // The object manager serves classes with keyed instances; every property is text. The shell gets

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // privilege.h -- the bits of the privilege word, and what each method needs.
 //
 // The shell never looks at these: it hands the word over and the service judges. A method that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // protocol.cpp -- one method call over the service's local socket.
 //
 // A request: the privilege record, one byte that is 1 when there is an args text and 0 otherwise,

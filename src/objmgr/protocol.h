@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // protocol.h -- one method call over the service's local socket.
 //
 // SOCK_SEQPACKET: one packet asks, one packet answers, then both sides close. Numbers are in

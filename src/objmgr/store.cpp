@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // store.cpp -- reading packed instances.
 #include "objmgr/store.h"
 

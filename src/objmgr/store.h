@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // store.h -- where the object manager keeps its instances, and how one instance is packed.
 //
 // The object manager's directory (ZOROBJMGR) holds:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // file_note.cpp -- see file_note.h.
 #include "objmgrd/file_note.h"
 

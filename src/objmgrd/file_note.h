@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // file_note.h -- what is to be said about a place in a settings file, and the reading of one.
 #ifndef OBJMGRD_FILE_NOTE_H
 #define OBJMGRD_FILE_NOTE_H

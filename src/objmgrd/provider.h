@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // provider.h -- what a source of instances supplies to the object manager's server.
 //
 // The server owns the socket, the heartbeat and the judgement of privileges; a provider fills the

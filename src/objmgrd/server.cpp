@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // server.cpp -- see server.h.
 #include "objmgrd/server.h"
 

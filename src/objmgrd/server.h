@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // server.h -- the object manager's server: the store's heartbeat and the method calls.
 //
 // One thread, one poll loop, no waiting for anybody: a client that is slow, silent or gone costs

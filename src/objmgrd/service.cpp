@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // service.cpp -- see service.h.
 #include "objmgrd/service.h"
 

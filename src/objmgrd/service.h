@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // service.h -- what every object manager program does around its provider.
 //
 //   NAME --OPTION FILE [--dir DIR]         serve in DIR (default $ZOROBJMGR, else

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // store_writer.cpp -- the one writer of the object manager's store.
 //
 // Nothing here outlives the service's process, so nothing is synced to a disk. Who may enter the

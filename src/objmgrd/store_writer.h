@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // store_writer.h -- the one writer of the object manager's store.
 #ifndef OBJMGRD_STORE_WRITER_H
 #define OBJMGRD_STORE_WRITER_H

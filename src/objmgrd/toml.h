@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // toml.h -- toml++ without exceptions, and without what C++ leaves undefined; reading a whole file.
 #ifndef OBJMGRD_TOML_H
 #define OBJMGRD_TOML_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // list.cpp -- lists of pool blocks.
 #include "platform/list.h"
 

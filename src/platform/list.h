@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // list.h -- singly linked lists of pool blocks, in the order of addition.
 //
 // A list is one pointer, null when empty, so that a record holds a list in one word. The links

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // map.h -- the platform's mapping layer: what a process needs before anything else runs.
 #ifndef PLATFORM_MAP_H
 #define PLATFORM_MAP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // memmgr.cpp -- fixed pools with constant-time allocation.
 //
 // A pool's memory is taken from the system in one piece and first used from its beginning on, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // memmgr.h -- pooled memory: every long-lived record of the shell has a pool and so a hard limit.
 //
 // A pool is a number of blocks of one size, registered once at start. All operations take constant

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // str.h -- the platform's string helpers. Characters are ASCII whatever the locale; a blank is a
 // space or a tab. Null texts are allowed where a function says so.
 #ifndef PLATFORM_STR_H

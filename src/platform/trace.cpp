@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trace.cpp -- one line per fault, to a file or the system log.
 #include "platform/trace.h"
 

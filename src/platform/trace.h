@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trace.h -- internal faults, for field engineers; never on the user's terminal.
 //
 // A trace is one line. It goes to the file that ZORTRACE names (appended to, created with mode

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // types.h -- the integer types that every part of the shell and its services uses.
 #ifndef PLATFORM_TYPES_H
 #define PLATFORM_TYPES_H

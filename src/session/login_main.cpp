@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // login_main.cpp -- smclp-login: opens a session, runs the shell or a command in it, closes it.
 //
 // It stays beside its child for the whole session, so that the session is closed and the terminal

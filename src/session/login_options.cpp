@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // login_options.cpp -- smclp-login's command line, on getopt_long.
 #include "session/login_options.h"
 

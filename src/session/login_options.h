@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // login_options.h -- the command line of smclp-login.
 #ifndef SESSION_LOGIN_OPTIONS_H
 #define SESSION_LOGIN_OPTIONS_H

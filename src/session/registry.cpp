@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // registry.cpp -- session files: written once, locked for the life of the session, looked up.
 #include "session/registry.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // registry.h -- the session registry: one file per login session in one directory.
 //
 // The file is named by the session's id, decimal without leading zeros, and holds text lines:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ssn.cpp -- judges a session by its entry in the registry. Part of every shell: keep it small. A
 // check of a live session makes at most eight system calls.
 #include "session/ssn.h"

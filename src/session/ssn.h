@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ssn.h -- the session manager's one question: is this login session still valid?
 //
 // The answer comes from the session registry (session/registry.h), in the directory that

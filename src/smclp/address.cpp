@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // address.cpp -- resolving addresses and writing them.
 #include "smclp/address.h"
 

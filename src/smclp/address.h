@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // address.h -- target addresses: text to element and back.
 #ifndef SMCLP_ADDRESS_H
 #define SMCLP_ADDRESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // command_list.h -- the verbs: one static table, copied at start into a list of command objects.
 #ifndef SMCLP_COMMAND_LIST_H
 #define SMCLP_COMMAND_LIST_H

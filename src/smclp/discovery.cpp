@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // discovery.cpp -- from meTable to the tree of targets.
 #include "smclp/discovery.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // discovery.h -- builds the tree of targets at start-up and finds elements by kind.
 #ifndef SMCLP_DISCOVERY_H
 #define SMCLP_DISCOVERY_H

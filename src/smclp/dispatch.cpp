@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dispatch.cpp -- verb, parser, target, executor.
 #include "smclp/dispatch.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dispatch.h -- runs one command line from end to end.
 #ifndef SMCLP_DISPATCH_H
 #define SMCLP_DISPATCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // line_editor.cpp -- editing and history.
 #include "smclp/line_editor.h"
 

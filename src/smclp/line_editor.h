@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // line_editor.h -- one command line, key by key, with backspace and a history of ten lines.
 //
 // Keys are codes of 0 to 255. There is no cursor movement: left, right and down do nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // main.cpp -- entry and controller probe.
 #include "objmgr/objmgr.h"
 #include "platform/map.h"

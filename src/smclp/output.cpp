@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output.cpp -- output and error lines.
 #include "smclp/output.h"
 

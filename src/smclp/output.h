@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output.h -- everything that the shell says to its user, on standard output.
 #ifndef SMCLP_OUTPUT_H
 #define SMCLP_OUTPUT_H

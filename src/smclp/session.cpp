@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // session.cpp -- session record and validation.
 #include "smclp/session.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // session.h -- the shell's own session record, and whether the login session still lives.
 #ifndef SMCLP_SESSION_H
 #define SMCLP_SESSION_H

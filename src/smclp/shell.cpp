@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // shell.cpp -- pools, banner, loop.
 #include "smclp/shell.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // shell.h -- start-up below main, the interactive loop and one-shot mode.
 #ifndef SMCLP_SHELL_H
 #define SMCLP_SHELL_H

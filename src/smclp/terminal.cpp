@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // terminal.cpp -- keys, and raw mode while they are awaited.
 #include "smclp/terminal.h"
 

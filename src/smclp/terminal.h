@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // terminal.h -- keys from standard input.
 //
 // The only code that knows termios: one function saves and sets, one restores. The terminal is in

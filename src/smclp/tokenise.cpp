@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tokenise.cpp -- normalising a line, splitting it into words, joining words into a line.
 #include "smclp/tokenise.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tokenise.h -- text into the forms that the rest of the shell works on.
 #ifndef SMCLP_TOKENISE_H
 #define SMCLP_TOKENISE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // administrator_guide_test.cpp -- docs/administrator.md beside the program that it describes.
 #include "ipmi/ipmi_tools.h"
 #include "support/emulation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // faults_test.cpp -- a BMC or a network that fails: the service says so, stays small, recovers.
 #include "ipmi/served_bmc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_relay.cpp -- a network that is slow, loses, garbles or repeats.
 #include "ipmi/ipmi_relay.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_relay.h -- a network between a client and a BMC that is slow, loses, garbles or repeats.
 //
 // A UDP relay on the loopback interface, with a thread of its own. It counts what goes through, by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_relay_test.cpp -- the bad network does what it says.
 #include "ipmi/ipmi_relay.h"
 

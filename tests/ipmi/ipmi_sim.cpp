@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_sim.cpp -- a BMC of OpenIPMI's simulator.
 #include "ipmi/ipmi_sim.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_sim.h -- a BMC of OpenIPMI's simulator for tests and figures, on the loopback interface.
 //
 // Each IpmiSim has a directory of its own below $TMPDIR (default /tmp) and an address of its own

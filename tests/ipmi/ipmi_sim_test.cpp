@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_sim_test.cpp -- the BMC that the tests of the service use is what they take it for.
 #include "ipmi/ipmi_sim.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_tools.cpp -- what ipmitool and freeipmi's tools read from a BMC.
 #include "ipmi/ipmi_tools.h"
 

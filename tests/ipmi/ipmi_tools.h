@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_tools.h -- what ipmitool and freeipmi's tools read from a BMC.
 #ifndef TESTS_IPMI_IPMI_TOOLS_H
 #define TESTS_IPMI_IPMI_TOOLS_H

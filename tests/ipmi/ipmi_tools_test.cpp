@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_tools_test.cpp -- tables of other IPMI tools, read right.
 #include "ipmi/ipmi_tools.h"
 

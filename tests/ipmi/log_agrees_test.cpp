@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // log_agrees_test.cpp -- the shell's log beside the one that other IPMI tools read from the BMC.
 #include "ipmi/served_bmc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // power_test.cpp -- the host's power through the shell: what the BMC did, and that it did it once.
 #include "ipmi/served_bmc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensors_agree_test.cpp -- the shell's sensors and identity beside those that other IPMI tools
 // read from the same BMC.
 #include "ipmi/served_bmc.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // served_bmc.cpp -- objmgrd-ipmi serving a simulated BMC, and shells on it.
 #include "ipmi/served_bmc.h"
 

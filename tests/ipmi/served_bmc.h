@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // served_bmc.h -- objmgrd-ipmi serving a simulated BMC, and shells on it.
 #ifndef TESTS_IPMI_SERVED_BMC_H
 #define TESTS_IPMI_SERVED_BMC_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // settings_test.cpp -- objmgrd-ipmi's settings file and its password, as the program treats them.
 #include "ipmi/served_bmc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sim_machine.cpp -- the server whose BMC ipmi_sim plays.
 #include "ipmi/sim_machine.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sim_machine.h -- the server whose BMC ipmi_sim plays: sensors, log, inventory.
 //
 // What stands here is turned into ipmi_sim's own input (its SDR compiler's language, its emulation

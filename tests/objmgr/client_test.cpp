@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client against a service in a process of its own.
 #include "objmgr/objmgr.h"
 #include "objmgr/protocol.h"

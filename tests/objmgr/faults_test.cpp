@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "objmgr/faults.h"
 #include "support/objmgr_process.h"
 #include "support/objmgr_store.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/sim/host_file.
 #include "objmgrd/sim/host_file.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of the program objmgrd-sim, run as its users run it.
 //
 // This program is also the client that they need: "PROGRAM client OP..." carries out each OP over

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/server: each runs a server in a process of its own and talks to its socket.
 #include "objmgrd/server.h"
 

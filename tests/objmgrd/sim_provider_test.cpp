@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/sim/sim_provider, as its clients see it.
 #include "objmgrd/sim/sim_provider.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "objmgrd/store_writer.h"
 
 #include "support/objmgr_process.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // memmgr_test.cpp -- fixed pools: limits, order, exhaustion.
 #include "platform/memmgr.h"
 

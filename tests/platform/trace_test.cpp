@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trace_test.cpp -- where a trace goes and what it looks like.
 //
 // The C library's system log is replaced by one that keeps what it is given.

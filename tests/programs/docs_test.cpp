@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // docs_test.cpp -- the manual pages against the programs and tables that they describe.
 //
 // A block that is fenced as ```smclp is a session at the prompt: what follows "->" is typed, every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // integrator_test.cpp -- the integrator's guide against the headers, options and files it names.
 #include "objmgr/objmgr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // program_test.cpp -- the built programs together, as their users run them: one-shot, over a pipe,
 // on a terminal. Transcripts are literal text.
 #include "support/program.h"

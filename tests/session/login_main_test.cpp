@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // login_main_test.cpp -- the built smclp-login, run as a program with commands of every kind.
 #include <fcntl.h>
 #include <gtest/gtest.h>

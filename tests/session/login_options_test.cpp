@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // login_options_test.cpp -- the command line of smclp-login.
 #include "session/login_options.h"
 

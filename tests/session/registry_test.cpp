@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // registry_test.cpp -- session files: made, found, swept, removed, and what is planted among them.
 #include "session/registry.h"
 

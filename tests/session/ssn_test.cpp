@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ssn_test.cpp -- the one question of the session manager, on a registry of its own.
 #include "session/ssn.h"
 

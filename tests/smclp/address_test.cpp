@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // address_test.cpp -- addresses to elements and back, on small trees made by hand.
 #include "smclp/address.h"
 

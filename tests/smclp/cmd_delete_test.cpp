@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_delete_test.cpp -- delete: clears the event log.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_help_test.cpp -- help.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_set_test.cpp -- set: the operand goes to the method of the current target.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

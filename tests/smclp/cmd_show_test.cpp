@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_show_test.cpp -- show: sections, what they list, and the walk.
 #include "smclp/commands/cmd_show.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_stop_test.cpp -- what is stop's own; the rest is in options_test and state_verb_test.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_version_test.cpp -- version.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

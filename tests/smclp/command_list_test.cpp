@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // command_list_test.cpp -- the table of verbs and the list made from it.
 #include "smclp/command_list.h"
 

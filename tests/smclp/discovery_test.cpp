@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // discovery_test.cpp -- from a table of kinds to the tree of targets.
 //
 // The rules are tested on tables of the test's own: the build compiles discovery.cpp a second

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dispatch_test.cpp -- one command line from end to end.
 //
 // Most tests add verbs of their own, which note what they are called with.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "smclp/me/element_kind.h"
 
 #include "support/fake_objmgr.h"

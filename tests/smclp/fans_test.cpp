@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "smclp/me/collections.h"
 #include "support/kind_checks.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_power_test.cpp -- the power of the host over one connection.
 #include "smclp/me/host_power.h"
 #include "support/fake_objmgr.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // line_editor_test.cpp -- keys in, line and echo out; the history.
 #include "smclp/line_editor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // main_test.cpp -- the whole program as one function: the build compiles main.cpp with its entry
 // renamed.
 #include "platform/memmgr.h"

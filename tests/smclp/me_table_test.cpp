@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules about every kind: each walks meTable, so that a new kind is tested unasked.
 #include "platform/memmgr.h"
 #include "smclp/command_list.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // me_test.cpp -- managed elements: names, verbs, properties.
 #include "smclp/me/me.h"
 

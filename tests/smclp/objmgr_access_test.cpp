@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr_access_test.cpp -- connections and the privilege on its way to the object manager.
 #include "smclp/me/objmgr_access.h"
 

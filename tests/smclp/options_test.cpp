@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // options_test.cpp -- the option parsers that verbs share, and rules that hold for every verb.
 #include "smclp/commands/options.h"
 

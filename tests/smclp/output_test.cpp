@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output_test.cpp -- output calls and the table of error lines.
 #include "smclp/output.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pools_test.cpp -- what the tree and the commands use of each pool, and how much room that leaves.
 //
 // Prints the use of every pool; bench/footprint shows it.

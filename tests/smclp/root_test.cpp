@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // root_test.cpp -- the root of the tree.
 #include "smclp/me/me.h"
 

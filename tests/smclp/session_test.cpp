@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // session_test.cpp -- the session record and whether the login session lives.
 #include "smclp/session.h"
 

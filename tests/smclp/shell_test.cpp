@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // shell_test.cpp -- start-up, the loop and one-shot mode, as whole transcripts.
 #include "smclp/shell.h"
 

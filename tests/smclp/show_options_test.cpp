@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_options_test.cpp -- the parser of show and its property lists.
 #include "smclp/commands/show_options.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // state_verb_test.cpp -- what start, stop and reset do with the target's method.
 #include "smclp/commands/state_verb.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // system_test.cpp -- /system1.
 #include "smclp/me/system.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // terminal_test.cpp -- keys from pipes and from a pseudo-terminal, and what the terminal is like
 // while a key is awaited and afterwards.
 #include "smclp/terminal.h"

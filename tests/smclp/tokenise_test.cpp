@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tokenise_test.cpp -- normalising a line, splitting it, joining the arguments.
 #include "smclp/tokenise.h"
 

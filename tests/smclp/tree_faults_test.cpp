@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tree_faults_test.cpp -- the whole tree on a host that is off, disagrees with itself, is full, or
 // whose object manager fails; and the verbs that reach methods of targets they were not made for.
 #include "platform/list.h"

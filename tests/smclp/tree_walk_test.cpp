@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tree_walk_test.cpp -- show over the whole tree: order and number of sections, wildcards, every
 // kind's lists, addresses and values.
 #include "smclp/commands/cmd_show.h"

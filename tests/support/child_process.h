@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // child_process.h -- code under test in a process of its own.
 //
 // For whatever ends a process, waits for input or leaves globals behind.

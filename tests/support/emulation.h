@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // emulation.h -- what a user-mode emulator does otherwise than the kernel (ZOR_EMULATED).
 //
 // Tests hold under emulation all the same where a constant here says what to expect. Those that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // failing_memory.cpp -- the wrapped allocation functions.
 #include "support/failing_memory.h"
 

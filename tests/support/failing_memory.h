@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // failing_memory.h -- allocations that fail on demand.
 //
 // Works in programs linked with --wrap for MemMgrAlloc, malloc and calloc: it reaches the shell's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fake_objmgr.cpp -- the object manager of the tests.
 #include "support/fake_objmgr.h"
 

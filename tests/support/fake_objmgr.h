@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fake_objmgr.h -- an object manager inside the test, behind the interface that the shell uses.
 #ifndef TESTS_SUPPORT_FAKE_OBJMGR_H
 #define TESTS_SUPPORT_FAKE_OBJMGR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hand_tree.h -- target trees that a test builds by hand, with slots that answer as told and count.
 #ifndef TESTS_SUPPORT_HAND_TREE_H
 #define TESTS_SUPPORT_HAND_TREE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // kind_checks.h -- one element kind inside a test.
 #ifndef TESTS_SUPPORT_KIND_CHECKS_H
 #define TESTS_SUPPORT_KIND_CHECKS_H

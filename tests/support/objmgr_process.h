@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr_process.h -- processes for tests of the object manager.
 //
 // The client keeps one directory and one environment per process, LMDB forbids opening one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr_store.h -- stores for tests of the object manager.
 #ifndef TESTS_SUPPORT_OBJMGR_STORE_H
 #define TESTS_SUPPORT_OBJMGR_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // program.cpp -- built programs run by tests.
 #include "support/program.h"
 

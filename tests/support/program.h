@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // program.h -- built programs run by tests: over pipes and on a pseudo-terminal.
 #ifndef TESTS_SUPPORT_PROGRAM_H
 #define TESTS_SUPPORT_PROGRAM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // served_process.h -- an object manager's server in a process of its own, and raw method calls.
 #ifndef TESTS_SUPPORT_SERVED_PROCESS_H
 #define TESTS_SUPPORT_SERVED_PROCESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_shell.cpp -- the shell inside a test.
 #include "support/test_shell.h"
 

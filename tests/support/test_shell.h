@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_shell.h -- the shell inside a test: lines in, output and traces out.
 #ifndef TESTS_SUPPORT_TEST_SHELL_H
 #define TESTS_SUPPORT_TEST_SHELL_H

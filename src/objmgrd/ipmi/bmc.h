@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bmc.h -- a conversation with a BMC: one request, one answer.
 //
 // What the requests and answers mean is known above (sdr_reader, sel_reader, ...); this is what

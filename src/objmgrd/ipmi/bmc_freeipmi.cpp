@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bmc_freeipmi.cpp -- see bmc_freeipmi.h.
 #include "objmgrd/ipmi/bmc_freeipmi.h"
 

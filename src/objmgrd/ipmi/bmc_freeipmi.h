@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bmc_freeipmi.h -- conversations with a BMC through libfreeipmi.
 //
 // The one file that knows the library's sessions. What is known about them and answered here:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // event_words.cpp -- see event_words.h.
 #include "objmgrd/ipmi/event_words.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // event_words.h -- IPMI's own words for states, events, sensor types and units.
 //
 // They come from libfreeipmi's tables; nothing here talks to a BMC.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fru_map.cpp -- see fru_map.h. Layout: IPMI Platform Management FRU Information Storage
 // Definition 1.0; offsets in the header count in units of 8 bytes.
 #include "objmgrd/ipmi/fru_map.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fru_map.h -- what a FRU's memory says about the machine and its power supplies.
 #ifndef OBJMGRD_IPMI_FRU_MAP_H
 #define OBJMGRD_IPMI_FRU_MAP_H

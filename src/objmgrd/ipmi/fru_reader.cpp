@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fru_reader.cpp -- see fru_reader.h.
 #include "objmgrd/ipmi/fru_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fru_reader.h -- reads one FRU's memory.
 #ifndef OBJMGRD_IPMI_FRU_READER_H
 #define OBJMGRD_IPMI_FRU_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_provider.cpp -- see ipmi_provider.h.
 #include "objmgrd/ipmi/ipmi_provider.h"
 

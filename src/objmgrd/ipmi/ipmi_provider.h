@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_provider.h -- a BMC as the object manager's source of data.
 //
 // A thread of its own talks to the BMC (worker.h); this is the serving side. It puts what the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_text.cpp -- see ipmi_text.h.
 #include "objmgrd/ipmi/ipmi_text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ipmi_text.h -- the four ways in which IPMI writes text.
 #ifndef OBJMGRD_IPMI_IPMI_TEXT_H
 #define OBJMGRD_IPMI_IPMI_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mailbox.cpp -- see mailbox.h.
 #include "objmgrd/ipmi/mailbox.h"
 

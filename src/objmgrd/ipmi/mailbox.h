@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mailbox.h -- what passes between the thread that serves clients and the one that talks to the
 // BMC. Every function may be called from either, unless it says whose it is.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // main.cpp -- objmgrd-ipmi: the object manager of a machine with a BMC.
 #include "objmgrd/ipmi/bmc_freeipmi.h"
 #include "objmgrd/ipmi/ipmi_provider.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // name_reader.cpp -- see name_reader.h. Layout: IPMI 2.0, table 22-16c.
 #include "objmgrd/ipmi/name_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // name_reader.h -- reads the system's name from the BMC's system info parameters.
 #ifndef OBJMGRD_IPMI_NAME_READER_H
 #define OBJMGRD_IPMI_NAME_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // password.cpp -- see password.h.
 #include "objmgrd/ipmi/password.h"
 

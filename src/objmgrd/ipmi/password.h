@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // password.h -- the BMC's password, in one place of memory only.
 #ifndef OBJMGRD_IPMI_PASSWORD_H
 #define OBJMGRD_IPMI_PASSWORD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // reader.h -- what the readers of a BMC's data have in common: they work in steps of one request
 // each, so that a power command never waits for more than the request in flight.
 #ifndef OBJMGRD_IPMI_READER_H

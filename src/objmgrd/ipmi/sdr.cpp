@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sdr.cpp -- see sdr.h. Numbers of bytes count from 1 in comments, as in IPMI 2.0, section 43.
 #include "objmgrd/ipmi/sdr.h"
 

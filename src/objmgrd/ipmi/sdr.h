@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sdr.h -- sensor data records: what the BMC says about its sensors and FRUs.
 #ifndef OBJMGRD_IPMI_SDR_H
 #define OBJMGRD_IPMI_SDR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sdr_reader.cpp -- see sdr_reader.h.
 #include "objmgrd/ipmi/sdr_reader.h"
 

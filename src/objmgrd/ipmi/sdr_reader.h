@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sdr_reader.h -- reads the BMC's repository of sensor data records when it has changed.
 #ifndef OBJMGRD_IPMI_SDR_READER_H
 #define OBJMGRD_IPMI_SDR_READER_H

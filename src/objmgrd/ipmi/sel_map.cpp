@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sel_map.cpp -- see sel_map.h. Layout of a record: IPMI 2.0, tables 32-1 to 32-3.
 #include "objmgrd/ipmi/sel_map.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sel_map.h -- from a record of the System Event Log to its instance of OEM_QARN_LogRecord.
 //
 //   LogName      "SEL"

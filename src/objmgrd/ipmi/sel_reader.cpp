@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sel_reader.cpp -- see sel_reader.h.
 #include "objmgrd/ipmi/sel_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sel_reader.h -- follows the System Event Log without reading it again and again.
 //
 // Get SEL Info says whether anything changed. New records are read along the chain, from the last

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_map.cpp -- see sensor_map.h. A kind of state is a row of kStateRows.
 #include "objmgrd/ipmi/sensor_map.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_map.h -- from a sensor's record and reading to its instance of OEM_QARN_Sensor.
 //
 //   Index    the sensor's place among the full and compact records, from 1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_reader.cpp -- see sensor_reader.h.
 #include "objmgrd/ipmi/sensor_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_reader.h -- reads the sensors of a repository in rounds.
 //
 // The thresholds of a sensor are read before its first reading. Later each round reads those of

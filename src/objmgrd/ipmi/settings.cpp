@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // settings.cpp -- see settings.h. The keys are a table; a wrong one is never guessed at.
 #include "objmgrd/ipmi/settings.h"
 

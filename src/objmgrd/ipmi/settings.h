@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // settings.h -- the settings of objmgrd-ipmi, read from a TOML file.
 //
 //   [bmc]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // worker.cpp -- see worker.h.
 #include "objmgrd/ipmi/worker.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // worker.h -- all conversation with the BMC: what is read when, and what is done once.
 //
 // A loop of steps, each of which sends one request at most, so that a method never waits for more

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_file.cpp -- see host_file.h. The classes are data (kClasses); a Reader walks the parsed
 // tables and collects every fault instead of stopping at the first.
 #include "objmgrd/sim/host_file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_file.h -- the description of a simulated server, read from a TOML file.
 //
 // The file is named after what it holds:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // main.cpp -- objmgrd-sim: the object manager of a simulated server.
 #include "objmgrd/service.h"
 #include "objmgrd/sim/host_file.h"

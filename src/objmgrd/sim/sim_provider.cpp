@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sim_provider.cpp -- see sim_provider.h.
 #include "objmgrd/sim/sim_provider.h"
 

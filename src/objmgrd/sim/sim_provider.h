@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sim_provider.h -- a simulated server as the object manager's source of data.
 //
 // Methods, all of which keep their effect as long as the service runs:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_cd.cpp -- cd: moves the session's current target.
 #include "smclp/address.h"
 #include "smclp/commands/commands.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_delete.cpp -- delete: clears the system event log.
 //
 // The log is cleared as a whole: the target must list the verb and must have been addressed with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_exit.cpp -- exit with options; the shell itself takes the bare word.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

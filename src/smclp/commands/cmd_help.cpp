@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_help.cpp -- help: a target's description and its verbs.
 #include "smclp/command_list.h"
 #include "smclp/commands/commands.h"

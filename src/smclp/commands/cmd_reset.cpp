@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_reset.cpp -- reset: asks the target element to reset.
 //
 // Knows no element kind: hands the word "reset" to the target's Method slot and turns the code that

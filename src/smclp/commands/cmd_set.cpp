@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_set.cpp -- set: hands its operand to the method of the current target.
 //
 // The operand is no address: it is passed as it was typed (in lower case). What can be set is the

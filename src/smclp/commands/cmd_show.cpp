@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_show.cpp -- show: targets, properties and verbs of a target and of what is below it.
 //
 // A section is an element's path and up to three lists. How far down the walk goes is kept in one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_show.h -- the parts of the show verb.
 #ifndef SMCLP_COMMANDS_CMD_SHOW_H
 #define SMCLP_COMMANDS_CMD_SHOW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_start.cpp -- start: asks the target element to start.
 //
 // Knows no element kind: hands the word "start" to the target's Method slot and turns the code that

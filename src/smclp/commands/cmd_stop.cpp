@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_stop.cpp -- stop: asks the target element to stop.
 //
 // Knows no element kind: hands the word "stop" to the target's Method slot and turns the code that

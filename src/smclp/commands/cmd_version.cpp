@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmd_version.cpp -- version: the version of the protocol.
 #include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"

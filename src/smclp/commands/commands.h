@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // commands.h -- the parsers and executors of all verbs (contracts: command_list.h).
 #ifndef SMCLP_COMMANDS_COMMANDS_H
 #define SMCLP_COMMANDS_COMMANDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // options.cpp -- option parsing that all verbs share.
 #include "smclp/commands/options.h"
 

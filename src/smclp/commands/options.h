@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // options.h -- what the option parsers of the verbs share, and the answers that all verbs give.
 //
 // A parser rewrites SM-CLP's single-dash word options into a form that argtable2 takes, parses

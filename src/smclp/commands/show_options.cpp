@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_options.cpp -- the parser of show.
 //
 // When the parser refuses a line, the names that it had taken by then are released here; otherwise

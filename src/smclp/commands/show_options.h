@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // show_options.h -- the parameters of show, and its parser's parts.
 #ifndef SMCLP_COMMANDS_SHOW_OPTIONS_H
 #define SMCLP_COMMANDS_SHOW_OPTIONS_H

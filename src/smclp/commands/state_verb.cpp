@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // state_verb.cpp -- start, stop, reset, and what set has in common with them.
 #include "smclp/commands/state_verb.h"
 

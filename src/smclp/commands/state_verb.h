@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // state_verb.h -- what the verbs that call a target's Method slot share.
 #ifndef SMCLP_COMMANDS_STATE_VERB_H
 #define SMCLP_COMMANDS_STATE_VERB_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // batsensor.cpp -- /system1/batteries1/sensorN: the CMOS battery.
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // batteries.cpp -- /system1/batteries1: the battery sensors.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // chassis.cpp -- /system1/chassis1, the host's enclosure.
 //
 // Tag, model and manufacturer come from the object manager, the rest is constant.

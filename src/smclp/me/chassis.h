@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // chassis.h -- the host's enclosure.
 #ifndef SMCLP_ME_CHASSIS_H
 #define SMCLP_ME_CHASSIS_H

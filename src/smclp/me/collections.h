@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // collections.h -- the sensor collections, one file each: targets without properties that hold the
 // sensors of a family.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // element_kind.cpp -- what element kinds share.
 #include "smclp/me/element_kind.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // element_kind.h -- what element kinds share: the common verbs, and properties out of a table.
 //
 // A kind lists its properties once, in the order in which they are shown, each with the function

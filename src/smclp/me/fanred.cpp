@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fanred.cpp -- /system1/fans1/redundancysetN: whether the fans may lose one.
 //
 // The description is the battery sensor's: kept.

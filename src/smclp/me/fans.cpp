@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fans.cpp -- /system1/fans1: the fan speeds and the fan redundancy.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

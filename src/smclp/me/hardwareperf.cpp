@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hardwareperf.cpp -- /system1/hardwareperformance1: the hardware performance sensors.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

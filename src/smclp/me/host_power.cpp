@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_power.cpp -- reads and switches the host's power.
 #include "smclp/me/host_power.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_power.h -- the host's power over a connection to the object manager: what start, stop and
 // reset of the system and the power management service have in common.
 #ifndef SMCLP_ME_HOST_POWER_H

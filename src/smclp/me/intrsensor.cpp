@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // intrsensor.cpp -- /system1/intrusion1/sensorN: whether the chassis is open.
 //
 // The state is a number that this kind translates. The kind lists the verb delete, which clears

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // intrusion.cpp -- /system1/intrusion1: the intrusion sensors.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

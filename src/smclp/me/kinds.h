@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // kinds.h -- the constructors of all element kinds, in the order of meTable.
 //
 // To add a kind: me/<kind>.cpp, a row here, tests/smclp/<kind>_test.cpp, and a section in

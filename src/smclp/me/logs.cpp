@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // logs.cpp -- /system1/logs1: the collection of logs. It has no properties.
 #include "smclp/me/logs.h"
 #include "smclp/me/element_kind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // logs.h -- the event log's three levels: logs, log (the System Event Log, SEL) and record.
 #ifndef SMCLP_ME_LOGS_H
 #define SMCLP_ME_LOGS_H

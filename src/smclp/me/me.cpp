@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // me.cpp -- the managed element model.
 #include "smclp/me/me.h"
 

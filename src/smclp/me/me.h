@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // me.h -- managed elements: the nodes of the target tree.
 //
 // There is one element per kind, not per instance: the element stands for all instances of its

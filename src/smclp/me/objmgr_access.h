@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // objmgr_access.h -- how element kinds and verbs reach the object manager.
 //
 // Every request gets the interface, opens a connection of its own and closes it on every path.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // perfsensor.cpp -- /system1/hardwareperformance1/sensorN: why the hardware runs slower.
 //
 // The state is a number that this kind translates. A number that is not in the table is "Others",

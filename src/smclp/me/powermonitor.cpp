@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // powermonitor.cpp -- /system1/powermonitor1: the power consumption and amperage sensors.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

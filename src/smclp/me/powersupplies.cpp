@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // powersupplies.cpp -- /system1/powersupplies1: the power supplies and their redundancy.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrcap.cpp -- /system1/pwrmgtsvc1/pwrmgtcap1: which power states can be requested.
 //
 // Constants only; they do not follow the host's power.

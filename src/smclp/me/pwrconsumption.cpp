@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrconsumption.cpp -- /system1/powermonitor1/numericsensorN: power and current drawn.
 //
 // Two variants share one Type, Format and numbering: power consumption in watts, and amperage,

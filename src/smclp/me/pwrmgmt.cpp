@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrmgmt.cpp -- /system1/pwrmgtsvc1: the host's power as a CIM power state, to be seen and set.
 #include "smclp/me/pwrmgmt.h"
 #include "platform/str.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrmgmt.h -- power management: the service that shows and sets the host's power state, and its
 // capabilities.
 #ifndef SMCLP_ME_PWRMGMT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrred.cpp -- /system1/powersupplies1/redundancysetN: whether the power supplies may lose one.
 //
 // The description is the battery sensor's: kept.

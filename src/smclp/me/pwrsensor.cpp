@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pwrsensor.cpp -- /system1/powersupplies1/pwrsupplyN.
 //
 // The output power comes from the record of the power supply with the sensor's own number.

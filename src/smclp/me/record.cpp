@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // record.cpp -- /system1/logs1/log1/recordN, the records of the System Event Log.
 //
 // N is the record number of the object manager. Every property that comes from there is a fetch of

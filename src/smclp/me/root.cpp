@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // root.cpp -- "/", the root of the target tree. It has verbs and no properties.
 #include "smclp/command_list.h"
 #include "smclp/me/kinds.h"

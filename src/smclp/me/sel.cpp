@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sel.cpp -- /system1/logs1/log1, the System Event Log.
 //
 // Constants, but for the number of records.

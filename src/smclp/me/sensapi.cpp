@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensapi.cpp -- finds, counts and reads the controller's sensors.
 #include "smclp/me/sensapi.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensapi.h -- the controller's sensors as the element kinds see them.
 //
 // The object manager lists all sensors as OEM_QARN_Sensor.Index=1, 2, 3 ... without a gap. A kind

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_kind.cpp -- the sources of the sensor kinds' properties.
 #include "smclp/me/sensor_kind.h"
 

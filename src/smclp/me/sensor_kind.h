@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensor_kind.h -- what the sensor kinds share: the sources of their properties.
 #ifndef SMCLP_ME_SENSOR_KIND_H
 #define SMCLP_ME_SENSOR_KIND_H

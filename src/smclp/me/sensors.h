@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sensors.h -- the sensor kinds, one file each.
 //
 // Every kind counts its instances with get_num_instances and reads them through its reader; its

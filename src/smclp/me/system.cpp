@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // system.cpp -- /system1, the managed host computer.
 //
 // Shows constants and three live texts, and carries out start, stop and reset. The state

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // system.h -- the power operations of the managed system, by name.
 #ifndef SMCLP_ME_SYSTEM_H
 #define SMCLP_ME_SYSTEM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tachsensor.cpp -- /system1/fans1/tachsensorN: fan speeds.
 //
 // Readings are the object manager's own text, in revolutions per minute.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // temperatures.cpp -- /system1/temperatures1: the temperature sensors.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tempsensor.cpp -- /system1/temperatures1/tempsensorN.
 //
 // Readings are the object manager's own text, in degrees Celsius; nothing is scaled or cached. N

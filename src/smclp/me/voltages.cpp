@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // voltages.cpp -- /system1/voltages1: the voltages, discrete and numeric.
 #include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"

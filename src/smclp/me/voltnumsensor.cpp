@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // voltnumsensor.cpp -- /system1/voltages1/numericsensorN: voltages with a reading.
 //
 // Readings are the object manager's own text, in volts. No threshold is shown.

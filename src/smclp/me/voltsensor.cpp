@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // voltsensor.cpp -- /system1/voltages1/voltsensorN: voltages that are good or bad.
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/bmc_freeipmi against a UDP port that never answers. What a BMC's answers
 // lead to is tested against ipmi_sim.
 #include "objmgrd/ipmi/bmc_freeipmi.h"

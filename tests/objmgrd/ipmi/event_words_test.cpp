@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/event_words.
 #include "objmgrd/ipmi/event_words.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fake_bmc.h -- a BMC that answers requests byte by byte from a machine that the test describes.
 //
 // Time is the machine's own: each answer takes latencyMs of it, a request without an answer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/ipmi_provider: the serving side, as its clients see it. The BMC is
 // switched by files in a directory of the test's own, since it lives in the server's process.
 #include "objmgrd/ipmi/ipmi_provider.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/ipmi_text.
 #include "objmgrd/ipmi/ipmi_text.h"
 

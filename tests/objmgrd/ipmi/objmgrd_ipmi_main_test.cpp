@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of the program objmgrd-ipmi, without a BMC: its options, its settings and what it serves
 // while no BMC answers.
 #include "support/objmgr_process.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/sdr.
 #include "objmgrd/ipmi/sdr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/sel_reader.
 #include "objmgrd/ipmi/sel_reader.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/sensor_map: what each kind of sensor is served as.
 #include "objmgrd/ipmi/sensor_map.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of objmgrd/ipmi/worker, on a BMC that is a table of bytes and a clock that the test owns.
 #include "objmgrd/ipmi/worker.h"
 
