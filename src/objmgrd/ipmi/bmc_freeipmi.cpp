@@ -195,13 +195,13 @@ constexpr AnswerRow kAnswers[] = {
 
 struct FreeIpmiBmc::State {
     State(std::shared_ptr<const IpmiSettings> theSettings,
-          std::shared_ptr<const IpmiPassword> thePassword, BmcUse theUse)
+          std::shared_ptr<const Password> thePassword, BmcUse theUse)
         : settings(std::move(theSettings)), password(std::move(thePassword)), use(theUse)
     {
     }
 
     const std::shared_ptr<const IpmiSettings> settings;
-    const std::shared_ptr<const IpmiPassword> password;
+    const std::shared_ptr<const Password> password;
     const BmcUse use;
     ipmi_ctx_t context = nullptr;
     Alarm alarm;
@@ -264,7 +264,7 @@ void FreeIpmiBmc::State::Close()
 }
 
 FreeIpmiBmc::FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
-                         std::shared_ptr<const IpmiPassword> password, BmcUse use)
+                         std::shared_ptr<const Password> password, BmcUse use)
     : state_(new State(std::move(settings), std::move(password), use))
 {
 }

@@ -13,8 +13,8 @@
 #define OBJMGRD_IPMI_BMC_FREEIPMI_H
 
 #include "objmgrd/ipmi/bmc.h"
-#include "objmgrd/ipmi/password.h"
 #include "objmgrd/ipmi/settings.h"
+#include "objmgrd/password.h"
 
 #include <memory>
 
@@ -28,7 +28,7 @@ class FreeIpmiBmc : public Bmc
 public:
     // Both are read at each Open.
     FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
-                std::shared_ptr<const IpmiPassword> password, BmcUse use);
+                std::shared_ptr<const Password> password, BmcUse use);
     ~FreeIpmiBmc() override;
     FreeIpmiBmc(const FreeIpmiBmc &) = delete;
     FreeIpmiBmc &operator=(const FreeIpmiBmc &) = delete;

@@ -3,6 +3,7 @@
 #include "objmgrd/ipmi/event_words.h"
 
 #include "objmgrd/ipmi/ipmi_text.h"
+#include "objmgrd/text.h"
 
 #include <freeipmi/freeipmi.h>
 
@@ -15,7 +16,7 @@ constexpr u32 kStateBits = 15;
 // The text of `length` characters in the buffer; a negative length is an error.
 std::string Taken(int length, const char *buffer)
 {
-    return length > 0 ? IpmiTrim(std::string(buffer, static_cast<size_t>(length))) : std::string();
+    return length > 0 ? TextTrim(std::string(buffer, static_cast<size_t>(length))) : std::string();
 }
 
 std::string ShortWords(u8 eventType, u8 sensorType, u32 offset)

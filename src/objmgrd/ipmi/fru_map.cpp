@@ -137,15 +137,3 @@ Identity FruIdentity(const FruFacts &facts)
         identity.oem = "0";
     return identity;
 }
-
-std::string PowerSupplyKey(u32 index)
-{
-    return "OEM_QARN_PowerSupply.PowerSupplyIndex=" + std::to_string(index);
-}
-
-Instance PowerSupplyInstance(u32 index, u32 wattage)
-{
-    return {kCimOk,
-            {{"PowerSupplyIndex", kCimOk, std::to_string(index)},
-             {"PowerSupplyWattage", kCimOk, std::to_string(wattage)}}};
-}

@@ -3,8 +3,8 @@
 #ifndef OBJMGRD_IPMI_FRU_MAP_H
 #define OBJMGRD_IPMI_FRU_MAP_H
 
+#include "objmgrd/instances.h"
 #include "objmgrd/ipmi/sdr.h"
-#include "objmgrd/store_writer.h"
 
 // Larger memories are read up to here, in bytes.
 constexpr u32 kFruBytesMax = 4096;
@@ -34,9 +34,5 @@ struct Identity {
     bool operator==(const Identity &) const = default;
 };
 Identity FruIdentity(const FruFacts &facts);
-
-// OEM_QARN_PowerSupply.PowerSupplyIndex=3
-std::string PowerSupplyKey(u32 index);
-Instance PowerSupplyInstance(u32 index, u32 wattage);
 
 #endif

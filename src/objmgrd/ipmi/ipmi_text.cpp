@@ -2,6 +2,8 @@
 // ipmi_text.cpp -- see ipmi_text.h.
 #include "objmgrd/ipmi/ipmi_text.h"
 
+#include "objmgrd/text.h"
+
 #include <cstdio>
 
 namespace
@@ -71,14 +73,6 @@ std::string FromSixBit(const u8 *bytes, size_t size)
 
 }  // namespace
 
-std::string IpmiTrim(const std::string &text)
-{
-    const size_t first = text.find_first_not_of(' ');
-    if (first == std::string::npos)
-        return "";
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 std::string IpmiHex(const u8 *bytes, size_t sizeBytes)
 {
     std::string text;
@@ -94,13 +88,13 @@ std::string IpmiText(IpmiEncoding encoding, const u8 *bytes, size_t sizeBytes, b
 {
     switch (encoding) {
     case IpmiEncoding::BcdPlus:
-        return IpmiTrim(FromBcdPlus(bytes, sizeBytes));
+        return TextTrim(FromBcdPlus(bytes, sizeBytes));
     case IpmiEncoding::SixBit:
-        return IpmiTrim(FromSixBit(bytes, sizeBytes));
+        return TextTrim(FromSixBit(bytes, sizeBytes));
     case IpmiEncoding::Latin1:
-        return IpmiTrim(FromLatin1(bytes, sizeBytes));
+        return TextTrim(FromLatin1(bytes, sizeBytes));
     case IpmiEncoding::UnicodeOrBinary:
         break;
     }
-    return binary ? IpmiHex(bytes, sizeBytes) : IpmiTrim(FromUcs2(bytes, sizeBytes));
+    return binary ? IpmiHex(bytes, sizeBytes) : TextTrim(FromUcs2(bytes, sizeBytes));
 }

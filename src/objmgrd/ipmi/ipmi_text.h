@@ -17,7 +17,4 @@ std::string IpmiText(IpmiEncoding encoding, const u8 *bytes, size_t sizeBytes, b
 // "0a ff": for bytes that mean nothing here.
 std::string IpmiHex(const u8 *bytes, size_t sizeBytes);
 
-// Without blanks at its ends.
-std::string IpmiTrim(const std::string &text);
-
 #endif

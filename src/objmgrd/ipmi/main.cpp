@@ -24,7 +24,7 @@ constexpr char kUsage[] =
 std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *notes)
 {
     const auto settings = std::make_shared<IpmiSettings>();
-    const auto password = std::make_shared<IpmiPassword>();
+    const auto password = std::make_shared<Password>(kIpmiPasswordMax, "IPMI");
     if (!IpmiSettingsRead(file, settings.get(), notes))
         return nullptr;
     if (!settings->passwordFile.empty()) {

@@ -3,6 +3,7 @@
 #include "objmgrd/ipmi/name_reader.h"
 
 #include "objmgrd/ipmi/ipmi_text.h"
+#include "objmgrd/text.h"
 
 #include <algorithm>
 
@@ -51,5 +52,5 @@ std::string NameReader::Name() const
         return IpmiText(IpmiEncoding::UnicodeOrBinary, data, bytes.size(), false);
     if (encoding_ == 0)
         return IpmiText(IpmiEncoding::Latin1, data, bytes.size(), false);
-    return IpmiTrim(bytes.substr(0, bytes.find('\0')));
+    return TextTrim(bytes.substr(0, bytes.find('\0')));
 }

@@ -7,7 +7,6 @@
 #include "objmgrd/ipmi/sensor_map.h"
 
 #include <cstdio>
-#include <time.h>
 
 namespace
 {
@@ -17,13 +16,6 @@ constexpr u8 kFirstOemWithTime = 0xC0;
 constexpr u8 kFirstOemWithoutTime = 0xE0;
 constexpr u32 kSinceStartMost = 0x20000000;  // times up to here count from the BMC's start
 constexpr u32 kNoTime = 0xFFFFFFFF;
-constexpr char kNoTimeText[] = "**************";
-constexpr char kStartText[] = "System Boot";
-
-struct Times {
-    std::string plain;
-    std::string digits;
-};
 
 u32 Long(const u8 *bytes)
 {
@@ -31,24 +23,15 @@ u32 Long(const u8 *bytes)
            (static_cast<u32>(bytes[3]) << 24);
 }
 
-Times TimesOf(const SelRecord &record)
+LogTimes TimesOf(const SelRecord &record)
 {
     const u8 type = record[2];
     const bool hasTime =
         type == kSystemEvent || (type >= kFirstOemWithTime && type < kFirstOemWithoutTime);
     const u32 seconds = Long(&record[3]);
     if (!hasTime || seconds == kNoTime)
-        return {kNoTimeText, kNoTimeText};
-    if (seconds <= kSinceStartMost)
-        return {kStartText, kStartText};
-    const time_t time = static_cast<time_t>(seconds);
-    tm parts = {};
-    gmtime_r(&time, &parts);
-    char plain[32];
-    char digits[32];
-    strftime(plain, sizeof plain, "%Y-%m-%d %H:%M:%S", &parts);
-    strftime(digits, sizeof digits, "%Y%m%d%H%M%S", &parts);
-    return {plain, digits};
+        return LogTimesNone();
+    return seconds <= kSinceStartMost ? LogTimesOfStart() : LogTimesOf(seconds);
 }
 
 // The fields of a system event.
@@ -171,25 +154,7 @@ std::string DescriptionOf(const SelRecord &record, const SdrRepository &sensors)
 
 }  // namespace
 
-const char kSelLogKey[] = "OEM_QARN_MessageLog.Name=SEL";
-
-std::string SelRecordKey(u32 number)
-{
-    return "OEM_QARN_LogRecord.LogName=SEL,RecordNum=" + std::to_string(number);
-}
-
 Instance SelRecordInstance(u32 number, const SelRecord &record, const SdrRepository &sensors)
 {
-    const Times times = TimesOf(record);
-    return {kCimOk,
-            {{"LogName", kCimOk, "SEL"},
-             {"RecordNum", kCimOk, std::to_string(number)},
-             {"Timestamp", kCimOk, times.plain},
-             {std::string("Timestamp") + kStoreTimestampSuffix, kCimOk, times.digits},
-             {"Description", kCimOk, DescriptionOf(record, sensors)}}};
-}
-
-Instance SelLogInstance(u32 records)
-{
-    return {kCimOk, {{"Name", kCimOk, "SEL"}, {"NumRecords", kCimOk, std::to_string(records)}}};
+    return SelRecordInstance(number, TimesOf(record), DescriptionOf(record, sensors));
 }

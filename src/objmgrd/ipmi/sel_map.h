@@ -10,20 +10,14 @@
 #ifndef OBJMGRD_IPMI_SEL_MAP_H
 #define OBJMGRD_IPMI_SEL_MAP_H
 
+#include "objmgrd/instances.h"
 #include "objmgrd/ipmi/sdr.h"
-#include "objmgrd/store_writer.h"
 
 #include <array>
 
 constexpr size_t kSelRecordSize = 16;
 using SelRecord = std::array<u8, kSelRecordSize>;
 
-// "OEM_QARN_LogRecord.LogName=SEL,RecordNum=3"
-std::string SelRecordKey(u32 number);
 Instance SelRecordInstance(u32 number, const SelRecord &record, const SdrRepository &sensors);
-
-// OEM_QARN_MessageLog
-extern const char kSelLogKey[];
-Instance SelLogInstance(u32 records);
 
 #endif

@@ -12,9 +12,6 @@
 namespace
 {
 
-constexpr char kNotAvailable[] = "N/A";
-constexpr char kUnknown[] = "unknown";
-
 constexpr u8 kTypeVoltage = 2;
 constexpr u8 kTypeIntrusion = 5;
 constexpr u8 kTypePowerSupply = 8;
@@ -44,20 +41,20 @@ struct StatusRow {
 };
 
 constexpr StatusRow kStatusRows[] = {
-    {Bit(kLowerNonRecoverable) | Bit(kUpperNonRecoverable), "non-recoverable"},
-    {Bit(kLowerCritical) | Bit(kUpperCritical), "failed"},
-    {Bit(kLowerNonCritical) | Bit(kUpperNonCritical), "warning"},
+    {Bit(kLowerNonRecoverable) | Bit(kUpperNonRecoverable), kStatusNonRecoverable},
+    {Bit(kLowerCritical) | Bit(kUpperCritical), kStatusFailed},
+    {Bit(kLowerNonCritical) | Bit(kUpperNonCritical), kStatusWarning},
 };
 
 const char *ThresholdStatus(const SensorReading &reading)
 {
     if (!reading.valid || !reading.hasStates)
-        return kUnknown;
+        return kStatusUnknown;
     for (const StatusRow &row : kStatusRows) {
         if ((reading.states & row.bits) != 0)
             return row.word;
     }
-    return "normal";
+    return kStatusNormal;
 }
 
 // A state of a sensor of this type and event/reading type is `word` when one of `bits` is set; the
@@ -74,7 +71,7 @@ constexpr u16 kAlways = 0;
 constexpr StateRow kStateRows[] = {
     {kTypeVoltage, 0x03, Bit(1), "good"},  // state asserted: power is good
     {kTypeVoltage, 0x03, Bit(0), "bad"},
-    {kTypeVoltage, 0x03, kAlways, kUnknown},
+    {kTypeVoltage, 0x03, kAlways, kStatusUnknown},
     {kTypeVoltage, 0x05, Bit(1), "bad"},  // limit exceeded
     {kTypeVoltage, 0x05, kAlways, "good"},
     {kTypeVoltage, 0x07, 0x7e, "bad"},  // every severity but OK, monitor and informational
@@ -94,7 +91,7 @@ bool HasOwnWords(u8 type)
 std::string StateWords(const SdrSensor &sensor, const SensorReading &reading)
 {
     if (!reading.valid || !reading.hasStates)
-        return kUnknown;
+        return kStatusUnknown;
     if (FormatOf(sensor) == kFormatDiscrete) {
         for (const StateRow &row : kStateRows) {
             if (row.type == sensor.type && row.eventType == sensor.eventType &&
@@ -102,7 +99,7 @@ std::string StateWords(const SdrSensor &sensor, const SensorReading &reading)
                 return row.word;
         }
         if (HasOwnWords(sensor.type))
-            return kUnknown;
+            return kStatusUnknown;
     }
     std::string words = EventStateWords(sensor.eventType, sensor.type, reading.states);
     if (!words.empty())
@@ -247,11 +244,6 @@ std::string SensorValueText(const SdrSensor &sensor, u8 raw)
     const bool negativeZero =
         digits[0] == '-' && digits.find_first_not_of("-0.") == std::string::npos;
     return negativeZero ? digits.substr(1) : digits;
-}
-
-std::string SensorKey(u32 index)
-{
-    return "OEM_QARN_Sensor.Index=" + std::to_string(index);
 }
 
 Instance SensorInstance(u32 index, const SdrSensor &sensor, const SensorReading &reading)

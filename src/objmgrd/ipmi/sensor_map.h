@@ -23,8 +23,8 @@
 #ifndef OBJMGRD_IPMI_SENSOR_MAP_H
 #define OBJMGRD_IPMI_SENSOR_MAP_H
 
+#include "objmgrd/instances.h"
 #include "objmgrd/ipmi/sdr.h"
-#include "objmgrd/store_writer.h"
 
 // What the BMC answered about one sensor.
 struct SensorReading {
@@ -39,7 +39,6 @@ struct SensorReading {
     bool operator==(const SensorReading &) const = default;
 };
 
-std::string SensorKey(u32 index);  // "OEM_QARN_Sensor.Index=3"
 Instance SensorInstance(u32 index, const SdrSensor &sensor, const SensorReading &reading);
 
 // A raw value in the sensor's unit, or "N/A" when the record does not say how.

@@ -7,7 +7,7 @@
 //   host = "192.0.2.10"        lan only, and needed there: a name or an address
 //   port = 623                 lan only, 1 to 65535
 //   user = "admin"             lan only, at most 16 bytes
-//   password_file = "/etc/x"   lan only: see ipmi/password.h; "" or absent: no password
+//   password_file = "/etc/x"   lan only: see password.h; "" or absent: no password
 //   privilege = "operator"     lan only: user, operator or administrator
 //   cipher_suite = 3           lan only: 0 to 3, 6 to 8, 11, 12 or 15 to 17
 //   workarounds = []           lan only: names from the table in settings.cpp
@@ -66,6 +66,7 @@ enum IpmiWorkaround : u32 {
 
 constexpr size_t kIpmiSettingsFileMax = size_t{64} * 1024;
 constexpr size_t kIpmiUserMax = 16;
+constexpr u32 kIpmiPasswordMax = 20;  // IPMI 2.0
 
 // Reads settings. True when they are right; *settings holds defaults otherwise. *notes gets every
 // fault in the order of the file; of the faults of syntax only the first. The password file is

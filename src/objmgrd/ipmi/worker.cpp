@@ -87,13 +87,6 @@ CimStatus StatusOf(u8 code)
 
 }  // namespace
 
-const char kSystemKey[] = "OEM_QARN_System";
-
-Instance FailedInstance(CimStatus status)
-{
-    return {status, {}};
-}
-
 Worker::Worker(const IpmiSettings *settings, Bmc *bmc, Bmc *control, Mailbox *mailbox, Clock clock)
     : settings_(*settings), bmc_(bmc), control_(control), mailbox_(mailbox), clock_(clock)
 {

@@ -15,6 +15,7 @@
 #ifndef OBJMGRD_IPMI_WORKER_H
 #define OBJMGRD_IPMI_WORKER_H
 
+#include "objmgrd/instances.h"
 #include "objmgrd/ipmi/fru_reader.h"
 #include "objmgrd/ipmi/mailbox.h"
 #include "objmgrd/ipmi/name_reader.h"
@@ -43,11 +44,6 @@ constexpr u32 kBusyTries = 6;
 // A method is not begun later than this before its answer is due, and is answered this much early.
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
-
-extern const char kSystemKey[];  // "OEM_QARN_System"
-
-// The system while nothing is known of it, and likewise each instance that fails.
-Instance FailedInstance(CimStatus status);
 
 class Worker
 {

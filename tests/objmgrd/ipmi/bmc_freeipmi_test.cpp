@@ -49,7 +49,7 @@ protected:
     int fd_;
     std::string why_;
     std::shared_ptr<IpmiSettings> settings_ = std::make_shared<IpmiSettings>();
-    std::shared_ptr<IpmiPassword> password_ = std::make_shared<IpmiPassword>();
+    std::shared_ptr<Password> password_ = std::make_shared<Password>(kIpmiPasswordMax, "IPMI");
 };
 
 }  // namespace

@@ -46,10 +46,7 @@ TEST(IpmiText, TheFourthIsUcs2OrBytes)
     EXPECT_EQ(Text(IpmiEncoding::UnicodeOrBinary, {0x0a, 0xff}, true), "0a ff");
 }
 
-TEST(IpmiText, Trim)
+TEST(IpmiText, HexOfNothing)
 {
-    EXPECT_EQ(IpmiTrim("  a b  "), "a b");
-    EXPECT_EQ(IpmiTrim("   "), "");
-    EXPECT_EQ(IpmiTrim(""), "");
     EXPECT_EQ(IpmiHex(nullptr, 0), "");
 }

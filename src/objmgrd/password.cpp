@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // password.cpp -- see password.h.
-#include "objmgrd/ipmi/password.h"
+#include "objmgrd/password.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr size_t kPageSize = 4096;
+static_assert(kPasswordMax < kPageSize - 1, "a line that is too long is seen to be");
 
 class Descriptor
 {
@@ -47,7 +48,7 @@ std::string FaultOf(const struct stat &info)
 
 }  // namespace
 
-IpmiPassword::IpmiPassword()
+Password::Password(u32 mostBytes, const char *protocol) : mostBytes_(mostBytes), protocol_(protocol)
 {
     void *page =
         mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -59,13 +60,13 @@ IpmiPassword::IpmiPassword()
     (void)!madvise(page, kPageSize, MADV_DONTDUMP);
 }
 
-IpmiPassword::~IpmiPassword()
+Password::~Password()
 {
     explicit_bzero(text_, kPageSize);
     munmap(text_, kPageSize);
 }
 
-std::string IpmiPassword::Read(const std::string &file)
+std::string Password::Read(const std::string &file)
 {
     explicit_bzero(text_, kPageSize);
     // Non-blocking, so that a pipe cannot hold the start up.
@@ -89,8 +90,9 @@ std::string IpmiPassword::Read(const std::string &file)
         const size_t length = strcspn(text_, "\r\n");
         if (memchr(text_, '\0', static_cast<size_t>(size)) != nullptr)
             fault = "holds a byte 0";
-        else if (length > kIpmiPasswordMax)
-            fault = "holds a password of more than 20 bytes, which IPMI does not take";
+        else if (length > mostBytes_)
+            fault = "holds a password of more than " + std::to_string(mostBytes_) +
+                    " bytes, which " + protocol_ + " does not take";
         else
             explicit_bzero(text_ + length, kPageSize - length);
     }

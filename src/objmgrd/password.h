@@ -1,24 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-// password.h -- the BMC's password, in one place of memory only.
-#ifndef OBJMGRD_IPMI_PASSWORD_H
-#define OBJMGRD_IPMI_PASSWORD_H
+// password.h -- the password of the source of data, in one place of memory only.
+#ifndef OBJMGRD_PASSWORD_H
+#define OBJMGRD_PASSWORD_H
 
 #include "platform/types.h"
 
 #include <string>
 
-// IPMI 2.0: 20 bytes.
-constexpr u32 kIpmiPasswordMax = 20;
+// The most that any source takes, in bytes: a page holds it with room to spare.
+constexpr u32 kPasswordMax = 1023;
 
 // Holds the password for as long as sessions may have to be opened: in memory that is not swapped
 // out where the system allows that, left out of core files, and wiped at the end.
-class IpmiPassword
+class Password
 {
 public:
-    IpmiPassword();
-    ~IpmiPassword();
-    IpmiPassword(const IpmiPassword &) = delete;
-    IpmiPassword &operator=(const IpmiPassword &) = delete;
+    // mostBytes: a longer password is refused, at most kPasswordMax. protocol: which does not take
+    // it, for the message; a literal.
+    Password(u32 mostBytes, const char *protocol);
+    ~Password();
+    Password(const Password &) = delete;
+    Password &operator=(const Password &) = delete;
 
     // Takes the first line of the file, without its line break. The file is opened without
     // following a link, and has to be a regular file that belongs to the service's user or root
@@ -31,6 +33,8 @@ public:
 
 private:
     char *text_;  // a page of its own
+    const u32 mostBytes_;
+    const char *const protocol_;
 };
 
 #endif

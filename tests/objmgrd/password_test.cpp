@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tests of objmgrd/ipmi/password.
-#include "objmgrd/ipmi/password.h"
+// Tests of objmgrd/password.
+#include "objmgrd/password.h"
 
 #include "support/objmgr_process.h"
 
@@ -32,7 +32,7 @@ protected:
     }
 
     TestDirectory directory_;
-    IpmiPassword password_;
+    Password password_{20, "IPMI"};
 };
 
 }  // namespace
