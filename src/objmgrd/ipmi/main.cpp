@@ -34,7 +34,7 @@ std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *
             return nullptr;
         }
     }
-    return std::make_unique<IpmiProvider>(
+    return MakeIpmiProvider(
         *settings, std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Poll),
         std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Control), ServiceLog);
 }

@@ -101,17 +101,12 @@ BmcAnswer Worker::Watched::Ask(const BmcRequest &request)
          ++tries)
         answer = worker_->bmc_->Ask(request);
     if (answer.Done())
-        worker_->mailbox_->goodAnswerMs = worker_->clock_();
+        worker_->mailbox_->heardMs = worker_->clock_();
     return answer;
 }
 
-void Worker::Run()
+void Worker::End()
 {
-    while (!mailbox_->Stopped()) {
-        const u32 ms = Step();
-        if (ms != 0)
-            mailbox_->Wait(generation_, !action_.has_value(), ms);
-    }
     control_->Close();
     bmc_->Close();
 }
@@ -603,6 +598,13 @@ void Worker::LookAgain(u64 now)
 void Worker::StepAction(u64 now)
 {
     const bool begun = action_->sent;
+    if (!begun && !mailbox_->Waits(action_->order.ticket)) {
+        Say(LOG_NOTICE, std::string(RowOf(action_->order.kind).words) +
+                            ": not begun, since nobody waits for it any more");
+        control_->Close();
+        action_.reset();
+        return;
+    }
     if (now + (begun ? kAnswerEarlyMs : kLatestBeginMs) >= action_->order.dueMs) {
         const OrderRow &row = RowOf(action_->order.kind);
         Say(LOG_WARNING,

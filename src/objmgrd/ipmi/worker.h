@@ -15,9 +15,9 @@
 #ifndef OBJMGRD_IPMI_WORKER_H
 #define OBJMGRD_IPMI_WORKER_H
 
+#include "objmgrd/background/background_provider.h"
 #include "objmgrd/instances.h"
 #include "objmgrd/ipmi/fru_reader.h"
-#include "objmgrd/ipmi/mailbox.h"
 #include "objmgrd/ipmi/name_reader.h"
 #include "objmgrd/ipmi/sdr_reader.h"
 #include "objmgrd/ipmi/sel_reader.h"
@@ -45,19 +45,18 @@ constexpr u32 kBusyTries = 6;
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
 
-class Worker
+class Worker : public Conversation
 {
 public:
-    using Clock = u64 (*)();  // milliseconds, never going back
+    using Clock = BackgroundClock;
 
     // All of them must outlive this object. control: a session on which no request is ever sent
     // twice; opened for one power command each time.
     Worker(const IpmiSettings *settings, Bmc *bmc, Bmc *control, Mailbox *mailbox, Clock clock);
 
-    // One step. Returns after how many milliseconds the next one is due; 0: at once.
-    u32 Step();
-    // Steps until the mailbox says that it is the end; then the sessions are closed.
-    void Run();
+    u32 Step() override;
+    // Closes the sessions.
+    void End() override;
 
 private:
     // The BMC as the readers see it: notes when good answers came, and asks a BMC that is busy at

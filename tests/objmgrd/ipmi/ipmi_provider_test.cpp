@@ -125,9 +125,10 @@ private:
         settings.host = "bmc";
         settings.powerMs = 100;
         settings.methodMs = 1500;
-        return new IpmiProvider(
-            settings, std::make_unique<SwitchedBmc>(machine, false, switches_.Path()),
-            std::make_unique<SwitchedBmc>(machine, true, switches_.Path()), LogToFile);
+        return MakeIpmiProvider(
+                   settings, std::make_unique<SwitchedBmc>(machine, false, switches_.Path()),
+                   std::make_unique<SwitchedBmc>(machine, true, switches_.Path()), LogToFile)
+            .release();
     }
 };
 
@@ -236,43 +237,4 @@ TEST_F(IpmiProviderTest, EndsAlsoWhileTheBmcIsSilent)
     Until(kSystem, "PowerStatus", "ON");
     Switch("silent", true);
     EXPECT_EQ(served_->Terminate(), 0);
-}
-
-// What could not be stored is stored later, and the store is never ahead of what was committed.
-TEST(IpmiProviderStore, WhatIsNotStoredIsGivenAgain)
-{
-    InFreshProcess([] {
-        const TestDirectory directory;
-        logFile = directory.Path() + "/log";
-        FakeMachine machine;
-        machine.sdrs = {SdrOf({"T1", 1, 1, 0x01, true, 0})};
-        machine.readings = {{1, {23, 0x40, 0}}};
-        IpmiSettings settings;
-        settings.host = "bmc";
-        IpmiProvider provider(settings, std::make_unique<FakeBmc>(&machine, false),
-                              std::make_unique<FakeBmc>(&machine, true), LogToFile);
-        StoreWriter store;
-        ASSERT_EQ(store.Open(directory.Path()), 0);
-        ASSERT_EQ(store.Begin(), 0);
-        ASSERT_EQ(provider.Load(&store), 0);
-        ASSERT_EQ(store.Commit(), 0);
-        provider.Committed(true);
-        ASSERT_EQ(store.Publish(), 0);
-        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "status 1");
-        EXPECT_EQ(ReadFresh(directory.Path(), kSensor1, "Type"), "status 1");
-        EXPECT_EQ(ReadFresh(directory.Path(), kLog, "NumRecords"), "status 1");
-        usleep(500000);
-        std::vector<ProviderAnswer> answers;
-        ASSERT_EQ(store.Begin(), 0);
-        provider.Tick(&store, &answers);
-        store.Abort();
-        provider.Committed(false);
-        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "status 1");
-        ASSERT_EQ(store.Begin(), 0);
-        provider.Tick(&store, &answers);
-        ASSERT_EQ(store.Commit(), 0);
-        provider.Committed(true);
-        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "ON");
-        EXPECT_EQ(ReadFresh(directory.Path(), kSensor1, "Reading"), "23");
-    });
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tests of objmgrd/ipmi/mailbox.
-#include "objmgrd/ipmi/mailbox.h"
+// Tests of objmgrd/background/mailbox.
+#include "objmgrd/background/mailbox.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -109,11 +109,32 @@ TEST(Mailbox, LinesAreLimited)
     EXPECT_EQ(box.Take().lines.size(), 64u);
 }
 
+TEST(Mailbox, AWithdrawnOrderIsNotGivenOutAndNobodyWaitsForIt)
+{
+    Mailbox box;
+    for (u64 ticket = 1; ticket <= 3; ++ticket)
+        EXPECT_TRUE(box.Give({ticket, OrderKind::Stop, 0}));
+    box.Withdraw(2);
+    Order order;
+    ASSERT_TRUE(box.NextOrder(&order));
+    EXPECT_EQ(order.ticket, 1u);
+    box.Withdraw(3);
+    EXPECT_TRUE(box.Waits(1));
+    EXPECT_FALSE(box.HasOrder());
+    box.Withdraw(1);
+    EXPECT_FALSE(box.Waits(1));
+    EXPECT_TRUE(box.Give({4, OrderKind::Stop, 0}));
+    ASSERT_TRUE(box.NextOrder(&order));
+    box.Withdraw(1);
+    EXPECT_TRUE(box.Waits(4));
+}
+
 TEST(Mailbox, WaitingEndsWithAnOrderAGenerationOrTheEnd)
 {
     Mailbox box;
-    box.Wait(0, true, 1);  // nothing comes: the time is over
+    box.Wait(1);  // nothing comes: the time is over
     for (int what = 0; what < 3; ++what) {
+        EXPECT_FALSE(IsReadable(box.WakeFd()));
         std::thread other([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             if (what == 0)
@@ -123,11 +144,19 @@ TEST(Mailbox, WaitingEndsWithAnOrderAGenerationOrTheEnd)
             else
                 box.Stop();
         });
-        box.Wait(what == 0 ? 0 : 1, what == 1, 60000);
+        box.Wait(60000);
         other.join();
     }
     EXPECT_TRUE(box.Stopped());
-    // With an order in hand the next one does not end the waiting: only time does, and here the
-    // end.
-    box.Wait(1, false, 60000);
+}
+
+// What came before the waiting began is not slept over.
+TEST(Mailbox, WaitingDoesNotBeginAfterSomethingCame)
+{
+    Mailbox box;
+    box.Give({1, OrderKind::Stop, 0});
+    EXPECT_TRUE(IsReadable(box.WakeFd()));
+    box.Wait(60000);
+    EXPECT_FALSE(IsReadable(box.WakeFd()));
+    EXPECT_TRUE(box.HasOrder());
 }

@@ -1,30 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 // mailbox.cpp -- see mailbox.h.
-#include "objmgrd/ipmi/mailbox.h"
+#include "objmgrd/background/mailbox.h"
 
-#include <chrono>
+#include <algorithm>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-Mailbox::Mailbox() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+namespace
+{
+
+int MakeFd()
+{
+    return eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+}
+
+void Raise(int fd)
+{
+    const u64 one = 1;
+    (void)!write(fd, &one, sizeof one);
+}
+
+void Lower(int fd)
+{
+    u64 count;
+    (void)!read(fd, &count, sizeof count);
+}
+
+}  // namespace
+
+Mailbox::Mailbox() : newsFd_(MakeFd()), wakeFd_(MakeFd()) {}
 
 Mailbox::~Mailbox()
 {
-    if (fd_ >= 0)
-        close(fd_);
-}
-
-void Mailbox::Wake()
-{
-    const u64 one = 1;
-    (void)!write(fd_, &one, sizeof one);
+    for (int fd : {newsFd_, wakeFd_}) {
+        if (fd >= 0)
+            close(fd);
+    }
 }
 
 News Mailbox::Take()
 {
     const std::lock_guard lock(mutex_);
-    u64 count;
-    (void)!read(fd_, &count, sizeof count);
+    Lower(newsFd_);
     News taken = std::move(news_);
     news_ = News();
     return taken;
@@ -36,8 +54,16 @@ bool Mailbox::Give(const Order &order)
     if (orders_.size() == kMailboxOrdersMax)
         return false;
     orders_.push_back(order);
-    wake_.notify_one();
+    Raise(wakeFd_);
     return true;
+}
+
+void Mailbox::Withdraw(u64 ticket)
+{
+    const std::lock_guard lock(mutex_);
+    std::erase_if(orders_, [=](const Order &order) { return order.ticket == ticket; });
+    if (inHand_ == ticket)
+        inHand_ = 0;
 }
 
 void Mailbox::Void()
@@ -45,14 +71,14 @@ void Mailbox::Void()
     const std::lock_guard lock(mutex_);
     ++generation_;
     news_.changes.clear();
-    wake_.notify_one();
+    Raise(wakeFd_);
 }
 
 void Mailbox::Stop()
 {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
-    wake_.notify_one();
+    Raise(wakeFd_);
 }
 
 void Mailbox::Post(u32 generation, News news)
@@ -74,7 +100,7 @@ void Mailbox::Post(u32 generation, News news)
         if (news_.lines.size() < kMailboxLinesMax)
             news_.lines.push_back(std::move(line));
     }
-    Wake();
+    Raise(newsFd_);
 }
 
 bool Mailbox::NextOrder(Order *order)
@@ -84,6 +110,7 @@ bool Mailbox::NextOrder(Order *order)
         return false;
     *order = orders_.front();
     orders_.pop_front();
+    inHand_ = order->ticket;
     return true;
 }
 
@@ -93,10 +120,15 @@ bool Mailbox::HasOrder()
     return !orders_.empty();
 }
 
-void Mailbox::Wait(u32 generation, bool orders, u32 ms)
+bool Mailbox::Waits(u64 ticket)
 {
-    std::unique_lock lock(mutex_);
-    wake_.wait_for(lock, std::chrono::milliseconds(ms), [&] {
-        return stopped_ || (orders && !orders_.empty()) || generation_ != generation;
-    });
+    const std::lock_guard lock(mutex_);
+    return inHand_ == ticket;
+}
+
+void Mailbox::Wait(u32 ms)
+{
+    pollfd wake = {wakeFd_, POLLIN, 0};
+    poll(&wake, 1, static_cast<int>(ms));
+    Lower(wakeFd_);
 }

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+// background_provider.cpp -- see background_provider.h.
+#include "objmgrd/background/background_provider.h"
+
+#include "objmgr/object_path.h"
+#include "objmgrd/instances.h"
+
+#include <cerrno>
+#include <cstring>
+#include <signal.h>
+#include <syslog.h>
+#include <time.h>
+
+namespace
+{
+
+constexpr char kPowerCycleArgs[] = "Mode=PowerCycle";
+// The thread is in one request at most.
+constexpr u32 kJoinMostMs = 5000;
+
+struct MethodRow {
+    const char *key;
+    const char *method;
+    OrderKind kind;
+};
+
+const MethodRow kMethods[] = {
+    {kSystemKey, "Start", OrderKind::Start},
+    {kSystemKey, "Stop", OrderKind::Stop},
+    {kSystemKey, "Reset", OrderKind::Reset},
+    {kSelLogKey, "Clear", OrderKind::Clear},
+};
+
+const MethodRow *FindMethod(const char *key, const char *method)
+{
+    for (const MethodRow &row : kMethods) {
+        if (strcmp(row.key, key) == 0 && strcmp(row.method, method) == 0)
+            return &row;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+u64 BackgroundNowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
+
+struct BackgroundProvider::Shared {
+    Mailbox mailbox;
+    std::unique_ptr<Conversation> conversation;  // destroyed first
+};
+
+BackgroundProvider::BackgroundProvider(const BackgroundOptions &options, const Maker &make)
+    : options_(options), shared_(std::make_shared<Shared>())
+{
+    shared_->conversation = make(&shared_->mailbox);
+}
+
+BackgroundProvider::~BackgroundProvider()
+{
+    if (!started_)
+        return;
+    shared_->mailbox.Stop();
+    timespec until;
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_sec += kJoinMostMs / 1000;
+    if (pthread_timedjoin_np(thread_, nullptr, &until) != 0)
+        pthread_detach(thread_);
+}
+
+int BackgroundProvider::PollFd() const
+{
+    return shared_->mailbox.Fd();
+}
+
+void BackgroundProvider::Run(Shared *shared)
+{
+    while (!shared->mailbox.Stopped()) {
+        const u32 ms = shared->conversation->Step();
+        if (ms != 0)
+            shared->mailbox.Wait(ms);
+    }
+    shared->conversation->End();
+}
+
+int BackgroundProvider::Load(StoreWriter *store)
+{
+    // Clients find these failing, and do not take the machine for one without sensors.
+    for (const std::string &key :
+         {std::string(kSystemKey), std::string(kSelLogKey), SensorKey(1)}) {
+        const int error = store->Put(key, FailedInstance(kCimFailed));
+        if (error != 0)
+            return error;
+        keys_.insert(key);
+    }
+    // Signals are for the serving thread.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    auto *mine = new std::shared_ptr<Shared>(shared_);
+    const int error = pthread_create(
+        &thread_, nullptr,
+        [](void *argument) -> void * {
+            const std::unique_ptr<std::shared_ptr<Shared>> shared(
+                static_cast<std::shared_ptr<Shared> *>(argument));
+            Run(shared->get());
+            return nullptr;
+        },
+        mine);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (error != 0)
+        delete mine;
+    started_ = error == 0;
+    return error;
+}
+
+ProviderReply BackgroundProvider::Invoke(const Caller &, const MethodRequest &request,
+                                         StoreWriter *)
+{
+    ObjectPath path;
+    if (ObjectPathParse(request.path, &path) != kCimOk)
+        return {.status = kCimInvalidParameter};
+    if (keys_.find(path.key) == keys_.end())
+        return {.status = kCimNotFound};
+    const MethodRow *row = FindMethod(path.key, request.method);
+    if (row == nullptr)
+        return {.status = kCimMethodNotFound};
+    // An empty text is no argument.
+    const bool args = request.hasArgs && request.args[0] != '\0';
+    const bool cycle = row->kind == OrderKind::Reset && strcmp(request.args, kPowerCycleArgs) == 0;
+    if (args && !cycle)
+        return {.status = kCimInvalidParameter};
+
+    Order order;
+    order.ticket = nextTicket_++;
+    order.kind = args ? OrderKind::PowerCycle : row->kind;
+    order.dueMs = options_.clock() + options_.methodMs;
+    if (!shared_->mailbox.Give(order))
+        return {.status = kCimFailed};
+    open_[order.ticket] = order.dueMs;
+    return {.pending = true, .ticket = order.ticket};
+}
+
+void BackgroundProvider::Committed(bool done)
+{
+    if (done)
+        unsaved_.clear();
+}
+
+// Every instance that came from the BMC fails from now on.
+void BackgroundProvider::FailAll()
+{
+    unsaved_.clear();
+    for (const std::string &key : keys_)
+        unsaved_[key] = FailedInstance(kCimFailed);
+    failed_ = true;
+}
+
+void BackgroundProvider::Take(News &&news, std::vector<ProviderAnswer> *answers)
+{
+    ready_ = ready_ || news.settled || news.lost;
+    if (news.lost) {
+        if (!failed_ || why_.empty())
+            FailAll();
+        if (news.why != why_)
+            options_.log(LOG_ERR, (options_.source + " cannot be read: " + news.why).c_str());
+        why_ = news.why;
+    }
+    if (!news.changes.empty() && failed_) {
+        failed_ = false;
+        options_.log(LOG_NOTICE,
+                     (options_.source + (why_.empty() ? ": reached" : ": answers again")).c_str());
+        why_.clear();
+    }
+    for (auto &[key, change] : news.changes) {
+        if (change.has_value())
+            keys_.insert(key);
+        else
+            keys_.erase(key);
+        unsaved_.insert_or_assign(key, std::move(change));
+    }
+    for (const LogLine &line : news.lines)
+        options_.log(line.priority, line.text.c_str());
+    for (const ProviderAnswer &answer : news.answers) {
+        // One that was answered as late already is not answered twice.
+        if (open_.erase(answer.ticket) != 0)
+            answers->push_back(answer);
+    }
+}
+
+void BackgroundProvider::Watch()
+{
+    const u64 now = options_.clock();
+    const u64 good = shared_->mailbox.heardMs;
+    if (failed_ || now < good + options_.lostMs)
+        return;
+    shared_->mailbox.Void();
+    FailAll();
+    why_ = options_.silent;
+    options_.log(LOG_ERR, (options_.source + " cannot be read: " + why_).c_str());
+}
+
+void BackgroundProvider::AnswerLate(std::vector<ProviderAnswer> *answers)
+{
+    const u64 now = options_.clock();
+    for (auto it = open_.begin(); it != open_.end();) {
+        if (now < it->second) {
+            ++it;
+            continue;
+        }
+        shared_->mailbox.Withdraw(it->first);
+        answers->push_back({.ticket = it->first});
+        it = open_.erase(it);
+    }
+}
+
+void BackgroundProvider::Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
+{
+    Take(shared_->mailbox.Take(), answers);
+    Watch();
+    AnswerLate(answers);
+    for (const auto &[key, change] : unsaved_) {
+        const int error = change.has_value() ? store->Put(key, *change) : store->Delete(key);
+        if (error != 0)
+            return;
+    }
+}

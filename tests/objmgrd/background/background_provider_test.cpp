@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tests of objmgrd/background/background_provider: the serving side, as its clients see it, with a
+// source of two values. The source is switched by files in a directory of the test's own, since it
+// lives in the server's process.
+#include "objmgrd/background/background_provider.h"
+
+#include "support/served_process.h"
+
+#include <fstream>
+#include <sstream>
+#include <syslog.h>
+
+namespace
+{
+
+constexpr char kSystem[] = "OEM_QARN_System";
+constexpr char kLog[] = "OEM_QARN_MessageLog.Name=SEL";
+constexpr char kSensor1[] = "OEM_QARN_Sensor.Index=1";
+
+std::string logFile;
+
+void LogToFile(int priority, const char *line)
+{
+    std::ofstream(logFile, std::ios::app) << priority << " " << line << "\n";
+}
+
+// What a second slow source needs: nothing but this.
+class Thermometer : public Conversation
+{
+public:
+    Thermometer(std::string directory, Mailbox *mailbox)
+        : directory_(std::move(directory)), mailbox_(mailbox)
+    {
+    }
+    u32 Step() override
+    {
+        while (Has("hang"))
+            usleep(10000);
+        Order order;
+        if (mailbox_->NextOrder(&order))
+            return Carry(order);
+        if (Has("silent"))
+            return 20;
+        if (Has("lost"))
+            return Lose();
+        const bool fresh = mailbox_->Generation() != generation_ || !given_;
+        generation_ = mailbox_->Generation();
+        mailbox_->heardMs = BackgroundNowMs();
+        News news;
+        if (fresh) {
+            news.changes[kSystem] = Instance{kCimOk, {{"PowerStatus", kCimOk, on_ ? "ON" : "OFF"}}};
+            news.changes[kSensor1] = Instance{kCimOk, {{"Reading", kCimOk, "23"}}};
+            news.settled = true;
+            news.lines.push_back({LOG_INFO, "read"});
+            given_ = true;
+            mailbox_->Post(generation_, std::move(news));
+        }
+        return 20;
+    }
+    void End() override { std::ofstream(logFile, std::ios::app) << "end\n"; }
+
+private:
+    bool Has(const char *name) const
+    {
+        return access((directory_ + "/" + name).c_str(), F_OK) == 0;
+    }
+    u32 Lose()
+    {
+        News news;
+        news.lost = true;
+        news.why = "unplugged";
+        given_ = false;
+        mailbox_->Post(generation_, std::move(news));
+        return 20;
+    }
+    u32 Carry(const Order &order)
+    {
+        if (Has("deaf"))
+            return 0;
+        const bool slow = Has("slow");
+        if (slow)
+            usleep(600000);
+        std::ofstream(logFile, std::ios::app)
+            << "order " << static_cast<int>(order.kind)
+            << (mailbox_->Waits(order.ticket) ? "" : ": nobody waits") << "\n";
+        if (!mailbox_->Waits(order.ticket))
+            return 0;
+        on_ = order.kind != OrderKind::Stop;
+        News news;
+        news.changes[kSystem] = Instance{kCimOk, {{"PowerStatus", kCimOk, on_ ? "ON" : "OFF"}}};
+        news.answers.push_back({order.ticket, kCimOk, 7});
+        mailbox_->Post(generation_, std::move(news));
+        return 0;
+    }
+
+    const std::string directory_;
+    Mailbox *const mailbox_;
+    u32 generation_ = 0;
+    bool given_ = false;
+    bool on_ = true;
+};
+
+BackgroundOptions Options()
+{
+    return {.name = "thermometer",
+            .source = "Thermometer",
+            .silent = "no answer",
+            .lostMs = 500,
+            .methodMs = 400,
+            .log = LogToFile};
+}
+
+class BackgroundProviderTest : public testing::Test
+{
+protected:
+    BackgroundProviderTest() { logFile = switches_.Path() + "/log"; }
+    void Serve()
+    {
+        served_ =
+            std::make_unique<ServedProcess>(ServerOptions{.directory = directory_.Path()}, [this] {
+                return new BackgroundProvider(Options(), [this](Mailbox *mailbox) {
+                    return std::make_unique<Thermometer>(switches_.Path(), mailbox);
+                });
+            });
+        EXPECT_TRUE(served_->started);
+    }
+    void Switch(const char *name, bool on) const
+    {
+        const std::string file = switches_.Path() + "/" + name;
+        if (on)
+            std::ofstream(file) << "on";
+        else
+            unlink(file.c_str());
+    }
+    std::string Read(const char *path, const char *property) const
+    {
+        return ReadFresh(directory_.Path(), path, property);
+    }
+    std::string Call(const char *path, const char *method, const char *args = nullptr) const
+    {
+        return CallMethod(directory_.Path(), 0x7, path, method, args);
+    }
+    void Until(const char *path, const char *property, const std::string &value) const
+    {
+        for (u32 ms = 0; ms < 20000 && Read(path, property) != value; ms += 20)
+            usleep(20000);
+        EXPECT_EQ(Read(path, property), value);
+    }
+    std::string Log() const
+    {
+        std::ifstream file(logFile);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    TestDirectory directory_;
+    TestDirectory switches_;
+    std::unique_ptr<ServedProcess> served_;
+};
+
+}  // namespace
+
+TEST_F(BackgroundProviderTest, WhatTheConversationReadsIsServed)
+{
+    Switch("silent", true);
+    Serve();
+    // Nothing yet: failures, and not a machine without sensors.
+    for (const char *path : {kSystem, kLog, kSensor1})
+        EXPECT_EQ(Read(path, "Name"), "status 1") << path;
+    Switch("silent", false);
+    Until(kSensor1, "Reading", "23");
+    EXPECT_EQ(Read(kSystem, "PowerStatus"), "ON");
+    EXPECT_EQ(Read(kLog, "NumRecords"), "status 1");
+    EXPECT_EQ(Log(), "5 Thermometer: reached\n6 read\n");
+}
+
+TEST_F(BackgroundProviderTest, AnOrderIsAnsweredWithItsEffect)
+{
+    Serve();
+    Until(kSystem, "PowerStatus", "ON");
+    EXPECT_EQ(Call(kSystem, "Stop"), "0 7");
+    EXPECT_EQ(Read(kSystem, "PowerStatus"), "OFF");
+    EXPECT_EQ(Call(kSystem, "Start", ""), "0 7");
+    EXPECT_EQ(Call(kSystem, "Reset"), "0 7");
+    EXPECT_EQ(Call(kSystem, "Reset", "Mode=PowerCycle"), "0 7");
+    EXPECT_EQ(Call(kLog, "Clear"), "0 7");
+    EXPECT_NE(Log().find("order 1\norder 0\norder 2\norder 3\norder 4\n"), std::string::npos);
+}
+
+TEST_F(BackgroundProviderTest, OtherMethodsAndArgumentsNeverReachTheConversation)
+{
+    Serve();
+    Until(kSensor1, "Reading", "23");
+    EXPECT_EQ(Call(kSystem, "Stop", "x"), "4 0");
+    EXPECT_EQ(Call(kSystem, "Stop", "Mode=PowerCycle"), "4 0");
+    EXPECT_EQ(Call(kLog, "Clear", "x"), "4 0");
+    EXPECT_EQ(Call(kSystem, "Clear"), "17 0");
+    EXPECT_EQ(Call(kSensor1, "Start"), "17 0");
+    EXPECT_EQ(Call("OEM_QARN_Sensor.Index=2", "Start"), "6 0");
+    EXPECT_EQ(Log().find("order"), std::string::npos);
+}
+
+TEST_F(BackgroundProviderTest, SilenceIsSeenByTheWatch)
+{
+    Serve();
+    Until(kSensor1, "Reading", "23");
+    Switch("silent", true);
+    Until(kSystem, "PowerStatus", "status 1");
+    EXPECT_EQ(Read(kSensor1, "Reading"), "status 1");
+    Switch("silent", false);
+    Until(kSensor1, "Reading", "23");
+    EXPECT_EQ(Log(), "5 Thermometer: reached\n6 read\n"
+                     "3 Thermometer cannot be read: no answer\n"
+                     "5 Thermometer: answers again\n6 read\n");
+}
+
+TEST_F(BackgroundProviderTest, ALossIsSaidOnceForEachReason)
+{
+    Serve();
+    Until(kSensor1, "Reading", "23");
+    Switch("lost", true);
+    Until(kSystem, "PowerStatus", "status 1");
+    usleep(200000);
+    Switch("lost", false);
+    Until(kSensor1, "Reading", "23");
+    EXPECT_EQ(Log(), "5 Thermometer: reached\n6 read\n"
+                     "3 Thermometer cannot be read: unplugged\n"
+                     "5 Thermometer: answers again\n6 read\n");
+}
+
+TEST_F(BackgroundProviderTest, AThreadThatHangsHoldsNobodyUp)
+{
+    Serve();
+    Until(kSensor1, "Reading", "23");
+    Switch("hang", true);
+    Until(kSystem, "PowerStatus", "status 1");
+    EXPECT_EQ(Call(kSystem, "Stop"), "1 0");
+    usleep(3500000);  // the heartbeat goes on
+    EXPECT_EQ(Read(kSystem, "PowerStatus"), "status 1");
+    Switch("hang", false);
+    Until(kSystem, "PowerStatus", "ON");
+    // Nobody waits for the Stop any more: the conversation never sees it.
+    EXPECT_EQ(Log().find("order"), std::string::npos);
+}
+
+TEST_F(BackgroundProviderTest, AnOrderThatIsTooLateIsAnsweredAsFailedAndSaidToBeSo)
+{
+    Serve();
+    Until(kSystem, "PowerStatus", "ON");
+    Switch("slow", true);
+    EXPECT_EQ(Call(kSystem, "Stop"), "1 0");
+    for (u32 i = 0; i < 500 && Log().find("nobody waits") == std::string::npos; ++i)
+        usleep(10000);
+    EXPECT_NE(Log().find("order 1: nobody waits\n"), std::string::npos);
+    Until(kSystem, "PowerStatus", "ON");
+    Switch("slow", false);
+    // One that is never answered fails as well.
+    Switch("deaf", true);
+    EXPECT_EQ(Call(kSystem, "Stop"), "1 0");
+}
+
+TEST(BackgroundProviderEnd, TheConversationHasTheLastWord)
+{
+    InFreshProcess([] {
+        const TestDirectory directory;
+        logFile = directory.Path() + "/log";
+        StoreWriter store;
+        ASSERT_EQ(store.Open(directory.Path()), 0);
+        ASSERT_EQ(store.Begin(), 0);
+        {
+            BackgroundProvider provider(Options(), [&](Mailbox *mailbox) {
+                return std::make_unique<Thermometer>(directory.Path(), mailbox);
+            });
+            ASSERT_EQ(provider.Load(&store), 0);
+        }
+        std::string line;
+        std::getline(std::ifstream(logFile) >> std::ws, line);
+        EXPECT_EQ(line, "end");
+    });
+}
+
+// What could not be stored is stored later, and the store is never ahead of what was committed.
+TEST(BackgroundProviderStore, WhatIsNotStoredIsGivenAgain)
+{
+    InFreshProcess([] {
+        const TestDirectory directory;
+        logFile = directory.Path() + "/log";
+        BackgroundProvider provider(Options(), [&](Mailbox *mailbox) {
+            return std::make_unique<Thermometer>(directory.Path(), mailbox);
+        });
+        StoreWriter store;
+        ASSERT_EQ(store.Open(directory.Path()), 0);
+        ASSERT_EQ(store.Begin(), 0);
+        ASSERT_EQ(provider.Load(&store), 0);
+        ASSERT_EQ(store.Commit(), 0);
+        provider.Committed(true);
+        ASSERT_EQ(store.Publish(), 0);
+        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "status 1");
+        for (u32 i = 0; i < 1000 && !provider.Ready(); ++i) {
+            usleep(10000);
+            std::vector<ProviderAnswer> answers;
+            ASSERT_EQ(store.Begin(), 0);
+            provider.Tick(&store, &answers);
+            store.Abort();
+            provider.Committed(false);
+        }
+        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "status 1");
+        std::vector<ProviderAnswer> answers;
+        ASSERT_EQ(store.Begin(), 0);
+        provider.Tick(&store, &answers);
+        ASSERT_EQ(store.Commit(), 0);
+        provider.Committed(true);
+        EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "ON");
+        EXPECT_EQ(ReadFresh(directory.Path(), kSensor1, "Reading"), "23");
+    });
+}
