@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <poll.h>
 #include <signal.h>
+#include <stddef.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
@@ -48,12 +49,38 @@ void EndOfInputSeen()
     nanosleep(&pause, nullptr);
 }
 
+// For a fault that has used up the stack.
+alignas(max_align_t) char gSignalStack[16384];
+
 void OnSignal(int number)
 {
-    TerminalRestore();  // tcsetattr may be called here
-    // The handler was reset when it was entered (SA_RESETHAND): this ends or stops the process as
-    // soon as the handler returns.
+    // In the background the terminal is another's: what it is set to there is not this process's
+    // affair. Without job control (-1) it is.
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+    if (foreground == -1 || foreground == getpgrp())
+        TerminalRestore();  // tcsetattr may be called here
+    // The handler was reset when it was entered (SA_RESETHAND) and every signal is held while it
+    // runs: this ends the process as soon as the handler returns.
     raise(number);
+}
+
+// Whether the signal ends a process that does nothing about it.
+bool EndsByDefault(int number)
+{
+    switch (number) {
+    case SIGKILL:  // cannot be caught
+    case SIGSTOP:
+    case SIGTSTP:
+    case SIGTTIN:
+    case SIGTTOU:
+    case SIGCONT:
+    case SIGCHLD:
+    case SIGURG:
+    case SIGWINCH:
+        return false;
+    default:
+        return true;
+    }
 }
 
 void CatchStop();
@@ -132,15 +159,20 @@ bool TerminalInputGone()
 
 void TerminalCatchSignals()
 {
-    // Signals that were ignored at the start stay ignored, as in any program run under nohup.
-    static constexpr int kEnding[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-    for (int number : kEnding) {
+    const stack_t stack = {.ss_sp = gSignalStack, .ss_flags = 0, .ss_size = sizeof gSignalStack};
+    sigaltstack(&stack, nullptr);
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        // What was ignored at the start stays ignored, as in any program run under nohup, and a
+        // handler that is there already (a sanitizer's) stays, too. The C library's own signals
+        // are refused.
         struct sigaction action = {};
-        if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
+        if (!EndsByDefault(number) || sigaction(number, nullptr, &action) != 0 ||
+            action.sa_handler != SIG_DFL)
             continue;
         action = {};
         action.sa_handler = OnSignal;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_ONSTACK;
+        sigfillset(&action.sa_mask);
         sigaction(number, &action, nullptr);
     }
     struct sigaction stop = {};

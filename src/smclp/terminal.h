@@ -31,9 +31,10 @@ bool TerminalInputGone();
 // Puts the terminal back as it was before raw mode. Nothing happens when it is not raw.
 void TerminalRestore();
 
-// Makes HUP, INT, QUIT and TERM restore the terminal before they end the process (by that same
-// signal), and TSTP before it stops it. Once, at the start of the interactive shell. A signal that
-// is ignored stays ignored.
+// Makes every signal that would end the process, faults and real-time signals included, restore the
+// terminal first (the process still ends by that same signal), and TSTP before it stops it. KILL
+// and STOP cannot be caught. Once, at the start of the interactive shell. A signal that is ignored
+// or has a handler keeps that.
 void TerminalCatchSignals();
 
 #endif

@@ -22,6 +22,7 @@
 #include <termios.h>
 #include <unistd.h>
 #include <utmp.h>
+#include <vector>
 
 namespace
 {
@@ -69,6 +70,9 @@ public:
         close(master_);
         if (login_tty(slave_) != 0)
             _exit(98);
+        // Whoever runs the tests may ignore some (nohup, a script's "&").
+        for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGTSTP})
+            signal(number, SIG_DFL);
         const int status = body();
         fflush(stdout);
         _exit(status);
@@ -487,7 +491,51 @@ TEST_P(EndingSignal, RestoresTheTerminalAndEndsTheProcess)
     EXPECT_TRUE(pty.IsAsBefore());
 }
 
-INSTANTIATE_TEST_SUITE_P(Terminal, EndingSignal, testing::Values(SIGHUP, SIGINT, SIGQUIT, SIGTERM));
+#ifndef __has_feature
+#define __has_feature(feature) 0  // GCC
+#endif
+#if __has_feature(address_sanitizer) || defined(__SANITIZE_ADDRESS__)
+constexpr bool kFaultsAreTheSanitizers = true;
+#else
+constexpr bool kFaultsAreTheSanitizers = false;
+#endif
+
+// Those that the C library keeps for itself (32 and 33) excepted. KILL cannot be caught.
+std::vector<int> EndingSignals()
+{
+    std::vector<int> all = {SIGHUP,  SIGINT,  SIGQUIT,   SIGTRAP, SIGABRT, SIGUSR1, SIGUSR2,
+                            SIGPIPE, SIGALRM, SIGTERM,   SIGXCPU, SIGXFSZ, SIGPROF, SIGVTALRM,
+                            SIGIO,   SIGPWR,  SIGSTKFLT, SIGSYS,  SIGRTMIN};
+    if (!kFaultsAreTheSanitizers)
+        all.insert(all.end(), {SIGILL, SIGBUS, SIGFPE, SIGSEGV});
+    if (!kEmulated)  // it has fewer of them
+        all.push_back(SIGRTMAX);
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Terminal, EndingSignal, testing::ValuesIn(EndingSignals()),
+                         [](const auto &test) { return "Signal" + std::to_string(test.param); });
+
+[[gnu::noinline]] size_t UseUpTheStack(size_t depth)
+{
+    volatile char frame[4096] = {};
+    frame[depth % sizeof frame] = 1;
+    return depth > 1'000'000 ? 0 : UseUpTheStack(depth + 1) + static_cast<size_t>(frame[0]);
+}
+
+TEST(Terminal, FaultOfTheStackRestoresTheTerminal)
+{
+    if (kFaultsAreTheSanitizers)
+        GTEST_SKIP() << "the sanitizer has handlers of its own";
+    Pty pty;
+    pty.Start([] {
+        TerminalCatchSignals();
+        TerminalAwaitKeys();
+        return static_cast<int>(UseUpTheStack(1));
+    });
+    EXPECT_TRUE(EndedBy(pty.Wait(), SIGSEGV));
+    EXPECT_TRUE(pty.IsAsBefore());
+}
 
 TEST(Terminal, InterruptAndQuitKeysEndTheProcess)
 {
