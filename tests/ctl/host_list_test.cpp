@@ -1,0 +1,123 @@
+#include "ctl/host_list.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using Names = std::vector<std::string>;
+
+Names Expand(std::string_view list)
+{
+    Names names;
+    EXPECT_EQ(HostListExpand(list, &names), "");
+    return names;
+}
+
+std::string Wrong(std::string_view list)
+{
+    Names names = {"something"};
+    const std::string wrong = HostListExpand(list, &names);
+    EXPECT_TRUE(names.empty());
+    return wrong;
+}
+
+}  // namespace
+
+TEST(HostList, NamesAndRanges)
+{
+    EXPECT_EQ(Expand("db1"), (Names{"db1"}));
+    EXPECT_EQ(Expand("db1,web"), (Names{"db1", "web"}));
+    EXPECT_EQ(Expand(" db1 , web "), (Names{"db1", "web"}));
+    EXPECT_EQ(Expand("n[1-3]"), (Names{"n1", "n2", "n3"}));
+    EXPECT_EQ(Expand("n[7]"), (Names{"n7"}));
+    EXPECT_EQ(Expand("n[1,3-4]-mgmt,x"), (Names{"n1-mgmt", "n3-mgmt", "n4-mgmt", "x"}));
+    EXPECT_EQ(Expand("[1-2]"), (Names{"1", "2"}));
+    EXPECT_EQ(Expand("n[1-10/4]"), (Names{"n1", "n5", "n9"}));
+    EXPECT_EQ(Expand("n[1-9/4]"), (Names{"n1", "n5", "n9"}));
+}
+
+TEST(HostList, LeadingZerosAreTheLeastNumberOfDigits)
+{
+    EXPECT_EQ(Expand("n[08-10]"), (Names{"n08", "n09", "n10"}));
+    EXPECT_EQ(Expand("n[8-10]"), (Names{"n8", "n9", "n10"}));
+    EXPECT_EQ(Expand("n[099-101]"), (Names{"n099", "n100", "n101"}));
+    EXPECT_EQ(Expand("n[09-100/90]"), (Names{"n09", "n99"}));
+}
+
+TEST(HostList, SeveralGroupsAreEveryCombination)
+{
+    EXPECT_EQ(Expand("r[1-2]n[01-02]"), (Names{"r1n01", "r1n02", "r2n01", "r2n02"}));
+}
+
+TEST(HostList, EachNameOnce)
+{
+    EXPECT_EQ(Expand("n2,n[1-3],n2"), (Names{"n2", "n1", "n3"}));
+}
+
+TEST(HostList, WhatIsNoList)
+{
+    EXPECT_EQ(Wrong(""), "a name is missing");
+    EXPECT_EQ(Wrong("a,,b"), "a name is missing");
+    EXPECT_EQ(Wrong("a,"), "a name is missing");
+    EXPECT_EQ(Wrong("n[1-3"), "a bracket is not closed: n[1-3");
+    EXPECT_EQ(Wrong("n1-3]"), "not a name: n1-3]");
+    EXPECT_EQ(Wrong("n[9-1]"), "a range ends before it begins: [9-1]");
+    EXPECT_EQ(Wrong("n[]"), "not a range of numbers: []");
+    EXPECT_EQ(Wrong("n[a]"), "not a range of numbers: [a]");
+    EXPECT_EQ(Wrong("n[1-]"), "not a range of numbers: [1-]");
+    EXPECT_EQ(Wrong("n[1-2/]"), "not a range of numbers: [1-2/]");
+    EXPECT_EQ(Wrong("n[1/2]"), "not a range of numbers: [1/2]");
+    EXPECT_EQ(Wrong("n[1-2/0]"), "a step of nothing: [1-2/0]");
+    EXPECT_EQ(Wrong("n[[1]]"), "not a range of numbers: [[1]");
+    EXPECT_EQ(Wrong("a b"), "not a name: a b");
+    // A name is a directory's.
+    EXPECT_EQ(Wrong("../n"), "not a name: ../n");
+    EXPECT_EQ(Wrong(".."), "a name begins with a point: ..");
+    EXPECT_EQ(Wrong(".n[1-2]"), "a name begins with a point: .n[1-2]");
+}
+
+TEST(HostList, LimitsFromBothSides)
+{
+    EXPECT_EQ(Expand("n[0-65535]").size(), 65536u);
+    EXPECT_EQ(Wrong("n[0-65536]"), "too many names: [0-65536]");
+    EXPECT_EQ(Expand("n[0-255]x[0-255]").size(), 65536u);
+    EXPECT_EQ(Wrong("n[0-255]x[0-256]"), "too many names");
+    EXPECT_EQ(Wrong("n[0-65535],m"), "too many names");
+    EXPECT_EQ(Expand(std::string(255, 'n')).size(), 1u);
+    EXPECT_EQ(Wrong(std::string(256, 'n')), "a name or a list is too long");
+    EXPECT_EQ(Expand("n[999999999999999998-999999999999999999]").size(), 2u);
+    EXPECT_EQ(Wrong("n[1000000000000000000]"),
+              "a number has too many digits: [1000000000000000000]");
+    EXPECT_EQ(Wrong("n[0-999999999999999999]"), "too many names: [0-999999999999999999]");
+    // Many long names: 255 bytes each.
+    EXPECT_EQ(Wrong(std::string(250, 'n') + "[0-60000]"), "a name or a list is too long");
+}
+
+TEST(HostList, Folds)
+{
+    EXPECT_EQ(HostListFold({}), "");
+    EXPECT_EQ(HostListFold({"db1"}), "db1");
+    EXPECT_EQ(HostListFold({"n3", "n1", "n2"}), "n[1-3]");
+    EXPECT_EQ(HostListFold({"n1", "n3", "n4", "n1"}), "n[1,3-4]");
+    EXPECT_EQ(HostListFold({"n08", "n09", "n10"}), "n[08-10]");
+    EXPECT_EQ(HostListFold({"n9", "n10"}), "n[9-10]");
+    EXPECT_EQ(HostListFold({"n09", "n99", "n100"}), "n[09,99-100]");
+    EXPECT_EQ(HostListFold({"n1", "n01"}), "n[1,01]");
+    EXPECT_EQ(HostListFold({"n01-mgmt", "n02-mgmt", "web"}), "n[01-02]-mgmt,web");
+    EXPECT_EQ(HostListFold({"r1n1", "r2n1"}), "r1n1,r2n1");
+    EXPECT_EQ(HostListFold({"n", "n1"}), "n,n1");
+}
+
+TEST(HostList, FoldedListsWriteOutTheSameNames)
+{
+    for (const char *list : {"n[1-40]", "r[1-3]n[01-16]-mgmt,db[7,9],web", "n[098-101],n[98-101]",
+                             "[0-20]", "n[0-9],n[00-09],n[000-009]"}) {
+        Names names = Expand(list);
+        Names again = Expand(HostListFold(names));
+        std::sort(names.begin(), names.end());
+        std::sort(again.begin(), again.end());
+        EXPECT_EQ(names, again) << list;
+    }
+}
