@@ -1,0 +1,153 @@
+// value.cpp -- see value.h.
+#include "ctl/value.h"
+
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+
+namespace
+{
+
+constexpr size_t kNumberTextMost = 40;
+
+// Bytes of the valid UTF-8 character at the front that is no control character; 0: there is none.
+size_t CharacterLength(std::string_view text)
+{
+    const auto byte = [&](size_t i) { return static_cast<u8>(i < text.size() ? text[i] : 0); };
+    const auto continues = [&](size_t i) { return (byte(i) & 0xc0) == 0x80; };
+    const u8 first = byte(0);
+    if (first < 0x80)
+        return first >= 0x20 && first != 0x7f ? 1 : 0;
+    if (first >= 0xc2 && first <= 0xdf)
+        return continues(1) && !(first == 0xc2 && byte(1) < 0xa0) ? 2 : 0;
+    if (first >= 0xe0 && first <= 0xef) {
+        const bool overlong = first == 0xe0 && byte(1) < 0xa0;
+        const bool surrogate = first == 0xed && byte(1) >= 0xa0;
+        return continues(1) && continues(2) && !overlong && !surrogate ? 3 : 0;
+    }
+    if (first >= 0xf0 && first <= 0xf4) {
+        const bool overlong = first == 0xf0 && byte(1) < 0x90;
+        const bool beyond = first == 0xf4 && byte(1) >= 0x90;
+        return continues(1) && continues(2) && continues(3) && !overlong && !beyond ? 4 : 0;
+    }
+    return 0;
+}
+
+std::string_view TakeDigits(std::string_view *text)
+{
+    size_t length = 0;
+    while (length < text->size() && (*text)[length] >= '0' && (*text)[length] <= '9')
+        ++length;
+    const std::string_view digits = text->substr(0, length);
+    text->remove_prefix(length);
+    return digits;
+}
+
+bool Take(std::string_view *text, char c)
+{
+    if (text->empty() || text->front() != c)
+        return false;
+    text->remove_prefix(1);
+    return true;
+}
+
+// "e3", "E-3", "e+3" at the front, as JSON has it; false: begun and not ended.
+bool TakeExponent(std::string_view *text, std::string *exponent)
+{
+    if (!Take(text, 'e') && !Take(text, 'E'))
+        return true;
+    *exponent = "e";
+    if (Take(text, '-'))
+        *exponent += '-';
+    else
+        Take(text, '+');
+    const std::string_view digits = TakeDigits(text);
+    *exponent += digits;
+    return !digits.empty();
+}
+
+}  // namespace
+
+Value TextValue(std::string_view text)
+{
+    Value value = {ValueKind::Text, ""};
+    value.text.reserve(text.size());
+    while (!text.empty()) {
+        const size_t length = CharacterLength(text);
+        if (length == 0)
+            value.text += '?';
+        else
+            value.text += text.substr(0, length);
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
+    return value;
+}
+
+Value NumberFromText(std::string_view text)
+{
+    if (text.size() > kNumberTextMost)
+        return {};
+    std::string number;
+    if (Take(&text, '-'))
+        number = "-";
+    else
+        Take(&text, '+');
+    std::string_view whole = TakeDigits(&text);
+    std::string_view part;
+    if (Take(&text, '.'))
+        part = TakeDigits(&text);
+    std::string exponent;
+    if ((whole.empty() && part.empty()) || !TakeExponent(&text, &exponent) || !text.empty())
+        return {};
+    while (whole.size() > 1 && whole.front() == '0')
+        whole.remove_prefix(1);
+    number += whole.empty() ? "0" : whole;
+    if (!part.empty())
+        number.append(".").append(part);
+    number += exponent;
+    if (!isfinite(strtod(number.c_str(), nullptr)))
+        return {};
+    return {ValueKind::Number, number};
+}
+
+Value IntegerValue(i64 number)
+{
+    return {ValueKind::Number, std::to_string(number)};
+}
+
+Value SecondsValue(double seconds)
+{
+    if (!isfinite(seconds) || fabs(seconds) >= 1e15)
+        return {};
+    char text[40];
+    snprintf(text, sizeof text, "%.3f", seconds);
+    std::string shown = text;
+    shown.erase(shown.find_last_not_of('0') + 1);
+    if (shown.back() == '.')
+        shown.pop_back();
+    if (shown == "-0")
+        shown = "0";
+    return {ValueKind::Number, shown};
+}
+
+Value FlagValue(bool flag)
+{
+    return {ValueKind::Flag, flag ? "true" : "false"};
+}
+
+double NumberOfValue(const Value &value)
+{
+    return value.kind == ValueKind::Number ? strtod(value.text.c_str(), nullptr) : 0.0;
+}
+
+Value TimeValue(i64 seconds)
+{
+    const time_t time = static_cast<time_t>(seconds);
+    tm parts = {};
+    char text[64];
+    if (gmtime_r(&time, &parts) == nullptr ||
+        strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+        return {};
+    return {ValueKind::Text, text};
+}
