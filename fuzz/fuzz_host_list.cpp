@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_host_list.cpp -- any text as a list of servers' names; what it stands for, folded again.
 #include "ctl/host_list.h"
 

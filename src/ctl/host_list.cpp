@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_list.cpp -- see host_list.h.
 #include "ctl/host_list.h"
 

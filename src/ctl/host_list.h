@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // host_list.h -- lists of servers' names as clustershell and powerman write them.
 //
 //   list   = part *("," part)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output.cpp -- see output.h.
 //
 // JSON is written here and not by a library, so that a reading's digits come out as the controller

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output.h -- writes sheets as a table, JSON, JSON lines or CSV.
 #ifndef CTL_OUTPUT_H
 #define CTL_OUTPUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // sheet.h -- the one form of every answer: named columns and rows of typed values.
 //
 // What a column is called, and what it means, is a promise to scripts (docs/scripting.md and the

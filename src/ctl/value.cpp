@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // value.cpp -- see value.h.
 #include "ctl/value.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // value.h -- one typed value of an answer.
 #ifndef CTL_VALUE_H
 #define CTL_VALUE_H

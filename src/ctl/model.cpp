@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: Apache-2.0
+// model.cpp -- see model.h.
+#include "ctl/model.h"
+
+#include <algorithm>
+#include <charconv>
+#include <time.h>
+
+namespace
+{
+
+constexpr std::string_view kSystemKey = "OEM_QARN_System";
+constexpr std::string_view kLogKey = "OEM_QARN_MessageLog.Name=SEL";
+constexpr std::string_view kSensorPrefix = "OEM_QARN_Sensor.Index=";
+constexpr std::string_view kRecordPrefix = "OEM_QARN_LogRecord.LogName=SEL,RecordNum=";
+constexpr std::string_view kDigitsName = "Timestamp;YYYYMMDDHHMMSS";
+constexpr u32 kMostRecords = 65535;  // the shell counts records in 16 bits
+
+// A decimal number that is the whole text; 0 for anything else: numbers of instances begin at 1.
+u32 WholeNumber(std::string_view text)
+{
+    u32 number = 0;
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
+    return end.ec == std::errc() && end.ptr == text.data() + text.size() ? number : 0;
+}
+
+// The number at the end of a key that begins with `prefix`; 0: it does not.
+u32 NumberInKey(std::string_view key, std::string_view prefix)
+{
+    return key.starts_with(prefix) ? WholeNumber(key.substr(prefix.size())) : 0;
+}
+
+const SnapshotInstance *Find(const Snapshot &snapshot, std::string_view key)
+{
+    for (const SnapshotInstance &instance : snapshot.instances) {
+        if (instance.key == key)
+            return &instance;
+    }
+    return nullptr;
+}
+
+// The instances whose keys are a prefix and a number, in the order of those.
+struct Numbered {
+    u32 number;
+    const SnapshotInstance *instance;
+};
+
+std::vector<Numbered> FindNumbered(const Snapshot &snapshot, std::string_view prefix)
+{
+    std::vector<Numbered> found;
+    for (const SnapshotInstance &instance : snapshot.instances) {
+        if (const u32 number = NumberInKey(instance.key, prefix))
+            found.push_back({number, &instance});
+    }
+    std::sort(found.begin(), found.end(),
+              [](const Numbered &a, const Numbered &b) { return a.number < b.number; });
+    return found;
+}
+
+Value TextOf(const SnapshotInstance &instance, std::string_view property)
+{
+    const auto text = SnapshotText(instance, property);
+    return text ? TextValue(*text) : Value();
+}
+
+Value NumberOf(const SnapshotInstance &instance, std::string_view property)
+{
+    const auto text = SnapshotText(instance, property);
+    return text ? NumberFromText(*text) : Value();
+}
+
+// As the shell reads codes: what is no number, or does not fit, is 0.
+u8 CodeOf(const SnapshotInstance &instance, std::string_view property)
+{
+    const auto text = SnapshotText(instance, property);
+    const u32 code = text ? WholeNumber(*text) : 0;
+    return code <= UINT8_MAX ? static_cast<u8>(code) : 0;
+}
+
+Value AgeValue(std::optional<double> age)
+{
+    return age ? SecondsValue(*age) : Value();
+}
+
+// "ON" is on; "OFF" in any case, and "0", are off, as the shell sees it.
+Value PowerOf(const SnapshotInstance &system)
+{
+    const auto text = SnapshotText(system, "PowerStatus");
+    if (!text)
+        return {};
+    Value power = TextValue(*text);
+    for (char &c : power.text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    if (power.text == "0")
+        power.text = "off";
+    return power;
+}
+
+void SetState(const SnapshotInstance &instance, ModelSensor *sensor)
+{
+    const SensorKind &kind = *sensor->kind;
+    if (kind.state == StateFrom::StateValue) {
+        const auto text = SnapshotText(instance, "StateValue");
+        if (!text)
+            return;
+        const u32 number = WholeNumber(*text);
+        const SensorCode *code = kind.otherCode;
+        for (const SensorCode &row : kind.codes) {
+            if (row.code == number)
+                code = &row;
+        }
+        sensor->state = TextValue(code->word);
+        sensor->health = code->health;
+        return;
+    }
+    sensor->state = TextOf(instance, kind.state == StateFrom::State ? "State" : "StatusText");
+    sensor->health = HealthOfState(sensor->state.text);
+}
+
+ModelSensor SensorOf(const Snapshot &snapshot, const Numbered &row, const SensorKind *kind)
+{
+    const SnapshotInstance &instance = *row.instance;
+    ModelSensor sensor;
+    sensor.index = row.number;
+    sensor.kind = kind;
+    sensor.name = TextOf(instance, "Name");
+    sensor.kindName = SensorKindName(*kind, sensor.name.text);
+    if (kind->unit != nullptr) {
+        sensor.reading = NumberOf(instance, "Reading");
+        const bool amperes = sensor.kindName == kCurrentKindName;
+        sensor.unit = TextValue(!instance.unit.empty() ? instance.unit
+                                : amperes              ? std::string_view("A")
+                                                       : kind->unit);
+        sensor.lowerCritical = NumberOf(instance, "FailThresholdMin");
+        sensor.lowerWarning = NumberOf(instance, "WarningThresholdMin");
+        sensor.upperWarning = NumberOf(instance, "WarningThresholdMax");
+        sensor.upperCritical = NumberOf(instance, "FailThresholdMax");
+    }
+    SetState(instance, &sensor);
+    sensor.age = SnapshotAge(snapshot, instance);
+    sensor.source = instance.source;
+    return sensor;
+}
+
+ModelRecord RecordOf(u32 number, const SnapshotInstance *instance)
+{
+    ModelRecord record;
+    record.number = number;
+    if (instance == nullptr)
+        return record;
+    record.description = TextOf(*instance, "Description");
+    const auto digits = SnapshotText(*instance, kDigitsName);
+    record.time = digits ? ModelTimeOfDigits(*digits) : std::nullopt;
+    record.boot = digits && digits->find("System Boot") != std::string_view::npos;
+    return record;
+}
+
+constexpr Column kSensorColumns[] = {
+    // clang-format off
+    {"server",         nullptr,    false},
+    {"name",           "NAME",     false},
+    {"target",         nullptr,    false},
+    {"type",           "TYPE",     false},
+    {"reading",        "READING",  true},
+    {"unit",           "UNIT",     false},
+    {"state",          "STATE",    false},
+    {"health",         "HEALTH",   false},
+    {"lower_critical", "LOW CRIT", true},
+    {"lower_warning",  "LOW WARN", true},
+    {"upper_warning",  "UP WARN",  true},
+    {"upper_critical", "UP CRIT",  true},
+    {"age_seconds",    "AGE",      true},
+    // clang-format on
+};
+
+constexpr Column kSystemColumns[] = {
+    // clang-format off
+    {"server",      nullptr,       false},
+    {"service_tag", "SERVICE TAG", false},
+    {"host_name",   "HOST NAME",   false},
+    {"description", "DESCRIPTION", false},
+    {"power",       "POWER",       false},
+    {"records",     "RECORDS",     true},
+    {"service",     "SERVICE",     false},
+    {"age_seconds", "AGE",         true},
+    // clang-format on
+};
+
+constexpr Column kLogColumns[] = {
+    // clang-format off
+    {"server",      nullptr,       false},
+    {"record",      "RECORD",      true},
+    {"target",      nullptr,       false},
+    {"time",        "TIME",        false},
+    {"boot",        "BOOT",        false},
+    {"description", "DESCRIPTION", false},
+    // clang-format on
+};
+
+}  // namespace
+
+const SheetForm kSensorsForm = {"sensors", kSensorColumns};
+const SheetForm kSystemForm = {"systems", kSystemColumns};
+const SheetForm kLogForm = {"records", kLogColumns};
+
+std::optional<i64> ModelTimeOfDigits(std::string_view digits)
+{
+    if (digits.size() != 14 ||
+        !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return std::nullopt;
+    const auto field = [&](size_t at, size_t length) {
+        return static_cast<int>(WholeNumber(digits.substr(at, length)));
+    };
+    tm parts = {};
+    parts.tm_year = field(0, 4) - 1900;
+    parts.tm_mon = field(4, 2) - 1;
+    parts.tm_mday = field(6, 2);
+    parts.tm_hour = field(8, 2);
+    parts.tm_min = field(10, 2);
+    parts.tm_sec = field(12, 2);
+    tm again = parts;
+    const time_t seconds = timegm(&again);  // puts right what is no day, which shows it
+    const bool same = again.tm_mon == parts.tm_mon && again.tm_mday == parts.tm_mday &&
+                      again.tm_hour == parts.tm_hour && again.tm_min == parts.tm_min &&
+                      again.tm_sec == parts.tm_sec && again.tm_year == parts.tm_year;
+    return same ? std::optional<i64>(seconds) : std::nullopt;
+}
+
+ModelSystem ModelSystemOf(const Snapshot &snapshot)
+{
+    ModelSystem system;
+    const SnapshotInstance *host = Find(snapshot, kSystemKey);
+    if (host == nullptr)
+        return system;
+    system.serviceTag = TextOf(*host, "ServiceTag");
+    system.hostName = TextOf(*host, "HostName");
+    system.description = TextOf(*host, "Description");
+    system.power = PowerOf(*host);
+    system.age = SnapshotAge(snapshot, *host);
+    system.readable = !system.power.IsNull();
+    if (const SnapshotInstance *log = Find(snapshot, kLogKey))
+        system.records = NumberOf(*log, "NumRecords");
+    return system;
+}
+
+std::vector<ModelSensor> ModelSensorsOf(const Snapshot &snapshot)
+{
+    std::vector<ModelSensor> sensors;
+    const SnapshotInstance *host = Find(snapshot, kSystemKey);
+    if (host == nullptr)
+        return sensors;
+    const Value power = PowerOf(*host);
+    if (power.IsNull() || power.text == "off")
+        return sensors;
+    const std::span<const SensorKind> kinds = SensorKinds();
+    std::vector<u32> numbers(kinds.size());
+    u32 index = 0;
+    for (const Numbered &row : FindNumbered(snapshot, kSensorPrefix)) {
+        if (row.number != ++index || row.instance->status != kCimOk)
+            break;
+        const SensorKind *kind =
+            SensorKindOf(CodeOf(*row.instance, "Type"), CodeOf(*row.instance, "Format"));
+        if (kind == nullptr)
+            continue;
+        ModelSensor sensor = SensorOf(snapshot, row, kind);
+        sensor.number = ++numbers[static_cast<size_t>(kind - kinds.data())];
+        sensor.target = std::string("/system1/") + kind->collection + "/" + kind->element +
+                        std::to_string(sensor.number);
+        sensors.push_back(std::move(sensor));
+    }
+    return sensors;
+}
+
+std::vector<ModelRecord> ModelRecordsOf(const Snapshot &snapshot)
+{
+    std::vector<ModelRecord> records;
+    const SnapshotInstance *log = Find(snapshot, kLogKey);
+    const auto count = log != nullptr ? SnapshotText(*log, "NumRecords") : std::nullopt;
+    if (!count)
+        return records;
+    const u32 most = std::min(WholeNumber(*count), kMostRecords);
+    const std::vector<Numbered> found = FindNumbered(snapshot, kRecordPrefix);
+    auto next = found.begin();
+    for (u32 number = 1; number <= most; ++number) {
+        while (next != found.end() && next->number < number)
+            ++next;
+        const bool there = next != found.end() && next->number == number;
+        records.push_back(RecordOf(number, there ? next->instance : nullptr));
+    }
+    return records;
+}
+
+Row SensorRow(const Value &server, const ModelSensor &sensor)
+{
+    return {server,
+            sensor.name,
+            TextValue(sensor.target),
+            TextValue(sensor.kindName),
+            sensor.reading,
+            sensor.unit,
+            sensor.state,
+            TextValue(HealthName(sensor.health)),
+            sensor.lowerCritical,
+            sensor.lowerWarning,
+            sensor.upperWarning,
+            sensor.upperCritical,
+            AgeValue(sensor.age)};
+}
+
+Row SystemRow(const Value &server, const Snapshot &snapshot, const ModelSystem &system)
+{
+    return {server,
+            system.serviceTag,
+            system.hostName,
+            system.description,
+            system.power,
+            system.records,
+            snapshot.service.empty() ? Value() : TextValue(snapshot.service),
+            AgeValue(system.age)};
+}
+
+Row RecordRow(const Value &server, const ModelRecord &record)
+{
+    return {server,
+            IntegerValue(record.number),
+            TextValue("/system1/logs1/log1/record" + std::to_string(record.number)),
+            record.time ? TimeValue(*record.time) : Value(),
+            FlagValue(record.boot),
+            record.description};
+}
