@@ -2,10 +2,9 @@
 // object_path.cpp -- object paths as clients write them, and the keys they stand for in the store.
 #include "objmgr/object_path.h"
 
-#include <string.h>
+#include "objmgr/schema.h"
 
-static constexpr char kTimestampKey[] = "TimestampFormat";
-static constexpr char kTimestampDigits[] = "YYYYMMDDHHMMSS";
+#include <string.h>
 
 static bool IsText(const char *at, size_t length, const char *text)
 {
@@ -32,9 +31,9 @@ static bool TakeBinding(ObjectPath *out, const char *binding, size_t length, boo
     if (equals == nullptr || equals == binding)
         return false;
     const size_t nameLength = static_cast<size_t>(static_cast<const char *>(equals) - binding);
-    if (IsText(binding, nameLength, kTimestampKey)) {
+    if (IsText(binding, nameLength, kTimestampFormatBinding)) {
         out->timestampDigits = true;
-        return IsText(binding + nameLength + 1, length - nameLength - 1, kTimestampDigits);
+        return IsText(binding + nameLength + 1, length - nameLength - 1, kTimestampFormatDigits);
     }
     const char separator = *first ? '.' : ',';
     *first = false;

@@ -2,44 +2,45 @@
 // instances.cpp -- see instances.h.
 #include "objmgrd/instances.h"
 
-const char kSystemKey[] = "OEM_QARN_System";
-const char kSelLogKey[] = "OEM_QARN_MessageLog.Name=SEL";
+#include "objmgr/schema.h"
 
 std::string SensorKey(u32 index)
 {
-    return "OEM_QARN_Sensor.Index=" + std::to_string(index);
+    return SensorPath(index).Text();
 }
 
 std::string SelRecordKey(u32 number)
 {
-    return "OEM_QARN_LogRecord.LogName=SEL,RecordNum=" + std::to_string(number);
+    return LogRecordPath(number).Text();
 }
 
 std::string PowerSupplyKey(u32 index)
 {
-    return "OEM_QARN_PowerSupply.PowerSupplyIndex=" + std::to_string(index);
+    return PowerSupplyPath(index).Text();
 }
 
 Instance SelLogInstance(u32 records)
 {
-    return {kCimOk, {{"Name", kCimOk, "SEL"}, {"NumRecords", kCimOk, std::to_string(records)}}};
+    return {kCimOk,
+            {{kPropertyName, kCimOk, kSelName},
+             {kPropertyNumRecords, kCimOk, std::to_string(records)}}};
 }
 
 Instance SelRecordInstance(u32 number, const LogTimes &times, std::string description)
 {
     return {kCimOk,
-            {{"LogName", kCimOk, "SEL"},
-             {"RecordNum", kCimOk, std::to_string(number)},
-             {"Timestamp", kCimOk, times.plain},
-             {std::string("Timestamp") + kStoreTimestampSuffix, kCimOk, times.digits},
-             {"Description", kCimOk, std::move(description)}}};
+            {{kPropertyLogName, kCimOk, kSelName},
+             {kPropertyRecordNum, kCimOk, std::to_string(number)},
+             {kPropertyTimestamp, kCimOk, times.plain},
+             {std::string(kPropertyTimestamp) + kStoreTimestampSuffix, kCimOk, times.digits},
+             {kPropertyDescription, kCimOk, std::move(description)}}};
 }
 
 Instance PowerSupplyInstance(u32 index, u32 wattage)
 {
     return {kCimOk,
-            {{"PowerSupplyIndex", kCimOk, std::to_string(index)},
-             {"PowerSupplyWattage", kCimOk, std::to_string(wattage)}}};
+            {{kPropertyPowerSupplyIndex, kCimOk, std::to_string(index)},
+             {kPropertyPowerSupplyWattage, kCimOk, std::to_string(wattage)}}};
 }
 
 Instance FailedInstance(CimStatus status)

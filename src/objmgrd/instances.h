@@ -7,9 +7,6 @@
 #include "objmgrd/log_time.h"
 #include "objmgrd/store_writer.h"
 
-extern const char kSystemKey[];  // "OEM_QARN_System"
-extern const char kSelLogKey[];  // "OEM_QARN_MessageLog.Name=SEL"
-
 std::string SensorKey(u32 index);       // "OEM_QARN_Sensor.Index=3"
 std::string SelRecordKey(u32 number);   // "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7"
 std::string PowerSupplyKey(u32 index);  // "OEM_QARN_PowerSupply.PowerSupplyIndex=3"

@@ -9,6 +9,7 @@
 #define OBJMGRD_PROVIDER_H
 
 #include "objmgr/protocol.h"
+#include "objmgr/schema.h"
 #include "objmgrd/store_writer.h"
 
 // Who asks: from the socket's peer credentials, and the rights that the server grants.

@@ -3,7 +3,7 @@
 #include "objmgrd/server.h"
 
 #include "objmgr/object_path.h"
-#include "objmgr/privilege.h"
+#include "objmgr/schema.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -21,21 +21,6 @@
 
 namespace
 {
-
-// What each method needs. A method that is not here needs everything: to add a method, add its
-// bit to objmgr/privilege.h and its row here.
-struct PrivilegeRow {
-    const char *className;
-    const char *method;
-    u32 needed;
-};
-
-constexpr PrivilegeRow kPrivileges[] = {
-    {"OEM_QARN_System", "Start", kPrivilegePowerControl},
-    {"OEM_QARN_System", "Stop", kPrivilegePowerControl},
-    {"OEM_QARN_System", "Reset", kPrivilegePowerControl},
-    {"OEM_QARN_MessageLog", "Clear", kPrivilegeClearLog},
-};
 
 // Earlier than clients ask for, so that a busy machine does not make it late.
 constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
@@ -149,13 +134,8 @@ u32 ServerNeededPrivilege(const char *path, const char *method)
     ObjectPath parsed;
     if (ObjectPathParse(path, &parsed) != kCimOk)
         return kPrivilegeAll;
-    const size_t length = strcspn(parsed.key, ".");
-    for (const PrivilegeRow &row : kPrivileges) {
-        if (strlen(row.className) == length && memcmp(row.className, parsed.key, length) == 0 &&
-            strcmp(row.method, method) == 0)
-            return row.needed;
-    }
-    return kPrivilegeAll;
+    const MethodRow *row = SchemaFindMethod(parsed.key, method);
+    return row != nullptr ? row->right : kPrivilegeAll;
 }
 
 struct Server::State {

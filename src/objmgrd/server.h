@@ -6,7 +6,7 @@
 //
 // Privileges. A method call is judged before the provider sees it, by class and method alone,
 // whether or not the instance exists, so that a refusal tells nothing about what is there:
-//   - a method of the table in server.cpp needs the bits that objmgr/privilege.h gives it;
+//   - a method of the table in objmgr/schema.h needs the bits that its row says;
 //   - every other method, also on a path that is none, needs all of kPrivilegeAll (default deny);
 //   - a caller without the bits gets kCimAccessDenied, and nothing happens;
 //   - a caller with them gets what the provider answers, for an unknown method

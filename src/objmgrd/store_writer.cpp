@@ -6,6 +6,7 @@
 #include "objmgrd/store_writer.h"
 
 #include "objmgr/object_path.h"
+#include "objmgr/schema.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -86,8 +87,8 @@ static bool IsPropertyName(const std::string &name)
 
 // Properties that the shell reads for every instance of a walk, or before anything else. A reader
 // goes through a record from its beginning, so these come first.
-static constexpr const char *kFirstNames[] = {"Type", "Format", "PowerStatus", "ServiceTag",
-                                              "NumRecords"};
+static constexpr const char *kFirstNames[] = {kPropertyType, kPropertyFormat, kPropertyPowerStatus,
+                                              kPropertyServiceTag, kPropertyNumRecords};
 
 static bool IsFirstName(const std::string &name)
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // main.cpp -- entry and controller probe.
 #include "objmgr/objmgr.h"
+#include "objmgr/schema.h"
 #include "platform/map.h"
 #include "platform/trace.h"
 #include "smclp/output.h"
@@ -26,7 +27,7 @@ u32 SmclpGetPowerStatus()
     CimStatus status = kCimOk;
     const bool opened = objMgr->Open(&handle) == 0;
     if (opened)
-        status = objMgr->GetPropertyValue(handle, "OEM_QARN_System", "PowerStatus",
+        status = objMgr->GetPropertyValue(handle, kSystemClass, kPropertyPowerStatus,
                                           sizeof powerStatus, powerStatus);
     if (opened && status == kCimAccessDenied) {
         printf("ERROR: Insufficient user privileges\n");

@@ -14,26 +14,25 @@
 namespace
 {
 
-constexpr char kPowerCycleArgs[] = "Mode=PowerCycle";
 // The thread is in one request at most.
 constexpr u32 kJoinMostMs = 5000;
 
-struct MethodRow {
+struct OrderRow {
     const char *key;
     const char *method;
     OrderKind kind;
 };
 
-const MethodRow kMethods[] = {
-    {kSystemKey, "Start", OrderKind::Start},
-    {kSystemKey, "Stop", OrderKind::Stop},
-    {kSystemKey, "Reset", OrderKind::Reset},
-    {kSelLogKey, "Clear", OrderKind::Clear},
+const OrderRow kMethods[] = {
+    {kSystemClass, kMethodStart, OrderKind::Start},
+    {kSystemClass, kMethodStop, OrderKind::Stop},
+    {kSystemClass, kMethodReset, OrderKind::Reset},
+    {kSelPath, kMethodClear, OrderKind::Clear},
 };
 
-const MethodRow *FindMethod(const char *key, const char *method)
+const OrderRow *FindMethod(const char *key, const char *method)
 {
-    for (const MethodRow &row : kMethods) {
+    for (const OrderRow &row : kMethods) {
         if (strcmp(row.key, key) == 0 && strcmp(row.method, method) == 0)
             return &row;
     }
@@ -91,7 +90,7 @@ int BackgroundProvider::Load(StoreWriter *store)
 {
     // Clients find these failing, and do not take the machine for one without sensors.
     for (const std::string &key :
-         {std::string(kSystemKey), std::string(kSelLogKey), SensorKey(1)}) {
+         {std::string(kSystemClass), std::string(kSelPath), SensorKey(1)}) {
         const int error = store->Put(key, FailedInstance(kCimFailed));
         if (error != 0)
             return error;
@@ -127,12 +126,13 @@ ProviderReply BackgroundProvider::Invoke(const Caller &, const MethodRequest &re
         return {.status = kCimInvalidParameter};
     if (keys_.find(path.key) == keys_.end())
         return {.status = kCimNotFound};
-    const MethodRow *row = FindMethod(path.key, request.method);
+    const OrderRow *row = FindMethod(path.key, request.method);
     if (row == nullptr)
         return {.status = kCimMethodNotFound};
     // An empty text is no argument.
     const bool args = request.hasArgs && request.args[0] != '\0';
-    const bool cycle = row->kind == OrderKind::Reset && strcmp(request.args, kPowerCycleArgs) == 0;
+    const bool cycle =
+        row->kind == OrderKind::Reset && strcmp(request.args, kPowerCycleArgument) == 0;
     if (args && !cycle)
         return {.status = kCimInvalidParameter};
 

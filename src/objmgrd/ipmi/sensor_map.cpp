@@ -2,6 +2,7 @@
 // sensor_map.cpp -- see sensor_map.h. A kind of state is a row of kStateRows.
 #include "objmgrd/ipmi/sensor_map.h"
 
+#include "objmgr/schema.h"
 #include "objmgrd/ipmi/event_words.h"
 
 #include <cmath>
@@ -154,10 +155,10 @@ struct ThresholdRow {
 };
 
 constexpr ThresholdRow kThresholdRows[] = {
-    {"WarningThresholdMin", kLowerNonCritical},
-    {"WarningThresholdMax", kUpperNonCritical},
-    {"FailThresholdMin", kLowerCritical},
-    {"FailThresholdMax", kUpperCritical},
+    {kPropertyWarningThresholdMin, kLowerNonCritical},
+    {kPropertyWarningThresholdMax, kUpperNonCritical},
+    {kPropertyFailThresholdMin, kLowerCritical},
+    {kPropertyFailThresholdMax, kUpperCritical},
 };
 
 class Properties
@@ -180,28 +181,28 @@ private:
 void AddThresholdKind(const SdrSensor &sensor, const SensorReading &reading, Properties *out)
 {
     const CimStatus status = reading.denied ? kCimAccessDenied : kCimOk;
-    out->Add("Reading", status,
+    out->Add(kPropertyReading, status,
              reading.valid ? SensorValueText(sensor, reading.raw) : kNotAvailable);
     for (const ThresholdRow &row : kThresholdRows) {
         const bool there = (reading.thresholdMask & Bit(row.threshold)) != 0;
         out->Add(row.property, there ? SensorValueText(sensor, reading.thresholds[row.threshold])
                                      : kNotAvailable);
     }
-    out->Add("StatusText", status, ThresholdStatus(reading));
+    out->Add(kPropertyStatusText, status, ThresholdStatus(reading));
 }
 
 void AddStateKind(const SdrSensor &sensor, const SensorReading &reading, Properties *out)
 {
     const CimStatus status = reading.denied ? kCimAccessDenied : kCimOk;
     const std::string words = StateWords(sensor, reading);
-    out->Add("State", status, words);
-    out->Add("StatusText", status, words);
+    out->Add(kPropertyState, status, words);
+    out->Add(kPropertyStatusText, status, words);
     const CodeRow *row = CodeRowOf(sensor);
     if (row == nullptr)
         return;
     // The words for codes have none for "not known": there is no code then.
     const bool known = reading.valid && reading.hasStates;
-    out->Add("StateValue",
+    out->Add(kPropertyStateValue,
              reading.denied ? kCimAccessDenied
              : known        ? kCimOk
                             : kCimFailed,
@@ -250,10 +251,10 @@ Instance SensorInstance(u32 index, const SdrSensor &sensor, const SensorReading 
 {
     Instance instance;
     Properties out(&instance);
-    out.Add("Index", std::to_string(index));
-    out.Add("Type", std::to_string(sensor.type));
-    out.Add("Format", std::to_string(FormatOf(sensor)));
-    out.Add("Name", sensor.name);
+    out.Add(kPropertyIndex, std::to_string(index));
+    out.Add(kPropertyType, std::to_string(sensor.type));
+    out.Add(kPropertyFormat, std::to_string(FormatOf(sensor)));
+    out.Add(kPropertyName, sensor.name);
     if (FormatOf(sensor) == kFormatThreshold)
         AddThresholdKind(sensor, reading, &out);
     else

@@ -380,7 +380,7 @@ void Worker::EndLog(ReadStep step, u64 now)
     dueMs_[kLogTask] = now + settings_.logMs;
     // A log that is being erased, or a BMC that is busy, is a matter of moments.
     if (log_.Code() == kBmcDenied || now - logMs_ > kStaleMs) {
-        news_.changes[kSelLogKey] = FailedInstance(StatusOf(log_.Code()));
+        news_.changes[kSelPath.text] = FailedInstance(StatusOf(log_.Code()));
         logGiven_ = false;
     }
 }
@@ -498,13 +498,13 @@ void Worker::GiveSystem()
                             : power_ == Power::Denied ? kCimAccessDenied
                                                       : kCimOk;
     powerGiven_ = true;
-    news_.changes[kSystemKey] =
-        Instance{kCimOk,
-                 {{"PowerStatus", power, power_ == Power::On ? "ON" : "OFF"},
-                  {"ServiceTag", known, identity_.serviceTag},
-                  {"Description", known, identity_.description},
-                  {"HostName", known, hostName_},
-                  {"Oem", known, identity_.oem}}};
+    news_.changes[kSystemClass] = Instance{
+        kCimOk,
+        {{kPropertyPowerStatus, power, power_ == Power::On ? kPowerStatusOn : kPowerStatusOff},
+         {kPropertyServiceTag, known, identity_.serviceTag},
+         {kPropertyDescription, known, identity_.description},
+         {kPropertyHostName, known, hostName_},
+         {kPropertyOem, known, identity_.oem}}};
 }
 
 // The readings that changed, once all are there: now and then during a round, and at its end.
@@ -538,7 +538,7 @@ void Worker::GiveLog()
     for (u32 number = count + 1; number <= recordsGiven_; ++number)
         news_.changes[SelRecordKey(number)] = std::nullopt;
     if (!logGiven_ || count != recordsGiven_)
-        news_.changes[kSelLogKey] = SelLogInstance(count);
+        news_.changes[kSelPath.text] = SelLogInstance(count);
     recordsGiven_ = count;
     logGiven_ = true;
 }

@@ -4,6 +4,7 @@
 #include "objmgrd/sim/host_file.h"
 
 #include "objmgr/faults.h"
+#include "objmgr/schema.h"
 #include "objmgrd/toml.h"
 
 #include <algorithm>
@@ -48,35 +49,37 @@ struct ClassRow {
 };
 
 const ClassRow kClasses[] = {
-    {"OEM_QARN_System",
+    {kSystemClass,
      false,
      nullptr,
      nullptr,
-     {"PowerStatus", "ServiceTag", "Description", "HostName", "Oem"}},
-    {"OEM_QARN_MessageLog", false, "Name", nullptr, {"Name", "NumRecords"}},
-    {"OEM_QARN_LogRecord",
+     {kPropertyPowerStatus, kPropertyServiceTag, kPropertyDescription, kPropertyHostName,
+      kPropertyOem}},
+    {kMessageLogClass, false, kPropertyName, nullptr, {kPropertyName, kPropertyNumRecords}},
+    {kLogRecordClass,
      true,
-     "LogName",
-     "RecordNum",
-     {"LogName", "RecordNum", "Timestamp", "Description"}},
-    {"OEM_QARN_Sensor",
-     true,
-     nullptr,
-     "Index",
-     {"Index", "Type", "Format", "Name", "Reading", "WarningThresholdMin", "WarningThresholdMax",
-      "FailThresholdMin", "FailThresholdMax", "StatusText", "State", "StateValue"}},
-    {"OEM_QARN_PowerSupply",
+     kPropertyLogName,
+     kPropertyRecordNum,
+     {kPropertyLogName, kPropertyRecordNum, kPropertyTimestamp, kPropertyDescription}},
+    {kSensorClass,
      true,
      nullptr,
-     "PowerSupplyIndex",
-     {"PowerSupplyIndex", "PowerSupplyWattage"}},
+     kPropertyIndex,
+     {kPropertyIndex, kPropertyType, kPropertyFormat, kPropertyName, kPropertyReading,
+      kPropertyWarningThresholdMin, kPropertyWarningThresholdMax, kPropertyFailThresholdMin,
+      kPropertyFailThresholdMax, kPropertyStatusText, kPropertyState, kPropertyStateValue}},
+    {kPowerSupplyClass,
+     true,
+     nullptr,
+     kPropertyPowerSupplyIndex,
+     {kPropertyPowerSupplyIndex, kPropertyPowerSupplyWattage}},
 };
 constexpr size_t kMessageLog = 1;
 constexpr size_t kLogRecord = 2;
 
 const char *const kInstanceKeys[] = {"status", "status_from", "status_to"};
 const char *const kFaultPoints[] = {"interface", "open", "init_instance"};
-const char *const kMethods[] = {"Start", "Stop", "Reset", "Clear"};
+const char *const kMethods[] = {kMethodStart, kMethodStop, kMethodReset, kMethodClear};
 
 template <typename Names> bool IsOneOf(const Names &names, std::string_view name)
 {
@@ -408,7 +411,7 @@ std::string Reader::ReadKey(const ClassRow &row, const toml::table &table)
 {
     std::string key = row.name;
     if (row.logKey != nullptr)
-        key += std::string(".") + row.logKey + "=SEL";
+        key += std::string(".") + row.logKey + "=" + kSelName;
     if (row.number != nullptr)
         key += std::string(row.logKey != nullptr ? "," : ".") + row.number + "=" +
                std::to_string(ReadRowNumber(row, table));
@@ -478,13 +481,13 @@ void Reader::ReadProperty(const ClassRow &row, const toml::key &name, const toml
     if (!IsOneOf(row.properties, property))
         Note(name.source(), true,
              "unknown property " + Quoted(property) + " (known: " + Joined(row.properties) + ")");
-    const bool timestamp = &row == &kClasses[kLogRecord] && property == "Timestamp";
+    const bool timestamp = &row == &kClasses[kLogRecord] && property == kPropertyTimestamp;
     Value value;
     if (!ReadValue(node, timestamp, &value))
         return;
     const bool hasText = value.status == kCimOk || value.someCalls;
-    if (row.logKey != nullptr && property == row.logKey && hasText && value.text != "SEL") {
-        Fault(node.source(), property + " is always \"SEL\"");
+    if (row.logKey != nullptr && property == row.logKey && hasText && value.text != kSelName) {
+        Fault(node.source(), property + " is always " + Quoted(kSelName));
         return;
     }
     if (value.someCalls && row.rows)
@@ -509,7 +512,7 @@ void Reader::AddKeyProperties(const ClassRow &row, const std::string &key, Insta
             out->properties.push_back({name, kCimOk, text});
     };
     if (row.logKey != nullptr)
-        addMissing(row.logKey, "SEL");
+        addMissing(row.logKey, kSelName);
     if (row.number != nullptr)
         addMissing(row.number, key.substr(key.rfind('=') + 1));
 }
@@ -531,10 +534,9 @@ void Reader::AddReadFault(const toml::node &node, const CallRange &range, CimSta
 
 void Reader::FinishMessageLog()
 {
-    const std::string record = std::string(kClasses[kLogRecord].name) + ".";
-    const std::string logKey = std::string(kClasses[kMessageLog].name) + ".Name=SEL";
+    const std::string_view record = kLogRecordPathHead.text;
     if (!hasMessageLog_)
-        host_->instances.push_back({logKey, {kCimOk, {{"Name", kCimOk, "SEL"}}}});
+        host_->instances.push_back({kSelPath.text, {kCimOk, {{kPropertyName, kCimOk, kSelName}}}});
     const auto records = std::count_if(
         host_->instances.begin(), host_->instances.end(),
         [&](const HostInstance &host) { return host.key.compare(0, record.size(), record) == 0; });
@@ -542,9 +544,9 @@ void Reader::FinishMessageLog()
         std::vector<PropertyValue> &properties = host.instance.properties;
         const bool given =
             std::any_of(properties.begin(), properties.end(),
-                        [](const PropertyValue &p) { return p.name == "NumRecords"; });
-        if (host.key == logKey && !given)
-            properties.push_back({"NumRecords", kCimOk, std::to_string(records)});
+                        [](const PropertyValue &p) { return p.name == kPropertyNumRecords; });
+        if (host.key == kSelPath.text && !given)
+            properties.push_back({kPropertyNumRecords, kCimOk, std::to_string(records)});
     }
 }
 

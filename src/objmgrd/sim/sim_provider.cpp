@@ -10,10 +10,9 @@
 namespace
 {
 
-constexpr char kSystemKey[] = "OEM_QARN_System";
-constexpr char kLogKey[] = "OEM_QARN_MessageLog.Name=SEL";
-constexpr char kRecordPrefix[] = "OEM_QARN_LogRecord.";
-constexpr char kPowerCycle[] = "Mode=PowerCycle";
+// Beside what the shell reads: how the server was reset last, and how often.
+constexpr char kPropertyLastReset[] = "LastReset";
+constexpr char kPropertyResetCount[] = "ResetCount";
 
 PropertyValue *FindProperty(Instance *instance, const char *name)
 {
@@ -36,7 +35,7 @@ void SetProperty(Instance *instance, const char *name, const std::string &text)
 
 bool IsRecord(const HostInstance &host)
 {
-    return host.key.compare(0, strlen(kRecordPrefix), kRecordPrefix) == 0;
+    return host.key.compare(0, strlen(kLogRecordPathHead), kLogRecordPathHead) == 0;
 }
 
 enum class Method { Start, Stop, Reset, Clear, Unknown };
@@ -44,13 +43,13 @@ enum class Method { Start, Stop, Reset, Clear, Unknown };
 // The method that a name means for the instance of this key.
 Method MethodOf(const std::string &key, const std::string &name)
 {
-    if (key == kSystemKey && name == "Start")
+    if (key == kSystemClass && name == kMethodStart)
         return Method::Start;
-    if (key == kSystemKey && name == "Stop")
+    if (key == kSystemClass && name == kMethodStop)
         return Method::Stop;
-    if (key == kSystemKey && name == "Reset")
+    if (key == kSystemClass && name == kMethodReset)
         return Method::Reset;
-    if (key == kLogKey && name == "Clear")
+    if (key == kSelPath.text && name == kMethodClear)
         return Method::Clear;
     return Method::Unknown;
 }
@@ -63,7 +62,8 @@ bool HasArgs(const MethodRequest &request)
 
 bool TakesArgs(Method method, const MethodRequest &request)
 {
-    return !HasArgs(request) || (method == Method::Reset && strcmp(request.args, kPowerCycle) == 0);
+    return !HasArgs(request) ||
+           (method == Method::Reset && strcmp(request.args, kPowerCycleArgument) == 0);
 }
 
 }  // namespace
@@ -142,20 +142,22 @@ ProviderReply SimProvider::Act(HostInstance *target, const MethodRequest &reques
 ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &request,
                                  StoreWriter *store)
 {
-    const PropertyValue *power = FindProperty(&system->instance, "PowerStatus");
+    const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
     if (power != nullptr && power->status != kCimOk)
         return {.status = power->status};
-    const bool isOn = power != nullptr && power->text == "ON";
+    const bool isOn = power != nullptr && power->text == kPowerStatusOn;
     const Method method = MethodOf(system->key, request.method);
     if (isOn == (method == Method::Start))
         return {.status = kCimOk, .result = kMethodNotApplicable};
 
     HostInstance changed = *system;
     if (method == Method::Reset) {
-        SetProperty(&changed.instance, "LastReset", HasArgs(request) ? "PowerCycle" : "Reset");
-        SetProperty(&changed.instance, "ResetCount", std::to_string(resets_ + 1));
+        SetProperty(&changed.instance, kPropertyLastReset,
+                    HasArgs(request) ? "PowerCycle" : kMethodReset);
+        SetProperty(&changed.instance, kPropertyResetCount, std::to_string(resets_ + 1));
     } else {
-        SetProperty(&changed.instance, "PowerStatus", method == Method::Start ? "ON" : "OFF");
+        SetProperty(&changed.instance, kPropertyPowerStatus,
+                    method == Method::Start ? kPowerStatusOn : kPowerStatusOff);
     }
     if (store->Put(changed.key, changed.instance) != 0)
         return {.status = kCimFailed};
@@ -167,7 +169,7 @@ ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &requ
 ProviderReply SimProvider::Clear(HostInstance *log, StoreWriter *store)
 {
     HostInstance changed = *log;
-    SetProperty(&changed.instance, "NumRecords", "0");
+    SetProperty(&changed.instance, kPropertyNumRecords, "0");
     for (const HostInstance &instance : host_.instances) {
         if (IsRecord(instance) && store->Delete(instance.key) != 0)
             return {.status = kCimFailed};

@@ -12,8 +12,6 @@
 #include "smclp/me/objmgr_access.h"
 #include "smclp/output.h"
 
-#include <stdio.h>
-
 static constexpr char kUnit[] = "cmd_delete";
 static constexpr u32 kNotDeleted = 11;
 
@@ -49,11 +47,9 @@ static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
     if (!ObjMgrHandOverPrivilege(objMgr, handle))
         return kMeNoPrivilege;  // without a word: kept
 
-    char path[kObjectPathSize];
-    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
     u32 methodResult = 0;
     const CimStatus status =
-        objMgr->InvokeMethod(handle, path, "Clear", nullptr, 0, 0, &methodResult);
+        objMgr->InvokeMethod(handle, kSelPath, kMethodClear, nullptr, 0, 0, &methodResult);
     if (status == kCimAccessDenied) {
         SmclpOutput("%s", kPrivilegeLine);
         return kMeNoPrivilege;

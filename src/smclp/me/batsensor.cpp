@@ -20,8 +20,8 @@ constexpr PropertyRow kRows[] = {
     {"DeviceID",                   FromNumber,     "BATTERY "},
     {"SensorType",                 FromText,       "1"},
     {"PossibleStates",             FromStates,     nullptr},
-    {"CurrentState",               FromSensor,     "State"},
-    {"ElementName",                FromSensor,     "Name"},
+    {"CurrentState",               FromSensor,     kPropertyState},
+    {"ElementName",                FromSensor,     kPropertyName},
     {"OtherSensorTypeDescription", FromText,       "CMOS battery sensor."},
     {"EnabledState",               FromText,       "1"},
     // clang-format on

@@ -37,12 +37,12 @@ u32 FromOem(const PropertyRequest &request)
 
 constexpr PropertyRow kRows[] = {
     // clang-format off
-    {"Tag",                FromSystem, "ServiceTag"},
+    {"Tag",                FromSystem, kPropertyServiceTag},
     {"CreationClassName",  FromText,   "CIM_Chassis"},
     {"PackageType",        FromText,   "3"},   // CIM: chassis/frame
     {"ChassisPackageType", FromText,   "17"},  // CIM: main system chassis
-    {"Manufacturer",       FromOem,    "Oem"},
-    {"Model",              FromSystem, "Description"},
+    {"Manufacturer",       FromOem,    kPropertyOem},
+    {"Model",              FromSystem, kPropertyDescription},
     {"ElementName",        FromText,   "Chassis"},
     // clang-format on
 };

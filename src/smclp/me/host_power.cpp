@@ -16,10 +16,10 @@ struct OperationRow {
     bool fromOn;            // the host must be on, otherwise off
 };
 constexpr OperationRow kOperations[] = {
-    {"Start", nullptr, false},           // kPowerStart
-    {"Stop", nullptr, true},             // kPowerStop
-    {"Reset", nullptr, true},            // kPowerReset
-    {"Reset", "Mode=PowerCycle", true},  // kPowerCycle
+    {kMethodStart, nullptr, false},             // kPowerStart
+    {kMethodStop, nullptr, true},               // kPowerStop
+    {kMethodReset, nullptr, true},              // kPowerReset
+    {kMethodReset, kPowerCycleArgument, true},  // kPowerCycle
 };
 
 u32 TraceFailure(const char *unit, int line, CimStatus status)
@@ -35,7 +35,7 @@ u32 HostPowerRead(const ObjMgrConnection &connection, const char *unit, int line
 {
     memset(powerStatus, 0, kPowerStatusSize);
     const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, "PowerStatus", kPowerStatusSize, powerStatus);
+        connection.Handle(), kSystemClass, kPropertyPowerStatus, kPowerStatusSize, powerStatus);
     if (status == kCimOk)
         return kMeOk;
     if (status != kCimAccessDenied)
@@ -48,7 +48,7 @@ u32 HostPowerRequest(const ObjMgrConnection &connection, const char *unit, int l
                      PowerOperation operation, const char *powerStatus)
 {
     const OperationRow &row = kOperations[operation];
-    const bool hostOn = StrEqual(powerStatus, "ON");
+    const bool hostOn = StrEqual(powerStatus, kPowerStatusOn);
     if (hostOn != row.fromOn)
         return hostOn ? kMeHostOn : kMeHostOff;
 

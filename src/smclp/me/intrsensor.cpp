@@ -33,8 +33,8 @@ constexpr PropertyRow kRows[] = {
     {"DeviceID",                   FromNumber,     "INTRUSION "},
     {"SensorType",                 FromText,       "1"},
     {"PossibleStates",             FromStateCodes, nullptr},
-    {"CurrentState",               FromStateCode,  "StateValue"},
-    {"ElementName",                FromSensor,     "Name"},
+    {"CurrentState",               FromStateCode,  kPropertyStateValue},
+    {"ElementName",                FromSensor,     kPropertyName},
     {"OtherSensorTypeDescription", FromText,       "Chassis intrusion sensor."},
     {"EnabledState",               FromText,       "1"},
     // clang-format on

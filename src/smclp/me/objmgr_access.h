@@ -6,13 +6,8 @@
 #define SMCLP_ME_OBJMGR_ACCESS_H
 
 #include "objmgr/objmgr.h"
+#include "objmgr/schema.h"
 #include "platform/trace.h"
-
-constexpr char kSystemClass[] = "OEM_QARN_System";
-constexpr char kMessageLogClass[] = "OEM_QARN_MessageLog";
-constexpr char kLogRecordClass[] = "OEM_QARN_LogRecord";
-constexpr char kSensorClass[] = "OEM_QARN_Sensor";
-constexpr char kPowerSupplyClass[] = "OEM_QARN_PowerSupply";
 
 constexpr size_t kObjectPathSize = 256;      // bytes of a path that the shell builds
 constexpr size_t kPowerStatusSize = 32;      // bytes of the power status

@@ -30,8 +30,8 @@ constexpr PropertyRow kRows[] = {
     {"DeviceID",                   FromNumber,     "HARDWARE PERFORMANCE SENSOR "},
     {"SensorType",                 FromText,       "1"},
     {"PossibleStates",             FromStateCodes, nullptr},
-    {"CurrentState",               FromStateCode,  "StateValue"},
-    {"ElementName",                FromSensor,     "Name"},
+    {"CurrentState",               FromStateCode,  kPropertyStateValue},
+    {"ElementName",                FromSensor,     kPropertyName},
     {"OtherSensorTypeDescription", FromText,       "Hardware performance sensor."},
     {"EnabledState",               FromText,       "1"},
     // clang-format on

@@ -66,15 +66,15 @@ constexpr PropertyRow kRows[] = {
     {"CreationClassName",          FromText,        "CIM_NumericSensor"},
     {"DeviceID",                   DeviceId,        nullptr},
     {"BaseUnits",                  Units,           nullptr},
-    {"CurrentReading",             FromSensor,      "Reading"},
-    {"UpperThresholdNonCritical",  Threshold,       "WarningThresholdMax"},
-    {"UpperThresholdCritical",     Threshold,       "FailThresholdMax"},
+    {"CurrentReading",             FromSensor,      kPropertyReading},
+    {"UpperThresholdNonCritical",  Threshold,       kPropertyWarningThresholdMax},
+    {"UpperThresholdCritical",     Threshold,       kPropertyFailThresholdMax},
     {"SupportedThreshold",         FromText,        "{ \"UpperThresholdNonCritical\" \"UpperThresholdCritical\" }"},
     {"SettableThreshold",          FromText,        "{ }"},
     {"SensorType",                 FromText,        "1"},
     {"PossibleStates",             FromStates,      nullptr},
-    {"CurrentState",               FromSensor,      "StatusText"},
-    {"ElementName",                FromSensor,      "Name"},
+    {"CurrentState",               FromSensor,      kPropertyStatusText},
+    {"ElementName",                FromSensor,      kPropertyName},
     {"OtherSensorTypeDescription", TypeDescription, nullptr},
     {"EnabledState",               FromText,        "1"},
     // clang-format on
@@ -87,7 +87,7 @@ constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
 u32 is_amperage_sensor(u32 instance, u32 *flag)
 {
     char name[kSensorTextSize] = "";
-    const u32 result = get_num_sensor_data(instance, name, "Name");
+    const u32 result = get_num_sensor_data(instance, name, kPropertyName);
     if (result == 0)
         *flag = strstr(name, "Current") != nullptr ? 1 : 0;
     return result;

@@ -19,7 +19,8 @@ u32 FromPowerStatus(const PropertyRequest &request)
     const u32 result = MePwrMgtGetPowerStatus(powerStatus);
     if (result != kMeOk)
         return result;
-    const PowerOperation operation = StrEqual(powerStatus, "ON") ? kPowerStart : kPowerStop;
+    const PowerOperation operation =
+        StrEqual(powerStatus, kPowerStatusOn) ? kPowerStart : kPowerStop;
     for (const PowerStateRow &row : PowerStateTable) {
         if (row.operation == operation)
             StrCopy(request.value, row.text, request.length);

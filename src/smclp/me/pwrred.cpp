@@ -15,10 +15,10 @@ constexpr u8 kFormat = 3;
 constexpr PropertyRow kRows[] = {
     // clang-format off
     {"InstanceID",       FromNumber, ""},
-    {"RedundancyStatus", FromSensor, "State"},
+    {"RedundancyStatus", FromSensor, kPropertyState},
     {"TypeOfSet",        FromText,   "4"},
     {"MinNumberNeeded",  FromText,   "0"},
-    {"ElementName",      FromSensor, "Name"},
+    {"ElementName",      FromSensor, kPropertyName},
     // clang-format on
 };
 constexpr SensorKind kSensor = {.read = get_pwrreddata};

@@ -8,8 +8,6 @@
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"
 
-#include <stdio.h>
-
 namespace
 {
 
@@ -32,11 +30,11 @@ constexpr PropertyRow kRows[] = {
     {"SystemName",              FromSystemName,  nullptr},
     {"CreationClassName",       FromText,        "CIM_PowerSupply"},
     {"DeviceID",                FromNumber,      "Power Supply "},
-    {"TotalOutputPower",        FromPowerSupply, "PowerSupplyWattage"},
-    {"OperationalStatus",       FromSensor,      "State"},
-    {"HealthState",             FromSensor,      "StatusText"},
+    {"TotalOutputPower",        FromPowerSupply, kPropertyPowerSupplyWattage},
+    {"OperationalStatus",       FromSensor,      kPropertyState},
+    {"HealthState",             FromSensor,      kPropertyStatusText},
     {"EnabledState",            FromText,        "1"},
-    {"ElementName",             FromSensor,      "Name"},
+    {"ElementName",             FromSensor,      kPropertyName},
     // clang-format on
 };
 constexpr SensorKind kSensor = {.read = get_pwrsupdata};
@@ -55,10 +53,8 @@ u32 get_psinfo(u32 index, char *out, const char *property)
         TRACE_ASSERT_FAILED(kUnit);
         return 1;
     }
-    char path[kObjectPathSize] = "";
-    snprintf(path, sizeof path, "%s.%s=%u", kPowerSupplyClass, "PowerSupplyIndex",
-             static_cast<u32>(static_cast<u8>(index)));
-    if (connection->GetInstance(connection.Handle(), path, 0, supply) != kCimOk)
+    const RowPath path = PowerSupplyPath(static_cast<u8>(index));
+    if (connection->GetInstance(connection.Handle(), path.Text(), 0, supply) != kCimOk)
         return 1;
     const char *text = connection->GetInstanceValue(supply, property);
     if (StrIsEmpty(text)) {

@@ -18,16 +18,14 @@ namespace
 {
 
 constexpr char kUnit[] = "record";
-constexpr char kDigitsBinding[] = ",TimestampFormat=YYYYMMDDHHMMSS";  // asks for 14 digits
 
-u32 Fetch(const PropertyRequest &request, const char *property, const char *binding)
+u32 Fetch(const PropertyRequest &request, const char *property, const char *suffix)
 {
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return kMeFailed;
     char path[kObjectPathSize];
-    snprintf(path, sizeof path, "%s.%s=%s,%s=%u%s", kLogRecordClass, "LogName", "SEL", "RecordNum",
-             request.number, binding);
+    snprintf(path, sizeof path, "%s%s", LogRecordPath(request.number).Text(), suffix);
     alignas(max_align_t) char storage[kRecordStorageSize] = {};
     ObjMgrInstance *record = connection->InitInstance(storage, sizeof storage);
     if (record == nullptr) {
@@ -54,7 +52,7 @@ u32 FromRecord(const PropertyRequest &request)
 u32 FromTimestamp(const PropertyRequest &request)
 {
     static constexpr char kSuffix[] = "-000";
-    const u32 result = Fetch(request, "Timestamp", kDigitsBinding);
+    const u32 result = Fetch(request, kPropertyTimestamp, kTimestampDigitsSuffix);
     if (result != kMeOk || strstr(request.value, "System Boot") != nullptr)
         return result;
     const size_t used = strlen(request.value);
@@ -65,7 +63,7 @@ u32 FromTimestamp(const PropertyRequest &request)
 
 constexpr PropertyRow kRows[] = {
     // clang-format off
-    {"RecordID",             FromRecord,    "RecordNum"},
+    {"RecordID",             FromRecord,    kPropertyRecordNum},
     {"CreationClassName",    FromText,      "CIM_LogRecord"},
     {"LogCreationClassName", FromText,      "CIM_RecordLog"},
     {"LogName",              FromText,      "IPMI SEL"},
@@ -74,7 +72,7 @@ constexpr PropertyRow kRows[] = {
     {"RecordData",           FromText,      ""},
     {"RecordFormat",         FromText,      ""},
     {"MessageTimeStamp",     FromTimestamp, nullptr},
-    {"Description",          FromRecord,    "Description"},
+    {"Description",          FromRecord,    kPropertyDescription},
     // clang-format on
 };
 constexpr PropertyTable kTable = {kUnit, kRows};
@@ -86,11 +84,9 @@ u32 MeRecordInstanceTag()
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return 0;
-    char path[kObjectPathSize];
-    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
     char count[256] = "";
-    const CimStatus status =
-        connection->GetPropertyValue(connection.Handle(), path, "NumRecords", sizeof count, count);
+    const CimStatus status = connection->GetPropertyValue(connection.Handle(), kSelPath,
+                                                          kPropertyNumRecords, sizeof count, count);
     if (status == kCimAccessDenied) {
         TRACE_ACCESS_DENIED(kUnit);
         return 0;

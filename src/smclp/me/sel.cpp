@@ -8,7 +8,6 @@
 #include "smclp/me/logs.h"
 #include "smclp/me/objmgr_access.h"
 
-#include <stdio.h>
 #include <string.h>
 
 namespace
@@ -24,10 +23,9 @@ u32 ReadNumRecords(const PropertyRequest &request)
         TRACE_ASSERT_FAILED(kUnit);
         return kMeFailed;
     }
-    char path[kObjectPathSize];
-    snprintf(path, sizeof path, "%s.%s=%s", kMessageLogClass, "Name", "SEL");
-    const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), path, "NumRecords", static_cast<u16>(request.length), request.value);
+    const CimStatus status =
+        connection->GetPropertyValue(connection.Handle(), kSelPath, kPropertyNumRecords,
+                                     static_cast<u16>(request.length), request.value);
     return status == kCimOk ? kMeOk : kMeFailed;
 }
 

@@ -8,42 +8,11 @@
 #include "smclp/me/objmgr_access.h"
 
 #include <string.h>
-#include <string_view>
 
 namespace
 {
 
 constexpr char kUnit[] = "sensapi";
-
-// The paths of the sensors, one after the other. A walk asks for many: only the digits that change
-// are written.
-class SensorPath
-{
-public:
-    SensorPath() { memcpy(path_, kFirst, sizeof kFirst); }
-    const char *Text() const { return path_; }
-    void Next()
-    {
-        char *digit = end_ - 1;
-        for (; *digit == '9'; --digit)
-            *digit = '0';
-        if (*digit != '=') {
-            ++*digit;
-            return;
-        }
-        // All nines: one digit more. No list is so long that the buffer ends.
-        digit[1] = '1';
-        *end_++ = '0';
-        *end_ = '\0';
-    }
-
-private:
-    static constexpr char kFirst[] = "OEM_QARN_Sensor.Index=1";
-    static_assert(std::string_view(kFirst).starts_with(kSensorClass));
-
-    char path_[kObjectPathSize];
-    char *end_ = path_ + sizeof kFirst - 1;
-};
 
 // A missing property counts as 0.
 u8 ReadCode(const ObjMgrConnection &connection, const ObjMgrInstance *sensor, const char *property)
@@ -63,7 +32,7 @@ void TraceFailedRead(CimStatus status)
 bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 type, u8 format,
                 u32 instance)
 {
-    SensorPath path;
+    RowPath path = SensorPath(1);
     u8 lastType = 0;
     u32 match = 1;
     for (;; path.Next()) {
@@ -75,8 +44,8 @@ bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 t
                             __LINE__, lastType);
             return false;
         }
-        lastType = ReadCode(connection, sensor, "Type");
-        const u8 lastFormat = ReadCode(connection, sensor, "Format");
+        lastType = ReadCode(connection, sensor, kPropertyType);
+        const u8 lastFormat = ReadCode(connection, sensor, kPropertyFormat);
         if (lastType == type && lastFormat == format && match++ == instance)
             return true;
     }
@@ -84,13 +53,13 @@ bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 t
 
 bool HostIsOff(const char *powerStatus)
 {
-    return StrEqualNoCase(powerStatus, "OFF") || StrEqual(powerStatus, "0");
+    return StrEqualNoCase(powerStatus, kPowerStatusOff) || StrEqual(powerStatus, "0");
 }
 
 u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
 {
     alignas(max_align_t) char storage[kSensorStorageSize];  // InitInstance's to fill
-    SensorPath path;
+    RowPath path = SensorPath(1);
     u16 count = 0;
     for (;; path.Next()) {
         ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
@@ -102,8 +71,8 @@ u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
             TraceFailedRead(status);
             return count;
         }
-        const u8 sensorType = ReadCode(connection, sensor, "Type");
-        const u8 sensorFormat = ReadCode(connection, sensor, "Format");
+        const u8 sensorType = ReadCode(connection, sensor, kPropertyType);
+        const u8 sensorFormat = ReadCode(connection, sensor, kPropertyFormat);
         if (sensorType == type && sensorFormat == format)
             ++count;
     }
@@ -116,8 +85,8 @@ u32 get_system_name(char *out)
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return 1;
-    const CimStatus status = connection->GetPropertyValue(connection.Handle(), kSystemClass,
-                                                          "ServiceTag", kServiceTagSize, out);
+    const CimStatus status = connection->GetPropertyValue(
+        connection.Handle(), kSystemClass, kPropertyServiceTag, kServiceTagSize, out);
     return status == kCimOk ? 0 : 1;
 }
 
@@ -151,7 +120,7 @@ u16 get_num_instances(u32 type, u32 format)
     char powerStatus[kSensorTextSize];
     powerStatus[0] = '\0';
     const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, "PowerStatus", sizeof powerStatus, powerStatus);
+        connection.Handle(), kSystemClass, kPropertyPowerStatus, sizeof powerStatus, powerStatus);
     if (status != kCimOk) {
         TraceFailedRead(status);
         return 0;

@@ -3,6 +3,7 @@
 #ifndef SMCLP_ME_SENSOR_KIND_H
 #define SMCLP_ME_SENSOR_KIND_H
 
+#include "objmgr/schema.h"
 #include "smclp/me/element_kind.h"
 #include "smclp/me/sensapi.h"
 

@@ -33,8 +33,8 @@ u32 ReadServiceTag(const PropertyRequest &request)
     ObjMgrConnection connection;
     if (!connection.Connect(kUnit, __LINE__))
         return kMeFailed;
-    connection->GetPropertyValue(connection.Handle(), kSystemClass, "ServiceTag", kServiceTagSize,
-                                 request.value);
+    connection->GetPropertyValue(connection.Handle(), kSystemClass, kPropertyServiceTag,
+                                 kServiceTagSize, request.value);
     return kMeOk;
 }
 
@@ -50,8 +50,8 @@ constexpr PropertyRow kRows[] = {
     {"EnabledDefault",    FromText,           "2"},   // CIM: enabled
     {"HealthState",       FromText,           "5"},   // CIM: OK
     {"OperationalStatus", FromText,           "2"},   // CIM: OK
-    {"Description",       ReadSystemProperty, "Description"},
-    {"ElementName",       ReadSystemProperty, "HostName"},
+    {"Description",       ReadSystemProperty, kPropertyDescription},
+    {"ElementName",       ReadSystemProperty, kPropertyHostName},
     // clang-format on
 };
 constexpr PropertyTable kTable = {kUnit, kRows};

@@ -19,14 +19,14 @@ constexpr PropertyRow kRows[] = {
     {"CreationClassName",       FromText,       "CIM_NumericSensor"},
     {"DeviceID",                FromNumber,     "FAN "},
     {"BaseUnits",               FromText,       "RPM"},
-    {"CurrentReading",          FromSensor,     "Reading"},
-    {"LowerThresholdCritical",  FromSensor,     "FailThresholdMin"},
+    {"CurrentReading",          FromSensor,     kPropertyReading},
+    {"LowerThresholdCritical",  FromSensor,     kPropertyFailThresholdMin},
     {"SupportedThreshold",      FromText,       "{ \"LowerThresholdCritical\" }"},
     {"SettableThreshold",       FromText,       "{ }"},
     {"SensorType",              FromText,       "5"},
     {"PossibleStates",          FromStates,     nullptr},
-    {"CurrentState",            FromSensor,     "StatusText"},
-    {"ElementName",             FromSensor,     "Name"},
+    {"CurrentState",            FromSensor,     kPropertyStatusText},
+    {"ElementName",             FromSensor,     kPropertyName},
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };

@@ -20,11 +20,11 @@ constexpr PropertyRow kRows[] = {
     {"CreationClassName",         FromText,       "CIM_NumericSensor"},
     {"DeviceID",                  FromNumber,     "TEMPERATURE "},
     {"BaseUnits",                 FromText,       "C"},
-    {"CurrentReading",            FromSensor,     "Reading"},
-    {"LowerThresholdNonCritical", FromSensor,     "WarningThresholdMin"},
-    {"UpperThresholdNonCritical", FromSensor,     "WarningThresholdMax"},
-    {"LowerThresholdCritical",    FromSensor,     "FailThresholdMin"},
-    {"UpperThresholdCritical",    FromSensor,     "FailThresholdMax"},
+    {"CurrentReading",            FromSensor,     kPropertyReading},
+    {"LowerThresholdNonCritical", FromSensor,     kPropertyWarningThresholdMin},
+    {"UpperThresholdNonCritical", FromSensor,     kPropertyWarningThresholdMax},
+    {"LowerThresholdCritical",    FromSensor,     kPropertyFailThresholdMin},
+    {"UpperThresholdCritical",    FromSensor,     kPropertyFailThresholdMax},
     {"SupportedThreshold",        FromText,       "{ \"LowerThresholdNonCritical\" "
                                                   "\"UpperThresholdNonCritical\" "
                                                   "\"LowerThresholdCritical\" "
@@ -32,8 +32,8 @@ constexpr PropertyRow kRows[] = {
     {"SettableThreshold",         FromText,       "{ }"},
     {"SensorType",                FromText,       "2"},
     {"PossibleStates",            FromStates,     nullptr},
-    {"CurrentState",              FromSensor,     "StatusText"},
-    {"ElementName",               FromSensor,     "Name"},
+    {"CurrentState",              FromSensor,     kPropertyStatusText},
+    {"ElementName",               FromSensor,     kPropertyName},
     {"EnabledState",              FromText,       "1"},
     // clang-format on
 };

@@ -19,13 +19,13 @@ constexpr PropertyRow kRows[] = {
     {"CreationClassName",       FromText,       "CIM_NumericSensor"},
     {"DeviceID",                FromNumber,     "NUMERIC VOLTAGE "},
     {"BaseUnits",               FromText,       "V"},
-    {"CurrentReading",          FromSensor,     "Reading"},
+    {"CurrentReading",          FromSensor,     kPropertyReading},
     {"SupportedThreshold",      FromText,       "{ }"},
     {"SettableThreshold",       FromText,       "{ }"},
     {"SensorType",              FromText,       "3"},
     {"PossibleStates",          FromStates,     nullptr},
-    {"CurrentState",            FromSensor,     "StatusText"},
-    {"ElementName",             FromSensor,     "Name"},
+    {"CurrentState",            FromSensor,     kPropertyStatusText},
+    {"ElementName",             FromSensor,     kPropertyName},
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };

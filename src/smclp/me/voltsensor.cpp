@@ -20,8 +20,8 @@ constexpr PropertyRow kRows[] = {
     {"DeviceID",                FromNumber,     "VOLTAGE "},
     {"SensorType",              FromText,       "3"},
     {"PossibleStates",          FromStates,     nullptr},
-    {"CurrentState",            FromSensor,     "State"},
-    {"ElementName",             FromSensor,     "Name"},
+    {"CurrentState",            FromSensor,     kPropertyState},
+    {"ElementName",             FromSensor,     kPropertyName},
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };

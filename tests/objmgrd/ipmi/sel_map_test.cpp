@@ -52,7 +52,6 @@ SelRecord Event(u8 type, u8 number, u8 eventType, u8 data1, u8 data2 = 0xff, u8 
 TEST(SelMap, KeysAndNumbers)
 {
     EXPECT_EQ(SelRecordKey(3), "OEM_QARN_LogRecord.LogName=SEL,RecordNum=3");
-    EXPECT_STREQ(kSelLogKey, "OEM_QARN_MessageLog.Name=SEL");
     EXPECT_EQ(Value(SelEvent(77, 0), "RecordNum"), "5");
     EXPECT_EQ(Value(SelEvent(77, 0), "LogName"), "SEL");
     EXPECT_EQ(SelLogInstance(512).properties[1].text, "512");

@@ -77,7 +77,7 @@ protected:
         }
         return "none";
     }
-    std::string Power() const { return Value(kSystemKey, "PowerStatus"); }
+    std::string Power() const { return Value(kSystemClass, "PowerStatus"); }
     std::string Reading() const { return Value("OEM_QARN_Sensor.Index=1", "Reading"); }
     std::string Records() const { return Value(kLog, "NumRecords"); }
 
@@ -120,10 +120,10 @@ TEST_F(WorkerTest, EverythingIsServed)
 {
     RunFor(200);
     EXPECT_EQ(Power(), "ON");
-    EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
-    EXPECT_EQ(Value(kSystemKey, "Description"), "Product");
-    EXPECT_EQ(Value(kSystemKey, "Oem"), "Maker");
-    EXPECT_EQ(Value(kSystemKey, "HostName"), "host-1");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
+    EXPECT_EQ(Value(kSystemClass, "Description"), "Product");
+    EXPECT_EQ(Value(kSystemClass, "Oem"), "Maker");
+    EXPECT_EQ(Value(kSystemClass, "HostName"), "host-1");
     EXPECT_EQ(Reading(), "23");
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "FailThresholdMax"), "50");
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Presence detected");
@@ -280,9 +280,9 @@ TEST_F(WorkerTest, ABmcWithLittleServesWhatItHas)
     };
     RunFor(5000);
     EXPECT_EQ(Power(), "ON");
-    EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "");
-    EXPECT_EQ(Value(kSystemKey, "HostName"), "");
-    EXPECT_EQ(Value(kSystemKey, "Oem"), "0");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "");
+    EXPECT_EQ(Value(kSystemClass, "HostName"), "");
+    EXPECT_EQ(Value(kSystemClass, "Oem"), "0");
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Type"), "status 1");
     EXPECT_EQ(Records(), "status 1");
     EXPECT_EQ(losses_, 0u);
@@ -427,7 +427,7 @@ TEST_F(WorkerTest, ABmcThatIsBusyNowAndThenIsAskedAgain)
         ASSERT_EQ(Power(), "ON");
         ASSERT_EQ(Reading(), "23");
         ASSERT_EQ(Records(), "200");
-        ASSERT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
+        ASSERT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
     }
     EXPECT_EQ(Do(OrderKind::Stop), "0 0");
     EXPECT_EQ(machine_.controls, (std::vector<u8>{0}));
@@ -446,12 +446,12 @@ TEST_F(WorkerTest, AnIdentityThatCouldNotBeReadIsAskedForAgain)
             box_.Void();
             store_.clear();
             RunFor(7000);
-            EXPECT_EQ(Value(kSystemKey, "PowerStatus"), "ON");
-            EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "status 1");
+            EXPECT_EQ(Value(kSystemClass, "PowerStatus"), "ON");
+            EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "status 1");
             machine_.hook = nullptr;
             RunFor(6000);
-            EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
-            EXPECT_EQ(Value(kSystemKey, "HostName"), "host-1");
+            EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
+            EXPECT_EQ(Value(kSystemClass, "HostName"), "host-1");
         }
     }
 }
@@ -479,7 +479,7 @@ TEST_F(WorkerTest, ANewGenerationIsServedAfresh)
     box_.Void();
     RunFor(1000);
     EXPECT_EQ(Power(), "ON");
-    EXPECT_EQ(Value(kSystemKey, "ServiceTag"), "SERIAL");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
     EXPECT_EQ(Reading(), "23");
     EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "RecordNum"), "2");
     EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "750");
@@ -512,8 +512,8 @@ TEST_F(WorkerTest, AFailureAtEveryRequest)
                     store[key] = change;
                 fakeNowMs += wait;
             }
-            ASSERT_TRUE(store[kSystemKey].has_value()) << at;
-            EXPECT_EQ(store[kSystemKey]->properties[0].text, "ON") << at;
+            ASSERT_TRUE(store[kSystemClass].has_value()) << at;
+            EXPECT_EQ(store[kSystemClass]->properties[0].text, "ON") << at;
             ASSERT_EQ(store.count("OEM_QARN_Sensor.Index=2"), 1u) << at;
             EXPECT_EQ(store["OEM_QARN_Sensor.Index=1"]->status, kCimOk) << at;
             EXPECT_EQ(store[kLog]->status, kCimOk) << at;
