@@ -3,6 +3,7 @@
 #include "objmgrd/service.h"
 
 #include "objmgrd/server.h"
+#include "platform/syslog_line.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -41,12 +42,13 @@ struct Settings {
 // The least serious priority that goes to standard error; -1: everything goes to the system log.
 int stderrPriority = -1;
 const char *programName = "";
+SyslogLine systemLog = SyslogTo(nullptr, LOG_DAEMON);
 
 // A method call goes to the system log in any case: the terminal is its user's.
 void Log(int priority, const char *line)
 {
     if (priority > LOG_NOTICE || stderrPriority < 0)
-        syslog(priority, "%s", line);
+        SyslogWrite(&systemLog, priority, line);
     else if (priority <= stderrPriority)
         fprintf(stderr, "%s: %s\n", programName, line);
 }
@@ -61,7 +63,7 @@ void Complain(const std::string &line)
 {
     fprintf(stderr, "%s: %s\n", programName, line.c_str());
     if (stderrPriority < 0)
-        syslog(LOG_ERR, "%s", StoreSafeText(line).c_str());
+        SyslogWrite(&systemLog, LOG_ERR, StoreSafeText(line).c_str());
 }
 
 int UsageError(const char *what)
@@ -344,7 +346,7 @@ int ServiceMain(const ServiceProgram &program, int argc, char **argv)
         return usage;
 
     signal(SIGPIPE, SIG_IGN);
-    openlog(program.name, LOG_PID, LOG_DAEMON);
+    systemLog.name = program.name;
     if (settings.command != nullptr)
         stderrPriority = LOG_ERR;
     else if (settings.check || isatty(STDERR_FILENO) == 1)
