@@ -5,7 +5,9 @@ PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlpluspl
 libfreeipmi-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
-PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_IPMI"
+# What is made and installed beside the programs.
+PACKAGES_TEST_INSTALLED="scdoc pkg-config"
+PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"

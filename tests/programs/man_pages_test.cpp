@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+// man_pages_test.cpp -- the manual pages against --help and the options that the code takes.
+#include "support/program.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace
+{
+
+using Names = std::set<std::string>;
+
+std::string ReadFile(const std::string &path)
+{
+    const std::ifstream file(std::string(PROJECT_TOP) + "/" + path);
+    EXPECT_TRUE(file.good()) << path;
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// Every match: its groups, joined.
+Names Matches(const std::string &text, const char *pattern)
+{
+    const std::regex regex(pattern);
+    Names names;
+    for (std::sregex_iterator at(text.begin(), text.end(), regex); at != std::sregex_iterator();
+         ++at) {
+        std::string joined;
+        for (size_t group = 1; group < at->size(); ++group)
+            joined += (*at)[group].str();
+        names.insert(joined);
+    }
+    return names;
+}
+
+std::string Joined(const Names &names)
+{
+    std::string text;
+    for (const std::string &name : names)
+        text += name + "\n";
+    return text;
+}
+
+// "--dir DIR", "--check", "-- COMMAND": an option and the word for its value.
+Names OptionsOfPage(const std::string &text)
+{
+    return Matches(text, R"(\n\*(--?[a-z-]*)\*(?=\n| _)( )?(?:_([A-Z]+)_)?(?=\n))");
+}
+
+Names OptionsOfHelp(const std::string &text)
+{
+    return Matches(text, R"(\n +(--?[a-z-]*)( [A-Z]+)?  )");
+}
+
+struct Program {
+    const char *path;
+    const char *page;
+    std::vector<const char *> tables;  // sources with the rows that getopt_long reads
+    const char *own;                   // an option whose name such a table takes from a variable
+};
+
+const Program kPrograms[] = {
+    {SMCLP_LOGIN, "smclp-login.1", {"src/session/login_options.cpp"}, nullptr},
+    {OBJMGRD_SIM, "objmgrd-sim.8", {"src/objmgrd/service.cpp"}, "--host"},
+#ifdef OBJMGRD_IPMI
+    {OBJMGRD_IPMI, "objmgrd-ipmi.8", {"src/objmgrd/service.cpp"}, "--config"},
+#endif
+};
+
+Names OptionsOfCode(const Program &program)
+{
+    Names options;
+    for (const char *table : program.tables) {
+        for (const std::string &name :
+             Matches(ReadFile(table), R"re(\{"([a-z-]+)", (?:no|required)_argument)re"))
+            options.insert("--" + name);
+    }
+    if (program.own != nullptr)
+        options.insert(program.own);
+    return options;
+}
+
+TEST(ManPages, OptionsAreThoseOfHelp)
+{
+    for (const Program &program : kPrograms) {
+        const ProgramEnd help = RunProgram({program.path, "--help"});
+        EXPECT_EQ(help.status, 0) << program.page;
+        const Names options = OptionsOfHelp(help.out);
+        EXPECT_GE(options.size(), 3u) << program.page;
+        EXPECT_EQ(Joined(OptionsOfPage(ReadFile(std::string("docs/man/") + program.page + ".scd"))),
+                  Joined(options))
+            << program.page;
+    }
+}
+
+TEST(ManPages, OptionsAreThoseThatTheCodeTakes)
+{
+    for (const Program &program : kPrograms) {
+        Names longOptions;
+        for (const std::string &option :
+             OptionsOfPage(ReadFile(std::string("docs/man/") + program.page + ".scd"))) {
+            const std::string name = option.substr(0, option.find(' '));
+            if (name.size() > 2)
+                longOptions.insert(name);
+        }
+        EXPECT_EQ(Joined(longOptions), Joined(OptionsOfCode(program))) << program.page;
+    }
+}
+
+TEST(ManPages, EveryProgramOfThePageSaysItsVersion)
+{
+    for (const Program &program : kPrograms) {
+        const ProgramEnd end = RunProgram({program.path, "--version"});
+        const std::string page = program.page;
+        EXPECT_EQ(end.status, 0) << page;
+        EXPECT_EQ(end.out, page.substr(0, page.rfind('.')) + " " + ZOR_VERSION + "\n");
+    }
+}
+
+TEST(ManPages, EachIsInstalledAndNamesItself)
+{
+    std::string lists;
+    for (const char *file : {"src/smclp/CMakeLists.txt", "src/session/CMakeLists.txt",
+                             "src/objmgrd/CMakeLists.txt", "packaging/CMakeLists.txt"})
+        lists += ReadFile(file);
+    int pages = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/docs/man")) {
+        const std::string page = entry.path().stem();
+        const std::string name = page.substr(0, page.rfind('.'));
+        const std::string section = page.substr(page.rfind('.') + 1);
+        EXPECT_TRUE(std::regex_search(lists, std::regex("[ (]" + page + "[ )\n]"))) << page;
+        const std::string text = ReadFile("docs/man/" + page + ".scd");
+        EXPECT_EQ(text.find(name + "(" + section + ") "), 0u) << page;
+        EXPECT_NE(text.find("\n# NAME\n\n" + name + " - "), std::string::npos) << page;
+        ++pages;
+    }
+    EXPECT_GE(pages, 6);
+}
+
+TEST(ManPages, PagesThatTheyReferToAreThere)
+{
+    for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/docs/man")) {
+        const std::string page = entry.path().stem();
+        const std::string text = ReadFile("docs/man/" + page + ".scd");
+        for (const std::string &other : Matches(text, R"(\*([a-z][a-z.-]+)\*\(([158])\))")) {
+            const std::string file = "/docs/man/" + other.substr(0, other.size() - 1) + "." +
+                                     other.substr(other.size() - 1) + ".scd";
+            EXPECT_TRUE(std::filesystem::exists(PROJECT_TOP + file)) << page << ": " << other;
+        }
+    }
+}
+
+// The guide's table is held against the program by a test of its own.
+TEST(ManPages, KeysOfTheBmcsSettingsAreThoseOfTheGuide)
+{
+    const std::string guide = ReadFile("docs/administrator.md");
+    EXPECT_EQ(Joined(Matches(ReadFile("docs/man/objmgrd-ipmi.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)")),
+              Joined(Matches(guide, R"(\n\| (?:bmc|poll|timeouts) \| `([a-z_]+)` \|)")));
+}
+
+}  // namespace
