@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the compiler and the C library can do against faults that are exploited. Each flag where the
 # compiler has it for the machine that is built for.
 include(CheckCXXCompilerFlag)
