@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0
+// methods.cpp -- see methods.h.
+#include "objmgrd/ipmi/methods.h"
+
+#include <syslog.h>
+
+namespace
+{
+
+// Numbers of Chassis Control (IPMI 2.0, section 28.3).
+constexpr u8 kPowerDown = 0;
+constexpr u8 kPowerUp = 1;
+constexpr u8 kPowerCycle = 2;
+constexpr u8 kHardReset = 3;
+
+// Clear SEL (section 31.9).
+constexpr u8 kEraseBegin = 0xAA;
+constexpr u8 kEraseStatus = 0x00;
+constexpr u8 kEraseComplete = 0x01;
+
+// By number of OrderKind.
+struct OrderRow {
+    const char *words;
+    OrderKind kind;
+    bool needsOn;       // there is nothing to do for a host that is off; else for one that is on
+    u8 control;         // the command
+    bool changesState;  // the power state is other than before once it is done
+};
+
+constexpr OrderRow kOrders[] = {
+    {"power on", OrderKind::Start, false, kPowerUp, true},
+    {"power off", OrderKind::Stop, true, kPowerDown, true},
+    {"reset", OrderKind::Reset, true, kHardReset, false},
+    {"power cycle", OrderKind::PowerCycle, true, kPowerCycle, false},
+    {"clearing the log", OrderKind::Clear, false, 0, false},
+};
+
+constexpr bool OrdersStandInOrder()
+{
+    u32 number = 0;
+    for (const OrderRow &row : kOrders) {
+        if (static_cast<u32>(row.kind) != number++)
+            return false;
+    }
+    return true;
+}
+static_assert(OrdersStandInOrder(), "RowOf() uses the kind as the row's number");
+
+const OrderRow &RowOf(OrderKind kind)
+{
+    return kOrders[static_cast<u32>(kind)];
+}
+
+}  // namespace
+
+void Methods::Begin(const Order &order, u64 now)
+{
+    action_ = Action();
+    action_->order = order;
+    action_->stepMs = now;
+    action_->phase = order.kind == OrderKind::Clear ? Phase::Reserve : Phase::Check;
+}
+
+// What the method is called, and what there is to say.
+void Methods::Say(int priority, const std::string &text)
+{
+    publication_->Say(priority, std::string(RowOf(action_->order.kind).words) + ": " + text);
+}
+
+void Methods::End()
+{
+    control_->Close();
+    action_.reset();
+}
+
+void Methods::Answer(CimStatus status, u32 result)
+{
+    publication_->Answer({action_->order.ticket, status, result});
+    End();
+    schedule_->LookEverywhere(clock_());
+}
+
+void Methods::LookAgain()
+{
+    action_->stepMs = clock_() + kLookAgainMs;
+}
+
+void Methods::EndIfLate(u64 now)
+{
+    const bool begun = action_->sent;
+    if (!begun && !mailbox_->Waits(action_->order.ticket)) {
+        Say(LOG_NOTICE, "not begun, since nobody waits for it any more");
+        return End();
+    }
+    if (now + (begun ? kAnswerEarlyMs : kLatestBeginMs) < action_->order.dueMs)
+        return;
+    Say(LOG_WARNING, begun ? "not seen done in time" : "not begun in time");
+    Answer(kCimFailed, 0);
+}
+
+bool Methods::NeedsSession() const
+{
+    const Phase phase = action_->phase;
+    return phase == Phase::Check || phase == Phase::Confirm || phase == Phase::Reserve;
+}
+
+void Methods::Step()
+{
+    switch (action_->phase) {
+    case Phase::Check:
+        return StepCheck();
+    case Phase::Open:
+        return StepOpen();
+    case Phase::Send:
+        return StepSend();
+    case Phase::Confirm:
+        return StepConfirm();
+    case Phase::Reserve:
+        return StepReserve();
+    case Phase::Erase:
+    case Phase::Erasing:
+        return StepErase();
+    case Phase::Reread:
+        return StepReread();
+    }
+}
+
+// ---- power commands ----
+
+void Methods::StepCheck()
+{
+    const BmcAnswer answer = schedule_->AskPower();
+    if (!answer.came)
+        return;
+    if (answer.Denied())
+        return Answer(kCimAccessDenied, 0);
+    if (!answer.Done(1))
+        return LookAgain();
+    const bool on = publication_->Power() == BmcPower::On;
+    if (on != RowOf(action_->order.kind).needsOn)
+        return Answer(kCimOk, kMethodNotApplicable);
+    action_->phase = Phase::Open;
+}
+
+void Methods::StepOpen()
+{
+    std::string why;
+    const BmcOpening opening = control_->Open(&why);
+    if (opening == BmcOpening::Open) {
+        action_->phase = Phase::Send;
+        return;
+    }
+    // Nothing was done so far: once more does no harm.
+    if (opening == BmcOpening::Silent && action_->openings++ == 0)
+        return;
+    Say(LOG_WARNING, "not sent: " + why);
+    Answer(kCimFailed, 0);
+}
+
+void Methods::StepSend()
+{
+    action_->sent = true;
+    const BmcAnswer answer =
+        control_->Ask({kNetFnChassis, kChassisControl, 1, {RowOf(action_->order.kind).control}});
+    control_->Close();
+    if (answer.came && answer.code != kBmcDone) {
+        Say(LOG_WARNING, "refused: " + BmcCodeWords(answer.code));
+        return Answer(BmcStatusOf(answer.code), 0);
+    }
+    action_->answered = answer.came;
+    if (!answer.came)
+        Say(LOG_WARNING, "sent once and not answered; looking at the power state");
+    action_->phase = Phase::Confirm;
+}
+
+// Nothing is reported before the power state has been read after the command.
+void Methods::StepConfirm()
+{
+    const BmcAnswer answer = schedule_->AskPower();
+    if (!answer.came)
+        return;
+    if (!answer.Done(1))
+        return LookAgain();
+    const OrderRow &row = RowOf(action_->order.kind);
+    const bool on = publication_->Power() == BmcPower::On;
+    if (row.changesState && on == row.needsOn)
+        return LookAgain();  // not yet
+    // A reset does not show in the power state: without an answer nobody knows.
+    const bool done = action_->answered || row.changesState;
+    Say(done ? LOG_NOTICE : LOG_WARNING, std::string(done ? "done" : "nobody knows whether done") +
+                                             (on ? "; the power is on" : "; the power is off"));
+    Answer(done ? kCimOk : kCimFailed, 0);
+}
+
+// ---- clearing the log ----
+
+void Methods::StepReserve()
+{
+    const BmcAnswer answer = session_->Ask({kNetFnStorage, kReserveSel, 0, {}});
+    if (!answer.came)
+        return;
+    if (answer.Denied())
+        return Answer(kCimAccessDenied, 0);
+    if (!answer.Done(2))
+        return LookAgain();
+    action_->reservation = BmcWord(answer.data);
+    action_->phase = Phase::Erase;
+}
+
+void Methods::StepErase()
+{
+    const bool begin = action_->phase == Phase::Erase;
+    const BmcAnswer answer =
+        session_->Ask({kNetFnStorage,
+                       kClearSel,
+                       6,
+                       {LowByte(action_->reservation), HighByte(action_->reservation), 'C', 'L',
+                        'R', begin ? kEraseBegin : kEraseStatus}});
+    if (!answer.came) {
+        Say(LOG_WARNING, "not answered");
+        return Answer(kCimFailed, 0);
+    }
+    if (answer.Denied())
+        return Answer(kCimAccessDenied, 0);
+    // Somebody else's reservation ended ours.
+    if (answer.code == kBmcReservationLost && begin)
+        action_->phase = Phase::Reserve;
+    if (!answer.Done(1))
+        return LookAgain();
+    action_->sent = true;
+    if ((answer.data[0] & 0xf) != kEraseComplete) {
+        action_->phase = Phase::Erasing;
+        return LookAgain();
+    }
+    action_->phase = Phase::Reread;
+    action_->readings = schedule_->LogReadings();
+    schedule_->RereadLog(clock_());
+    LookAgain();
+}
+
+// The log is in the store before the answer is given.
+void Methods::StepReread()
+{
+    if (schedule_->LogReadings() == action_->readings) {
+        action_->stepMs = clock_() + 1;
+        return;
+    }
+    publication_->Say(LOG_NOTICE, "the log was cleared");
+    Answer(kCimOk, 0);
+}

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+// methods.h -- what is done to the machine, once: power commands and clearing the log.
+//
+// One order at a time, in steps of one request. A power command is sent in a session of its own,
+// on which no request is ever repeated, and is said to be done when the power state says so. Before
+// it is sent, the power state is looked at, and whether anybody still waits.
+#ifndef OBJMGRD_IPMI_METHODS_H
+#define OBJMGRD_IPMI_METHODS_H
+
+#include "objmgrd/ipmi/schedule.h"
+
+// A power state that is waited for, and an erasure, is looked at again after this.
+constexpr u32 kLookAgainMs = 100;
+// A method is not begun later than this before its answer is due, and is answered this much early.
+constexpr u32 kLatestBeginMs = 500;
+constexpr u32 kAnswerEarlyMs = 150;
+
+class Methods
+{
+public:
+    // All of them must outlive this object. control: the session for power commands.
+    Methods(PollSession *session, Bmc *control, Schedule *schedule, Publication *publication,
+            Mailbox *mailbox, BackgroundClock clock)
+        : session_(session), control_(control), schedule_(schedule), publication_(publication),
+          mailbox_(mailbox), clock_(clock)
+    {
+    }
+
+    bool IsBusy() const { return action_.has_value(); }
+    // When the next step is due; IsBusy only.
+    u64 StepMs() const { return action_->stepMs; }
+    void Begin(const Order &order, u64 now);
+    // Ends a method that is too late, or that nobody waits for and that was not sent.
+    void EndIfLate(u64 now);
+    // The next step asks through the ordinary session, which has to be open.
+    bool NeedsSession() const;
+    void Step();
+    // Postpones the next step for a moment.
+    void LookAgain();
+
+private:
+    enum class Phase : u8 { Check, Open, Send, Confirm, Reserve, Erase, Erasing, Reread };
+
+    struct Action {
+        Order order;
+        u64 stepMs = 0;    // the next step is due
+        u32 openings = 0;  // of the control session
+        u32 readings = 0;  // Reread: complete readings of the log before
+        u16 reservation = 0;
+        Phase phase = Phase::Check;
+        bool sent = false;     // the command was sent
+        bool answered = true;  // ... and answered, so that it was accepted
+    };
+
+    void StepCheck();
+    void StepOpen();
+    void StepSend();
+    void StepConfirm();
+    void StepReserve();
+    void StepErase();
+    void StepReread();
+    void Say(int priority, const std::string &text);
+    void Answer(CimStatus status, u32 result);
+    void End();
+
+    PollSession *const session_;
+    Bmc *const control_;
+    Schedule *const schedule_;
+    Publication *const publication_;
+    Mailbox *const mailbox_;
+    const BackgroundClock clock_;
+    std::optional<Action> action_;
+};
+
+#endif

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// poll_session.cpp -- see poll_session.h.
+#include "objmgrd/ipmi/poll_session.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+
+// The pause after so many failures.
+u64 Pause(u32 firstMs, u32 mostMs, u32 failures)
+{
+    return std::min<u64>(u64{firstMs} << std::min(failures, 10u), mostMs);
+}
+
+}  // namespace
+
+BmcOpening PollSession::Open(std::string *why)
+{
+    const BmcOpening opening = bmc_->Open(why);
+    open_ = opening == BmcOpening::Open;
+    if (open_)
+        return opening;
+    const bool refused = opening == BmcOpening::Refused;
+    const u32 first = refused ? kRefusedFirstMs : kRetryFirstMs;
+    const u32 most = refused ? kRefusedMostMs : kRetryMostMs;
+    nextOpenMs_ = clock_() + Pause(first, most, failures_);
+    ++failures_;
+    return opening;
+}
+
+void PollSession::Close()
+{
+    bmc_->Close();
+    open_ = false;
+}
+
+BmcAnswer PollSession::Ask(const BmcRequest &request)
+{
+    BmcAnswer answer = bmc_->Ask(request);
+    for (u32 tries = 1;
+         tries < kBusyTries && answer.came && answer.code == kBmcNodeBusy && !mailbox_->HasOrder();
+         ++tries)
+        answer = bmc_->Ask(request);
+    if (answer.Done())
+        mailbox_->heardMs = clock_();
+    silent_ = silent_ || !answer.came;
+    return answer;
+}
+
+bool PollSession::TakeSilence()
+{
+    return std::exchange(silent_, false);
+}
+
+void PollSession::Lose()
+{
+    Close();
+    const u64 now = clock_();
+    // At once for the first time, since a session can end without the BMC being away.
+    nextOpenMs_ = failures_ == 0 ? now : now + Pause(kRetryFirstMs, kRetryMostMs, failures_ - 1);
+    ++failures_;
+}

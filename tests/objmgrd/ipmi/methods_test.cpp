@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tests of objmgrd/ipmi/methods: what is done once.
+#include "objmgrd/ipmi/methods.h"
+
+#include "objmgrd/ipmi/conversation_fixture.h"
+
+using MethodsTest = ConversationTest;
+
+TEST_F(MethodsTest, PowerOffAndOn)
+{
+    RunFor(1000);
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(Power(), "OFF");
+    EXPECT_EQ(Do(OrderKind::Stop), "0 1");
+    EXPECT_EQ(Do(OrderKind::Reset), "0 1");
+    EXPECT_EQ(Do(OrderKind::PowerCycle), "0 1");
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(Do(OrderKind::Start), "0 1");
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(Do(OrderKind::PowerCycle), "0 0");
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3, 2}));
+    EXPECT_EQ(machine_.controlOpenings, 4u);
+    EXPECT_EQ(machine_.openSessions, 1u);
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n"
+                      "BMC bmc: power off: done; the power is off\n"
+                      "BMC bmc: power on: done; the power is on\n"
+                      "BMC bmc: reset: done; the power is on\n"
+                      "BMC bmc: power cycle: done; the power is on\n");
+}
+
+TEST_F(MethodsTest, TheStateIsLookedAtBeforeAndAfter)
+{
+    RunFor(1000);
+    machine_.SetPower(false);  // behind our back: the store still says ON
+    EXPECT_EQ(Do(OrderKind::Stop), "0 1");
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_EQ(Power(), "OFF");
+    machine_.requests.clear();
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    const auto control = std::find(machine_.requests.begin(), machine_.requests.end(),
+                                   std::make_pair(u8{kNetFnChassis}, u8{kChassisControl}));
+    EXPECT_NE(control, machine_.requests.begin());
+    EXPECT_NE(std::find(control, machine_.requests.end(),
+                        std::make_pair(u8{kNetFnChassis}, u8{kGetChassisStatus})),
+              machine_.requests.end());
+}
+
+TEST_F(MethodsTest, ASlowHostIsWaitedFor)
+{
+    RunFor(1000);
+    machine_.powerLagMs = 2000;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_GE(tookMs_, 2000u);
+    EXPECT_LE(tookMs_, 2300u);
+    EXPECT_EQ(Power(), "OFF");
+    EXPECT_EQ(machine_.controls.size(), 1u);
+}
+
+TEST_F(MethodsTest, AHostThatDoesNotFollowIsAFailure)
+{
+    RunFor(1000);
+    machine_.stuck = true;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_LE(tookMs_, settings_.methodMs);
+    EXPECT_GE(tookMs_, settings_.methodMs - 300);
+    EXPECT_EQ(machine_.controls.size(), 1u);
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(MethodsTest, ACommandThatIsNotAnsweredIsNeverRepeated)
+{
+    RunFor(1000);
+    machine_.controlLost = true;
+    machine_.silenceMs = 1000;
+    // Carried out: the power state says so.
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(Power(), "OFF");
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    // A reset does not show: nobody knows.
+    EXPECT_EQ(Do(OrderKind::Reset), "1 0");
+    EXPECT_EQ(Do(OrderKind::PowerCycle), "1 0");
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3, 2}));
+    // Not carried out.
+    machine_.stuck = true;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_EQ(machine_.controls.size(), 5u);
+}
+
+TEST_F(MethodsTest, WhatTheBmcRefusesIsToldAtOnce)
+{
+    RunFor(1000);
+    machine_.controlCode = 0xD5;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_LE(tookMs_, 50u);
+    machine_.controlCode = kBmcDenied;
+    EXPECT_EQ(Do(OrderKind::Stop), "2 0");
+    EXPECT_EQ(Do(OrderKind::Reset), "2 0");
+    EXPECT_EQ(machine_.Count(kNetFnChassis, kChassisControl), 3u);
+}
+
+TEST_F(MethodsTest, AMethodOfASilentBmcFailsInTimeAndIsNotDoneLater)
+{
+    RunFor(1000);
+    machine_.silent = true;
+    machine_.silenceMs = 1000;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_LE(tookMs_, settings_.methodMs + 600);  // the request in flight is waited for
+    machine_.silent = false;
+    RunFor(20000);
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(MethodsTest, AnOrderThatIsTooLateIsNotBegun)
+{
+    RunFor(1000);
+    machine_.requests.clear();
+    EXPECT_TRUE(box_.Give({77, OrderKind::Stop, fakeNowMs + 499}));
+    EXPECT_TRUE(box_.Give({78, OrderKind::Stop, fakeNowMs - 10}));
+    RunFor(100);
+    EXPECT_EQ(answers_[77], "1 0");
+    EXPECT_EQ(answers_[78], "1 0");
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_TRUE(box_.Give({79, OrderKind::Stop, fakeNowMs + 700}));
+    RunFor(100);
+    EXPECT_EQ(answers_[79], "0 0");
+}
+
+TEST_F(MethodsTest, WhatNobodyWaitsForIsNotDone)
+{
+    RunFor(1000);
+    const u64 ticket = ++ticket_;
+    EXPECT_TRUE(box_.Give({ticket, OrderKind::Stop, fakeNowMs + settings_.methodMs}));
+    // The caller is gone when the power state has been looked at.
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetChassisStatus)
+            box_.Withdraw(ticket);
+        return false;
+    };
+    RunFor(1000);
+    machine_.hook = nullptr;
+    RunFor(10000);
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_EQ(answers_.count(ticket), 0u);
+    EXPECT_NE(lines_.find("power off: not begun, since nobody waits"), std::string::npos);
+    EXPECT_EQ(machine_.openSessions, 1u);
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+}
+
+TEST_F(MethodsTest, AMethodComesBetweenTwoRequestsOfARound)
+{
+    machine_.latencyMs = 50;
+    for (u8 number = 10; number < 110; ++number) {
+        machine_.sdrs.push_back(SdrOf({"more", number, 1, 0x01, true, 0}));
+        machine_.readings[number] = {1, 0x40, 0};
+    }
+    RunFor(20000);
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_LE(tookMs_, 50u * 6);
+}
+
+TEST_F(MethodsTest, AMethodOpensTheSessionWithoutWaitingForThePause)
+{
+    machine_.silent = true;
+    machine_.silenceMs = 10;
+    RunFor(30000);
+    machine_.silent = false;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_LE(tookMs_, 200u);
+}
+
+TEST_F(MethodsTest, AControlSessionThatDoesNotComeAboutDoesNothing)
+{
+    RunFor(1000);
+    // The ordinary session lives, but there is no second one.
+    machine_.opening = BmcOpening::Refused;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_EQ(machine_.controlOpenings, 1u);
+    machine_.opening = BmcOpening::Silent;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_EQ(machine_.controlOpenings, 3u);
+    EXPECT_TRUE(machine_.controls.empty());
+    EXPECT_EQ(Power(), "ON");
+}
+
+// The ordinary session is lost at each request that a power off makes.
+TEST_F(MethodsTest, ALossDuringAPowerOffNeverSwitchesTwice)
+{
+    RunFor(1000);
+    for (u32 at = 1; at < 6; ++at) {
+        machine_.SetPower(true);
+        machine_.controls.clear();
+        u32 number = 0;
+        machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+            return request.netFn == kNetFnChassis && request.command == kGetChassisStatus &&
+                   ++number == at;
+        };
+        EXPECT_EQ(Do(OrderKind::Stop), "0 0") << at;
+        EXPECT_EQ(machine_.controls, (std::vector<u8>{0})) << at;
+        EXPECT_EQ(Power(), "OFF") << at;
+        machine_.hook = nullptr;
+    }
+}
+
+TEST_F(MethodsTest, ClearWaitsUntilTheErasureIsComplete)
+{
+    RunFor(1000);
+    machine_.erasingLooks = 5;
+    EXPECT_EQ(Do(OrderKind::Clear), "0 0");
+    EXPECT_GE(tookMs_, 500u);
+    EXPECT_EQ(Records(), "0");
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=1", "RecordNum"), "none");
+    EXPECT_EQ(Do(OrderKind::Clear), "0 0");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n"
+                      "BMC bmc: the log was cleared\nBMC bmc: the log was cleared\n");
+}
+
+// Many BMCs write a first record that says so.
+TEST_F(MethodsTest, WhatTheLogHoldsAfterwardsIsServedWithTheAnswer)
+{
+    RunFor(1000);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSelInfo && machine_.sel.empty())
+            machine_.sel = {SelEvent(1, 0x60000050, 2)};
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Clear), "0 0");
+    EXPECT_EQ(Records(), "1");
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=1", "Timestamp"),
+              "2021-01-14 08:26:56");
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "RecordNum"), "none");
+}
+
+TEST_F(MethodsTest, AnErasureWithoutAnEndIsAFailure)
+{
+    RunFor(1000);
+    machine_.erasingLooks = 1000;
+    EXPECT_EQ(Do(OrderKind::Clear), "1 0");
+    EXPECT_LE(tookMs_, settings_.methodMs);
+}
+
+TEST_F(MethodsTest, ACancelledReservationOfAClearIsMadeAgain)
+{
+    RunFor(1000);
+    u32 times = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kClearSel && ++times == 1)
+            ++machine_.reservation;  // somebody else's
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Clear), "0 0");
+    EXPECT_EQ(times, 2u);
+    EXPECT_EQ(Records(), "0");
+}
+
+TEST_F(MethodsTest, AClearThatIsNotAnsweredIsAFailureAndNotRepeated)
+{
+    RunFor(1000);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        return request.command == kClearSel;
+    };
+    EXPECT_EQ(Do(OrderKind::Clear), "1 0");
+    EXPECT_EQ(machine_.Count(kNetFnStorage, kClearSel), 1u);
+    machine_.hook = nullptr;
+    RunFor(2000);
+    EXPECT_EQ(Records(), "2");
+}

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tests of objmgrd/ipmi/schedule: what is read when, and what is served of it.
+#include "objmgrd/ipmi/schedule.h"
+
+#include "objmgrd/ipmi/conversation_fixture.h"
+
+using ScheduleTest = ConversationTest;
+
+TEST_F(ScheduleTest, EverythingIsServed)
+{
+    RunFor(200);
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
+    EXPECT_EQ(Value(kSystemClass, "Description"), "Product");
+    EXPECT_EQ(Value(kSystemClass, "Oem"), "Maker");
+    EXPECT_EQ(Value(kSystemClass, "HostName"), "host-1");
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "FailThresholdMax"), "50");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Presence detected");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=3", "Type"), "none");
+    EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "750");
+    EXPECT_EQ(Records(), "2");
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "Description"),
+              "T1: Upper Critical - going high, asserted (reading 100, threshold 90)");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n");
+    EXPECT_EQ(losses_, 0u);
+}
+
+TEST_F(ScheduleTest, WhatChangesIsServedInTime)
+{
+    machine_.latencyMs = 5;
+    for (u8 number = 10; number < 43; ++number) {
+        machine_.sdrs.push_back(SdrOf({"more", number, 1, 0x01}));
+        machine_.readings[number] = {1, 0x40, 0};
+    }
+    RunFor(3000);
+    for (int i = 0; i < 10; ++i) {
+        machine_.readings[1] = {static_cast<u8>(30 + i), 0x40, 0};
+        machine_.SetPower(i % 2 == 0);
+        RunFor(1000);
+        EXPECT_EQ(Power(), i % 2 == 0 ? "ON" : "OFF");
+        RunFor(1000);
+        EXPECT_EQ(Reading(), std::to_string(30 + i));
+        machine_.sel.push_back(SelEvent(static_cast<u16>(3 + i), 0x60000010));
+        ++machine_.selAdded;
+        RunFor(2000);
+        EXPECT_EQ(Records(), std::to_string(3 + i));
+    }
+}
+
+TEST_F(ScheduleTest, AnUnchangedMachineCostsFewRequestsAndNoChanges)
+{
+    RunFor(3000);
+    machine_.requests.clear();
+    bool changes = false;
+    const u64 end = fakeNowMs + 10000;
+    while (fakeNowMs < end) {
+        const u32 wait = conversation_.Step();
+        changes = changes || !box_.Take().changes.empty();
+        fakeNowMs += wait;
+    }
+    EXPECT_FALSE(changes);
+    EXPECT_NEAR(Requests(kNetFnChassis, kGetChassisStatus), 20, 1);
+    EXPECT_NEAR(Requests(kNetFnSensor, kGetSensorReading), 20, 2);
+    EXPECT_NEAR(Requests(kNetFnSensor, kGetSensorThresholds), 10, 1);
+    EXPECT_NEAR(Requests(kNetFnStorage, kGetSelInfo), 10, 1);
+    EXPECT_EQ(Requests(kNetFnStorage, kGetSelEntry), 0u);
+    EXPECT_EQ(Requests(kNetFnStorage, kGetSdr), 0u);
+    EXPECT_LE(Requests(kNetFnStorage, kGetSdrInfo), 1u);
+    EXPECT_EQ(Requests(kNetFnStorage, kReadFru), 0u);
+}
+
+// The power state is asked for also while a long reading goes on.
+TEST_F(ScheduleTest, LongReadingsDoNotHoldThePowerStateUp)
+{
+    machine_.latencyMs = 20;
+    for (u16 id = 3; id < 500; ++id)
+        machine_.sel.push_back(SelEvent(id, 0x60000002));
+    u64 last = 0;
+    u64 longest = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.netFn == kNetFnChassis) {
+            longest = last != 0 ? std::max(longest, fakeNowMs - last) : 0;
+            last = fakeNowMs;
+        }
+        return false;
+    };
+    RunFor(20000);
+    EXPECT_EQ(Records(), "499");
+    EXPECT_LE(longest, 600u);
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(ScheduleTest, TheRepositoryIsReadAgainWhenItChanges)
+{
+    RunFor(1000);
+    machine_.sdrs = {SdrOf({"New", 2, 41, 0x6F, false})};
+    ++machine_.sdrStamp;
+    RunFor(settings_.sdrMs + 1000);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Name"), "New");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "Name"), "none");
+    EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "none");
+    // The log names the sensors.
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=1", "Description"),
+              "Temperature 0x01: Upper Critical - going high, asserted");
+    machine_.sdrs.clear();
+    ++machine_.sdrStamp;
+    RunFor(settings_.sdrMs + 1000);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Name"), "none");
+}
+
+TEST_F(ScheduleTest, ASensorThatCannotBeReadIsToldAsSuch)
+{
+    RunFor(1000);
+    machine_.readings.erase(1);
+    RunFor(1500);
+    EXPECT_EQ(Reading(), "N/A");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "StatusText"), "unknown");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Presence detected");
+    machine_.readings[1] = {24, 0x40, 0};
+    RunFor(1500);
+    EXPECT_EQ(Reading(), "24");
+}
+
+TEST_F(ScheduleTest, ASupplyWithoutASensorsEntityIsTheNthFru)
+{
+    machine_.sdrs = {SdrOf({"PS1", 2, 8, 0x6F, false}), FruLocator(3, 10, 1), FruLocator(4, 10, 2)};
+    machine_.frus[4] = FruOf({{}, {}, {}, WattageRecord(1100)});
+    RunFor(1000);
+    EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "750");
+    EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=2", "PowerSupplyWattage"), "1100");
+}
+
+// ipmi-sensors and its like reserve the records too, and end our reservation each time.
+TEST_F(ScheduleTest, RecordsThatOthersReadAtTheSameTimeAreReadInTheEnd)
+{
+    machine_.readMost = 16;
+    u32 left = 100;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr && left > 0) {
+            --left;
+            ++machine_.reservation;
+        }
+        return false;
+    };
+    RunFor(5000);
+    EXPECT_EQ(left, 0u);
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n");
+}
+
+TEST_F(ScheduleTest, RecordsThatCannotBeReservedAreSaidNotToBeHad)
+{
+    machine_.readMost = 16;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr)
+            ++machine_.reservation;
+        return false;
+    };
+    RunFor(30000);
+    EXPECT_EQ(lines_, "BMC bmc: the sensor records cannot be read: completion code 0xC5\n");
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(ScheduleTest, ABmcWithLittleServesWhatItHas)
+{
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xC1);
+        return request.netFn != kNetFnChassis;
+    };
+    RunFor(5000);
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "");
+    EXPECT_EQ(Value(kSystemClass, "HostName"), "");
+    EXPECT_EQ(Value(kSystemClass, "Oem"), "0");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Type"), "status 1");
+    EXPECT_EQ(Records(), "status 1");
+    EXPECT_EQ(losses_, 0u);
+    EXPECT_EQ(lines_, "BMC bmc: the sensor records cannot be read: completion code 0xC1\n");
+}
