@@ -50,7 +50,7 @@ ManagedElement *FindChild(ManagedElement *element, const char *segment, bool las
         const char *suffix = segment + length;
         if (child->instanceTag == nullptr) {
             if (*suffix != '\0')
-                return nullptr;  // kept: later children are not tried
+                return nullptr;  // deliberate: later children are not tried
             child->allInstances = 0;
             return child;
         }

@@ -1,50 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-// command_list.cpp -- the table of verbs and the list made from it.
+// command_list.cpp -- the list of command objects.
 #include "smclp/command_list.h"
 
 #include "platform/list.h"
 #include "platform/memmgr.h"
 #include "platform/str.h"
-#include "smclp/commands/commands.h"
 
 #include <string.h>
 
 void *pCmdPara;
 SmclpCommandLink *pClpCommandList;
 
-// To add a verb: commands/cmd_<verb>.cpp, a row here, docs/verbs/<verb>.md and
-// tests/cmd_<verb>_test.cpp.
-const SmclpCommandRow smclpCommandTable[] = {
-    // clang-format off
-    {kCommandCd,      "cd",      SmclpParseCommandLineForCd,            SmclpCommandCd},
-    {kCommandShow,    "show",    SmclpParseCommandLineForShow,          SmclpCommandShow},
-    {kCommandHelp,    "help",    SmclpParseCommandLineForHelp,          SmclpCommandHelp},
-    {kCommandCreate,  "create",  nullptr,                               SmclpCommandCreate},
-    {kCommandDelete,  "delete",  SmclpParseCommandLineForDelete,        SmclpCommandDelete},
-    {kCommandDump,    "dump",    nullptr,                               SmclpCommandDump},
-    {kCommandLoad,    "load",    nullptr,                               SmclpCommandLoad},
-    {kCommandReset,   "reset",   SmclpParseCommandLineForReset,         SmclpCommandReset},
-    {kCommandSetx,    "setx",    nullptr,                               SmclpCommandSet},
-    {kCommandStart,   "start",   SmclpParseCommandLineForStart,         SmclpCommandStart},
-    {kCommandStop,    "stop",    SmclpParseCommandLineForStop,          SmclpCommandStop},
-    {kCommandExit,    "exit",    SmclpParseCommandLineForExit,          SmclpCommandExit},
-    {kCommandVersion, "version", SmclpParseCommandLineForVersion,       SmclpCommandVersion},
-    {kCommandSet,     "set",     SmclpParseCommandLineForSetPowerState, SmclpCommandSetPowerState},
-    {0,               nullptr,   nullptr,                               nullptr},
-    // clang-format on
-};
-
-u32 SmclpCommandListInit()
+namespace
 {
-    for (const SmclpCommandRow *row = smclpCommandTable; row->id != 0; ++row) {
-        if (SmclpCommandListAddCommand(row->id, row->verb, row->execute, row->parse) == nullptr)
-            break;
-    }
-    return 1;
-}
 
 // Where the list's next link goes; null when the id is in the list already.
-static SmclpCommandLink **EndOfListWithout(u32 id)
+SmclpCommandLink **EndOfListWithout(u32 id)
 {
     SmclpCommandLink **end = &pClpCommandList;
     for (; *end != nullptr; end = &(*end)->next) {
@@ -53,6 +24,8 @@ static SmclpCommandLink **EndOfListWithout(u32 id)
     }
     return end;
 }
+
+}  // namespace
 
 SmclpCommand *SmclpCommandListAddCommand(u32 id, const char *name, SmclpExecuteFunction execute,
                                          SmclpParseFunction parse)
@@ -114,24 +87,4 @@ SmclpCommand *SmclpGetCommandObjectByName(const char *name)
     }
     ListUnlock(pClpCommandList);
     return found;
-}
-
-u32 SmclpCommandCreate(SmclpSession *, ManagedElement *, SmclpCommandLine *, void *)
-{
-    return 1;
-}
-
-u32 SmclpCommandDump(SmclpSession *, ManagedElement *, SmclpCommandLine *, void *)
-{
-    return 1;
-}
-
-u32 SmclpCommandLoad(SmclpSession *, ManagedElement *, SmclpCommandLine *, void *)
-{
-    return 1;
-}
-
-u32 SmclpCommandSet(SmclpSession *, ManagedElement *, SmclpCommandLine *, void *)
-{
-    return 1;
 }

@@ -28,7 +28,7 @@ static bool IsPlaced(const ManagedElement *element)
 
 u32 SmclpDiscoverElements()
 {
-    u32 result = 1;
+    u32 result = kSmclpFailed;
     for (const MeConstructor *construct = meTable; *construct != nullptr; ++construct) {
         ManagedElement *element = MeCreate();
         if (element == nullptr)
@@ -40,7 +40,7 @@ u32 SmclpDiscoverElements()
         (*construct)(element);
         result = SmclpPopulateManagedElement(element);
 
-        if (!IsPlaced(element) || SmclpAddMeIdMapping(element, element->kindId) != 0)
+        if (!IsPlaced(element) || SmclpAddMeIdMapping(element, element->kindId) != kSmclpOk)
             continue;
         ManagedElement *parent = SmclpGetMeById(element->parentKindId);
         if (parent != nullptr)
@@ -52,25 +52,25 @@ u32 SmclpDiscoverElements()
 u32 SmclpPopulateManagedElement(ManagedElement *element)
 {
     if (element == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     if (element->addVerbs != nullptr)
         element->addVerbs(element);
     if (element->addProperties != nullptr)
         element->addProperties(element);
-    return 0;
+    return kSmclpOk;
 }
 
 u32 SmclpAddMeIdMapping(ManagedElement *element, u32 kindId)
 {
     auto *entry = static_cast<SmclpMeIdMapping *>(MemMgrAlloc(kSmclpMeIdMappingSize));
     if (entry == nullptr)
-        return 3;
+        return kSmclpNoMemory;
     *entry = {nullptr, element, kindId};
     SmclpMeIdMapping **end = &pMeMapping;
     while (*end != nullptr)
         end = &(*end)->next;
     *end = entry;
-    return 0;
+    return kSmclpOk;
 }
 
 ManagedElement *SmclpGetMeById(u32 kindId)

@@ -4,6 +4,7 @@
 #define SMCLP_DISCOVERY_H
 
 #include "smclp/me/me.h"
+#include "smclp/results.h"
 
 constexpr u32 kSmclpMeIdMappingSize = 12;  // on the controller
 
@@ -19,19 +20,20 @@ static_assert(sizeof(void *) != 4 || sizeof(SmclpMeIdMapping) == kSmclpMeIdMappi
 extern SmclpMeIdMapping *pMeMapping;
 
 // The depth that "all levels" stands for: 1 plus the number of elements that have children (not
-// the depth of the tree; kept). 1 before discovery.
+// the depth of the tree; deliberate). 1 before discovery.
 extern u32 SMCLP_MAX_LEVEL;
 
 // Builds the tree from meTable: one element per kind, linked under the element of its parent
 // kind. A kind that cannot be allocated, has no name or has no ids is left out. Returns the result
-// of the last SmclpPopulateManagedElement; 1 when meTable is empty or not even the first element
-// can be created.
+// of the last SmclpPopulateManagedElement; kSmclpFailed when meTable is empty or not even the first
+// element can be created.
 u32 SmclpDiscoverElements();
 
-// Lets the kind add its verbs, then its properties. Returns 0, or 2 for null.
+// Lets the kind add its verbs, then its properties. Returns kSmclpOk, or kSmclpBadParameter
+// for null.
 u32 SmclpPopulateManagedElement(ManagedElement *element);
 
-// Appends a mapping. Returns 0, or 3 when the pool is exhausted.
+// Appends a mapping. Returns kSmclpOk, or kSmclpNoMemory when the pool is exhausted.
 u32 SmclpAddMeIdMapping(ManagedElement *element, u32 kindId);
 
 // The first element mapped with that kind id, or null. kMeKindUnset and kMeKindNone yield null.

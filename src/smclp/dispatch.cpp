@@ -5,24 +5,22 @@
 #include "smclp/address.h"
 #include "smclp/command_list.h"
 #include "smclp/output.h"
+#include "smclp/tokenise.h"
 
 #include <stdlib.h>
 
 namespace
 {
 
-constexpr u32 kNotRecognizedResult = 4;
-constexpr u32 kNotSupportedResult = 11;
-
-u32 ErrorCodeOfParserResult(u32 result)
+SmclpErrorCode ErrorOfParserResult(u32 result)
 {
     switch (result) {
-    case 9:
-        return 4;
-    case 10:
-        return 9;
+    case kParseBadValue:
+        return kErrorInvalidArgument;
+    case kParseValueMissing:
+        return kErrorOptionMissing;
     default:
-        return 0;
+        return kErrorInvalidSyntax;
     }
 }
 
@@ -30,8 +28,8 @@ u32 ParseAndExecute(const SmclpCommand *command, SmclpSession *session, char *li
                     SmclpCommandLine *record)
 {
     const u32 parsed = command->parse(line, record);
-    if (parsed != 0) {
-        SmclpErrorOutput(ErrorCodeOfParserResult(parsed));
+    if (parsed != kParseOk) {
+        SmclpErrorOutput(ErrorOfParserResult(parsed));
         return parsed;
     }
     ManagedElement *target = SmclpGetCurrentTarget(session);
@@ -51,11 +49,11 @@ u32 SmclpExecuteCommand(SmclpSession *session, char *line)
     const SmclpCommand *command = SmclpGetCommandObjectByName(record.verb);
     u32 result;
     if (command == nullptr) {
-        SmclpErrorOutput(2);
-        result = kNotRecognizedResult;
+        SmclpErrorOutput(kErrorNotRecognized);
+        result = kDispatchNotRecognized;
     } else if (command->parse == nullptr || command->execute == nullptr) {
-        SmclpErrorOutput(1);
-        result = kNotSupportedResult;
+        SmclpErrorOutput(kErrorNotSupported);
+        result = kDispatchNotSupported;
     } else {
         result = ParseAndExecute(command, session, line, &record);
     }

@@ -6,8 +6,9 @@
 #include "smclp/session.h"
 
 // Runs `line` (rewritten in place; its buffer holds at least 256 bytes) in the session and says
-// the answer, or exactly one error line, to the user. Returns the executor's result; 4 for an
-// unknown verb, 11 for one that is not supported, or the parser's result when it refuses.
+// the answer, or exactly one error line, to the user. Returns the executor's result;
+// kDispatchNotRecognized for an unknown verb, kDispatchNotSupported for one that is not supported,
+// or the parser's result when it refuses.
 u32 SmclpExecuteCommand(SmclpSession *session, char *line);
 
 #endif

@@ -41,7 +41,7 @@ void RecallFromHistory(ShellLine *line)
     if (line->historyPosition < 1) {
         if (histCount < 2)
             return;
-        // Kept: with exactly nine lines stored the count is 10 and slot 0 is still empty.
+        // Deliberate: with exactly nine lines stored the count is 10 and slot 0 is still empty.
         line->historyPosition = histCount == kHistorySlots ? histCount : histCount - 1;
     }
     for (; line->length > 0; --line->length)
@@ -117,11 +117,6 @@ u32 ShellIsLeftArrow(i32 previous, i32 key)
 u32 ShellIsRightArrow(i32 previous, i32 key)
 {
     return IsPair(previous, key, '[', 'C', 77);
-}
-
-u32 ShellIsDelete(i32 previous, i32 key)
-{
-    return IsPair(previous, key, '3', '~', 83);
 }
 
 u32 ShellIsBackspace(i32 key)

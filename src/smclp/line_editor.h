@@ -31,10 +31,9 @@ u32 ShellIsUpArrow(i32 previous, i32 key);
 u32 ShellIsDownArrow(i32 previous, i32 key);
 u32 ShellIsLeftArrow(i32 previous, i32 key);
 u32 ShellIsRightArrow(i32 previous, i32 key);
-u32 ShellIsDelete(i32 previous, i32 key);  // the reader does not use it
 u32 ShellIsBackspace(i32 key);
 u32 ShellIsCarriageReturn(i32 key);
-// True for 32 to 122, 8 and 13. The characters { | } ~ are never taken; kept.
+// True for 32 to 122, 8 and 13. The characters { | } ~ are never taken; deliberate.
 u32 ShellValidCharacter(i32 key);
 
 // The line being edited.

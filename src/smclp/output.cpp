@@ -54,20 +54,19 @@ __attribute__((format(printf, 1, 0))) void WriteFormatted(const char *format, va
 
 }  // namespace
 
-// 3 and 7 say the same on purpose: two codes, one text.
 constexpr SmclpErrorOutputRow SmclpErrorOutputTable[kSmclpErrorCount] = {
-    {0, "ERROR: Invalid syntax specified."},
-    {1, "ERROR: Command not supported."},
-    {2, "ERROR: Command not recognized."},
-    {3, "ERROR: Invalid option specified."},
-    {4, "ERROR: Invalid argument specified."},
-    {5, "ERROR: Output format not supported."},
-    {6, "ERROR: Required argument is missing."},
-    {7, "ERROR: Invalid option specified."},
-    {8, "ERROR: Invalid target specified."},
-    {9, "ERROR: Required option is missing."},
-    {10, "ERROR: Queue full."},
-    {11, "ERROR: Command execution failed."},
+    {kErrorInvalidSyntax, "ERROR: Invalid syntax specified."},
+    {kErrorNotSupported, "ERROR: Command not supported."},
+    {kErrorNotRecognized, "ERROR: Command not recognized."},
+    {kErrorInvalidOption, "ERROR: Invalid option specified."},
+    {kErrorInvalidArgument, "ERROR: Invalid argument specified."},
+    {kErrorOutputFormat, "ERROR: Output format not supported."},
+    {kErrorArgumentMissing, "ERROR: Required argument is missing."},
+    {kErrorInvalidOptionToo, "ERROR: Invalid option specified."},
+    {kErrorInvalidTarget, "ERROR: Invalid target specified."},
+    {kErrorOptionMissing, "ERROR: Required option is missing."},
+    {kErrorQueueFull, "ERROR: Queue full."},
+    {kErrorExecutionFailed, "ERROR: Command execution failed."},
 };
 static_assert(RowsStandInCodeOrder(SmclpErrorOutputTable),
               "SmclpErrorOutput() uses the code as the row number");

@@ -15,15 +15,29 @@ constexpr u32 kSmclpOutputBufferSize = 65536;
 // system as long as standard output has a buffer of SmclpOutputSetUp's size. Always returns 1.
 //
 // The formatted text is formatted a second time, as a text without arguments. "%%" in it becomes
-// "%", from left to right; every other percent sign stays as it stands. Kept: values pass through
-// both rounds.
+// "%", from left to right; every other percent sign stays as it stands. Deliberate: values pass
+// through both rounds.
 //
 // A text of more than kSmclpOutputBufferSize - 1 bytes is cut. Without memory for the buffer
 // nothing is written.
 u32 SmclpOutput(const char *format, ...) __attribute__((format(printf, 1, 2)));
 u32 SmclpOutputNoNewline(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-// The error lines. Rows stand in code order: the code is the row number.
+// The error lines: the code is the row number in the table.
+enum SmclpErrorCode : u32 {
+    kErrorInvalidSyntax = 0,
+    kErrorNotSupported = 1,
+    kErrorNotRecognized = 2,
+    kErrorInvalidOption = 3,
+    kErrorInvalidArgument = 4,
+    kErrorOutputFormat = 5,
+    kErrorArgumentMissing = 6,
+    kErrorInvalidOptionToo = 7,  // says the same as 3: deliberate
+    kErrorInvalidTarget = 8,
+    kErrorOptionMissing = 9,
+    kErrorQueueFull = 10,
+    kErrorExecutionFailed = 11,
+};
 struct SmclpErrorOutputRow {
     u32 code;
     char message[128];  // NUL-terminated

@@ -9,23 +9,30 @@
 
 #include <stdlib.h>
 
+namespace
+{
+
+constexpr u32 kSsnLive = 1;  // the state that ssn_check reports of a live session
+
+}  // namespace
+
 u32 SmclpSessMgrInit()
 {
-    return 0;
+    return kSmclpOk;
 }
 
 u32 SmclpSessMgrUninit()
 {
-    return 0;
+    return kSmclpOk;
 }
 
 u32 SmclpCreateSession(SmclpSession **handle)
 {
     if (handle == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     *handle = static_cast<SmclpSession *>(MemMgrAlloc(kSmclpSessionSize));
     if (*handle == nullptr)
-        return 3;
+        return kSmclpNoMemory;
     (*handle)->currentTarget = nullptr;
     return SmclpSetCurrentTarget(*handle, SmclpGetRootElement());
 }
@@ -33,24 +40,24 @@ u32 SmclpCreateSession(SmclpSession **handle)
 u32 SmclpRemoveSession(SmclpSession *session)
 {
     if (session == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     MemMgrFree(session);
-    return 0;
+    return kSmclpOk;
 }
 
 u32 SmclpSetCurrentTarget(SmclpSession *session, ManagedElement *element)
 {
     if (session == nullptr || element == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     session->currentTarget = element;
-    return 0;
+    return kSmclpOk;
 }
 
 u32 SmclpSetCurrentTargetById(SmclpSession *session, u32 kindId)
 {
     ManagedElement *element = SmclpGetMeById(kindId);
     if (element == nullptr)
-        return 5;
+        return kSmclpNoElement;
     return SmclpSetCurrentTarget(session, element);
 }
 
@@ -65,11 +72,11 @@ u32 SmclpValidateSession(const SmclpSession *)
     const char *type = getenv("ZORSSNTYPE");
     const char *address = getenv("ZORIP");
     if (id == nullptr || type == nullptr || address == nullptr)
-        return 1;
+        return kSmclpFailed;
 
     u32 state = 0;
     u32 unused = 0;
     if (ssn_check(StrToUINT32(id), StrToUINT32(address), StrToUINT8(type), &state, &unused) != 0)
-        return 1;
-    return state == 1 ? 0 : 1;
+        return kSmclpFailed;
+    return state == kSsnLive ? kSmclpOk : kSmclpFailed;
 }

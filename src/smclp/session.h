@@ -4,6 +4,7 @@
 #define SMCLP_SESSION_H
 
 #include "platform/types.h"
+#include "smclp/results.h"
 
 struct ManagedElement;
 
@@ -16,26 +17,29 @@ struct SmclpSession {
 static_assert(sizeof(void *) != 4 || sizeof(SmclpSession) == kSmclpSessionSize,
               "sessions come from the pool of 4-byte blocks");
 
-// The session manager needs no set-up and no teardown: both return 0.
+// The session manager needs no set-up and no teardown: both return kSmclpOk. Nothing calls the
+// second: it is there because the interface of a session manager has both.
 u32 SmclpSessMgrInit();
 u32 SmclpSessMgrUninit();
 
-// Allocates a session in *handle, with the root element as its current target. Returns 0; 2 for a
-// null pointer, and when there is no root (the session exists then all the same and is the
-// caller's to remove); 3, with *handle null, when the pool is exhausted.
+// Allocates a session in *handle, with the root element as its current target. Returns
+// kSmclpOk; kSmclpBadParameter for a null pointer, and when there is no root (the session exists
+// then all the same and is the caller's to remove); kSmclpNoMemory, with *handle null, when the
+// pool is exhausted.
 u32 SmclpCreateSession(SmclpSession **handle);
 
-// Frees the session. Returns 0, or 2 for null.
+// Frees the session. Returns kSmclpOk, or kSmclpBadParameter for null.
 u32 SmclpRemoveSession(SmclpSession *session);
 
-// The current target. Set returns 0, or 2 when either is null (nothing changes then). Get returns
-// null for a null session. SetById returns 5 when no element has that kind id.
+// The current target. Set returns kSmclpOk, or kSmclpBadParameter when either is null (nothing
+// changes then). Get returns null for a null session. SetById returns kSmclpNoElement when no
+// element has that kind id; nothing in the shell calls it: it belongs to the interface.
 u32 SmclpSetCurrentTarget(SmclpSession *session, ManagedElement *element);
 u32 SmclpSetCurrentTargetById(SmclpSession *session, u32 kindId);
 ManagedElement *SmclpGetCurrentTarget(const SmclpSession *session);
 
-// 0 when the login session that ZORSID, ZORSSNTYPE and ZORIP name is valid, 1 otherwise. Asks the
-// session manager (ssn_check) each time. The handle is not consulted.
+// kSmclpOk when the login session that ZORSID, ZORSSNTYPE and ZORIP name is valid, else
+// kSmclpFailed. Asks the session manager (ssn_check) each time. The handle is not consulted.
 u32 SmclpValidateSession(const SmclpSession *session);
 
 #endif

@@ -5,12 +5,14 @@
 #include "platform/memmgr.h"
 #include "platform/str.h"
 #include "platform/trace.h"
-#include "smclp/command_list.h"
+#include "smclp/command_table.h"
 #include "smclp/discovery.h"
 #include "smclp/dispatch.h"
 #include "smclp/line_editor.h"
 #include "smclp/output.h"
+#include "smclp/session.h"
 #include "smclp/terminal.h"
+#include "smclp/tokenise.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -31,8 +33,8 @@ constexpr struct {
     {kManagedElementSize, 64},
     {kSmclpMeIdMappingSize, 64},
     {kSmclpSessionSize, 16},
-    {kSmclpCommandSize, 16},  // 14 verbs
-    {kMePropertySize, 256},   // 165 properties of all kinds
+    {kSmclpCommandSize, kSmclpCommandsMax},  // one for each verb
+    {kMePropertySize, 256},                  // 165 properties of all kinds
     {kMeCommandIdSize, 256},
     {kMeCommandIdSize, 256},
     {48, 16},
@@ -71,7 +73,7 @@ u32 RunInteractively(SmclpSession *session)
         if (TerminalInputGone())
             return result;
         if (SmclpValidateSession(session) != 0) {
-            SmclpOutput("Session timed out or is not longer valid");  // "not longer": kept
+            SmclpOutput("Session timed out or is not longer valid");  // "not longer": deliberate
             return result;
         }
         if (length == 0)
@@ -101,7 +103,7 @@ u32 SmclpInit()
 
 u32 SmclpUninit()
 {
-    SmclpSessMgrInit();  // kept: the session manager has no teardown of its own
+    SmclpSessMgrInit();  // deliberate: the session manager has no teardown of its own
     return SmclpCommandListUninit();
 }
 

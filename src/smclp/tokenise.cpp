@@ -127,11 +127,11 @@ i32 SmclpParseCommandLine(char *line, SmclpCommandLine *record)
 {
     if (StrIsEmpty(line) || record == nullptr) {
         TRACE_INVALID_PARAMETER(kSmclpUnit);
-        return 2;
+        return kSmclpBadParameter;
     }
     if (strlen(line) >= sizeof record->line) {
         TraceTooLong(__LINE__);
-        return 2;
+        return kSmclpBadParameter;
     }
 
     memset(record, 0, sizeof *record);
@@ -141,7 +141,7 @@ i32 SmclpParseCommandLine(char *line, SmclpCommandLine *record)
 
     const i32 length = VerbLength(line);
     if (length < 0 || static_cast<size_t>(length) >= sizeof record->verb)
-        return 8;
+        return kParseBadTarget;
     memcpy(record->verb, line, static_cast<size_t>(length));
     return 0;
 }

@@ -4,6 +4,7 @@
 #define SMCLP_TOKENISE_H
 
 #include "platform/types.h"
+#include "smclp/results.h"
 
 // The longest line that a verb's parser takes has 254 characters; the editor stores 255.
 constexpr u32 kSmclpLineSize = 255;
@@ -21,10 +22,11 @@ static_assert(sizeof(SmclpCommandLine) == 640, "nothing stands behind the target
 // Clears the record, copies the line as typed into it, turns `line` to lower case and shrinks
 // every run of blanks in it to one (tabs stay), in place, and takes the verb from its start.
 // Returns:
-//   0  done; the verb is empty when the line begins with a blank
-//   2  null or empty line, null record (record unchanged); or 512 characters or more (likewise)
-//   8  the verb begins with "=", holds "," or "-" outside quotes, or has 16 characters or more;
-//      the verb field stays empty
+//   kSmclpOk            done; the verb is empty when the line begins with a blank
+//   kSmclpBadParameter  null or empty line, null record, or 512 characters or more; the record is
+//                       as it was
+//   kParseBadTarget     the verb begins with "=", holds "," or "-" outside quotes, or has 16
+//                       characters or more; the verb field stays empty
 // A line of 256 characters or more keeps its runs of blanks; that is traced, not an error.
 i32 SmclpParseCommandLine(char *line, SmclpCommandLine *record);
 
@@ -49,8 +51,8 @@ u32 BuildArgv(const char *line, void *buffer, u32 size);
 //
 // One or two words come through whole, with a blank between them. Of three or more the first two
 // and then blanks come through: the write position advances by the whole text so far, so later
-// words land behind its end. Kept. A word whose last character would lie beyond the area ends the
-// joining.
+// words land behind its end. Deliberate. A word whose last character would lie beyond the area ends
+// the joining.
 u32 SmclpBuildCommandLine(u32 count, const char *const *words, char *out, u32 size);
 
 #endif

@@ -7,7 +7,7 @@
 // behind the fence's word may stand host=NAME (a file of examples/hosts, rack-server without) and
 // privilege=HEX (every right without).
 #include "platform/list.h"
-#include "smclp/command_list.h"
+#include "smclp/command_table.h"
 #include "smclp/discovery.h"
 #include "support/fake_objmgr.h"
 #include "support/program.h"

@@ -301,7 +301,7 @@ TEST_F(Address, NameThatIsAPrefixOfAnotherPassesOver)
     EXPECT_EQ(sensors.instanceNumber, 1u);
 }
 
-// Kept: a longer segment ends the search at a child without instances.
+// Deliberate: a longer segment ends the search at a child without instances.
 TEST_F(Address, PlainNameThatIsAPrefixEndsTheSearch)
 {
     Node disk("disk", &zone, nullptr);

@@ -148,7 +148,7 @@ TEST_F(CmdCd, DefaultBesideHelpOnlyHelps)
     EXPECT_EQ(tree.session.currentTarget, shelf);
 }
 
-// The flag then is 1001, not 1: no syntax check. Kept.
+// The flag then is 1001, not 1: no syntax check. Deliberate.
 TEST_F(CmdCd, DefaultWithStrayWordsAndExamineStaysWhereItIs)
 {
     tree.session.currentTarget = shelf;

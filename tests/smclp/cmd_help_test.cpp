@@ -67,7 +67,7 @@ TEST_F(CmdHelp, SecondLinkToAnElementWithVerbsLeavesTheHeaderAlone)
     EXPECT_EQ(tree.output, "Gives light.\n\nVerbs:\n  version\n");
 }
 
-// Looking up an unknown id yields the last verb of the table: kept.
+// Looking up an unknown id yields the last verb of the table: deliberate.
 TEST_F(CmdHelp, UnknownIdShowsTheLastVerb)
 {
     tree.Verbs(lamp, {99});

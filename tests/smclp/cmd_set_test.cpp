@@ -104,7 +104,7 @@ TEST(CmdSet, BareSetIsRefusedByTheParser)
     EXPECT_TRUE(tree.methodCalls.empty());
 }
 
-// The text of reset: kept.
+// The text of reset: deliberate.
 TEST(CmdSet, HelpIsThatOfReset)
 {
     HandTree tree;

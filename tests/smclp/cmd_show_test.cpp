@@ -206,7 +206,7 @@ TEST_F(Section, LongNumbersAreWrittenInDecimal)
 
 // Verbs
 
-// Looking up an unknown id yields the last verb of the table: kept.
+// Looking up an unknown id yields the last verb of the table: deliberate.
 TEST_F(Section, UnknownVerbIsListedAsTheLast)
 {
     tree.Verbs(lid, {99, 1});
@@ -531,7 +531,7 @@ TEST_F(CmdShow, LevelTwoTwoSiblings)
     EXPECT_EQ(Walk("all"), "/ /a /b");
 }
 
-// Each sibling walks those after it again: n siblings make 2^(n-1) walks. Kept.
+// Each sibling walks those after it again: n siblings make 2^(n-1) walks. Deliberate.
 TEST_F(CmdShow, LaterSiblingsComeAgainForEveryEarlierOne)
 {
     tree.Verbs(tree.root, {2});

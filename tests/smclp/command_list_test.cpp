@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // command_list_test.cpp -- the table of verbs and the list made from it.
-#include "smclp/command_list.h"
+#include "smclp/command_table.h"
 
 #include "platform/list.h"
 #include "platform/memmgr.h"
@@ -250,7 +250,7 @@ TEST_F(CommandList, ByIdFindsEveryRow)
         EXPECT_EQ(SmclpGetCommandById(id)->id, id);
 }
 
-// Kept: elements may list any id.
+// Deliberate: elements may list any id.
 TEST_F(CommandList, ByIdAnswersAnUnknownIdWithTheLastCommand)
 {
     SmclpCommandListInit();

@@ -121,7 +121,7 @@ TEST_F(TestTable, KindsHangUnderTheirParentsInTheOrderOfTheTable)
     EXPECT_EQ(GetRootInTestTable()->parent, nullptr);
 }
 
-// Not the depth of the tree: kept.
+// Not the depth of the tree: deliberate.
 TEST_F(TestTable, MaxLevelIsOneAndTheNumberOfElementsWithChildren)
 {
     Use({{"", 1, 3}});

@@ -6,6 +6,7 @@
 
 #include "smclp/command_list.h"
 #include "smclp/discovery.h"
+#include "smclp/tokenise.h"
 #include "support/failing_memory.h"
 #include "support/fake_objmgr.h"
 #include "support/test_shell.h"

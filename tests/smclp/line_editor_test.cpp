@@ -122,14 +122,6 @@ TEST(KeyTests, RightArrow)
     EXPECT_EQ(ShellIsRightArrow(91, 68), 0u);
 }
 
-TEST(KeyTests, DeleteKey)
-{
-    EXPECT_EQ(ShellIsDelete(51, 126), 1u);
-    EXPECT_EQ(ShellIsDelete(224, 83), 1u);
-    EXPECT_EQ(ShellIsDelete(51, 83), 0u);
-    EXPECT_EQ(ShellIsDelete(224, 126), 0u);
-}
-
 TEST(KeyTests, BackspaceAndCarriageReturn)
 {
     for (i32 key = -1; key < 256; ++key) {
@@ -381,7 +373,7 @@ TEST_F(Editor, OneToEightLinesAreRecalledInTurn)
     EXPECT_EQ(Recalled(9), "line8 line7 line6 line5 line4 line3 line2 line1 line8");
 }
 
-// Kept: the count is 10 then, and slot 0 still empty.
+// Deliberate: the count is 10 then, and slot 0 still empty.
 TEST_F(Editor, WithExactlyNineLinesTheFirstUpArrowRecallsAnEmptyLine)
 {
     PushLines(9);
@@ -430,7 +422,7 @@ TEST_F(Editor, LongestLineComesBackWholeAndStaysFull)
     EXPECT_EQ(Type("y"), "");
 }
 
-// Kept: the mask covers typed characters only.
+// Deliberate: the mask covers typed characters only.
 TEST_F(Editor, RecalledLineIsPrintedAsItIsAlsoWithAMask)
 {
     PushLines(1);

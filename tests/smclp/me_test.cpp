@@ -104,7 +104,7 @@ TEST_F(Me, CommandsKeepTheOrderOfAddition)
     EXPECT_FALSE(MeHasCommand(element, 5));
 }
 
-// An unknown id yields the last command of the list, so it counts as known: kept.
+// An unknown id yields the last command of the list, so it counts as known: deliberate.
 TEST_F(Me, CommandThatDoesNotExistIsAddedOnceTheListIsBuilt)
 {
     EXPECT_EQ(MeAddCommand(element, 99), 0u);

@@ -2,6 +2,7 @@
 // options_test.cpp -- the option parsers that verbs share, and rules that hold for every verb.
 #include "smclp/commands/options.h"
 
+#include "smclp/command_table.h"
 #include "smclp/commands/commands.h"
 #include "support/failing_memory.h"
 #include "support/fake_objmgr.h"
@@ -682,7 +683,7 @@ TEST(CdDefault, WithStrayWordsIsASyntaxError)
     }
 }
 
-// The number goes into the flag, not into the result: kept.
+// The number goes into the flag, not into the result: deliberate.
 TEST(CdDefault, WithStrayWordsAndExamineLeaves1001InTheFlag)
 {
     for (const char *line : {"cd -default bad extra -examine", "cd -default bad -examine",
@@ -806,7 +807,7 @@ TEST(Verbs, HelpSaysTheVerbsText)
         {"help", "The HELP command displays additional details about the usage of a specific "
                  "command or provide more details on a target.\n"},
         {"delete", "The DELETE command is used to remove target(s).\n"},
-        {"set", "The RESET command resets the target.\n"},  // reset's text: kept
+        {"set", "The RESET command resets the target.\n"},  // reset's text: deliberate
         {"show", "The SHOW command is used to display information about targets.\n"},
     };
     FakeObjMgr om;
@@ -920,7 +921,7 @@ TEST(Answers, AreLiteral)
     AnswerSyntax(true);
     EXPECT_EQ(valid.Take(), "SUCCESS : The command syntax is valid.\n");
     OutputCapture invalid;
-    AnswerSyntax(false);  // two blanks after FAILED: kept
+    AnswerSyntax(false);  // two blanks after FAILED: deliberate
     EXPECT_EQ(invalid.Take(),
               "FAILED  : Command syntax may be invalid or target may be invalid.\n");
     OutputCapture versioned;

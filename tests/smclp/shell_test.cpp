@@ -120,8 +120,8 @@ TEST(Init, LeavesRoomForBlocksOfEverySize)
     EXPECT_LT(UsedBlocksOfSize(8), 128u + 128);
 }
 
-// Kept: pools of one size serve in the order of registration, so the verbs of the elements fill
-// the one that is named for sessions first.
+// Deliberate: pools of one size serve in the order of registration, so the verbs of the elements
+// fill the one that is named for sessions first.
 TEST(Init, SessionAndVerbsShareTheSmallestBlocks)
 {
     TestShell shell;
@@ -220,7 +220,7 @@ TEST(Loop, ExitWithAnythingElseIsACommand)
               "\n->exit\n");
 }
 
-// Kept: only the bare word ends the loop.
+// Deliberate: only the bare word ends the loop.
 TEST(Loop, ResultTwoOfTheExitVerbDoesNotEndIt)
 {
     const ChildResult result = RunShell("exit -output format=clptxt\rexit\r");
@@ -440,8 +440,8 @@ TEST(OneShot, TwoArgumentsAreJoinedByABlank)
     EXPECT_EQ(show.exitStatus, 0);
 }
 
-// Kept: of three arguments the third is lost and a blank stays behind the second, which makes an
-// empty operand.
+// Deliberate: of three arguments the third is lost and a blank stays behind the second, which makes
+// an empty operand.
 TEST(OneShot, ThirdArgumentIsLost)
 {
     const ChildResult result = RunShell("", {"help", "-version", "/system1"});

@@ -64,7 +64,7 @@ TEST(StateVerb, StopAnswersForEachResultOfTheMethod)
                            {19, 0, "ERROR: Command not supported.\n"}});
 }
 
-// No full stop after the state, and 16 where start and stop return 1: kept.
+// No full stop after the state, and 16 where start and stop return 1: deliberate.
 TEST(StateVerb, ResetAnswersForEachResultOfTheMethod)
 {
     ExpectAnswers("reset", {{0, 0, "box was reset successfully.\n"},
@@ -119,7 +119,7 @@ TEST(StateVerb, HelpVersionAndExamineDoNotCallTheMethod)
     }
 }
 
-// Not even help: kept.
+// Not even help: deliberate.
 TEST(StateVerb, TargetWithoutMethodSupportsNothing)
 {
     for (const char *verb : kVerbs) {

@@ -217,7 +217,7 @@ TEST_F(System, FailedReadLeavesTheBufferAndFails)
     EXPECT_EQ(om.openConnections, 0);
 }
 
-// The status of the service tag is not looked at: kept.
+// The status of the service tag is not looked at: deliberate.
 TEST_F(System, NameSucceedsWhateverTheReadSays)
 {
     for (const CimStatus status : {1u, 2u, 6u, 12u}) {
@@ -413,7 +413,7 @@ TEST_F(System, FailuresOfTheMethod)
                       Log{"ERROR: system [#]: CIM_STATUS = " + std::to_string(status)});
             EXPECT_EQ(om.log, PowerLog(row.method));
         }
-        // The method's own answer is not looked at: kept.
+        // The method's own answer is not looked at: deliberate.
         om.methodStatus = 0;
         om.methodResult = 5;
         EXPECT_EQ(MeSystemPowerOperation(1, row.operation), 0u);
@@ -503,7 +503,7 @@ TEST_F(System, SelectedPropertiesAreFoundInLowerCase)
     EXPECT_EQ(tree.output, "");
 }
 
-// A failed read leaves the value of the last one, which shows again: kept.
+// A failed read leaves the value of the last one, which shows again: deliberate.
 TEST_F(System, EarlierValueShowsAgainAfterAFailedRead)
 {
     SystemTree tree;

@@ -460,7 +460,7 @@ TEST(BuildCommandLine, OneOrTwoWordsComeThroughWhole)
     EXPECT_EQ(Joined({"show -d targets /system1"}, 255), "show -d targets /system1");
 }
 
-// Kept: from the third on, words land behind the end of the text.
+// Deliberate: from the third on, words land behind the end of the text.
 TEST(BuildCommandLine, ThirdAndLaterWordsAreLost)
 {
     EXPECT_EQ(Joined({"show", "-d", "targets"}, 255), "show -d ");

@@ -4,7 +4,7 @@
 #define TESTS_SUPPORT_HAND_TREE_H
 
 #include "platform/memmgr.h"
-#include "smclp/command_list.h"
+#include "smclp/command_table.h"
 #include "smclp/discovery.h"
 #include "smclp/dispatch.h"
 #include "smclp/me/me.h"

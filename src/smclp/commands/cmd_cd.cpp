@@ -1,38 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // cmd_cd.cpp -- cd: moves the session's current target.
 #include "smclp/address.h"
-#include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"
 #include "smclp/me/me.h"
 #include "smclp/output.h"
+#include "smclp/session.h"
 
 #include <stdio.h>
 
-u32 numoptCd;
-
-void **SmclpCdCommandInit()
-{
-    return OptionTableInit(true, &numoptCd);
-}
-
-void SmclpCdCommandUnInit(void **table)
-{
-    OptionTableUnInit(table, numoptCd);
-}
-
-static constexpr VerbSyntax kSyntax = {
-    .init = SmclpCdCommandInit,
-    .unInit = SmclpCdCommandUnInit,
-    .isCd = true,
-    .keepsLine = true,
-    .takesTarget = true,
-    .targetRequired = false,
-};
-
-u32 SmclpParseCommandLineForCd(char *line, SmclpCommandLine *record)
-{
-    return ParseVerbLine(kSyntax, line, record);
-}
+static constexpr VerbSyntax kSyntax = {.isCd = true, .keepsLine = true};
+SMCLP_VERB_PARSER(Cd, kSyntax)
 
 // Not SmclpReturnAbsolutePath: here an element without a selected instance keeps its name.
 static void SayPath(const ManagedElement *element)
@@ -54,33 +31,33 @@ u32 SmclpCommandCd(SmclpSession *session, ManagedElement *target, SmclpCommandLi
 {
     const auto *para = static_cast<const CdPara *>(parameters);
     if (para == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     const bool oneTarget = target != nullptr && target->allInstances != 1;
     if (para->examineFlag == 1) {
         const bool valid = para->examineResult == kSyntaxValid;
         if (!oneTarget || valid || para->examineResult == kSyntaxInvalid) {
             AnswerSyntax(oneTarget && valid);
-            return 0;
+            return kSmclpOk;
         }
     }
     if (!oneTarget || session == nullptr) {
-        SmclpErrorOutput(8);
-        return 2;
+        SmclpErrorOutput(kErrorInvalidTarget);
+        return kSmclpBadParameter;
     }
     if (record == nullptr) {
-        SmclpErrorOutput(11);
-        return 2;
+        SmclpErrorOutput(kErrorExecutionFailed);
+        return kSmclpBadParameter;
     }
     if (para->versionFlag == 1) {
         AnswerVersion();
-        return 0;
+        return kSmclpOk;
     }
     if (para->helpFlag == 1) {
         SmclpOutput("The CD command is used to navigate the target address space.");
-        return 0;
+        return kSmclpOk;
     }
     const u32 result = SmclpSetCurrentTarget(session, target);
-    if (result == 0)
+    if (result == kSmclpOk)
         SayPath(target);
     return result;
 }

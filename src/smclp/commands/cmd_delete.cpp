@@ -2,10 +2,10 @@
 // cmd_delete.cpp -- delete: clears the system event log.
 //
 // The log is cleared as a whole: the target must list the verb and must have been addressed with
-// "*". Which target that was makes no difference (kept: the intrusion sensors clear the log too).
+// "*". Which target that was makes no difference (deliberate: the intrusion sensors clear the log
+// too).
 #include "platform/trace.h"
 #include "smclp/command_list.h"
-#include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"
 #include "smclp/commands/state_verb.h"
 #include "smclp/me/me.h"
@@ -13,39 +13,15 @@
 #include "smclp/output.h"
 
 static constexpr char kUnit[] = "cmd_delete";
-static constexpr u32 kNotDeleted = 11;
+static constexpr u32 kNotDeleted = 11;  // the verb's result where nothing was asked for
 
-u32 numoptDelete;
-
-void **SmclpDeleteCommandInit()
-{
-    return OptionTableInit(false, &numoptDelete);
-}
-
-void SmclpDeleteCommandUnInit(void **table)
-{
-    OptionTableUnInit(table, numoptDelete);
-}
-
-static constexpr VerbSyntax kSyntax = {
-    .init = SmclpDeleteCommandInit,
-    .unInit = SmclpDeleteCommandUnInit,
-    .isCd = false,
-    .keepsLine = false,
-    .takesTarget = true,
-    .targetRequired = false,
-};
-
-u32 SmclpParseCommandLineForDelete(char *line, SmclpCommandLine *record)
-{
-    return ParseVerbLine(kSyntax, line, record);
-}
+SMCLP_VERB_PARSER(Delete, VerbSyntax{})
 
 // The connection is open.
 static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
 {
     if (!ObjMgrHandOverPrivilege(objMgr, handle))
-        return kMeNoPrivilege;  // without a word: kept
+        return kMeNoPrivilege;  // without a word: deliberate
 
     u32 methodResult = 0;
     const CimStatus status =
@@ -59,7 +35,7 @@ static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
         return kMeFailed;
     }
     SmclpOutput("All records deleted successfully.");
-    return 0;
+    return kSmclpOk;
 }
 
 static u32 ClearLog()
@@ -81,31 +57,31 @@ u32 SmclpCommandDelete(SmclpSession *, ManagedElement *target, SmclpCommandLine 
 {
     const auto *para = static_cast<const CmdPara *>(parameters);
     if (para == nullptr)
-        return 2;
+        return kSmclpBadParameter;
     if (target == nullptr && para->examineFlag == 1) {
         AnswerSyntax(false);
-        return 0;
+        return kSmclpOk;
     }
     if (target == nullptr) {
-        SmclpErrorOutput(8);
-        return 2;
+        SmclpErrorOutput(kErrorInvalidTarget);
+        return kSmclpBadParameter;
     }
     const bool deletable = MeHasCommand(target, kCommandDelete) && target->allInstances == 1;
     if (para->examineFlag == 1) {
         AnswerSyntax(deletable && para->examineResult == kSyntaxValid);
-        return 0;
+        return kSmclpOk;
     }
     if (!deletable) {
-        SmclpErrorOutput(1);
+        SmclpErrorOutput(kErrorNotSupported);
         return kNotDeleted;
     }
     if (para->versionFlag == 1) {
         AnswerVersion();
-        return 0;
+        return kSmclpOk;
     }
     if (para->helpFlag == 1) {
         SmclpOutput("The DELETE command is used to remove target(s).");
-        return 0;
+        return kSmclpOk;
     }
     return ClearLog();
 }

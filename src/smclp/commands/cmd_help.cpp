@@ -1,38 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // cmd_help.cpp -- help: a target's description and its verbs.
 #include "smclp/command_list.h"
-#include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"
 #include "smclp/me/me.h"
 #include "smclp/output.h"
 
-u32 numoptHelp;
+static constexpr VerbSyntax kSyntax = {.keepsLine = true};
+SMCLP_VERB_PARSER(Help, kSyntax)
 
-void **SmclpHelpCommandInit()
-{
-    return OptionTableInit(false, &numoptHelp);
-}
-
-void SmclpHelpCommandUnInit(void **table)
-{
-    OptionTableUnInit(table, numoptHelp);
-}
-
-static constexpr VerbSyntax kSyntax = {
-    .init = SmclpHelpCommandInit,
-    .unInit = SmclpHelpCommandUnInit,
-    .isCd = false,
-    .keepsLine = true,
-    .takesTarget = true,
-    .targetRequired = false,
-};
-
-u32 SmclpParseCommandLineForHelp(char *line, SmclpCommandLine *record)
-{
-    return ParseVerbLine(kSyntax, line, record);
-}
-
-// Verbs are indented by two blanks here, by four in the listings of show: kept.
+// Verbs are indented by two blanks here, by four in the listings of show: deliberate.
 static void SayVerbs(const ManagedElement *target)
 {
     const ManagedElement *second = target->second;
@@ -52,18 +28,18 @@ u32 SmclpCommandHelp(SmclpSession *, ManagedElement *target, SmclpCommandLine *,
 {
     const auto *para = static_cast<const CmdPara *>(parameters);
     if (para == nullptr)
-        return 1;
+        return kSmclpFailed;
     const bool oneTarget = target != nullptr && target->allInstances != 1;
     if (para->examineFlag == 1) {
         const bool valid = para->examineResult == kSyntaxValid;
         if (!oneTarget || valid || para->examineResult == kSyntaxInvalid) {
             AnswerSyntax(oneTarget && valid);
-            return 0;
+            return kSmclpOk;
         }
     }
     if (!oneTarget) {
-        SmclpErrorOutput(8);
-        return 2;
+        SmclpErrorOutput(kErrorInvalidTarget);
+        return kSmclpBadParameter;
     }
     if (para->versionFlag == 1) {
         AnswerVersion();
@@ -74,5 +50,5 @@ u32 SmclpCommandHelp(SmclpSession *, ManagedElement *target, SmclpCommandLine *,
         SmclpOutput("%s", target->description);
         SayVerbs(target);
     }
-    return 0;
+    return kSmclpOk;
 }

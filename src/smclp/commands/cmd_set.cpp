@@ -3,40 +3,16 @@
 //
 // The operand is no address: it is passed as it was typed (in lower case). What can be set is the
 // method's affair; in practice it is the power state.
-#include "smclp/commands/commands.h"
 #include "smclp/commands/options.h"
 #include "smclp/commands/state_verb.h"
 #include "smclp/me/me.h"
 #include "smclp/output.h"
 
-u32 numoptSetPowerState;
+static constexpr VerbSyntax kSyntax = {.operand = Operand::Required};
+SMCLP_VERB_PARSER(SetPowerState, kSyntax)
 
-void **SmclpSetPowerStateCommandInit()
-{
-    return OptionTableInit(false, &numoptSetPowerState);
-}
-
-void SmclpSetPowerStateCommandUnInit(void **table)
-{
-    OptionTableUnInit(table, numoptSetPowerState);
-}
-
-static constexpr VerbSyntax kSyntax = {
-    .init = SmclpSetPowerStateCommandInit,
-    .unInit = SmclpSetPowerStateCommandUnInit,
-    .isCd = false,
-    .keepsLine = false,
-    .takesTarget = true,
-    .targetRequired = true,
-};
-
-// The help text of reset: kept.
+// The help text of reset: deliberate.
 static constexpr char kHelp[] = "The RESET command resets the target.";
-
-u32 SmclpParseCommandLineForSetPowerState(char *line, SmclpCommandLine *record)
-{
-    return ParseVerbLine(kSyntax, line, record);
-}
 
 u32 SmclpCommandSetPowerState(SmclpSession *, ManagedElement *target, SmclpCommandLine *record,
                               void *parameters)
@@ -49,14 +25,14 @@ u32 SmclpCommandSetPowerState(SmclpSession *, ManagedElement *target, SmclpComma
     switch (code) {
     case kMeOk:
         SmclpOutput("Command completed successfully.");
-        return 0;
+        return kSmclpOk;
     case kMeNoPrivilege:
         SmclpOutput("%s", kPrivilegeLine);
         return code;
     case kMeHostOff:
     case kMeHostOn:
         SmclpOutput("Selected state cannot be set.");
-        return 0;
+        return kSmclpOk;
     default:
         SmclpOutput("Command failed.");
         return code;

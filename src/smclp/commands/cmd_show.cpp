@@ -225,7 +225,7 @@ u32 WalkInstances(ManagedElement *element, const ManagedElement *stop)
 }  // namespace
 
 // Each sibling's walk goes on to the siblings after it, so later siblings come again and again:
-// kept.
+// deliberate.
 u32 SmclpShowCalculateTargetsForDisplay(ManagedElement *element, const ManagedElement *stop)
 {
     if (element == nullptr)
@@ -305,8 +305,8 @@ u32 ShowTarget(ManagedElement *target, const SmclpCommandLine *record)
         return 0;
     }
     if (target == nullptr) {
-        SmclpErrorOutput(8);
-        return 1;
+        SmclpErrorOutput(kErrorInvalidTarget);
+        return kSmclpFailed;
     }
     if (para->showRequest == kShowVersion) {
         AnswerVersion();
@@ -326,7 +326,7 @@ u32 SmclpCommandShow(SmclpSession *, ManagedElement *target, SmclpCommandLine *r
 {
     bPrintFlag = 1;
     if (parameters == nullptr)
-        return 1;
+        return kSmclpFailed;
     gpShowPara = static_cast<ShowPara *>(parameters);
     const u32 result = ShowTarget(target, record);
     ReleaseSelectedProperties(gpShowPara);

@@ -3,6 +3,7 @@
 #ifndef SMCLP_COMMANDS_CMD_SHOW_H
 #define SMCLP_COMMANDS_CMD_SHOW_H
 
+#include "smclp/command_list.h"
 #include "smclp/commands/show_options.h"
 #include "smclp/me/me.h"
 

@@ -65,7 +65,7 @@ u32 SetSyntax(const ParaWords &words, u32 result)
 {
     *words.examineFlag = 1;
     *words.examineResult = result;
-    return 0;
+    return kParseOk;
 }
 
 // A syntax fault: said by the verb's answer to -examine, otherwise by the parser's result.
@@ -78,17 +78,17 @@ u32 Fault(const ParaWords &words, u32 result)
 bool TakeDefault(const ParaWords &words, i32 errors, SmclpCommandLine *record, u32 *result)
 {
     if (errors != 0) {
-        *result = 4;
+        *result = kParseUnexpected;
         if (examine->count > 0) {
-            *words.examineFlag = kSyntaxInvalid;  // the flag, not the result word: kept
-            *result = 0;
+            *words.examineFlag = kSyntaxInvalid;  // the flag, not the result word: deliberate
+            *result = kParseOk;
         }
         return true;
     }
     if (help->count > 0 || o->count > 0 || version->count > 0)
         return false;
     StrCopy(record->target, "/", sizeof record->target);
-    *result = 0;
+    *result = kParseOk;
     return true;
 }
 
@@ -101,25 +101,25 @@ bool AnyOptionGiven(bool isCd)
 u32 TakeOptions(const VerbSyntax &syntax, const ParaWords &words, i32 errors,
                 SmclpCommandLine *record)
 {
-    u32 result = 0;
+    u32 result = kParseOk;
     if (syntax.isCd && default_option->count > 0 && TakeDefault(words, errors, record, &result))
         return result;
     if (!AnyOptionGiven(syntax.isCd) && errors == 0)
-        return syntax.targetRequired ? 8 : 0;
+        return syntax.operand == Operand::Required ? kParseBadTarget : kParseOk;
 
-    if (syntax.takesTarget && errors == 1 && cmd_end->argval[0] != nullptr) {
+    if (syntax.operand != Operand::None && errors == 1 && cmd_end->argval[0] != nullptr) {
         result = TakeTarget(record);
-        if (result != 0)
+        if (result != kParseOk)
             return result;
     } else if (errors != 0) {
-        return Fault(words, 4);
+        return Fault(words, kParseUnexpected);
     }
     if (!TakeOutputFormat(words.formatGiven, words.formatXml))
-        return Fault(words, 9);
+        return Fault(words, kParseBadValue);
     *words.helpFlag = help->count > 0;
     *words.versionFlag = version->count > 0;
     if (examine->count == 0)
-        return 0;
+        return kParseOk;
     return SetSyntax(words, cmd_end->count < 2 ? kSyntaxValid : kSyntaxInvalid);
 }
 
@@ -150,32 +150,33 @@ void OptionTableUnInit(void **table, u32 count)
     free(table);
 }
 
-u32 ParseVerbLine(const VerbSyntax &syntax, char *line, SmclpCommandLine *record)
+u32 ParseVerbLine(const VerbSyntax &syntax, void **(*init)(), void (*unInit)(void **table),
+                  char *line, SmclpCommandLine *record)
 {
     if (line == nullptr || strlen(line) >= kSmclpLineSize)
-        return 2;
-    if (record == nullptr && (syntax.keepsLine || syntax.takesTarget))
-        return 2;
+        return kParseNotPossible;
+    if (record == nullptr && (syntax.keepsLine || syntax.operand != Operand::None))
+        return kParseNotPossible;
     if (syntax.keepsLine)
         StrCopy(record->line, line, sizeof record->line);
     ParaWords words;
     if (!AllocateParameters(syntax.isCd, &words))
-        return 3;
+        return kParseNoMemory;
 
     const bool rewritten =
         syntax.isCd ? RewriteOptions(line, kCdRewrites, sizeof kCdRewrites / sizeof *kCdRewrites)
                     : RewriteOptions(line, kRewrites, sizeof kRewrites / sizeof *kRewrites);
     if (!rewritten)
-        return 4;
+        return kParseUnexpected;
 
-    u32 result = 2;
+    u32 result = kParseNotPossible;
     OptionWords split;
-    argtable = syntax.init();
+    argtable = init();
     if (argtable != nullptr && arg_nullcheck(argtable) == 0) {
         const i32 errors = ParseWords(line, &split, argtable);
-        result = errors < 0 ? 4 : TakeOptions(syntax, words, errors, record);
+        result = errors < 0 ? u32{kParseUnexpected} : TakeOptions(syntax, words, errors, record);
     }
-    syntax.unInit(argtable);
+    unInit(argtable);
     argtable = nullptr;
     return result;
 }
@@ -209,9 +210,9 @@ u32 TakeTarget(SmclpCommandLine *record)
 {
     const char *target = cmd_end->argval[0];
     if (strlen(target) >= sizeof record->target)
-        return 8;
+        return kParseBadTarget;
     StrCopy(record->target, target, sizeof record->target);
-    return 0;
+    return kParseOk;
 }
 
 bool TakeOutputFormat(u32 *formatGiven, u32 *formatXml)
@@ -230,7 +231,7 @@ void AnswerSyntax(bool valid)
 {
     if (valid)
         SmclpOutput("SUCCESS : The command syntax is valid.");
-    else  // two blanks after FAILED: kept
+    else  // two blanks after FAILED: deliberate
         SmclpOutput("FAILED  : Command syntax may be invalid or target may be invalid.");
 }
 

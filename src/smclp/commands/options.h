@@ -8,6 +8,7 @@
 #ifndef SMCLP_COMMANDS_OPTIONS_H
 #define SMCLP_COMMANDS_OPTIONS_H
 
+#include "smclp/commands/commands.h"
 #include "smclp/tokenise.h"
 
 #include <argtable2.h>
@@ -55,14 +56,17 @@ struct OptionRewrite {
     const char *to;
 };
 
-// How a verb's line is parsed.
+enum class Operand : u8 {
+    None,      // any operand is an error
+    Optional,  // the target; none: the current target
+    Required,  // a line without operand and options is refused
+};
+
+// What a verb's parser does otherwise than the others.
 struct VerbSyntax {
-    void **(*init)();
-    void (*unInit)(void **table);
-    bool isCd;            // parameters are a CdPara, -default is an option
-    bool keepsLine;       // the line goes into the record first
-    bool takesTarget;     // false: any operand is an error
-    bool targetRequired;  // a line without target and options is refused
+    bool isCd = false;       // parameters are a CdPara, -default is an option
+    bool keepsLine = false;  // the line goes into the record first
+    Operand operand = Operand::Optional;
 };
 
 // Builds the option table of every verb but cd and show (5 entries) or, withDefault, of cd (6),
@@ -71,8 +75,28 @@ void **OptionTableInit(bool withDefault, u32 *count);
 // Frees the entries of a table and the table. Null is ignored.
 void OptionTableUnInit(void **table, u32 count);
 
-// Parses a line as `syntax` says. Results: SmclpParseFunction.
-u32 ParseVerbLine(const VerbSyntax &syntax, char *line, SmclpCommandLine *record);
+// Parses a line as `syntax` says, with the option table that `init` builds and `unInit` frees.
+// Results: SmclpParseFunction.
+u32 ParseVerbLine(const VerbSyntax &syntax, void **(*init)(), void (*unInit)(void **table),
+                  char *line, SmclpCommandLine *record);
+
+// Defines what every verb but show has beside its executor (commands.h): numopt<Functions>,
+// Smclp<Functions>CommandInit and -UnInit, and SmclpParseCommandLineFor<Functions>.
+#define SMCLP_VERB_PARSER(functions, syntax)                                      \
+    u32 numopt##functions;                                                        \
+    void **Smclp##functions##CommandInit()                                        \
+    {                                                                             \
+        return OptionTableInit((syntax).isCd, &numopt##functions);                \
+    }                                                                             \
+    void Smclp##functions##CommandUnInit(void **table)                            \
+    {                                                                             \
+        OptionTableUnInit(table, numopt##functions);                              \
+    }                                                                             \
+    u32 SmclpParseCommandLineFor##functions(char *line, SmclpCommandLine *record) \
+    {                                                                             \
+        return ParseVerbLine(syntax, Smclp##functions##CommandInit,               \
+                             Smclp##functions##CommandUnInit, line, record);      \
+    }
 
 // The steps that ParseVerbLine and the parser of show have in common.
 
@@ -88,8 +112,8 @@ struct OptionWords {
 // or -1 when the words do not fit BuildArgv's room. POSIXLY_CORRECT in the environment is removed:
 // it would make the parser stop at the first operand.
 i32 ParseWords(const char *line, OptionWords *words, void **table);
-// Copies the operand of a line, the first error argument of cmd_end, into the record. Returns 0,
-// or 8 (record unchanged) for 64 characters or more.
+// Copies the operand of a line, the first error argument of cmd_end, into the record. Returns
+// kParseOk, or kParseBadTarget (record unchanged) for 64 characters or more.
 u32 TakeTarget(SmclpCommandLine *record);
 // Reads the value of -output into the two words, if it was given. False for any value but
 // format=clpxml and format=clptxt.

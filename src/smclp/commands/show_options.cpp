@@ -56,7 +56,7 @@ u32 FaultOfValue(ShowPara *para, const char *value)
         return 0;
     }
     const bool missing = *value == '\0' || StrEqual(value, " ");
-    return Fault(para, missing ? 10 : 9);
+    return Fault(para, missing ? kParseValueMissing : kParseBadValue);
 }
 
 // The operand. *refused: the syntax is invalid, but -examine lets the parser go on.
@@ -65,7 +65,7 @@ u32 TakeShowTarget(ShowPara *para, i32 errors, SmclpCommandLine *record, bool *r
     if (errors == 0)
         return kGoOn;
     if (cmd_end->argval[0] == nullptr)
-        return Fault(para, 4);
+        return Fault(para, kParseUnexpected);
     if (errors > 1)
         return kGoOn;
     const u32 result = TakeTarget(record);
@@ -73,7 +73,7 @@ u32 TakeShowTarget(ShowPara *para, i32 errors, SmclpCommandLine *record, bool *r
         return result;
     if (record->target[0] == '-') {
         if (!Examined())
-            return 6;
+            return kParseTargetIsOption;
         *refused = true;
     }
     return kGoOn;
@@ -106,7 +106,7 @@ u32 TakeDisplay(ShowPara *para)
         return FaultOfValue(para, value);
 
     if (strlen(value) >= kPropertyTextMax)
-        return 9;  // also under -examine: kept
+        return kParseBadValue;  // also under -examine: deliberate
     if (StrEqual(value, kPropertiesWord))
         return SetDisplay(para, kDisplayAllProperties);
     const char *list = value + strlen(kPropertiesWord);
@@ -174,7 +174,7 @@ u32 TakeShowOptions(ShowPara *para, i32 errors, SmclpCommandLine *record)
     if (result == kGoOn)
         result = TakeLevel(para);
     if (result == kGoOn && !TakeOutputFormat(&para->formatGiven, &para->formatXml))
-        result = Fault(para, 9);
+        result = Fault(para, kParseBadValue);
     if (result == kGoOn)
         result = TakeRequest(para, errors, targetRefused);
     return result;
@@ -186,16 +186,16 @@ u32 ParseShowLine(char *line, SmclpCommandLine *record)
     auto *para = static_cast<ShowPara *>(calloc(1, sizeof(ShowPara)));
     pCmdPara = para;
     if (para == nullptr)
-        return 3;
+        return kParseNoMemory;
     if (!RewriteOptions(line, kRewrites, sizeof kRewrites / sizeof *kRewrites))
-        return 4;
+        return kParseUnexpected;
     if (argtable == nullptr || arg_nullcheck(argtable) != 0)
-        return 2;
+        return kParseNotPossible;
 
     OptionWords split;
     const i32 errors = ParseWords(line, &split, argtable);
-    const u32 result = errors < 0 ? 4 : TakeShowOptions(para, errors, record);
-    if (result != 0)
+    const u32 result = errors < 0 ? u32{kParseUnexpected} : TakeShowOptions(para, errors, record);
+    if (result != kParseOk)
         ReleaseSelectedProperties(para);
     return result;
 }
@@ -269,7 +269,7 @@ void SmclpShowCommandUnInit(void **table)
 u32 SmclpParseCommandLineForShow(char *line, SmclpCommandLine *record)
 {
     argtable = SmclpShowCommandInit();
-    u32 result = 2;
+    u32 result = kParseNotPossible;
     if (line != nullptr && record != nullptr && strlen(line) < kSmclpLineSize)
         result = ParseShowLine(line, record);
     SmclpShowCommandUnInit(argtable);
@@ -280,12 +280,12 @@ u32 SmclpParseCommandLineForShow(char *line, SmclpCommandLine *record)
 u32 SmclpParseProperties(char *text, ShowPara *para, u32 examineCount)
 {
     if (para == nullptr)
-        return 1;
+        return kParseBadList;
     const size_t length = strlen(text);
     if (length >= kPropertyTextMax)
-        return 0;  // refused before it gets here; the early success is kept
+        return kParseOk;  // refused before it gets here; the early success is deliberate
     if (length < 2 || text[0] != '(' || text[length - 1] != ')')
-        return FaultOfList(para, examineCount, 1);
+        return FaultOfList(para, examineCount, kParseBadList);
     text[length - 1] = '\0';
 
     u32 count = 0;
@@ -296,14 +296,14 @@ u32 SmclpParseProperties(char *text, ShowPara *para, u32 examineCount)
             *comma++ = '\0';
         item = TakeItem(start, para);
         if (item == Item::NoMemory)
-            return 3;
+            return kParseNoMemory;
         if (item == Item::Bad)
-            return FaultOfList(para, examineCount, 9);
+            return FaultOfList(para, examineCount, kParseBadValue);
         start = comma;
     }
     if (count == 1 && item == Item::Filter) {
         if (para->filterName[0] == '\0')
-            return FaultOfList(para, examineCount, 9);
+            return FaultOfList(para, examineCount, kParseBadValue);
         para->displayWhat = kDisplayAllProperties;
     }
     return 0;

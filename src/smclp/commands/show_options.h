@@ -46,18 +46,14 @@ static_assert(sizeof(void *) != 4 || sizeof(ShowPara) == 35 * sizeof(u32), "35 w
 extern struct arg_lit *show;  // -all
 extern struct arg_str *display;
 extern struct arg_str *level;
-extern u32 numoptShow;
-
-// As OptionTableInit and OptionTableUnInit, for show.
-void **SmclpShowCommandInit();
-void SmclpShowCommandUnInit(void **table);
 
 // Takes the property list after "properties=" ("(a,b==c)") apart into *para; text is changed in
 // place. examineCount non-zero: a fault sets showExamine to kSyntaxInvalid and returns 0. Results:
-//   0  done; also for a text of 128 characters or more, which is not looked at
-//   1  null para, or no parentheses around the list
-//   3  no memory for a name
-//   9  an empty item, a second filter, a lone filter without a name, or a name or filter value
+//   kParseOk        done; also for a text of 128 characters or more, which is not looked at
+//   kParseBadList   null para, or no parentheses around the list
+//   kParseNoMemory  no memory for a name
+//   kParseBadValue  an empty item, a second filter, a lone filter without a name, or a name or
+//   filter value
 //      that does not fit its field
 u32 SmclpParseProperties(char *text, ShowPara *para, u32 examineCount);
 

@@ -24,18 +24,18 @@ static void SayOfElement(const char *format, const ManagedElement *element)
 bool AnsweredWithoutMethod(const ManagedElement *target, const CmdPara *para, const char *helpText,
                            u32 *result)
 {
-    *result = 0;
+    *result = kSmclpOk;
     if (para == nullptr) {
-        *result = 1;
+        *result = kSmclpFailed;
     } else if (target == nullptr && para->examineFlag == 1) {
         AnswerSyntax(false);
     } else if (target == nullptr) {
-        SmclpErrorOutput(8);
-        *result = 1;
+        SmclpErrorOutput(kErrorInvalidTarget);
+        *result = kSmclpFailed;
     } else if (target->method == nullptr && para->examineFlag == 1) {
         AnswerSyntax(false);
     } else if (target->method == nullptr) {
-        SmclpErrorOutput(1);  // before -version and -help: kept
+        SmclpErrorOutput(kErrorNotSupported);  // before -version and -help: deliberate
     } else if (para->examineFlag == 1) {
         AnswerSyntax(para->examineResult == kSyntaxValid);
     } else if (para->versionFlag == 1) {
@@ -66,6 +66,6 @@ u32 RunStateVerb(const StateVerb &verb, ManagedElement *target, const CmdPara *p
     else if (code == verb.stateCode)
         SayOfElement(verb.stateText, target);
     else
-        SmclpErrorOutput(1);
-    return 0;
+        SmclpErrorOutput(kErrorNotSupported);
+    return kSmclpOk;
 }

@@ -19,9 +19,18 @@ struct StateVerb {
     u32 deniedResult;       // the verb's result when the privilege is missing
 };
 
-// Runs start, stop or reset. Results: 0 whenever something else than the privilege was said, also
-// for a failure of the method; deniedResult; 1 without parameters or target.
+// Runs start, stop or reset. Results: kSmclpOk whenever something else than the privilege was said,
+// also for a failure of the method; deniedResult; kSmclpFailed without parameters or target.
 u32 RunStateVerb(const StateVerb &verb, ManagedElement *target, const CmdPara *para);
+
+// Defines all that a verb of this family has (commands.h), from its StateVerb.
+#define SMCLP_STATE_VERB(functions, verb)                                                   \
+    SMCLP_VERB_PARSER(functions, VerbSyntax{})                                              \
+    u32 SmclpCommand##functions(SmclpSession *, ManagedElement *target, SmclpCommandLine *, \
+                                void *parameters)                                           \
+    {                                                                                       \
+        return RunStateVerb(verb, target, static_cast<const CmdPara *>(parameters));        \
+    }
 
 // The answers that need no call of the method: faults of the target, -examine, -version, -help.
 // Returns true when the command is answered, with the verb's result.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // fanred.cpp -- /system1/fans1/redundancysetN: whether the fans may lose one.
 //
-// The description is the battery sensor's: kept.
+// The description is the battery sensor's: deliberate.
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"
 
@@ -56,7 +56,7 @@ void MeFanRedSensor(ManagedElement *element)
 {
     MeSetName(element, "redundancyset");
     MeSetDesc(element, "Battery sensor.");
-    element->kindId = kMeRedundancySet;  // shared with pwrred: kept
+    element->kindId = kMeRedundancySet;  // shared with pwrred: deliberate
     element->parentKindId = kMeFans;
     element->addProperties = MeFanRedSensorAddProperties;
     element->addVerbs = MeFanRedSensorAddVerbs;

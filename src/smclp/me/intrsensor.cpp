@@ -2,7 +2,7 @@
 // intrsensor.cpp -- /system1/intrusion1/sensorN: whether the chassis is open.
 //
 // The state is a number that this kind translates. The kind lists the verb delete, which clears
-// the event log, whatever target it is called on: kept.
+// the event log, whatever target it is called on: deliberate.
 #include "smclp/command_list.h"
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"

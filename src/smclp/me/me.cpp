@@ -27,9 +27,9 @@ ManagedElement *MeCreate()
 u32 MeDestroy(ManagedElement *element)
 {
     if (element == nullptr)
-        return 2;
+        return kMeBadArgument;
     MemMgrFree(element);
-    return 0;
+    return kMeOk;
 }
 
 ManagedElement *MeCreateChild(ManagedElement *parent, const char *name)
@@ -57,43 +57,43 @@ ManagedElement *MeCreateChild(ManagedElement *parent, const char *name)
 u32 MeSetName(ManagedElement *element, const char *name)
 {
     if (element == nullptr || name == nullptr || strlen(name) >= sizeof element->name)
-        return 1;
+        return kMeFailed;
     StrCopy(element->name, name, sizeof element->name);
-    return 0;
+    return kMeOk;
 }
 
 u32 MeSetDesc(ManagedElement *element, const char *text)
 {
     if (element == nullptr || text == nullptr || strlen(text) >= sizeof element->description)
-        return 1;
+        return kMeFailed;
     StrCopy(element->description, text, sizeof element->description);
-    return 0;
+    return kMeOk;
 }
 
 u32 MeAddCommand(ManagedElement *element, u32 commandId)
 {
     if (element == nullptr)
-        return 2;
+        return kMeBadArgument;
     if (SmclpGetCommandById(commandId) == nullptr)
-        return 1;
+        return kMeFailed;
     auto *entry = static_cast<u32 *>(ListAllocateObject(&element->verbs, kMeCommandIdSize));
     if (entry == nullptr) {
         TraceLogMessage(kTraceLevel, "ERROR: %s [%d]: Unable to allocate memory\n", kUnit,
                         __LINE__);
-        return 2;
+        return kMeBadArgument;
     }
     *entry = commandId;
-    return 0;
+    return kMeOk;
 }
 
 u32 MeAddCommands(ManagedElement *element, const u32 *commandIds, u32 count)
 {
     for (u32 i = 0; i < count; ++i) {
         const u32 result = MeAddCommand(element, commandIds[i]);
-        if (result != 0)
+        if (result != kMeOk)
             return result;
     }
-    return 0;
+    return kMeOk;
 }
 
 bool MeHasCommand(const ManagedElement *element, u32 commandId)
@@ -117,7 +117,7 @@ u32 MeAddProperty(ManagedElement *element, const char *name, const char *value)
         return kMeOutOfMemory;
     StrCopy(entry->name, name, sizeof entry->name);
     StrCopy(entry->value, value, sizeof entry->value);
-    return 0;
+    return kMeOk;
 }
 
 namespace

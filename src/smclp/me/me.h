@@ -43,7 +43,7 @@ enum MeKindId : u32 {
     kMePerfSensor = 51,
 };
 
-// Result codes of the Refresh and Method slots.
+// Result codes of the slots and of the functions below.
 enum MeResult : u32 {
     kMeOk = 0,
     kMeFailed = 1,        // no interface, no connection, CIM error, unknown method
@@ -115,29 +115,31 @@ extern const MeConstructor meTable[];
 // A cleared element, or null when the pool is exhausted.
 ManagedElement *MeCreate();
 
-// Gives an element back to its pool. Returns 0, or 2 for null.
+// Gives an element back to its pool. Returns kMeOk, or kMeBadArgument for null. Elements live until
+// the process ends, so nothing in the shell calls it: it is the counterpart of MeCreate.
 u32 MeDestroy(ManagedElement *element);
 
 // A new element as the last child of `parent`. Null, traced, for a null name or one of 64
-// characters or more and when the pool is exhausted; null for a null parent.
+// characters or more and when the pool is exhausted; null for a null parent. Discovery links
+// elements itself, so nothing in the shell calls it: it belongs to the interface of the model.
 ManagedElement *MeCreateChild(ManagedElement *parent, const char *name);
 
-// Set the name (at most 63 characters) or the description (at most 255). Return 0, or 1 for a
-// null or longer text, which leaves the element as it was.
+// Set the name (at most 63 characters) or the description (at most 255). Return kMeOk, or
+// kMeFailed for a null or longer text, which leaves the element as it was.
 u32 MeSetName(ManagedElement *element, const char *name);
 u32 MeSetDesc(ManagedElement *element, const char *text);
 
-// Appends a command id. Returns 0; 2 for a null element or when the pool is exhausted (traced); 1
-// while the command list is empty.
+// Appends a command id. Returns kMeOk; kMeBadArgument for a null element or when the pool is
+// exhausted (traced); kMeFailed while the command list is empty.
 u32 MeAddCommand(ManagedElement *element, u32 commandId);
-// Appends several. Returns the first non-zero result, else 0.
+// Appends several. Returns the first result that is not kMeOk, else kMeOk.
 u32 MeAddCommands(ManagedElement *element, const u32 *commandIds, u32 count);
 
 // Whether the element lists the command.
 bool MeHasCommand(const ManagedElement *element, u32 commandId);
 
-// Appends a property. Returns 0; 2 for a null element, name or value, a name of 64 or a value of
-// 256 characters or more; 3 when the pool is exhausted.
+// Appends a property. Returns kMeOk; kMeBadArgument for a null element, name or value, a name of 64
+// or a value of 256 characters or more; kMeOutOfMemory when the pool is exhausted.
 u32 MeAddProperty(ManagedElement *element, const char *name, const char *value);
 
 // Refreshes one property and returns its entry, whose value is then current; the entry belongs to

@@ -2,7 +2,7 @@
 // perfsensor.cpp -- /system1/hardwareperformance1/sensorN: why the hardware runs slower.
 //
 // The state is a number that this kind translates. A number that is not in the table is "Others",
-// unlike the intrusion sensor's first entry: kept.
+// unlike the intrusion sensor's first entry: deliberate.
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"
 

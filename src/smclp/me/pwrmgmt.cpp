@@ -32,7 +32,7 @@ constexpr PropertyRow kRows[] = {
     // clang-format off
     {"CreationClassName", FromText,        "CIM_PowerManagementService"},
     {"Name",              FromText,        "IPMI Power Service"},
-    {"ElementName",       FromText,        "Qarn Server Power Mangement Service"},  // misspelt: kept
+    {"ElementName",       FromText,        "Qarn Server Power Mangement Service"},  // misspelt: deliberate
     {"powerstate",        FromPowerStatus, nullptr},  // lower case, as set is given it
     // clang-format on
 };
@@ -78,7 +78,7 @@ u32 MePwrMgtMethod(ManagedElement *, char *text, u32, u32)
     if (text == nullptr)
         return kMeBadArgument;
     char *rest = nullptr;
-    const char *name = strtok_r(text, "=", &rest);  // "==" separates like "=": kept
+    const char *name = strtok_r(text, "=", &rest);  // "==" separates like "=": deliberate
     const char *value = name == nullptr ? nullptr : strtok_r(nullptr, "=", &rest);
     if (!StrEqual(name, "powerstate"))
         return kMeBadArgument;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // pwrred.cpp -- /system1/powersupplies1/redundancysetN: whether the power supplies may lose one.
 //
-// The description is the battery sensor's: kept.
+// The description is the battery sensor's: deliberate.
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"
 
@@ -56,7 +56,7 @@ void MePwrRedSensor(ManagedElement *element)
 {
     MeSetName(element, "redundancyset");
     MeSetDesc(element, "Battery sensor.");
-    element->kindId = kMeRedundancySet;  // shared with fanred: kept
+    element->kindId = kMeRedundancySet;  // shared with fanred: deliberate
     element->parentKindId = kMePowerSupplies;
     element->addProperties = MePwrRedSensorAddProperties;
     element->addVerbs = MePwrRedSensorAddVerbs;

@@ -15,7 +15,7 @@ namespace
 
 constexpr char kUnit[] = "sel";
 
-// A failed Open is traced here: kept.
+// A failed Open is traced here: deliberate.
 u32 ReadNumRecords(const PropertyRequest &request)
 {
     ObjMgrConnection connection;
@@ -36,7 +36,7 @@ constexpr PropertyRow kRows[] = {
     {"MaxNumberOfRecords",     FromText,       "512"},
     {"EnabledState",           FromText,       "2"},
     {"OperationalStatus",      FromText,       "2"},
-    {"HealthState",            FromText,       "2"},  // the system says "5": kept
+    {"HealthState",            FromText,       "2"},  // the system says "5": deliberate
     {"ElementName",            FromText,       "IPMI SEL"},
     {"Caption",                FromText,       "IPMI SEL"},
     {"Description",            FromText,       "IPMI SEL"},
@@ -62,7 +62,7 @@ u32 MeSelAddProperties(ManagedElement *element)
     return MeAddTableProperties(kTable, element);
 }
 
-// Unlike the other kinds' it traces nothing and does not look at the element: kept.
+// Unlike the other kinds' it traces nothing and does not look at the element: deliberate.
 u32 MeSelRefreshProperties(ManagedElement *, const char *name, char *value, u32 length)
 {
     if (length < kMeMinRefreshLength || value == nullptr)

@@ -25,7 +25,7 @@ void TraceFailedRead(CimStatus status)
     if (status == kCimAccessDenied)
         TRACE_ACCESS_DENIED(kUnit);
     else
-        TRACE_CIM_STATUS(kUnit, status);  // not found, too: the end of the list; kept
+        TRACE_CIM_STATUS(kUnit, status);  // not found, too: the end of the list; deliberate
 }
 
 // Binds `sensor` to instance number `instance` of a kind.

@@ -2,7 +2,7 @@
 // system.cpp -- /system1, the managed host computer.
 //
 // Shows constants and three live texts, and carries out start, stop and reset. The state
-// properties do not follow the host's power: kept.
+// properties do not follow the host's power: deliberate.
 #include "smclp/me/system.h"
 #include "platform/str.h"
 #include "smclp/command_list.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr char kUnit[] = "system";
 
-// The value is left as it is after a failure, so an earlier one shows again: kept.
+// The value is left as it is after a failure, so an earlier one shows again: deliberate.
 u32 ReadSystemProperty(const PropertyRequest &request)
 {
     ObjMgrConnection connection;
@@ -27,7 +27,7 @@ u32 ReadSystemProperty(const PropertyRequest &request)
     return status == kCimOk ? kMeOk : kMeFailed;
 }
 
-// Fine whatever the status says: kept.
+// Fine whatever the status says: deliberate.
 u32 ReadServiceTag(const PropertyRequest &request)
 {
     ObjMgrConnection connection;

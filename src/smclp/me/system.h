@@ -9,7 +9,8 @@
 u32 MeSystemAddVerbs(ManagedElement *element);
 u32 MeSystemAddProperties(ManagedElement *element);
 u32 MeSystemInstanceTag();
-// Keeps what is in `value` when it fails. Unknown names are kMeFailed here, unlike elsewhere: kept.
+// Keeps what is in `value` when it fails. Unknown names are kMeFailed here, unlike elsewhere:
+// deliberate.
 u32 MeSystemRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length);
 // Operations "start", "stop" and "reset", exactly so; any other is kMeBadArgument.
 u32 MeSystemMethod(ManagedElement *element, char *operation, u32 zero1, u32 zero2);

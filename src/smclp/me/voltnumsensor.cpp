@@ -64,7 +64,7 @@ void MeVoltNumSensor(ManagedElement *element)
 {
     MeSetName(element, "numericsensor");
     MeSetDesc(element, "Manage voltage sensors.");
-    element->kindId = kMeVoltSensor;  // shared with voltsensor: kept
+    element->kindId = kMeVoltSensor;  // shared with voltsensor: deliberate
     element->parentKindId = kMeVoltages;
     element->addProperties = MeVoltNumSensorAddProperties;
     element->addVerbs = MeVoltNumSensorAddVerbs;
