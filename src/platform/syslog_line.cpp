@@ -29,7 +29,7 @@ static void Disconnect(SyslogLine *log)
     log->fd = -1;
 }
 
-// At most once a second: one command can write thousands of lines.
+// At most once a second.
 static void Connect(SyslogLine *log)
 {
     const i64 now = NowSecond();
@@ -77,16 +77,23 @@ static size_t WriteText(const char *line, char *out, size_t size)
     return length;
 }
 
+bool SyslogIsThere(SyslogLine *log)
+{
+    if (log->fd == -1)
+        Connect(log);
+    return log->fd != -1;
+}
+
 // True when it went out. A log that was restarted has another socket under the old name.
 static bool Send(SyslogLine *log, int priority, const char *line)
 {
+    if (!SyslogIsThere(log))
+        return false;  // before anything is formatted: one command can write thousands of lines
     char datagram[kSyslogLineMax];
     size_t length = WriteHead(log, priority, datagram, sizeof datagram);
     length += WriteText(line, datagram + length, sizeof datagram - length);
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (log->fd == -1)
-            Connect(log);
-        if (log->fd == -1)
+        if (!SyslogIsThere(log))
             return false;
         if (send(log->fd, datagram, length, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
             return true;

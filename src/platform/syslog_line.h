@@ -27,6 +27,10 @@ struct SyslogLine {
 // Opens nothing yet. `name`: of the program, null for none.
 SyslogLine SyslogTo(const char *name, int facility);
 
+// Whether there is a log to write to, looked for at most once a second: saves the caller a line
+// that would be lost (and is then his to count).
+bool SyslogIsThere(SyslogLine *log);
+
 // One line. priority: of <syslog.h>, with or without a facility. A line break at its end is left
 // out, every other control character becomes "?".
 void SyslogWrite(SyslogLine *log, int priority, const char *line);

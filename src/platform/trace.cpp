@@ -2,21 +2,24 @@
 // trace.cpp -- one line per fault, to a file or the system log.
 #include "platform/trace.h"
 
+#include "platform/syslog_line.h"
+
 #include <fcntl.h>
-#include <paths.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
 static const char *gName;
 static int gFile = -1;
+static bool gFileIsPipe;
 static bool gTargetChosen;
-static time_t gLookedAt = -1;  // second in which the system log was looked for
-static bool gLogIsThere;
+static SyslogLine gLog = {nullptr, LOG_DAEMON, nullptr, -1, 0, -1};  // until a target is chosen
 
 // Decided at the first trace: most sessions never write one.
 static void ChooseTarget()
@@ -24,22 +27,31 @@ static void ChooseTarget()
     gTargetChosen = true;
     const char *path = secure_getenv("ZORTRACE");
     if (path != nullptr && *path != '\0')
-        gFile = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
-    if (gFile == -1)
-        openlog(gName, LOG_PID, LOG_DAEMON);
+        gFile = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+    struct stat file = {};
+    gFileIsPipe = gFile != -1 && fstat(gFile, &file) == 0 && S_ISFIFO(file.st_mode);
+    gLog = SyslogTo(gName, LOG_DAEMON);
 }
 
-// Whether there is a system log to write to, looked at once a second: the C library would try to
-// connect for every line, and one command can write thousands.
-static bool SystemLogIsThere()
+// One write, so that the lines of several shells never mix. What does not go out (a full disk, a
+// full pipe) is lost: there is nobody to tell.
+static void WriteToFile(const char *line, size_t length)
 {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    if (now.tv_sec != gLookedAt) {
-        gLookedAt = now.tv_sec;
-        gLogIsThere = access(_PATH_LOG, F_OK) == 0;
+    if (!gFileIsPipe) {
+        (void)!write(gFile, line, length);
+        return;
     }
-    return gLogIsThere;
+    // The reader of a pipe may be gone: that ends no shell.
+    sigset_t brokenPipe;
+    sigset_t before;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    sigprocmask(SIG_BLOCK, &brokenPipe, &before);
+    if (write(gFile, line, length) == -1 && sigismember(&before, SIGPIPE) == 0) {
+        const timespec now = {0, 0};
+        sigtimedwait(&brokenPipe, nullptr, &now);
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
 void TraceOpen(const char *name)
@@ -51,19 +63,20 @@ void TraceClose()
 {
     if (gFile != -1)
         close(gFile);
-    else if (gTargetChosen)
-        closelog();
+    else
+        SyslogClose(&gLog);
     gFile = -1;
     gTargetChosen = false;
-    gLookedAt = -1;
 }
 
 void TraceLogMessage(u32, const char *format, ...)
 {
     if (!gTargetChosen)
         ChooseTarget();
-    if (gFile == -1 && !SystemLogIsThere())
+    if (gFile == -1 && !SyslogIsThere(&gLog)) {
+        ++gLog.lost;
         return;
+    }
 
     char line[512];
     va_list arguments;
@@ -76,12 +89,8 @@ void TraceLogMessage(u32, const char *format, ...)
     if (static_cast<size_t>(written) >= sizeof line)
         line[length - 1] = '\n';
 
-    if (gFile == -1) {
-        syslog(LOG_ERR, "%s", line);
-        return;
-    }
-    // One write, so that the lines of several shells never mix. A full disk loses the line: there
-    // is nobody to tell.
-    if (write(gFile, line, length) == -1)
-        return;
+    if (gFile == -1)
+        SyslogWrite(&gLog, LOG_ERR, line);
+    else
+        WriteToFile(line, length);
 }

@@ -3,8 +3,10 @@
 //
 // A trace is one line. It goes to the file that ZORTRACE names (appended to, created with mode
 // 0600 when missing), else to the system log, facility daemon, priority err. A file that cannot
-// be opened silently gives way to the system log. Where there is no system log a trace is lost;
-// one that comes later is found within a second. A set-user-id program ignores ZORTRACE.
+// be opened, and a pipe that nobody has open for reading, silently give way to the system log.
+// Nothing waits: what a pipe or a terminal does not take at once is lost, and so is what the system
+// log does not take or would have been told (platform/syslog_line.h); the log is told how many
+// lines it missed. A set-user-id program ignores ZORTRACE.
 #ifndef PLATFORM_TRACE_H
 #define PLATFORM_TRACE_H
 

@@ -1,82 +1,45 @@
 // SPDX-License-Identifier: Apache-2.0
 // trace_test.cpp -- where a trace goes and what it looks like.
 //
-// The C library's system log is replaced by one that keeps what it is given.
+// The system log is one of the test's own.
 #include "platform/trace.h"
+
+#include "support/system_log.h"
 
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sstream>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
-#include <syslog.h>
 #include <unistd.h>
 #include <vector>
 
 namespace
 {
 
-struct SystemLog {
-    std::vector<std::string> opened;  // name, options, facility
-    std::vector<std::string> lines;   // priority, text
-    int closed = 0;
-    bool there = true;  // whether its socket exists
-    int looks = 0;      // how often that was asked
-};
-SystemLog gSystemLog;
-
-__attribute__((format(printf, 2, 0))) void KeepLine(int priority, const char *format,
-                                                    va_list arguments)
-{
-    char text[1024];
-    vsnprintf(text, sizeof text, format, arguments);
-    gSystemLog.lines.push_back(std::to_string(priority) + " " + text);
-}
+// Where the process finds its system log: /dev/log is led there.
+std::string gLogPath;
 
 }  // namespace
 
-extern "C" int access(const char *path, int mode)
+extern "C" int __real_connect(int fd, const sockaddr *address, socklen_t size);
+extern "C" int __wrap_connect(int fd, const sockaddr *address, socklen_t size)
 {
-    if (strcmp(path, "/dev/log") != 0)
-        return faccessat(AT_FDCWD, path, mode, 0);
-    ++gSystemLog.looks;
-    return gSystemLog.there ? 0 : -1;
-}
-
-extern "C" void openlog(const char *name, int options, int facility)
-{
-    gSystemLog.opened.push_back(std::string(name != nullptr ? name : "(null)") +
-                                (options == LOG_PID ? " pid" : " other") +
-                                (facility == LOG_DAEMON ? " daemon" : " other"));
-}
-
-extern "C" void closelog()
-{
-    ++gSystemLog.closed;
-}
-
-extern "C" void syslog(int priority, const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    KeepLine(priority, format, arguments);
-    va_end(arguments);
-}
-
-// What syslog becomes in code that is compiled with the library's own checks.
-extern "C" __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int,
-                                                                   const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    KeepLine(priority, format, arguments);
-    va_end(arguments);
+    const auto *local = reinterpret_cast<const sockaddr_un *>(address);
+    if (address->sa_family != AF_UNIX || strcmp(local->sun_path, "/dev/log") != 0)
+        return __real_connect(fd, address, size);
+    sockaddr_un there = {};
+    there.sun_family = AF_UNIX;
+    gLogPath.copy(there.sun_path, sizeof there.sun_path - 1);
+    return __real_connect(fd, reinterpret_cast<const sockaddr *>(&there), sizeof there);
 }
 
 namespace
@@ -90,9 +53,9 @@ protected:
         char directory[] = "/tmp/trace-test-XXXXXX";
         directory_ = mkdtemp(directory);
         path_ = directory_ + "/trace";
-        gSystemLog = {};
+        log_.Start();
+        gLogPath = log_.Path();
         TraceClose();
-        gSystemLog.closed = 0;
         TraceOpen(nullptr);
     }
     ~Trace() override
@@ -112,6 +75,7 @@ protected:
         return text.str();
     }
 
+    SystemLog log_;
     std::string directory_;
     std::string path_;
 };
@@ -121,7 +85,7 @@ TEST_F(Trace, LineGoesToTheFileThatTheEnvironmentNames)
     UseFile();
     TraceLogMessage(8, "ERROR: %s [%d]: ** ASSERT FAILED\n", "main", 61);
     EXPECT_EQ(File(), "ERROR: main [61]: ** ASSERT FAILED\n");
-    EXPECT_TRUE(gSystemLog.lines.empty());
+    EXPECT_EQ(log_.Read(), "");
 }
 
 TEST_F(Trace, LinesAreAppendedInOrder)
@@ -183,71 +147,121 @@ TEST_F(Trace, SystemLogIsTheDefault)
 {
     TraceOpen("smclp");
     TraceLogMessage(8, "ERROR: %s [%d]: Access denied\n", "system", 5);
-    ASSERT_EQ(gSystemLog.opened, std::vector<std::string>({"smclp pid daemon"}));
-    ASSERT_EQ(gSystemLog.lines.size(), 1u);
-    EXPECT_EQ(gSystemLog.lines[0], "3 ERROR: system [5]: Access denied\n");
-    EXPECT_EQ(LOG_ERR, 3);
+    const std::string line = log_.Read();
+    EXPECT_EQ(line.substr(0, 4), "<27>");  // facility daemon, priority err
+    const std::string end =
+        " smclp[" + std::to_string(getpid()) + "]: ERROR: system [5]: Access denied";
+    EXPECT_TRUE(line.ends_with(end)) << line;
 }
 
 TEST_F(Trace, SystemLogGetsPercentSignsAsTheyAre)
 {
     TraceLogMessage(8, "ERROR: %s [%d]: %s\n", "system", 5, "100%s %n");
-    ASSERT_EQ(gSystemLog.lines.size(), 1u);
-    EXPECT_EQ(gSystemLog.lines[0], "3 ERROR: system [5]: 100%s %n\n");
+    EXPECT_EQ(log_.ReadText(), "ERROR: system [5]: 100%s %n");
 }
 
-TEST_F(Trace, SystemLogIsOpenedOnceForManyLines)
+TEST_F(Trace, WithoutASystemLogNothingIsWrittenAndTheNextOneIsToldHowMuch)
 {
-    TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
-    TraceLogMessage(8, "ERROR: %s [%d]: two\n", "system", 2);
-    EXPECT_EQ(gSystemLog.opened.size(), 1u);
-    EXPECT_EQ(gSystemLog.lines.size(), 2u);
-}
-
-TEST_F(Trace, WithoutASystemLogNothingIsWrittenAndItIsLookedForAtMostOnceASecond)
-{
-    gSystemLog.there = false;
-    timespec before;
-    timespec after;
-    clock_gettime(CLOCK_MONOTONIC, &before);
+    log_.Stop();
     for (int i = 0; i < 1000; ++i)
         TraceLogMessage(8, "ERROR: %s [%d]: one\n", "sel", i);
-    clock_gettime(CLOCK_MONOTONIC, &after);
-    EXPECT_TRUE(gSystemLog.lines.empty());
-    EXPECT_GE(gSystemLog.looks, 1);
-    EXPECT_LE(gSystemLog.looks, after.tv_sec - before.tv_sec + 1);
-}
-
-TEST_F(Trace, SystemLogThatComesLaterIsFound)
-{
-    gSystemLog.there = false;
-    TraceLogMessage(8, "ERROR: %s [%d]: one\n", "sel", 1);
-    gSystemLog.there = true;
-    for (int i = 0; i < 100 && gSystemLog.lines.empty(); ++i) {
+    log_.Start();
+    int lost = 1000;
+    std::string line;
+    for (int i = 0; i < 300 && line.empty(); ++i, ++lost) {
         TraceLogMessage(8, "ERROR: %s [%d]: two\n", "sel", 2);
+        line = log_.ReadText();
         usleep(20'000);
     }
-    ASSERT_FALSE(gSystemLog.lines.empty());
-    EXPECT_EQ(gSystemLog.lines[0], "3 ERROR: sel [2]: two\n");
+    EXPECT_EQ(line, std::to_string(lost - 1) + " lines lost: the system log did not take them");
+    EXPECT_EQ(log_.ReadText(), "ERROR: sel [2]: two");
+}
+
+// The log is there and reads nothing, as when its process is stopped.
+TEST_F(Trace, SystemLogThatIsStoppedHoldsNobody)
+{
+    for (int i = 0; i < 5000; ++i)
+        TraceLogMessage(8, "ERROR: %s [%d]: one\n", "sel", 1);
+    int read = 0;
+    while (log_.ReadText() == "ERROR: sel [1]: one")
+        ++read;
+    EXPECT_GE(read, 1);
+    TraceLogMessage(8, "ERROR: %s [%d]: two\n", "sel", 2);
+    EXPECT_EQ(log_.ReadText(),
+              std::to_string(5000 - read) + " lines lost: the system log did not take them");
+    EXPECT_EQ(log_.ReadText(), "ERROR: sel [2]: two");
 }
 
 TEST_F(Trace, EmptyNameOfAFileMeansTheSystemLog)
 {
     setenv("ZORTRACE", "", 1);
     TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
-    EXPECT_EQ(gSystemLog.lines.size(), 1u);
+    EXPECT_EQ(log_.ReadText(), "ERROR: system [1]: one");
 }
 
 TEST_F(Trace, FileThatCannotBeOpenedGivesWayToTheSystemLog)
 {
     setenv("ZORTRACE", (directory_ + "/missing/trace").c_str(), 1);
     TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
-    ASSERT_EQ(gSystemLog.lines.size(), 1u);
-    EXPECT_EQ(gSystemLog.lines[0], "3 ERROR: system [1]: one\n");
+    EXPECT_EQ(log_.ReadText(), "ERROR: system [1]: one");
+}
+
+TEST_F(Trace, PipeThatNobodyHasOpenGivesWayToTheSystemLog)
+{
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    UseFile();
+    TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
+    EXPECT_EQ(log_.ReadText(), "ERROR: system [1]: one");
+}
+
+TEST_F(Trace, PipeThatNobodyReadsHoldsNobody)
+{
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    UseFile();
+    for (int i = 0; i < 10'000; ++i)
+        TraceLogMessage(8, "ERROR: %s [%d]: one\n", "sel", 1);
+    // What fitted is whole lines, and later ones follow as soon as there is room.
+    const std::string line = "ERROR: sel [1]: one\n";
+    std::string all(1 << 20, '\0');
+    const ssize_t size = read(reader, all.data(), all.size());
+    ASSERT_GT(size, 0);
+    all.resize(static_cast<size_t>(size));
+    ASSERT_EQ(all.size() % line.size(), 0u);
+    for (size_t at = 0; at < all.size(); at += line.size())
+        ASSERT_EQ(all.compare(at, line.size(), line), 0) << at;
+    TraceLogMessage(8, "ERROR: %s [%d]: two\n", "sel", 2);
+    char next[64] = "";
+    EXPECT_EQ(read(reader, next, sizeof next), 20);
+    EXPECT_STREQ(next, "ERROR: sel [2]: two\n");
+    close(reader);
+}
+
+// A broken pipe ends a process that does not look out for it.
+TEST_F(Trace, PipeWhoseReaderIsGoneEndsNobody)
+{
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(SIGPIPE, SIG_DFL);
+        const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        UseFile();
+        TraceLogMessage(8, "ERROR: %s [%d]: one\n", "sel", 1);
+        close(reader);
+        TraceLogMessage(8, "ERROR: %s [%d]: two\n", "sel", 2);
+        // Nothing is left to be delivered later either.
+        sigset_t pending;
+        sigpending(&pending);
+        _exit(sigismember(&pending, SIGPIPE));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Trace, NothingIsWrittenToTheTerminal)
 {
+    fflush(stdout);  // what gtest has said so far is no trace
     const int saved[] = {dup(1), dup(2)};
     char path[] = "/tmp/trace-out-XXXXXX";
     const int file = mkstemp(path);
@@ -271,23 +285,17 @@ TEST_F(Trace, NothingIsWrittenToTheTerminal)
 
 TEST_F(Trace, CloseClosesWhatWasOpened)
 {
-    TraceClose();
-    EXPECT_EQ(gSystemLog.closed, 0);
-    TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
-    TraceClose();
-    EXPECT_EQ(gSystemLog.closed, 1);
-    TraceClose();
-    EXPECT_EQ(gSystemLog.closed, 1);
-
-    UseFile();
-    const int nextBefore = dup(0);
-    close(nextBefore);
-    TraceLogMessage(8, "ERROR: %s [%d]: two\n", "system", 2);
-    TraceClose();
-    EXPECT_EQ(gSystemLog.closed, 1);
-    const int nextAfter = dup(0);
-    close(nextAfter);
-    EXPECT_EQ(nextAfter, nextBefore);
+    for (int file = 0; file < 2; ++file) {
+        if (file == 1)
+            UseFile();
+        const int nextBefore = dup(0);
+        close(nextBefore);
+        TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
+        EXPECT_NE(fcntl(nextBefore, F_GETFD), -1);
+        TraceClose();
+        TraceClose();
+        EXPECT_EQ(fcntl(nextBefore, F_GETFD), -1);
+    }
 }
 
 TEST_F(Trace, FileIsNotHandedToOtherPrograms)
