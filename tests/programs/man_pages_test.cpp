@@ -47,15 +47,17 @@ std::string Joined(const Names &names)
     return text;
 }
 
-// "--dir DIR", "--check", "-- COMMAND": an option and the word for its value.
+// "--dir DIR", "--check", "--idle [N=]SECONDS", "-- COMMAND": an option and the words for its
+// value.
 Names OptionsOfPage(const std::string &text)
 {
-    return Matches(text, R"(\n\*(--?[a-z-]*)\*(?=\n| _)( )?(?:_([A-Z]+)_)?(?=\n))");
+    const std::string plain = std::regex_replace(text, std::regex("[_*\\\\]"), "");
+    return Matches(plain, R"(\n(--?[a-z-]*)( [^ \n]+)?(?=\n\t))");
 }
 
 Names OptionsOfHelp(const std::string &text)
 {
-    return Matches(text, R"(\n +(--?[a-z-]*)( [A-Z]+)?  )");
+    return Matches(text, R"(\n +(--?[a-z-]*)( [^ \n]+)?  )");
 }
 
 struct Program {
