@@ -36,6 +36,12 @@ struct ProviderReply {
     u64 ticket = 0;
 };
 
+// Where a provider has its data from, for whoever asks who serves.
+struct SourceState {
+    std::string name;  // "BMC 192.0.2.10"
+    bool answers;      // the last time it was asked
+};
+
 // The answer to a call that was pending.
 struct ProviderAnswer {
     u64 ticket = 0;
@@ -67,6 +73,8 @@ public:
         (void)store;
         (void)answers;
     }
+    // The sources outside the service; none: there is nothing that could be silent.
+    virtual std::vector<SourceState> Sources() const { return {}; }
     // Whether the store shows its source by now, or the source is known not to be had. A COMMAND
     // that the service runs (service.h) is started only then.
     virtual bool Ready() const { return true; }

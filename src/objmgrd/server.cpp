@@ -59,6 +59,7 @@ struct Connection {
     int fd;
     Phase phase = Phase::Asking;
     u64 due;  // Asking: it is dropped then; Pending, Late: the reply is sent then; else kNever
+    Peer peer = {};
     Caller caller = {};
     MethodReply reply = {.status = kCimFailed, .result = 0};  // Pending: if no answer comes
     u64 ticket = 0;                                           // Pending only
@@ -86,6 +87,20 @@ void SendReply(int fd, const MethodReply &reply)
     const u32 size = MethodPackReply(&reply, packet);
     // A peer that is gone does not matter; one packet always fits an empty queue.
     (void)!send(fd, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void SendFacts(int fd, const ServiceFacts &facts)
+{
+    u8 packet[kMethodPacketMax];
+    const u32 size = ServicePackFacts(&facts, packet);
+    (void)!send(fd, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void SetText(char *to, size_t size, const std::string &text)
+{
+    const size_t length = std::min(size - 1, text.size());
+    text.copy(to, length);
+    to[length] = '\0';
 }
 
 // Name of a file in the directory that is open as `dirFd`; fits sun_path however long the path
@@ -181,6 +196,8 @@ struct Server::State {
 
     bool Serve(Connection *connection, short events, u64 now);
     bool ReadRequest(Connection *connection, u64 now);
+    bool TakeCall(Connection *connection, const MethodRequest &request, u64 now);
+    ServiceFacts FactsFor(const Peer &peer) const;
     ProviderReply Judge(const Caller &caller, const MethodRequest &request);
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request);
     void LogCall(const Connection &connection, const MethodReply &reply) const;
@@ -364,18 +381,16 @@ void Server::State::PauseAccept(int error, u64 now)
 
 void Server::State::Accept(int fd, u64 now)
 {
-    ucred peer = {};
-    socklen_t size = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+    Connection connection = {.fd = fd, .due = now + kServerRequestTimeoutMs};
+    if (PeerOf(fd, &connection.peer) != 0) {
         close(fd);
         return;
     }
     acceptFails = false;
     if (connections.size() == kServerMaxConnections)
         DropOne();
-    Connection connection = {.fd = fd, .due = now + kServerRequestTimeoutMs};
-    connection.caller.uid = peer.uid;
-    connection.caller.pid = static_cast<u32>(peer.pid);
+    connection.caller.uid = connection.peer.uid;
+    connection.caller.pid = connection.peer.pid;
     connections.push_back(std::move(connection));
 }
 
@@ -414,13 +429,44 @@ bool Server::State::ReadRequest(Connection *connection, u64 now)
     const ssize_t size = recv(connection->fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
     if (size < 0)
         return errno == EAGAIN || errno == EINTR;
-    MethodRequest request;
     const size_t length = static_cast<size_t>(size);
-    if (length > sizeof packet || !MethodParseRequest(packet, length, &request)) {
+    const RequestKind kind =
+        length <= sizeof packet ? MethodRequestKind(packet, length) : RequestKind::None;
+    MethodRequest request;
+    LoginNotice notice;
+    if (kind == RequestKind::Method && MethodParseRequest(packet, length, &request))
+        return TakeCall(connection, request, now);
+    if (kind == RequestKind::Question)
+        SendFacts(connection->fd, FactsFor(connection->peer));
+    else if (kind == RequestKind::LoginNotice && LoginParseNotice(packet, length, &notice))
+        SendReply(connection->fd, {kCimOk, 0});
+    else
         SendReply(connection->fd, {kCimInvalidParameter, 0});
-        return false;
+    return false;
+}
+
+ServiceFacts Server::State::FactsFor(const Peer &peer) const
+{
+    ServiceFacts facts = {};
+    facts.version = kMethodVersion;
+    facts.rights = options.rights.Of(peer);
+    facts.methodTimeoutMs = kObjMgrMethodTimeoutMs;
+    SetText(facts.name, sizeof facts.name, std::string("objmgrd-") + provider->Name());
+    for (const SourceState &source : provider->Sources()) {
+        if (facts.sources == kServiceSourcesMax)
+            break;
+        ServiceSource &out = facts.source[facts.sources++];
+        SetText(out.name, sizeof out.name, source.name);
+        out.answers = source.answers;
     }
-    connection->caller.privilege = request.privilege.word;
+    return facts;
+}
+
+// False: the connection has ended.
+bool Server::State::TakeCall(Connection *connection, const MethodRequest &request, u64 now)
+{
+    // What is claimed grants nothing.
+    connection->caller.privilege = request.privilege.word & options.rights.Of(connection->peer);
     connection->call = CallText(connection->caller, request);
     const ProviderReply reply = Judge(connection->caller, request);
     if (reply.pending) {
@@ -542,6 +588,12 @@ int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *cont
     }
     close(signalFd);
     return error;
+}
+
+void Server::SetRights(const Rights &rights)
+{
+    if (state_ != nullptr)
+        state_->options.rights = rights;
 }
 
 void Server::Stop()

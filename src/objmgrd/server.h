@@ -11,12 +11,13 @@
 //   - a caller without the bits gets kCimAccessDenied, and nothing happens;
 //   - a caller with them gets what the provider answers, for an unknown method
 //     kCimMethodNotFound or kCimNotFound.
-// What counts is the claim in the request. Whoever can reach the socket can claim anything: the
-// modes of the directory and of the socket say who that is.
+// What counts is what the request claims and the caller has by right (objmgrd/rights.h). Who he is
+// says the kernel.
 #ifndef OBJMGRD_SERVER_H
 #define OBJMGRD_SERVER_H
 
 #include "objmgrd/provider.h"
+#include "objmgrd/rights.h"
 
 #include <signal.h>
 #include <string>
@@ -39,6 +40,7 @@ struct ServerOptions {
     // Who may use what is created there: true: the owner and the group (directory 0770, socket
     // 0660), false: the owner alone (0700, 0600). A directory that exists keeps its mode.
     bool group = false;
+    Rights rights = {};
     // Called with a priority of <syslog.h> and one line without a line break: LOG_ERR what went
     // wrong, LOG_INFO each method call. Null: nothing is logged.
     void (*log)(int priority, const char *line) = nullptr;
@@ -74,6 +76,9 @@ public:
     // Serves until `handler` returns false. `signals` must be blocked and stay so. Returns 0, or
     // an errno value when it cannot go on.
     int Run(const sigset_t &signals, ServerSignalHandler handler, void *context);
+
+    // These rights hold from here on. A call that was taken up before goes on.
+    void SetRights(const Rights &rights);
 
     // Drops every connection and removes the socket and the store. Calls that wait for a reply
     // fail at the client at once. Without Start it does nothing.

@@ -143,7 +143,7 @@ std::unique_ptr<Provider> MakeProvider(const ServiceProgram &program, const Sett
 
 int StartServer(Server *server, const std::string &directory, bool group, Provider *provider)
 {
-    const int error = server->Start({directory, group, Log}, provider);
+    const int error = server->Start({.directory = directory, .group = group, .log = Log}, provider);
     if (error == EBUSY)
         Complain(directory + ": another object manager serves there");
     else if (error != 0)

@@ -211,7 +211,13 @@ TEST_F(ServerTest, TheCallerIsWhoTheSocketSays)
     ServedProcess served(options_, MakeProvider);
     EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
     EXPECT_EQ(Call(kAll, kPath, "Pid"), "0 " + std::to_string(getpid()));
-    EXPECT_EQ(Call(0x80000007, kPath, "Rights"), "0 2147483655");
+}
+
+TEST_F(ServerTest, AClaimGrantsNothingBeyondTheRights)
+{
+    ServedProcess served(options_, MakeProvider);
+    EXPECT_EQ(Call(0x7, kPath, "Rights"), "0 7");
+    EXPECT_EQ(Call(0xffffffff, kPath, "Rights"), "0 7");
 }
 
 TEST_F(ServerTest, AResultIsValidWithStatusZeroOnly)

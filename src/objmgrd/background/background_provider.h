@@ -59,6 +59,7 @@ public:
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
     void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;
+    std::vector<SourceState> Sources() const override { return {{options_.source, !failed_}}; }
     bool Ready() const override { return ready_; }
     int PollFd() const override;
 
