@@ -2,6 +2,8 @@
 // model.cpp -- see model.h.
 #include "ctl/model.h"
 
+#include "objmgr/schema.h"
+
 #include <algorithm>
 #include <charconv>
 #include <time.h>
@@ -9,11 +11,6 @@
 namespace
 {
 
-constexpr std::string_view kSystemKey = "OEM_QARN_System";
-constexpr std::string_view kLogKey = "OEM_QARN_MessageLog.Name=SEL";
-constexpr std::string_view kSensorPrefix = "OEM_QARN_Sensor.Index=";
-constexpr std::string_view kRecordPrefix = "OEM_QARN_LogRecord.LogName=SEL,RecordNum=";
-constexpr std::string_view kDigitsName = "Timestamp;YYYYMMDDHHMMSS";
 constexpr u32 kMostRecords = 65535;  // the shell counts records in 16 bits
 
 // A decimal number that is the whole text; 0 for anything else: numbers of instances begin at 1.
@@ -30,9 +27,9 @@ u32 NumberInKey(std::string_view key, std::string_view prefix)
     return key.starts_with(prefix) ? WholeNumber(key.substr(prefix.size())) : 0;
 }
 
-const SnapshotInstance *Find(const Snapshot &snapshot, std::string_view key)
+const ViewInstance *Find(const ServerView &view, std::string_view key)
 {
-    for (const SnapshotInstance &instance : snapshot.instances) {
+    for (const ViewInstance &instance : view.instances) {
         if (instance.key == key)
             return &instance;
     }
@@ -42,13 +39,13 @@ const SnapshotInstance *Find(const Snapshot &snapshot, std::string_view key)
 // The instances whose keys are a prefix and a number, in the order of those.
 struct Numbered {
     u32 number;
-    const SnapshotInstance *instance;
+    const ViewInstance *instance;
 };
 
-std::vector<Numbered> FindNumbered(const Snapshot &snapshot, std::string_view prefix)
+std::vector<Numbered> FindNumbered(const ServerView &view, std::string_view prefix)
 {
     std::vector<Numbered> found;
-    for (const SnapshotInstance &instance : snapshot.instances) {
+    for (const ViewInstance &instance : view.instances) {
         if (const u32 number = NumberInKey(instance.key, prefix))
             found.push_back({number, &instance});
     }
@@ -57,22 +54,22 @@ std::vector<Numbered> FindNumbered(const Snapshot &snapshot, std::string_view pr
     return found;
 }
 
-Value TextOf(const SnapshotInstance &instance, std::string_view property)
+Value TextOf(const ViewInstance &instance, std::string_view property)
 {
-    const auto text = SnapshotText(instance, property);
+    const auto text = ViewText(instance, property);
     return text ? TextValue(*text) : Value();
 }
 
-Value NumberOf(const SnapshotInstance &instance, std::string_view property)
+Value NumberOf(const ViewInstance &instance, std::string_view property)
 {
-    const auto text = SnapshotText(instance, property);
+    const auto text = ViewText(instance, property);
     return text ? NumberFromText(*text) : Value();
 }
 
 // As the shell reads codes: what is no number, or does not fit, is 0.
-u8 CodeOf(const SnapshotInstance &instance, std::string_view property)
+u8 CodeOf(const ViewInstance &instance, std::string_view property)
 {
-    const auto text = SnapshotText(instance, property);
+    const auto text = ViewText(instance, property);
     const u32 code = text ? WholeNumber(*text) : 0;
     return code <= UINT8_MAX ? static_cast<u8>(code) : 0;
 }
@@ -83,9 +80,9 @@ Value AgeValue(std::optional<double> age)
 }
 
 // "ON" is on; "OFF" in any case, and "0", are off, as the shell sees it.
-Value PowerOf(const SnapshotInstance &system)
+Value PowerOf(const ViewInstance &system)
 {
-    const auto text = SnapshotText(system, "PowerStatus");
+    const auto text = ViewText(system, kPropertyPowerStatus);
     if (!text)
         return {};
     Value power = TextValue(*text);
@@ -96,11 +93,11 @@ Value PowerOf(const SnapshotInstance &system)
     return power;
 }
 
-void SetState(const SnapshotInstance &instance, ModelSensor *sensor)
+void SetState(const ViewInstance &instance, ModelSensor *sensor)
 {
     const SensorKind &kind = *sensor->kind;
     if (kind.state == StateFrom::StateValue) {
-        const auto text = SnapshotText(instance, "StateValue");
+        const auto text = ViewText(instance, kPropertyStateValue);
         if (!text)
             return;
         const u32 number = WholeNumber(*text);
@@ -113,43 +110,44 @@ void SetState(const SnapshotInstance &instance, ModelSensor *sensor)
         sensor->health = code->health;
         return;
     }
-    sensor->state = TextOf(instance, kind.state == StateFrom::State ? "State" : "StatusText");
+    sensor->state =
+        TextOf(instance, kind.state == StateFrom::State ? kPropertyState : kPropertyStatusText);
     sensor->health = HealthOfState(sensor->state.text);
 }
 
-ModelSensor SensorOf(const Snapshot &snapshot, const Numbered &row, const SensorKind *kind)
+ModelSensor SensorOf(const ServerView &view, const Numbered &row, const SensorKind *kind)
 {
-    const SnapshotInstance &instance = *row.instance;
+    const ViewInstance &instance = *row.instance;
     ModelSensor sensor;
     sensor.index = row.number;
     sensor.kind = kind;
-    sensor.name = TextOf(instance, "Name");
+    sensor.name = TextOf(instance, kPropertyName);
     sensor.kindName = SensorKindName(*kind, sensor.name.text);
     if (kind->unit != nullptr) {
-        sensor.reading = NumberOf(instance, "Reading");
+        sensor.reading = NumberOf(instance, kPropertyReading);
         const bool amperes = sensor.kindName == kCurrentKindName;
         sensor.unit = TextValue(!instance.unit.empty() ? instance.unit
                                 : amperes              ? std::string_view("A")
                                                        : kind->unit);
-        sensor.lowerCritical = NumberOf(instance, "FailThresholdMin");
-        sensor.lowerWarning = NumberOf(instance, "WarningThresholdMin");
-        sensor.upperWarning = NumberOf(instance, "WarningThresholdMax");
-        sensor.upperCritical = NumberOf(instance, "FailThresholdMax");
+        sensor.lowerCritical = NumberOf(instance, kPropertyFailThresholdMin);
+        sensor.lowerWarning = NumberOf(instance, kPropertyWarningThresholdMin);
+        sensor.upperWarning = NumberOf(instance, kPropertyWarningThresholdMax);
+        sensor.upperCritical = NumberOf(instance, kPropertyFailThresholdMax);
     }
     SetState(instance, &sensor);
-    sensor.age = SnapshotAge(snapshot, instance);
+    sensor.age = ViewAge(view, instance);
     sensor.source = instance.source;
     return sensor;
 }
 
-ModelRecord RecordOf(u32 number, const SnapshotInstance *instance)
+ModelRecord RecordOf(u32 number, const ViewInstance *instance)
 {
     ModelRecord record;
     record.number = number;
     if (instance == nullptr)
         return record;
-    record.description = TextOf(*instance, "Description");
-    const auto digits = SnapshotText(*instance, kDigitsName);
+    record.description = TextOf(*instance, kPropertyDescription);
+    const auto digits = ViewText(*instance, kPropertyTimestamp);
     record.time = digits ? ModelTimeOfDigits(*digits) : std::nullopt;
     record.boot = digits && digits->find("System Boot") != std::string_view::npos;
     return record;
@@ -226,27 +224,27 @@ std::optional<i64> ModelTimeOfDigits(std::string_view digits)
     return same ? std::optional<i64>(seconds) : std::nullopt;
 }
 
-ModelSystem ModelSystemOf(const Snapshot &snapshot)
+ModelSystem ModelSystemOf(const ServerView &view)
 {
     ModelSystem system;
-    const SnapshotInstance *host = Find(snapshot, kSystemKey);
+    const ViewInstance *host = Find(view, kSystemClass);
     if (host == nullptr)
         return system;
-    system.serviceTag = TextOf(*host, "ServiceTag");
-    system.hostName = TextOf(*host, "HostName");
-    system.description = TextOf(*host, "Description");
+    system.serviceTag = TextOf(*host, kPropertyServiceTag);
+    system.hostName = TextOf(*host, kPropertyHostName);
+    system.description = TextOf(*host, kPropertyDescription);
     system.power = PowerOf(*host);
-    system.age = SnapshotAge(snapshot, *host);
+    system.age = ViewAge(view, *host);
     system.readable = !system.power.IsNull();
-    if (const SnapshotInstance *log = Find(snapshot, kLogKey))
-        system.records = NumberOf(*log, "NumRecords");
+    if (const ViewInstance *log = Find(view, kSelPath.text))
+        system.records = NumberOf(*log, kPropertyNumRecords);
     return system;
 }
 
-std::vector<ModelSensor> ModelSensorsOf(const Snapshot &snapshot)
+std::vector<ModelSensor> ModelSensorsOf(const ServerView &view)
 {
     std::vector<ModelSensor> sensors;
-    const SnapshotInstance *host = Find(snapshot, kSystemKey);
+    const ViewInstance *host = Find(view, kSystemClass);
     if (host == nullptr)
         return sensors;
     const Value power = PowerOf(*host);
@@ -255,14 +253,14 @@ std::vector<ModelSensor> ModelSensorsOf(const Snapshot &snapshot)
     const std::span<const SensorKind> kinds = SensorKinds();
     std::vector<u32> numbers(kinds.size());
     u32 index = 0;
-    for (const Numbered &row : FindNumbered(snapshot, kSensorPrefix)) {
+    for (const Numbered &row : FindNumbered(view, kSensorPathHead.text)) {
         if (row.number != ++index || row.instance->status != kCimOk)
             break;
-        const SensorKind *kind =
-            SensorKindOf(CodeOf(*row.instance, "Type"), CodeOf(*row.instance, "Format"));
+        const SensorKind *kind = SensorKindOf(CodeOf(*row.instance, kPropertyType),
+                                              CodeOf(*row.instance, kPropertyFormat));
         if (kind == nullptr)
             continue;
-        ModelSensor sensor = SensorOf(snapshot, row, kind);
+        ModelSensor sensor = SensorOf(view, row, kind);
         sensor.number = ++numbers[static_cast<size_t>(kind - kinds.data())];
         sensor.target = std::string("/system1/") + kind->collection + "/" + kind->element +
                         std::to_string(sensor.number);
@@ -271,15 +269,15 @@ std::vector<ModelSensor> ModelSensorsOf(const Snapshot &snapshot)
     return sensors;
 }
 
-std::vector<ModelRecord> ModelRecordsOf(const Snapshot &snapshot)
+std::vector<ModelRecord> ModelRecordsOf(const ServerView &view)
 {
     std::vector<ModelRecord> records;
-    const SnapshotInstance *log = Find(snapshot, kLogKey);
-    const auto count = log != nullptr ? SnapshotText(*log, "NumRecords") : std::nullopt;
+    const ViewInstance *log = Find(view, kSelPath.text);
+    const auto count = log != nullptr ? ViewText(*log, kPropertyNumRecords) : std::nullopt;
     if (!count)
         return records;
     const u32 most = std::min(WholeNumber(*count), kMostRecords);
-    const std::vector<Numbered> found = FindNumbered(snapshot, kRecordPrefix);
+    const std::vector<Numbered> found = FindNumbered(view, kLogRecordPathHead.text);
     auto next = found.begin();
     for (u32 number = 1; number <= most; ++number) {
         while (next != found.end() && next->number < number)
@@ -307,7 +305,7 @@ Row SensorRow(const Value &server, const ModelSensor &sensor)
             AgeValue(sensor.age)};
 }
 
-Row SystemRow(const Value &server, const Snapshot &snapshot, const ModelSystem &system)
+Row SystemRow(const Value &server, const ServerView &view, const ModelSystem &system)
 {
     return {server,
             system.serviceTag,
@@ -315,7 +313,7 @@ Row SystemRow(const Value &server, const Snapshot &snapshot, const ModelSystem &
             system.description,
             system.power,
             system.records,
-            snapshot.service.empty() ? Value() : TextValue(snapshot.service),
+            view.service.empty() ? Value() : TextValue(view.service),
             AgeValue(system.age)};
 }
 

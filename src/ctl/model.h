@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// model.h -- what a snapshot says of a server: its system, its sensors, its log.
+// model.h -- what a view says of a server: its system, its sensors, its log.
 //
 // The same truth as the shell's: the same numbers of targets, the same words for states, no
 // sensors while the host is off. What the shell leaves out because it is empty is null here.
@@ -8,7 +8,7 @@
 
 #include "ctl/sensor_kinds.h"
 #include "ctl/sheet.h"
-#include "ctl/snapshot.h"
+#include "ctl/view.h"
 
 struct ModelSystem {
     bool readable = false;  // the host's instance is there, and its source answers
@@ -49,15 +49,15 @@ struct ModelRecord {
     Value description;        // null when it cannot be read
 };
 
-ModelSystem ModelSystemOf(const Snapshot &snapshot);
+ModelSystem ModelSystemOf(const ServerView &view);
 
 // In the order of the controller's list. None while the host is off, and none behind a gap in the
 // list: that is where the shell's list ends.
-std::vector<ModelSensor> ModelSensorsOf(const Snapshot &snapshot);
+std::vector<ModelSensor> ModelSensorsOf(const ServerView &view);
 
 // The records 1 to NumRecords in their order, as the shell lists them. A record that is not there
 // or cannot be read has no description.
-std::vector<ModelRecord> ModelRecordsOf(const Snapshot &snapshot);
+std::vector<ModelRecord> ModelRecordsOf(const ServerView &view);
 
 // The seconds that fourteen digits ("20240229065812") stand for, as UTC; nothing for other text
 // and for a day or time that does not exist.
@@ -68,7 +68,7 @@ extern const SheetForm kSensorsForm;
 extern const SheetForm kSystemForm;
 extern const SheetForm kLogForm;
 Row SensorRow(const Value &server, const ModelSensor &sensor);
-Row SystemRow(const Value &server, const Snapshot &snapshot, const ModelSystem &system);
+Row SystemRow(const Value &server, const ServerView &view, const ModelSystem &system);
 Row RecordRow(const Value &server, const ModelRecord &record);
 
 #endif

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ctl/hand_snapshot.h"
+#include "ctl/hand_view.h"
 #include "ctl/model.h"
 #include "ctl/output.h"
 
@@ -8,16 +8,16 @@
 namespace
 {
 
-std::string Json(const HandSnapshot &hand, size_t number)
+std::string Json(const HandView &hand, size_t number)
 {
-    return JsonRow(kSensorsForm, SensorRow({}, ModelSensorsOf(hand.snapshot).at(number)), false);
+    return JsonRow(kSensorsForm, SensorRow({}, ModelSensorsOf(hand.view).at(number)), false);
 }
 
 }  // namespace
 
 TEST(Model, ASensorWithThresholds)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(1, 1,
                    {{"Name", "Inlet Temp"},
                     {"Reading", "23"},
@@ -36,7 +36,7 @@ TEST(Model, ASensorWithThresholds)
 
 TEST(Model, ASensorWithAState)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(2, 2, {{"Name", "5V PG"}, {"State", "bad"}, {"Reading", "1"}});
     EXPECT_EQ(Json(hand, 0),
               "{\"server\":null,\"name\":\"5V PG\","
@@ -48,16 +48,16 @@ TEST(Model, ASensorWithAState)
 
 TEST(Model, NumbersCountTypeAndFormatInTheOrderOfTheList)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(1, 1, {{"Name", "a"}});
     hand.AddSensor(4, 1, {{"Name", "b"}});
     hand.AddSensor(99, 1, {{"Name", "no target"}});
     hand.AddSensor(1, 1, {{"Name", "c"}});
     hand.AddSensor(2, 1, {{"Name", "d"}});
     hand.AddSensor(2, 2, {{"Name", "e"}});
-    std::reverse(hand.snapshot.instances.begin(), hand.snapshot.instances.end());
+    std::reverse(hand.view.instances.begin(), hand.view.instances.end());
     std::vector<std::string> targets;
-    for (const ModelSensor &sensor : ModelSensorsOf(hand.snapshot))
+    for (const ModelSensor &sensor : ModelSensorsOf(hand.view))
         targets.push_back(sensor.name.text + " " + sensor.target);
     EXPECT_EQ(targets, (std::vector<std::string>{"a /system1/temperatures1/tempsensor1",
                                                  "b /system1/fans1/tachsensor1",
@@ -68,10 +68,10 @@ TEST(Model, NumbersCountTypeAndFormatInTheOrderOfTheList)
 
 TEST(Model, TheTenthComesAfterTheNinth)
 {
-    HandSnapshot hand;
+    HandView hand;
     for (int i = 1; i <= 11; ++i)
         hand.AddSensor(4, 1, {{"Name", "fan " + std::to_string(i)}});
-    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.snapshot);
+    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.view);
     ASSERT_EQ(sensors.size(), 11u);
     EXPECT_EQ(sensors[9].name.text, "fan 10");
     EXPECT_EQ(sensors[9].target, "/system1/fans1/tachsensor10");
@@ -79,45 +79,45 @@ TEST(Model, TheTenthComesAfterTheNinth)
 
 TEST(Model, TheListEndsAtAGap)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(1, 1, {{"Name", "a"}});
     hand.AddSensor(1, 1, {{"Name", "b"}});
     hand.AddSensor(1, 1, {{"Name", "c"}});
-    EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 3u);
+    EXPECT_EQ(ModelSensorsOf(hand.view).size(), 3u);
     hand.At("OEM_QARN_Sensor.Index=2").status = kCimFailed;
-    EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 1u);
+    EXPECT_EQ(ModelSensorsOf(hand.view).size(), 1u);
     hand.At("OEM_QARN_Sensor.Index=2").key = "OEM_QARN_Sensor.Index=x";
-    EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 1u);
+    EXPECT_EQ(ModelSensorsOf(hand.view).size(), 1u);
 }
 
 TEST(Model, NoSensorsWhileTheHostIsOffOrUnknown)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(1, 1, {{"Name", "a"}});
     for (const char *status : {"OFF", "off", "0"}) {
         hand.Set("OEM_QARN_System", "PowerStatus", status);
-        EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 0u) << status;
-        EXPECT_TRUE(ModelSystemOf(hand.snapshot).IsOff());
+        EXPECT_EQ(ModelSensorsOf(hand.view).size(), 0u) << status;
+        EXPECT_TRUE(ModelSystemOf(hand.view).IsOff());
     }
     for (const char *status : {"ON", "", "1", "Paused"}) {
         hand.Set("OEM_QARN_System", "PowerStatus", status);
-        EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 1u) << status;
+        EXPECT_EQ(ModelSensorsOf(hand.view).size(), 1u) << status;
     }
     hand.Fail("OEM_QARN_System", "PowerStatus");
-    EXPECT_EQ(ModelSensorsOf(hand.snapshot).size(), 0u);
-    EXPECT_FALSE(ModelSystemOf(hand.snapshot).readable);
+    EXPECT_EQ(ModelSensorsOf(hand.view).size(), 0u);
+    EXPECT_FALSE(ModelSystemOf(hand.view).readable);
 }
 
 TEST(Model, WhatCannotBeReadIsNull)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(1, 1, {{"Name", "a"}, {"Reading", "23"}, {"StatusText", "normal"}});
     hand.AddSensor(1, 1, {{"Name", "b"}, {"Reading", "N/A"}, {"StatusText", "unknown"}});
     hand.AddSensor(5, 2, {{"Name", "c"}, {"StateValue", "521"}});
     hand.Fail("OEM_QARN_Sensor.Index=1", "Reading");
     hand.Fail("OEM_QARN_Sensor.Index=1", "StatusText");
     hand.Fail("OEM_QARN_Sensor.Index=3", "StateValue");
-    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.snapshot);
+    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.view);
     ASSERT_EQ(sensors.size(), 3u);
     EXPECT_TRUE(sensors[0].reading.IsNull());
     EXPECT_TRUE(sensors[0].state.IsNull());
@@ -130,12 +130,12 @@ TEST(Model, WhatCannotBeReadIsNull)
 
 TEST(Model, CodesHaveWordsAndADefault)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(5, 2, {{"StateValue", "524"}});
     hand.AddSensor(5, 2, {{"StateValue", "528"}});
     hand.AddSensor(192, 2, {{"StateValue", "19221"}});
     hand.AddSensor(192, 2, {{"StateValue", "x"}});
-    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.snapshot);
+    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.view);
     EXPECT_EQ(sensors[0].state.text, "processor area intrusion");
     EXPECT_EQ(sensors[0].health, Health::Critical);
     EXPECT_EQ(sensors[1].state.text, "no intrusion");
@@ -147,12 +147,12 @@ TEST(Model, CodesHaveWordsAndADefault)
 
 TEST(Model, UnitsOfTheSourceComeFirst)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddSensor(3, 1, {{"Name", "PS1 Current"}, {"Reading", "0.8"}});
     hand.AddSensor(3, 1, {{"Name", "System Power"}, {"Reading", "182"}});
     hand.AddSensor(4, 1, {{"Name", "Fan"}, {"Reading", "50"}});
     hand.At("OEM_QARN_Sensor.Index=3").unit = "%";
-    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.snapshot);
+    const std::vector<ModelSensor> sensors = ModelSensorsOf(hand.view);
     EXPECT_STREQ(sensors[0].kindName, "current");
     EXPECT_EQ(sensors[0].unit.text, "A");
     EXPECT_EQ(sensors[0].target, "/system1/powermonitor1/numericsensor1");
@@ -164,30 +164,28 @@ TEST(Model, UnitsOfTheSourceComeFirst)
 
 TEST(Model, System)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddRecord("20240229065812", "DIMM E was replaced.");
-    EXPECT_EQ(JsonRow(kSystemForm,
-                      SystemRow(TextValue("n1"), hand.snapshot, ModelSystemOf(hand.snapshot)),
+    EXPECT_EQ(JsonRow(kSystemForm, SystemRow(TextValue("n1"), hand.view, ModelSystemOf(hand.view)),
                       false),
               "{\"server\":\"n1\",\"service_tag\":\"TAG1234\",\"host_name\":\"host-a\","
               "\"description\":\"Test Server\",\"power\":\"on\",\"records\":1,"
               "\"service\":\"objmgrd-test\",\"age_seconds\":0.5}");
-    hand.snapshot.instances.clear();
-    hand.snapshot.service = "";
-    EXPECT_EQ(
-        JsonRow(kSystemForm, SystemRow({}, hand.snapshot, ModelSystemOf(hand.snapshot)), false),
-        "{\"server\":null,\"service_tag\":null,\"host_name\":null,\"description\":null,"
-        "\"power\":null,\"records\":null,\"service\":null,\"age_seconds\":null}");
+    hand.view.instances.clear();
+    hand.view.service = "";
+    EXPECT_EQ(JsonRow(kSystemForm, SystemRow({}, hand.view, ModelSystemOf(hand.view)), false),
+              "{\"server\":null,\"service_tag\":null,\"host_name\":null,\"description\":null,"
+              "\"power\":null,\"records\":null,\"service\":null,\"age_seconds\":null}");
 }
 
 TEST(Model, Records)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddRecord("20240229065812", "DIMM E was replaced.");
     hand.AddRecord("System Boot", "The fans are redundant.");
     hand.AddRecord("**************", "No time.");
     std::string rows;
-    for (const ModelRecord &record : ModelRecordsOf(hand.snapshot))
+    for (const ModelRecord &record : ModelRecordsOf(hand.view))
         rows += JsonRow(kLogForm, RecordRow({}, record), false) + "\n";
     EXPECT_EQ(rows, "{\"server\":null,\"record\":1,\"target\":\"/system1/logs1/log1/record1\","
                     "\"time\":\"2024-02-29T06:58:12Z\",\"boot\":false,"
@@ -200,18 +198,18 @@ TEST(Model, Records)
 
 TEST(Model, AsManyRecordsAsTheLogSays)
 {
-    HandSnapshot hand;
+    HandView hand;
     hand.AddRecord("20240229065812", "one");
     hand.AddRecord("20240229065813", "two");
     hand.Set("OEM_QARN_MessageLog.Name=SEL", "NumRecords", "3");
-    std::vector<ModelRecord> records = ModelRecordsOf(hand.snapshot);
+    std::vector<ModelRecord> records = ModelRecordsOf(hand.view);
     ASSERT_EQ(records.size(), 3u);
     EXPECT_EQ(records[1].description.text, "two");
     EXPECT_TRUE(records[2].description.IsNull());
     hand.Set("OEM_QARN_MessageLog.Name=SEL", "NumRecords", "1");
-    EXPECT_EQ(ModelRecordsOf(hand.snapshot).size(), 1u);
+    EXPECT_EQ(ModelRecordsOf(hand.view).size(), 1u);
     hand.Fail("OEM_QARN_MessageLog.Name=SEL", "NumRecords");
-    EXPECT_EQ(ModelRecordsOf(hand.snapshot).size(), 0u);
+    EXPECT_EQ(ModelRecordsOf(hand.view).size(), 0u);
 }
 
 TEST(Model, TimesOfDigits)

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// method.cpp -- see method.h.
+#include "ctl/method.h"
+
+#include <charconv>
+#include <stdlib.h>
+#include <string.h>
+
+namespace
+{
+
+// The answer of a power method that the host's state leaves nothing to do for.
+constexpr u32 kNotApplicable = 1;
+
+// False: there is a claim that is no number of 32 bits in base 16, so nothing is claimed.
+bool ReadClaim(u32 *word)
+{
+    *word = UINT32_MAX;
+    const char *text = getenv("ZORPRIV");
+    if (text == nullptr)
+        return true;
+    if (strncmp(text, "0x", 2) == 0 || strncmp(text, "0X", 2) == 0)
+        text += 2;
+    const char *end = text + strlen(text);
+    const auto parsed = std::from_chars(text, end, *word, 16);
+    return parsed.ec == std::errc() && parsed.ptr == end;
+}
+
+MethodAnswer AnswerOf(CimStatus status, u32 result)
+{
+    if (status == kCimAccessDenied)
+        return {kExitNoRight, false, "no right to do this"};
+    if (status != kCimOk)
+        return {kExitFailed, false,
+                "the service did not do it (CIM status " + std::to_string(status) + ")"};
+    if (result == 0)
+        return {kExitDone, true, ""};
+    if (result == kNotApplicable)
+        return {kExitDone, false, ""};
+    return {kExitFailed, false, "the method answered " + std::to_string(result)};
+}
+
+}  // namespace
+
+MethodAnswer MethodInvoke(const char *path, const char *method, const char *args)
+{
+    ObjMgrPrivilege privilege = {};
+    if (!ReadClaim(&privilege.word))
+        return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
+    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
+    ObjMgrHandle handle = 0;
+    if (objMgr == nullptr || objMgr->Open(&handle) != 0)
+        return {kExitNoService, false, "no object manager serves"};
+    objMgr->SetPrivilege(handle, &privilege);
+    u32 result = 0;
+    const CimStatus status = objMgr->InvokeMethod(handle, path, method, args, 0, 0, &result);
+    objMgr->Close(handle);
+    return AnswerOf(status, result);
+}

@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: Apache-2.0
+// options.cpp -- see options.h.
+#include "ctl/options.h"
+
+#include "ctl/model.h"
+
+#include <algorithm>
+#include <charconv>
+#include <getopt.h>
+#include <string.h>
+
+const char kOptionsUsage[] =
+    "Usage: smclpctl [OPTION...] COMMAND\n"
+    "A server's sensors, log and power for scripts and monitoring.\n"
+    "\n"
+    "  sensors                  every sensor; --type, --target\n"
+    "  system                   who the server is\n"
+    "  power [on|off|reset|cycle]  the power state, or a change of it; --wait\n"
+    "  log [clear]              the event log; --since, --follow\n"
+    "\n"
+    "  -f, --format FORMAT   table, json, jsonl or csv\n"
+    "  -d, --dir DIR         the object manager's directory (default: $ZOROBJMGR, else\n"
+    "                        /run/zor/objmgr)\n"
+    "      --type TYPE,...   only sensors of these types\n"
+    "      --target PATH     only this target and those below it\n"
+    "      --wait SECONDS    until the host has the power state that was asked for\n"
+    "      --since TIME|N    records from this time on, or after record N\n"
+    "      --follow          and those to come\n"
+    "  -h, --help            show this text\n"
+    "  -V, --version         show the version\n"
+    "\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage, 69 no service, 75 the source is silent or the\n"
+    "time is over, 77 no right.\n";
+
+namespace
+{
+
+constexpr u32 kWaitMost = 86400;
+
+enum OptionKey : int {
+    kKeyType = 256,
+    kKeyTarget,
+    kKeyWait,
+    kKeySince,
+    kKeyFollow,
+};
+
+constexpr option kOptions[] = {
+    {"format", required_argument, nullptr, 'f'},
+    {"dir", required_argument, nullptr, 'd'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {"type", required_argument, nullptr, kKeyType},
+    {"target", required_argument, nullptr, kKeyTarget},
+    {"wait", required_argument, nullptr, kKeyWait},
+    {"since", required_argument, nullptr, kKeySince},
+    {"follow", no_argument, nullptr, kKeyFollow},
+    {nullptr, 0, nullptr, 0},
+};
+
+// What may stand behind each command: the options of its own, besides those of all commands.
+struct CommandRow {
+    const char *name;
+    CommandId id;
+    int keys[8];  // a 0 ends them
+};
+constexpr CommandRow kCommands[] = {
+    {"sensors", CommandId::Sensors, {kKeyType, kKeyTarget}},
+    {"system", CommandId::System, {}},
+    {"power", CommandId::Power, {kKeyWait}},
+    {"log", CommandId::Log, {kKeySince, kKeyFollow}},
+};
+
+struct ActionRow {
+    const char *word;
+    PowerAction action;
+};
+constexpr ActionRow kActions[] = {
+    {"on", PowerAction::On},
+    {"off", PowerAction::Off},
+    {"reset", PowerAction::Reset},
+    {"cycle", PowerAction::Cycle},
+};
+
+const char *OptionName(int key)
+{
+    const option *row = kOptions;
+    while (row->val != key)
+        ++row;
+    return row->name;
+}
+
+bool WholeNumber(std::string_view text, u32 most, u32 *number)
+{
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return end.ec == std::errc() && end.ptr == text.data() + text.size() && *number <= most;
+}
+
+bool IsType(std::string_view name)
+{
+    for (const SensorKind &kind : SensorKinds()) {
+        if (name == kind.name)
+            return true;
+    }
+    return name == kCurrentKindName;
+}
+
+std::string TypeNames()
+{
+    std::string names;
+    for (const SensorKind &kind : SensorKinds()) {
+        const std::string name = std::string(" ") + kind.name;
+        if (names.find(name + ",") == std::string::npos)
+            names += name + ",";
+    }
+    return names + " " + kCurrentKindName;
+}
+
+std::string ParseTypes(std::string_view list, std::vector<std::string> *types)
+{
+    for (;;) {
+        const size_t comma = list.find(',');
+        const std::string_view name = list.substr(0, comma);
+        if (!IsType(name))
+            return "no type of sensors: " + std::string(name) + " (there are" + TypeNames() + ")";
+        types->emplace_back(name);
+        if (comma == std::string_view::npos)
+            return "";
+        list.remove_prefix(comma + 1);
+    }
+}
+
+std::string ParseSince(const char *text, i64 now, Options *options)
+{
+    u32 number = 0;
+    if (WholeNumber(text, UINT16_MAX, &number))
+        options->sinceRecord = number;
+    else
+        options->sinceTime = OptionsTime(text, now);
+    const bool right = options->sinceRecord || options->sinceTime;
+    return right ? "" : std::string("neither a time nor a record's number: ") + text;
+}
+
+std::string ParseOption(int key, const char *value, i64 now, Options *options)
+{
+    u32 number = 0;
+    switch (key) {
+    case 'f':
+        if (!OutputFormatFromName(value, &options->format))
+            return std::string("no format: ") + value + " (there are table, json, jsonl, csv)";
+        break;
+    case 'd':
+        options->directory = value;
+        break;
+    case 'h':
+        options->help = true;
+        break;
+    case 'V':
+        options->version = true;
+        break;
+    case kKeyType:
+        return ParseTypes(value, &options->types);
+    case kKeyTarget:
+        options->target = value;
+        while (options->target.size() > 1 && options->target.back() == '/')
+            options->target.pop_back();
+        break;
+    case kKeyWait:
+        if (!WholeNumber(value, kWaitMost, &number))
+            return std::string("no number of seconds up to 86400: ") + value;
+        options->waitSeconds = number;
+        break;
+    case kKeySince:
+        return ParseSince(value, now, options);
+    case kKeyFollow:
+        options->follow = true;
+        break;
+    default:
+        break;
+    }
+    return "";
+}
+
+const CommandRow *FindCommand(const char *name)
+{
+    for (const CommandRow &row : kCommands) {
+        if (strcmp(row.name, name) == 0)
+            return &row;
+    }
+    return nullptr;
+}
+
+bool Takes(const CommandRow &command, int key)
+{
+    return key < kKeyType || std::find(std::begin(command.keys), std::end(command.keys), key) !=
+                                 std::end(command.keys);
+}
+
+bool ParseAction(const char *word, Options *options)
+{
+    for (const ActionRow &row : kActions) {
+        if (strcmp(row.word, word) == 0)
+            options->action = row.action;
+    }
+    return options->action != PowerAction::None;
+}
+
+// The words behind the command.
+std::string ParseWords(std::span<char *const> words, Options *options)
+{
+    if (words.empty())
+        return "";
+    if (options->command == CommandId::Power && ParseAction(words[0], options))
+        words = words.subspan(1);
+    else if (options->command == CommandId::Log && strcmp(words[0], "clear") == 0) {
+        options->clear = true;
+        words = words.subspan(1);
+    }
+    return words.empty() ? "" : std::string("one word too many: ") + words[0];
+}
+
+// What can only be judged once everything is known.
+std::string CheckOptions(const Options &options)
+{
+    if (options.waitSeconds && options.action == PowerAction::None)
+        return "--wait needs on, off, reset or cycle";
+    if (options.clear && (options.follow || options.sinceTime || options.sinceRecord))
+        return "clear takes no options";
+    if (options.follow && options.format == OutputFormat::Json)
+        return "--follow has no end, and JSON needs one: take --format jsonl";
+    return "";
+}
+
+// "2024-02-29" and what may follow it: a time, an offset.
+std::optional<i64> CalendarTime(std::string_view text)
+{
+    std::string digits;
+    constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:dd";
+    size_t at = 0;
+    for (; at < kForm.size() && at < text.size(); ++at) {
+        const char form = kForm[at];
+        const char c = text[at];
+        if (form == 'd' && c >= '0' && c <= '9')
+            digits += c;
+        else if (form == 'T' ? c != 'T' && c != 't' && c != ' ' : form != c)
+            break;
+    }
+    if (at != 10 && at != 16 && at != 19)
+        return std::nullopt;
+    digits.resize(14, '0');
+    const std::optional<i64> time = ModelTimeOfDigits(digits);
+    std::string_view rest = text.substr(at);
+    if (at == 19 && rest.size() > 1 && rest.front() == '.') {  // parts of a second: not needed
+        const size_t end = rest.find_first_not_of("0123456789", 1);
+        if (end == 1)
+            return std::nullopt;
+        rest = end == std::string_view::npos ? "" : rest.substr(end);
+    }
+    if (!time || rest.empty() || (at == 19 && (rest == "Z" || rest == "z")))
+        return time;
+    if (at != 19 || rest.size() != 6 || (rest[0] != '+' && rest[0] != '-') || rest[3] != ':')
+        return std::nullopt;
+    u32 hours = 0;
+    u32 minutes = 0;
+    if (!WholeNumber(rest.substr(1, 2), 23, &hours) ||
+        !WholeNumber(rest.substr(4, 2), 59, &minutes))
+        return std::nullopt;
+    const i64 offset = static_cast<i64>(hours) * 3600 + static_cast<i64>(minutes) * 60;
+    return rest[0] == '+' ? *time - offset : *time + offset;
+}
+
+// "-2h".
+std::optional<i64> TimeAgo(std::string_view text, i64 now)
+{
+    constexpr std::string_view kUnits = "smhd";
+    constexpr i64 kSeconds[] = {1, 60, 3600, 86400};
+    if (text.size() < 3 || text.front() != '-')
+        return std::nullopt;
+    const size_t unit = kUnits.find(text.back());
+    u32 number = 0;
+    if (unit == std::string_view::npos ||
+        !WholeNumber(text.substr(1, text.size() - 2), 1000000, &number))
+        return std::nullopt;
+    return now - kSeconds[unit] * number;
+}
+
+}  // namespace
+
+std::optional<i64> OptionsTime(std::string_view text, i64 now)
+{
+    constexpr i64 kDay = 86400;
+    const i64 today = now - now % kDay;
+    if (text == "now")
+        return now;
+    if (text == "today")
+        return today;
+    if (text == "yesterday")
+        return today - kDay;
+    const std::optional<i64> ago = TimeAgo(text, now);
+    return ago ? ago : CalendarTime(text);
+}
+
+std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
+{
+    std::vector<int> keys;
+    optind = 0;  // begins anew, also in a second call
+    opterr = 0;
+    for (;;) {
+        const int before = optind == 0 ? 1 : optind;
+        const int key = getopt_long(argc, argv, ":f:d:hV", kOptions, nullptr);
+        if (key == -1)
+            break;
+        // getopt_long moves words: the one that it could not take is the last that it looked at.
+        const char *word = argv[optind > before ? optind - 1 : before];
+        if (key == ':')
+            return std::string(word) + " needs a value";
+        if (key == '?')
+            return std::string("no option: ") + word;
+        const std::string wrong = ParseOption(key, optarg, now, options);
+        if (!wrong.empty())
+            return wrong;
+        keys.push_back(key);
+    }
+    if (options->help || options->version)
+        return "";
+    if (optind >= argc)
+        return "a command is missing";
+    const CommandRow *command = FindCommand(argv[optind]);
+    if (command == nullptr)
+        return std::string("no command: ") + argv[optind];
+    options->command = command->id;
+    for (const int key : keys) {
+        if (!Takes(*command, key))
+            return std::string("--") + OptionName(key) + " is no option of " + command->name;
+    }
+    const std::string wrong =
+        ParseWords({argv + optind + 1, static_cast<size_t>(argc - optind - 1)}, options);
+    return wrong.empty() ? CheckOptions(*options) : wrong;
+}

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// options.h -- the command line of smclpctl.
+//
+// getopt_long of the C library reads it, as in the services: nothing is loaded for it at start-up.
+#ifndef CTL_OPTIONS_H
+#define CTL_OPTIONS_H
+
+#include "ctl/output.h"
+
+#include <optional>
+
+// Exit statuses, those of <sysexits.h> where it has one.
+enum CtlExit : int {
+    kExitDone = 0,
+    kExitFailed = 1,
+    kExitUsage = 2,
+    kExitNoService = 69,  // EX_UNAVAILABLE: nobody serves there
+    kExitSilent = 75,     // EX_TEMPFAIL: the source is silent, or a time is over
+    kExitNoRight = 77,    // EX_NOPERM
+};
+
+enum class CommandId : u8 { Sensors, System, Power, Log };
+
+enum class PowerAction : u8 { None, On, Off, Reset, Cycle };
+
+struct Options {
+    bool help = false;
+    bool version = false;
+    CommandId command = CommandId::Sensors;
+    OutputFormat format = OutputFormat::Table;
+    std::string directory;           // --dir; empty: ZOROBJMGR, else the default
+    std::vector<std::string> types;  // --type; empty: all
+    std::string target;              // --target, without "/" at its end; empty: all
+    PowerAction action = PowerAction::None;
+    std::optional<u32> waitSeconds;
+    bool clear = false;              // log clear
+    std::optional<i64> sinceTime;    // seconds since 1970
+    std::optional<u32> sinceRecord;  // records after this one
+    bool follow = false;
+};
+
+// Reads the words. now: seconds since 1970, for times like "yesterday". "" or what is wrong, for
+// one line.
+std::string OptionsParse(int argc, char **argv, i64 now, Options *options);
+
+// The text of --help.
+extern const char kOptionsUsage[];
+
+// A time as people write it, in UTC: RFC 3339 ("2024-02-29T06:58:12Z", another offset too),
+// "2024-02-29", "2024-02-29 06:58", "2024-02-29 06:58:12", "now", "today", "yesterday", "-90s",
+// "-30m", "-2h", "-7d". Nothing for anything else.
+std::optional<i64> OptionsTime(std::string_view text, i64 now);
+
+#endif

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+// view_reader.cpp -- see view_reader.h.
+#include "ctl/view_reader.h"
+
+#include "objmgr/schema.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace
+{
+
+constexpr const char *kSystemProperties[] = {kPropertyPowerStatus, kPropertyServiceTag,
+                                             kPropertyHostName, kPropertyDescription};
+constexpr const char *kLogProperties[] = {kPropertyNumRecords};
+constexpr const char *kSensorProperties[] = {kPropertyType,
+                                             kPropertyFormat,
+                                             kPropertyName,
+                                             kPropertyReading,
+                                             kPropertyWarningThresholdMin,
+                                             kPropertyWarningThresholdMax,
+                                             kPropertyFailThresholdMin,
+                                             kPropertyFailThresholdMax,
+                                             kPropertyStatusText,
+                                             kPropertyState,
+                                             kPropertyStateValue};
+constexpr const char *kRecordProperties[] = {kPropertyTimestamp, kPropertyDescription};
+
+constexpr size_t kStorageSize = 1024;  // bytes of an instance object
+constexpr u32 kMostRecords = 65535;    // the shell counts records in 16 bits
+
+}  // namespace
+
+ViewReader::~ViewReader()
+{
+    Release();
+}
+
+void ViewReader::Release()
+{
+    if (objMgr_ != nullptr)
+        objMgr_->Close(handle_);
+    handle_ = 0;
+    view_ = {};
+    keys_.clear();
+    properties_.clear();
+}
+
+// Adds the instance at `path` under `key`. False: there is none. One that cannot be read is there,
+// with its status.
+bool ViewReader::AddInstance(const char *path, std::string_view key,
+                             std::span<const char *const> properties)
+{
+    alignas(max_align_t) char storage[kStorageSize];  // InitInstance's to fill
+    ObjMgrInstance *instance = objMgr_->InitInstance(storage, sizeof storage);
+    if (instance == nullptr)
+        return false;
+    ViewInstance added;
+    added.status = objMgr_->GetInstance(handle_, path, 0, instance);
+    if (added.status == kCimNotFound)
+        return false;
+    std::vector<ViewProperty> &list = properties_.emplace_back();
+    for (const char *name : properties) {
+        const char *text =
+            added.status == kCimOk ? objMgr_->GetInstanceValue(instance, name) : nullptr;
+        if (text != nullptr)
+            list.push_back({name, text});
+    }
+    keys_.emplace_back(key);
+    added.key = keys_.back();
+    added.properties = list;
+    view_.instances.push_back(added);
+    return added.status == kCimOk;
+}
+
+void ViewReader::AddSensors()
+{
+    RowPath path = SensorPath(1);
+    while (AddInstance(path.Text(), path.Text(), kSensorProperties))
+        path.Next();
+}
+
+void ViewReader::AddRecords()
+{
+    const auto text = ViewText(view_.instances.back(), kPropertyNumRecords);
+    u32 count = 0;
+    if (text)
+        std::from_chars(text->data(), text->data() + text->size(), count);
+    count = std::min(count, kMostRecords);
+    RowPath path = LogRecordPath(1);
+    for (u32 number = 1; number <= count; ++number, path.Next()) {
+        const std::string digits = std::string(path.Text()) + kTimestampDigitsSuffix.text;
+        AddInstance(digits.c_str(), path.Text(), kRecordProperties);
+    }
+}
+
+const ServerView *ViewReader::Read(u32 parts)
+{
+    Release();
+    objMgr_ = ObjMgrGetInterface();
+    if (objMgr_ == nullptr || objMgr_->Open(&handle_) != 0) {
+        reason_ = "no object manager serves";
+        return nullptr;
+    }
+    AddInstance(kSystemClass, kSystemClass, kSystemProperties);
+    if ((parts & kViewSensors) != 0)
+        AddSensors();
+    if (AddInstance(kSelPath, kSelPath.text, kLogProperties) && (parts & kViewRecords) != 0)
+        AddRecords();
+    return &view_;
+}

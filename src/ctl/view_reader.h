@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+// view_reader.h -- reads a server's view through the object manager's client, as the shell does.
+#ifndef CTL_VIEW_READER_H
+#define CTL_VIEW_READER_H
+
+#include "ctl/view.h"
+
+#include <deque>
+
+// Which instances a view is to hold: what a command does not need costs nothing.
+enum ViewParts : u32 {
+    kViewSystem = 1,   // the host and the head of its log
+    kViewSensors = 2,  // up to the first gap in the list
+    kViewRecords = 4,  // as many as the log says
+    kViewAll = 7,
+};
+
+// One view at a time: each Read ends what the one before it returned.
+class ViewReader
+{
+public:
+    ViewReader() = default;
+    ~ViewReader();
+    ViewReader(const ViewReader &) = delete;
+    ViewReader &operator=(const ViewReader &) = delete;
+
+    // Takes one consistent snapshot. Null: there is no service that could be read; Reason says why.
+    const ServerView *Read(u32 parts);
+    const std::string &Reason() const { return reason_; }
+
+private:
+    void Release();
+    bool AddInstance(const char *path, std::string_view key,
+                     std::span<const char *const> properties);
+    void AddSensors();
+    void AddRecords();
+
+    const ObjMgrInterface *objMgr_ = nullptr;
+    ObjMgrHandle handle_ = 0;
+    ServerView view_;
+    std::string reason_;
+    std::deque<std::string> keys_;
+    std::deque<std::vector<ViewProperty>> properties_;
+};
+
+#endif
