@@ -2,6 +2,7 @@
 // service.cpp -- see service.h.
 #include "objmgrd/service.h"
 
+#include "objmgrd/rights_reload.h"
 #include "objmgrd/server.h"
 #include "platform/syslog_line.h"
 
@@ -26,6 +27,8 @@ namespace
 
 // A source that has shown nothing by then is left to the COMMAND to find out about.
 constexpr u32 kReadyMostMs = 10000;
+// Raised by the thread that reads the file of rights.
+constexpr int kRightsReadSignal = SIGUSR2;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitNotExecutable = 126;  // as shells do
@@ -35,6 +38,7 @@ constexpr int kExitSignal = 128;  // plus the signal's number
 struct Settings {
     const char *file = nullptr;
     const char *dir = nullptr;
+    const char *rights = nullptr;  // null: kRightsDefaultFile, where there is one
     bool check = false;
     char **command = nullptr;  // null: a service
 };
@@ -81,6 +85,8 @@ int CheckSettings(const ServiceProgram &program, const Settings &settings)
         return UsageError("--check takes neither --dir nor a COMMAND");
     if (settings.dir != nullptr && settings.command != nullptr)
         return UsageError("a COMMAND is served in a private directory: leave --dir out");
+    if (settings.rights != nullptr && settings.command != nullptr)
+        return UsageError("a COMMAND's user has every right: leave --rights out");
     return -1;
 }
 
@@ -89,6 +95,7 @@ int ParseArguments(const ServiceProgram &program, int argc, char **argv, Setting
     const option options[] = {
         {program.fileOption, required_argument, nullptr, 'f'},
         {"dir", required_argument, nullptr, 'd'},
+        {"rights", required_argument, nullptr, 'r'},
         {"check", no_argument, nullptr, 'c'},
         {"help", no_argument, nullptr, 'u'},
         {"version", no_argument, nullptr, 'v'},
@@ -113,6 +120,8 @@ int ParseArguments(const ServiceProgram &program, int argc, char **argv, Setting
             settings->file = optarg;
         else if (key == 'd')
             settings->dir = optarg;
+        else if (key == 'r')
+            settings->rights = optarg;
         else if (key == 'c')
             settings->check = true;
         else
@@ -141,9 +150,30 @@ std::unique_ptr<Provider> MakeProvider(const ServiceProgram &program, const Sett
     return provider;
 }
 
-int StartServer(Server *server, const std::string &directory, bool group, Provider *provider)
+// Which file says who may do what. Null: none does.
+const char *RightsFile(const Settings &settings)
 {
-    const int error = server->Start({.directory = directory, .group = group, .log = Log}, provider);
+    if (settings.rights != nullptr)
+        return settings.rights;
+    const bool there = access(kRightsDefaultFile, F_OK) == 0 || errno != ENOENT;
+    return there && settings.command == nullptr ? kRightsDefaultFile : nullptr;
+}
+
+// Prints what is to be said about the file. False: it is not right.
+bool ReadRights(const char *file, Rights *rights)
+{
+    std::vector<FileNote> notes;
+    const bool right = RightsRead(file, rights, &notes);
+    for (const FileNote &note : notes)
+        fprintf(stderr, "%s\n", FileNoteLine(file, note).c_str());
+    return right;
+}
+
+int StartServer(Server *server, const std::string &directory, bool group, const Rights &rights,
+                Provider *provider)
+{
+    const int error = server->Start(
+        {.directory = directory, .group = group, .rights = rights, .log = Log}, provider);
     if (error == EBUSY)
         Complain(directory + ": another object manager serves there");
     else if (error != 0)
@@ -164,20 +194,62 @@ sigset_t BlockSignals(std::initializer_list<int> signals)
     return set;
 }
 
-int RunService(const Settings &settings, Provider *provider)
+struct Service {
+    Server *server;
+    const char *rightsFile;  // null: there is none
+    RightsReload *rights;
+};
+
+// The rights that were read, or why they stay as they are.
+void TakeRights(const Service &service)
+{
+    const std::optional<RightsReload::Outcome> outcome = service.rights->Take();
+    if (!outcome.has_value())
+        return;
+    for (const FileNote &note : outcome->notes)
+        Log(note.warning ? LOG_WARNING : LOG_ERR, FileNoteLine(service.rightsFile, note).c_str());
+    const std::string file = service.rightsFile;
+    if (outcome->rights.has_value()) {
+        service.server->SetRights(*outcome->rights);
+        Log(LOG_NOTICE, ("rights read again: " + file).c_str());
+    } else {
+        Log(LOG_ERR, (file + " is not right: the rights stay as they were").c_str());
+    }
+}
+
+bool OnServiceSignal(void *context, const signalfd_siginfo &signal)
+{
+    const Service *service = static_cast<const Service *>(context);
+    if (signal.ssi_signo == static_cast<u32>(kRightsReadSignal)) {
+        TakeRights(*service);
+        return true;
+    }
+    if (signal.ssi_signo != SIGHUP)
+        return false;
+    const int error = service->rightsFile != nullptr ? service->rights->Begin() : 0;
+    if (error != 0)
+        LogError("the rights cannot be read again", error);
+    else if (service->rightsFile == nullptr)
+        Log(LOG_NOTICE, "there is no file of rights to read again");
+    return true;
+}
+
+int RunService(const Settings &settings, const Rights &rights, Provider *provider)
 {
     const char *dir = settings.dir;
     if (dir == nullptr)
         dir = getenv("ZOROBJMGR");
     if (dir == nullptr || *dir == '\0')
         dir = kObjMgrDefaultDir;
-    const sigset_t signals = BlockSignals({SIGHUP, SIGINT, SIGTERM});
+    const sigset_t signals = BlockSignals({SIGHUP, SIGINT, SIGTERM, kRightsReadSignal});
     Server server;
-    if (StartServer(&server, dir, true, provider) != 0)
+    if (StartServer(&server, dir, true, rights, provider) != 0)
         return kExitFailed;
     Log(LOG_NOTICE, (std::string("serving ") + settings.file + " in " + dir).c_str());
-    const int error = server.Run(
-        signals, [](void *, const signalfd_siginfo &) { return false; }, nullptr);
+    const char *rightsFile = RightsFile(settings);
+    RightsReload reload(rightsFile != nullptr ? rightsFile : "", kRightsReadSignal);
+    Service service = {&server, rightsFile, &reload};
+    const int error = server.Run(signals, OnServiceSignal, &service);
     server.Stop();
     if (error != 0)
         LogError("stopped", error);
@@ -306,7 +378,7 @@ int RunCommand(const Settings &settings, Provider *provider)
         return kExitFailed;
     }
     Server server;
-    if (StartServer(&server, directory.Path(), false, provider) != 0)
+    if (StartServer(&server, directory.Path(), false, Rights(), provider) != 0)
         return kExitFailed;
     error = server.AwaitReady(signals, kReadyMostMs);
     if (error != 0)
@@ -353,15 +425,23 @@ int ServiceMain(const ServiceProgram &program, int argc, char **argv)
         stderrPriority = LOG_NOTICE;
 
     const std::unique_ptr<Provider> provider = MakeProvider(program, settings);
-    const bool right = provider != nullptr;
-    if (settings.check && right)
-        printf("%s: right\n", settings.file);
-    if (settings.check)
-        return right ? EXIT_SUCCESS : kExitFailed;
-    if (!right) {
-        Complain(std::string(settings.file) + " is not right: not started");
-        return kExitFailed;
+    const char *rightsFile = RightsFile(settings);
+    Rights rights;
+    const struct {
+        const char *name;
+        bool right;
+    } files[] = {{settings.file, provider != nullptr},
+                 {rightsFile, rightsFile == nullptr || ReadRights(rightsFile, &rights)}};
+    bool right = true;
+    for (const auto &file : files) {
+        right = right && file.right;
+        if (settings.check && file.right && file.name != nullptr)
+            printf("%s: right\n", file.name);
+        if (!settings.check && !file.right)
+            Complain(std::string(file.name) + " is not right: not started");
     }
+    if (settings.check || !right)
+        return right ? EXIT_SUCCESS : kExitFailed;
     return settings.command != nullptr ? RunCommand(settings, provider.get())
-                                       : RunService(settings, provider.get());
+                                       : RunService(settings, rights, provider.get());
 }

@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // service.h -- what every object manager program does around its provider.
 //
-//   NAME --OPTION FILE [--dir DIR]         serve in DIR (default $ZOROBJMGR, else
-//   kObjMgrDefaultDir)
-//                                          until SIGHUP, SIGINT or SIGTERM
+//   NAME --OPTION FILE [--dir DIR] [--rights FILE]
+//                                          serve in DIR (default $ZOROBJMGR, else
+//                                          kObjMgrDefaultDir) until SIGINT or SIGTERM; who may do
+//                                          what says FILE (objmgrd/rights.h; default
+//                                          kRightsDefaultFile where there is one), which SIGHUP
+//                                          has read again: one that is not right changes nothing
 //   NAME --OPTION FILE -- COMMAND [ARG...] serve in a private directory while COMMAND runs, with
 //                                          ZOROBJMGR (and ZORSSNDIR, unless it is set) pointing
 //                                          there, and exit with its status. It is started once
 //                                          the provider is ready, after 10 s at the latest
-//   NAME --OPTION FILE --check             say what is wrong in FILE
+//   NAME --OPTION FILE [--rights FILE] --check
+//                                          say what is wrong in the files
 //   NAME --help, --version
 //
 // Exit status: 0, or the command's; 1 the file is not right or the service cannot run; 2 wrong

@@ -4,10 +4,12 @@
 // This program is also the client that they need: "PROGRAM client OP..." carries out each OP over
 // a connection of its own and prints a line for it.
 #include "objmgr/objmgr.h"
+#include "objmgr/service_question.h"
 #include "support/emulation.h"
 #include "support/objmgr_process.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -241,7 +243,8 @@ TEST(ObjmgrdSim, HelpGoesToStandardOutput)
     const Result result = RunSim({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out.substr(0, 42), "Usage: objmgrd-sim --host FILE [--dir DIR]");
-    for (const char *option : {"--host", "--dir", "-- COMMAND", "--check", "--help", "--version"})
+    for (const char *option :
+         {"--host", "--dir", "--rights", "-- COMMAND", "--check", "--help", "--version"})
         EXPECT_NE(result.out.find(option), std::string::npos) << option;
     EXPECT_EQ(result.err, "");
 }
@@ -266,6 +269,8 @@ TEST(ObjmgrdSim, WrongUseExits2WithAHint)
         {{"--host", "f", "--check", "--dir", "d"}, "--check takes neither --dir nor a COMMAND"},
         {{"--host", "f", "--dir", "d", "--", "true"},
          "a COMMAND is served in a private directory: leave --dir out"},
+        {{"--host", "f", "--rights", "r", "--", "true"},
+         "a COMMAND's user has every right: leave --rights out"},
     };
     for (const auto &row : rows) {
         const Result result = RunSim(row.arguments);
@@ -593,7 +598,7 @@ TEST(ObjmgrdSimCommand, AReplyThatNeverComesIsAFailureAfterTheTimeLimit)
 
 TEST(ObjmgrdSimService, ServesUntilASignalEndsIt)
 {
-    for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    for (int signal : {SIGTERM, SIGINT}) {
         const TestDirectory directory;
         const std::string at = directory.Path() + "/objmgr";
         Program service({"--host", RackServer(), "--dir", at});
@@ -661,6 +666,127 @@ TEST(ObjmgrdSimService, ARestartFollowsASuddenDeath)
     ASSERT_TRUE(Appears(at + "/store"));
     EXPECT_EQ(AskService(at, "get OEM_QARN_System PowerStatus"), "0 ON\n");
     EXPECT_EQ(AskService(at, "invoke OEM_QARN_System Stop"), "0 0\n");
+}
+
+// ---- rights ----
+
+// A file of rights with this text.
+class RightsText
+{
+public:
+    explicit RightsText(const std::string &text) { Write(text); }
+    void Write(const std::string &text) const
+    {
+        std::ofstream(Path()) << text;
+        chmod(Path().c_str(), 0600);
+    }
+    std::string Path() const { return directory_.Path() + "/rights.toml"; }
+
+private:
+    TestDirectory directory_;
+};
+
+TEST(ObjmgrdSimCheck, SaysWhatIsWrongWithTheRights)
+{
+    const RightsText rights("[users]\n1001 = ['login', 'powder']\n");
+    const Result wrong = RunSim({"--host", RackServer(), "--rights", rights.Path(), "--check"});
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_EQ(wrong.out, RackServer() + ": right\n");
+    EXPECT_EQ(wrong.err,
+              rights.Path() + ":2:18: unknown right \"powder\" (known: login, power, clear-log)\n");
+    rights.Write("[users]\n1001 = ['login', 'power']\n");
+    const Result right = RunSim({"--host", RackServer(), "--rights", rights.Path(), "--check"});
+    EXPECT_EQ(right.status, 0);
+    EXPECT_EQ(right.out, RackServer() + ": right\n" + rights.Path() + ": right\n");
+    const Result missing = RunSim({"--host", RackServer(), "--rights", "/none", "--check"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.err, "/none: No such file or directory\n");
+}
+
+TEST(ObjmgrdSimService, RefusesRightsThatAreNotRight)
+{
+    const TestDirectory directory;
+    const std::string at = directory.Path() + "/objmgr";
+    const RightsText rights("[user]\n");
+    const Result result = RunSim({"--host", RackServer(), "--dir", at, "--rights", rights.Path()});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, rights.Path() +
+                              ":1:2: unknown table \"user\" (known: users, groups)\n"
+                              "objmgrd-sim: " +
+                              rights.Path() + " is not right: not started\n");
+    EXPECT_FALSE(Exists(at));
+}
+
+// What the service in the directory answers to somebody of this uid, as ServiceAsk says it.
+u32 RightsOf(uid_t uid, const std::string &directory)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        abort();
+    ChildProcess child([&] {
+        ServiceFacts facts = {};
+        if (setgroups(0, nullptr) != 0 || setresgid(uid, uid, uid) != 0 ||
+            setresuid(uid, uid, uid) != 0)
+            return;
+        ServiceAsk(directory.c_str(), 10000, &facts);
+        (void)!write(ends[1], &facts.rights, sizeof facts.rights);
+    });
+    child.Wait();
+    u32 rights = 99;
+    close(ends[1]);
+    (void)!read(ends[0], &rights, sizeof rights);
+    close(ends[0]);
+    return rights;
+}
+
+TEST(ObjmgrdSimService, ReadsItsRightsAgainOnSighup)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to ask as another user";
+    const TestDirectory directory;
+    const std::string at = directory.Path() + "/objmgr";
+    const RightsText rights("[users]\n1234567 = ['login', 'power']\n");
+    chmod(directory.Path().c_str(), 0755);
+    Program service({"--host", RackServer(), "--dir", at, "--rights", rights.Path()});
+    ASSERT_TRUE(Appears(at + "/store"));
+    chmod(at.c_str(), 0755);
+    chmod((at + "/socket").c_str(), 0666);
+    EXPECT_EQ(RightsOf(1234567, at), 0x3u);
+    EXPECT_EQ(RightsOf(1234568, at), 0x0u);
+
+    const auto rightsBecome = [&](uid_t uid, u32 wanted) {
+        for (int i = 0; i < 500 && RightsOf(uid, at) != wanted; ++i)
+            usleep(10000);
+        return RightsOf(uid, at) == wanted;
+    };
+    rights.Write("[users]\n1234568 = ['login', 'clear-log']\n");
+    service.Signal(SIGHUP);
+    EXPECT_TRUE(rightsBecome(1234568, 0x5));
+    EXPECT_EQ(RightsOf(1234567, at), 0x0u);
+
+    // One that is not right changes nothing.
+    rights.Write("[users]\n1234567 = 'powder'\n");
+    service.Signal(SIGHUP);
+    usleep(300000);
+    EXPECT_EQ(RightsOf(1234568, at), 0x5u);
+    unlink(rights.Path().c_str());
+    service.Signal(SIGHUP);
+    usleep(300000);
+    EXPECT_EQ(RightsOf(1234568, at), 0x5u);
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0);
+}
+
+TEST(ObjmgrdSimService, SighupWithoutAFileOfRightsEndsNothing)
+{
+    const TestDirectory directory;
+    Program service({"--host", RackServer(), "--dir", directory.Path()});
+    ASSERT_TRUE(Appears(directory.Path() + "/store"));
+    service.Signal(SIGHUP);
+    usleep(100000);
+    EXPECT_EQ(AskService(directory.Path(), "get OEM_QARN_System Oem"), "0 0\n");
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0);
 }
 
 TEST(ObjmgrdSimService, RefusesADirectoryThatCannotBe)

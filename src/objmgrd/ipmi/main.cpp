@@ -8,16 +8,18 @@ namespace
 {
 
 constexpr char kUsage[] =
-    "Usage: objmgrd-ipmi --config FILE [--dir DIR]\n"
+    "Usage: objmgrd-ipmi --config FILE [--dir DIR] [--rights FILE]\n"
     "       objmgrd-ipmi --config FILE -- COMMAND [ARG...]\n"
-    "       objmgrd-ipmi --config FILE --check\n"
+    "       objmgrd-ipmi --config FILE [--rights FILE] --check\n"
     "The object manager of a machine whose BMC is reached over IPMI.\n"
     "\n"
     "  --config FILE  which BMC, and how to reach it, in TOML\n"
     "  --dir DIR      serve in DIR (default: $ZOROBJMGR, else /run/zor/objmgr)\n"
+    "  --rights FILE  who may do what, in TOML (default: /etc/zor/rights.toml, where there is\n"
+    "                 one; without it everybody who may connect may look); read again on SIGHUP\n"
     "  -- COMMAND     serve in a private directory while COMMAND runs, with ZOROBJMGR (and\n"
     "                 ZORSSNDIR, unless it is set) pointing there; exit with its status\n"
-    "  --check        only say whether FILE, and the password file that it names, is right\n"
+    "  --check        only say whether the files, and the password file, are right\n"
     "  --help         show this text\n"
     "  --version      show the version\n";
 
