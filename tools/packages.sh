@@ -7,7 +7,7 @@ libfreeipmi-dev libcurl4-openssl-dev libjansson-dev"
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 # What is made and installed beside the programs.
 PACKAGES_TEST_INSTALLED="scdoc pkg-config"
-PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
+PACKAGES_TEST="libgtest-dev python3 $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"

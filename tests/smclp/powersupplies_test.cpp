@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "smclp/me/collections.h"
+#include "smclp/me/kinds.h"
 #include "support/kind_checks.h"
 
 TEST(PowerSupplies, Kind)

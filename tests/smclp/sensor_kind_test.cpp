@@ -10,29 +10,24 @@
 namespace
 {
 
-std::string gText;  // what the reader below answers
-u32 gResult;
-
-u32 Read(u32, char *out, const char *)
-{
-    strcpy(out, gText.c_str());
-    return gResult;
-}
-
 constexpr const char *kStates[] = {"up", "down"};
 constexpr StateCode kCodes[] = {{7, "seven"}, {8, "eight"}};
-constexpr SensorKind kPlain = {.read = Read, .states = kStates};
-constexpr SensorKind kCoded = {.read = Read, .codes = kCodes, .defaultState = "other"};
+constexpr SensorKind kPlain = {.type = 7, .format = 9, .states = kStates};
+constexpr SensorKind kCoded = {.type = 7, .format = 9, .codes = kCodes, .defaultState = "other"};
 
-// The source's value for a length, with its result in front.
+// The source's value for a length, with its result in front. The host has one sensor of the kind,
+// whose property "argument " is `text`; unreadable: nothing can be read.
 std::string Value(PropertySource source, const SensorKind &kind, const std::string &text,
-                  u32 result = 0, u32 length = 65)
+                  bool unreadable = false, u32 length = 65)
 {
-    gText = text;
-    gResult = result;
+    FakeObjMgr om;
+    TraceCapture traces;
+    om.AddSensor("7", "8", {"argument ", "another kind's"});
+    om.AddSensor("7", "9", {"argument ", text});
+    om.openFails = unreadable;
     char value[257] = "";
     value[length] = '#';
-    const u32 code = source({"argument ", 12, value, length, &kind});
+    const u32 code = source({"argument ", 1, value, length, &kind});
     EXPECT_EQ(value[length], '#');
     return std::to_string(code) + " " + value;
 }
@@ -41,7 +36,7 @@ std::string Value(PropertySource source, const SensorKind &kind, const std::stri
 
 TEST(SensorKindSource, Number)
 {
-    EXPECT_EQ(Value(FromNumber, kPlain, ""), "0 argument 12");
+    EXPECT_EQ(Value(FromNumber, kPlain, ""), "0 argument 1");
 }
 
 TEST(SensorKindSource, SensorTextIsCutToTheLength)
@@ -49,14 +44,14 @@ TEST(SensorKindSource, SensorTextIsCutToTheLength)
     EXPECT_EQ(Value(FromSensor, kPlain, "text"), "0 text");
     EXPECT_EQ(Value(FromSensor, kPlain, std::string(64, 'a')), "0 " + std::string(64, 'a'));
     EXPECT_EQ(Value(FromSensor, kPlain, std::string(65, 'a')), "0 " + std::string(64, 'a'));
-    EXPECT_EQ(Value(FromSensor, kPlain, std::string(900, 'a'), 0, 256),
+    EXPECT_EQ(Value(FromSensor, kPlain, std::string(900, 'a'), false, 256),
               "0 " + std::string(255, 'a'));
 }
 
 TEST(SensorKindSource, FailedReadWritesNothing)
 {
-    EXPECT_EQ(Value(FromSensor, kPlain, "text", 1), "1 ");
-    EXPECT_EQ(Value(FromStateCode, kCoded, "7", 1), "1 ");
+    EXPECT_EQ(Value(FromSensor, kPlain, "text", true), "1 ");
+    EXPECT_EQ(Value(FromStateCode, kCoded, "7", true), "1 ");
 }
 
 TEST(SensorKindSource, Lists)
@@ -76,8 +71,6 @@ TEST(SensorKindSource, StateCode)
 
 TEST(SensorKindSource, SystemName)
 {
-    FakeObjMgr om;
     EXPECT_EQ(Value(FromSystemName, kPlain, ""), "0 TAG1234");
-    om.openFails = true;
-    EXPECT_EQ(Value(FromSystemName, kPlain, ""), "1 ");
+    EXPECT_EQ(Value(FromSystemName, kPlain, "", true), "1 ");
 }

@@ -4,7 +4,7 @@
 
 #include "platform/memmgr.h"
 #include "smclp/discovery.h"
-#include "smclp/me/me.h"
+#include "smclp/me/kinds.h"
 #include "support/failing_memory.h"
 #include "support/test_shell.h"
 

@@ -6,10 +6,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "batsensor";
-constexpr u8 kType = 41;
-constexpr u8 kFormat = 2;
-
 constexpr const char *BatterySensorStateText[] = {"absent", "low", "failed", "good"};
 
 constexpr PropertyRow kRows[] = {
@@ -26,44 +22,17 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",               FromText,       "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_batdata, .states = BatterySensorStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 41, .format = 2, .states = BatterySensorStateText};
+constexpr ElementKind kKind = {
+    .unit = "batsensor",
+    .name = "sensor",
+    .description = "Battery sensor.",
+    .kindId = kMeBatSensor,
+    .parentKindId = kMeBatteries,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_batdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeBatSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeBatSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeBatSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeBatSensorRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeBatSensor(ManagedElement *element)
-{
-    MeSetName(element, "sensor");
-    MeSetDesc(element, "Battery sensor.");
-    element->kindId = kMeBatSensor;
-    element->parentKindId = kMeBatteries;
-    element->addProperties = MeBatSensorAddProperties;
-    element->addVerbs = MeBatSensorAddVerbs;
-    element->instanceTag = MeBatSensorInstanceTag;
-    element->refreshProperties = MeBatSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeBatSensor, get_batdata, kKind)

@@ -46,7 +46,14 @@ constexpr PropertyRow kRows[] = {
     {"ElementName",        FromText,   "Chassis"},
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "chassis",
+    .description = "This target is used to manage the physical chassis",
+    .kindId = kMeChassis,
+    .parentKindId = kMeSystem,
+    .rows = kRows,
+};
 
 }  // namespace
 
@@ -62,34 +69,4 @@ u32 MeChassisGetSystemProperty(char *out, const char *property)
     return status == kCimOk ? 0 : 1;
 }
 
-u32 MeChassisInstanceTag()
-{
-    return 1;
-}
-
-u32 MeChassisAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeChassisAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeChassisRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeChassis(ManagedElement *element)
-{
-    MeSetName(element, "chassis");
-    MeSetDesc(element, "This target is used to manage the physical chassis");
-    element->kindId = kMeChassis;
-    element->parentKindId = kMeSystem;
-    element->addProperties = MeChassisAddProperties;
-    element->addVerbs = MeChassisAddVerbs;
-    element->instanceTag = MeChassisInstanceTag;
-    element->refreshProperties = MeChassisRefreshProperties;
-}
+ME_SINGLE_KIND(MeChassis, kKind)

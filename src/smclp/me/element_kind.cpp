@@ -4,7 +4,6 @@
 
 #include "platform/str.h"
 #include "platform/trace.h"
-#include "smclp/command_list.h"
 
 #include <string.h>
 
@@ -14,46 +13,53 @@ u32 FromText(const PropertyRequest &request)
     return kMeOk;
 }
 
-u32 MeAddTableProperties(const PropertyTable &table, ManagedElement *element)
+void MeFillIn(const ElementKind &kind, ManagedElement *element)
 {
-    for (const PropertyRow &row : table.rows) {
-        const u32 result = MeAddProperty(element, row.name, "");
-        if (result != 0)
-            return result;
-    }
-    return 0;
+    MeSetName(element, kind.name);
+    MeSetDesc(element, kind.description);
+    element->kindId = kind.kindId;
+    element->parentKindId = kind.parentKindId;
+    element->instanceNumber = 0;
 }
 
-const PropertyRow *MeFindPropertyRow(const PropertyTable &table, const char *name)
+u32 MeAddKindVerbs(const ElementKind &kind, ManagedElement *element)
 {
-    for (const PropertyRow &row : table.rows) {
+    return MeAddCommands(element, kind.verbs.data(), static_cast<u32>(kind.verbs.size()));
+}
+
+u32 MeAddKindProperties(const ElementKind &kind, ManagedElement *element)
+{
+    for (const PropertyRow &row : kind.rows) {
+        const u32 result = MeAddProperty(element, row.name, "");
+        if (result != kMeOk)
+            return result;
+    }
+    return kMeOk;
+}
+
+const PropertyRow *MeFindPropertyRow(const ElementKind &kind, const char *name)
+{
+    for (const PropertyRow &row : kind.rows) {
         if (StrEqual(name, row.name))
             return &row;
     }
     return nullptr;
 }
 
-u32 MeRefreshFromTable(const PropertyTable &table, const ManagedElement *element, const char *name,
-                       char *value, u32 length, int line)
+u32 MeRefreshFromRows(const ElementKind &kind, const ManagedElement *element, const char *name,
+                      char *value, u32 length, int line)
 {
     if (element == nullptr || name == nullptr || value == nullptr) {
-        TRACE_ASSERT_FAILED_AT(table.unit, line);
+        TRACE_ASSERT_FAILED_AT(kind.unit, line);
         return kMeFailed;
     }
     if (length < kMeMinRefreshLength)
         return kMeFailed;
     memset(value, 0, length);
-    const PropertyRow *row = MeFindPropertyRow(table, name);
+    const PropertyRow *row = MeFindPropertyRow(kind, name);
     if (row == nullptr)
         return kMeOk;
-    return row->source({row->argument, element->instanceNumber, value, length, table.sensor});
-}
-
-u32 MeAddCommonVerbs(ManagedElement *element)
-{
-    static constexpr u32 kVerbs[] = {kCommandCd, kCommandExit, kCommandHelp, kCommandShow,
-                                     kCommandVersion};
-    return MeAddCommands(element, kVerbs, sizeof kVerbs / sizeof kVerbs[0]);
+    return row->source({row->argument, element->instanceNumber, value, length, kind.sensor});
 }
 
 void AppendText(char *to, size_t size, const char *text)

@@ -1,24 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // fans.cpp -- /system1/fans1: the fan speeds and the fan redundancy.
-#include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
 
-u32 MeSensorsInstanceTag()
-{
-    return 1;
-}
+static constexpr ElementKind kKind = {
+    .unit = "fans",
+    .name = "fans",
+    .description = "Manage fan sensors",
+    .kindId = kMeFans,
+    .parentKindId = kMeSystem,
+};
 
-u32 MeSensorsAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-void MeSensors(ManagedElement *element)
-{
-    MeSetName(element, "fans");
-    MeSetDesc(element, "Manage fan sensors");
-    element->kindId = kMeFans;
-    element->parentKindId = kMeSystem;
-    element->addVerbs = MeSensorsAddVerbs;
-    element->instanceTag = MeSensorsInstanceTag;
-}
+ME_COLLECTION_KIND(MeSensors, MeSensors, kKind)

@@ -3,16 +3,11 @@
 //
 // The state is a number that this kind translates. The kind lists the verb delete, which clears
 // the event log, whatever target it is called on: deliberate.
-#include "smclp/command_list.h"
 #include "smclp/me/sensor_kind.h"
 #include "smclp/me/sensors.h"
 
 namespace
 {
-
-constexpr char kUnit[] = "intrsensor";
-constexpr u8 kType = 5;
-constexpr u8 kFormat = 2;
 
 constexpr StateCode intrsensor_states[] = {
     {520, "no intrusion"},
@@ -40,46 +35,18 @@ constexpr PropertyRow kRows[] = {
     // clang-format on
 };
 constexpr SensorKind kSensor = {
-    .read = get_intrdata, .codes = intrsensor_states, .defaultState = "no intrusion"};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+    .type = 5, .format = 2, .codes = intrsensor_states, .defaultState = "no intrusion"};
+constexpr ElementKind kKind = {
+    .unit = "intrsensor",
+    .name = "sensor",
+    .description = "Intrusion sensor.",
+    .kindId = kMeIntrSensor,
+    .parentKindId = kMeIntrusion,
+    .verbs = kMeCommonVerbsAndDelete,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_intrdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeIntrSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeIntrSensorAddVerbs(ManagedElement *element)
-{
-    const u32 result = MeAddCommonVerbs(element);
-    return result != 0 ? result : MeAddCommand(element, kCommandDelete);
-}
-
-u32 MeIntrSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeIntrSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                  u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeIntrSensor(ManagedElement *element)
-{
-    MeSetName(element, "sensor");
-    MeSetDesc(element, "Intrusion sensor.");
-    element->kindId = kMeIntrSensor;
-    element->parentKindId = kMeIntrusion;
-    element->addProperties = MeIntrSensorAddProperties;
-    element->addVerbs = MeIntrSensorAddVerbs;
-    element->instanceTag = MeIntrSensorInstanceTag;
-    element->refreshProperties = MeIntrSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeIntrSensor, get_intrdata, kKind)

@@ -1,24 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // intrusion.cpp -- /system1/intrusion1: the intrusion sensors.
-#include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
 
-u32 MeIntrusionInstanceTag()
-{
-    return 1;
-}
+static constexpr ElementKind kKind = {
+    .unit = "intrusion",
+    .name = "intrusion",
+    .description = "Manage intrusion sensors",
+    .kindId = kMeIntrusion,
+    .parentKindId = kMeSystem,
+};
 
-u32 MeIntrusionAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-void MeIntrusion(ManagedElement *element)
-{
-    MeSetName(element, "intrusion");
-    MeSetDesc(element, "Manage intrusion sensors");
-    element->kindId = kMeIntrusion;
-    element->parentKindId = kMeSystem;
-    element->addVerbs = MeIntrusionAddVerbs;
-    element->instanceTag = MeIntrusionInstanceTag;
-}
+ME_COLLECTION_KIND(MeIntrusion, MeIntrusion, kKind)

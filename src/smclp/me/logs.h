@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// logs.h -- the event log's three levels: logs, log (the System Event Log, SEL) and record.
+// logs.h -- the two lower levels of the event log: log (the System Event Log, SEL) and record.
 #ifndef SMCLP_ME_LOGS_H
 #define SMCLP_ME_LOGS_H
 
 #include "smclp/me/me.h"
 
-// Slots of the kinds (contracts: me.h).
-u32 MeLogsInstanceTag();  // 1
-u32 MeLogsAddVerbs(ManagedElement *element);
+// What words 11 and 15 of both elements hold; nothing reads them.
+constexpr u32 kMeLogWord11 = 60;
+constexpr u32 kMeLogWord15 = 1;
 
+// Slots of the kinds (contracts: me.h).
 u32 MeSelInstanceTag();  // 1
 u32 MeSelAddVerbs(ManagedElement *element);
 u32 MeSelAddProperties(ManagedElement *element);
@@ -20,7 +21,7 @@ u32 MeSelRefreshProperties(ManagedElement *element, const char *name, char *valu
 u32 MeRecordInstanceTag();
 u32 MeRecordAddVerbs(ManagedElement *element);
 u32 MeRecordAddProperties(ManagedElement *element);
-// MeRefreshFromTable (element_kind.h). The record's number is the element's instance number.
+// MeRefreshFromRows (element_kind.h). The record's number is the element's instance number.
 u32 MeRecordRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length);
 
 #endif

@@ -6,15 +6,10 @@
 #include "platform/str.h"
 #include "platform/trace.h"
 #include "smclp/command_list.h"
-#include "smclp/me/kinds.h"
 
 #include <string.h>
 
 static constexpr char kUnit[] = "me";
-
-#define ME_TABLE_ROW(constructor) constructor,
-const MeConstructor meTable[] = {ME_KINDS(ME_TABLE_ROW) nullptr};
-#undef ME_TABLE_ROW
 
 ManagedElement *MeCreate()
 {

@@ -12,36 +12,10 @@
 
 struct ManagedElement;
 
-// Kind ids. 2 and 3 are no kinds; elements of two kinds share 42, of two others 47.
-enum MeKindId : u32 {
-    kMeRoot = 1,
-    kMeKindUnset = 2,
-    kMeKindNone = 3,  // the parent of the root
-    kMeSystem = 5,
-    kMeSel = 25,
-    kMeRecord = 29,
-    kMeLogs = 30,
-    kMePwrMgtSvc = 31,
-    kMePwrMgtCap = 32,
-    kMeChassis = 34,
-    kMeBatteries = 35,
-    kMeFans = 36,
-    kMeIntrusion = 37,
-    kMeHardwarePerf = 38,
-    kMePowerSupplies = 39,
-    kMeTemperatures = 40,
-    kMeVoltages = 41,
-    kMeRedundancySet = 42,
-    kMePowerMonitor = 43,
-    kMePowerConsumption = 44,
-    kMeTachSensor = 45,
-    kMeTempSensor = 46,
-    kMeVoltSensor = 47,
-    kMeBatSensor = 48,
-    kMeIntrSensor = 49,
-    kMePwrSupSensor = 50,
-    kMePerfSensor = 51,
-};
+// The kind ids that the tree itself needs to know; kinds.h has the others.
+constexpr u32 kMeRoot = 1;
+constexpr u32 kMeKindUnset = 2;
+constexpr u32 kMeKindNone = 3;  // the parent of the root
 
 // Result codes of the slots and of the functions below.
 enum MeResult : u32 {

@@ -9,10 +9,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "perfsensor";
-constexpr u8 kType = 192;
-constexpr u8 kFormat = 2;
-
 constexpr StateCode perfsensor_states[] = {
     {19221, "Normal"},
     {19222, "Others"},
@@ -37,45 +33,17 @@ constexpr PropertyRow kRows[] = {
     // clang-format on
 };
 constexpr SensorKind kSensor = {
-    .read = get_perfdata, .codes = perfsensor_states, .defaultState = "Others"};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+    .type = 192, .format = 2, .codes = perfsensor_states, .defaultState = "Others"};
+constexpr ElementKind kKind = {
+    .unit = "perfsensor",
+    .name = "sensor",
+    .description = "Hardware performance sensor.",
+    .kindId = kMePerfSensor,
+    .parentKindId = kMeHardwarePerf,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_perfdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MePerfSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MePerfSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MePerfSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePerfSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                  u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MePerfSensor(ManagedElement *element)
-{
-    MeSetName(element, "sensor");
-    MeSetDesc(element, "Hardware performance sensor.");
-    element->kindId = kMePerfSensor;
-    element->parentKindId = kMeHardwarePerf;
-    element->addProperties = MePerfSensorAddProperties;
-    element->addVerbs = MePerfSensorAddVerbs;
-    element->instanceTag = MePerfSensorInstanceTag;
-    element->refreshProperties = MePerfSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MePerfSensor, get_perfdata, kKind)

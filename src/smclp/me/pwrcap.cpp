@@ -9,8 +9,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "pwrcap";
-
 u32 FromPowerStates(const PropertyRequest &request)
 {
     AppendListBegin(request.value, request.length);
@@ -28,38 +26,15 @@ constexpr PropertyRow kRows[] = {
     {"PowerStatesSupported",    FromPowerStates, nullptr},
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr ElementKind kKind = {
+    .unit = "pwrcap",
+    .name = "pwrmgtcap",
+    .description = "Power Management Capabilities",
+    .kindId = kMePwrMgtCap,
+    .parentKindId = kMePwrMgtSvc,
+    .rows = kRows,
+};
 
 }  // namespace
 
-u32 MePwrMgtCapInstanceTag()
-{
-    return 1;
-}
-
-u32 MePwrMgtCapAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MePwrMgtCapAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePwrMgtCapRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MePwrMgtCap(ManagedElement *element)
-{
-    MeSetName(element, "pwrmgtcap");
-    MeSetDesc(element, "Power Management Capabilities");
-    element->kindId = kMePwrMgtCap;
-    element->parentKindId = kMePwrMgtSvc;
-    element->addProperties = MePwrMgtCapAddProperties;
-    element->addVerbs = MePwrMgtCapAddVerbs;
-    element->instanceTag = MePwrMgtCapInstanceTag;
-    element->refreshProperties = MePwrMgtCapRefreshProperties;
-}
+ME_SINGLE_KIND(MePwrMgtCap, kKind)

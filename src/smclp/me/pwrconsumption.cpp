@@ -12,10 +12,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "pwrconsumption";
-constexpr u8 kType = 3;
-constexpr u8 kFormat = 1;
-
 // The text for the variant that the sensor is.
 u32 WriteVariant(const PropertyRequest &request, const char *power, const char *amperage)
 {
@@ -79,8 +75,16 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",               FromText,        "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_num_sensor_data, .states = kThresholdStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 3, .format = 1, .states = kThresholdStateText};
+constexpr ElementKind kKind = {
+    .unit = "pwrconsumption",
+    .name = "numericsensor",
+    .description = "Numeric sensor.",
+    .kindId = kMePowerConsumption,
+    .parentKindId = kMePowerMonitor,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
@@ -93,40 +97,4 @@ u32 is_amperage_sensor(u32 instance, u32 *flag)
     return result;
 }
 
-u32 get_num_sensor_data(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MePowerConsumptionInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MePowerConsumptionAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MePowerConsumptionAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePowerConsumptionRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                        u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MePowerConsumption(ManagedElement *element)
-{
-    MeSetName(element, "numericsensor");
-    MeSetDesc(element, "Numeric sensor.");
-    element->kindId = kMePowerConsumption;
-    element->parentKindId = kMePowerMonitor;
-    element->addProperties = MePowerConsumptionAddProperties;
-    element->addVerbs = MePowerConsumptionAddVerbs;
-    element->instanceTag = MePowerConsumptionInstanceTag;
-    element->refreshProperties = MePowerConsumptionRefreshProperties;
-}
+ME_SENSOR_KIND(MePowerConsumption, get_num_sensor_data, kKind)

@@ -2,7 +2,6 @@
 // pwrmgmt.cpp -- /system1/pwrmgtsvc1: the host's power as a CIM power state, to be seen and set.
 #include "smclp/me/pwrmgmt.h"
 #include "platform/str.h"
-#include "smclp/command_list.h"
 #include "smclp/me/element_kind.h"
 #include "smclp/me/kinds.h"
 
@@ -36,7 +35,17 @@ constexpr PropertyRow kRows[] = {
     {"powerstate",        FromPowerStatus, nullptr},  // lower case, as set is given it
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr u32 kVerbs[] = {kCommandCd,   kCommandExit,    kCommandHelp,
+                          kCommandShow, kCommandVersion, kCommandSet};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "pwrmgtsvc",
+    .description = "Power Management Service",
+    .kindId = kMePwrMgtSvc,
+    .parentKindId = kMeSystem,
+    .verbs = kVerbs,
+    .rows = kRows,
+};
 
 }  // namespace
 
@@ -89,36 +98,13 @@ u32 MePwrMgtMethod(ManagedElement *, char *text, u32, u32)
     return kMeBadArgument;
 }
 
-u32 MePwrMgtSvcInstanceTag()
-{
-    return 1;
-}
-
-u32 MePwrMgtSvcAddVerbs(ManagedElement *element)
-{
-    const u32 result = MeAddCommonVerbs(element);
-    return result != 0 ? result : MeAddCommand(element, kCommandSet);
-}
-
-u32 MePwrMgtSvcAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePwrMgtSvcRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
+ME_ONE_INSTANCE(MePwrMgtSvc)
+ME_ADD_VERBS(MePwrMgtSvc, kKind)
+ME_ADD_PROPERTIES(MePwrMgtSvc, kKind)
+ME_REFRESH_PROPERTIES(MePwrMgtSvc, kKind)
 
 void MePwrMgtSvc(ManagedElement *element)
 {
-    MeSetName(element, "pwrmgtsvc");
-    MeSetDesc(element, "Power Management Service");
-    element->kindId = kMePwrMgtSvc;
-    element->parentKindId = kMeSystem;
-    element->addProperties = MePwrMgtSvcAddProperties;
-    element->addVerbs = MePwrMgtSvcAddVerbs;
-    element->instanceTag = MePwrMgtSvcInstanceTag;
-    element->refreshProperties = MePwrMgtSvcRefreshProperties;
+    ME_FILL_IN(MePwrMgtSvc, kKind, element);
     element->method = MePwrMgtMethod;
 }

@@ -23,7 +23,7 @@ constexpr PowerStateRow PowerStateTable[] = {
 u32 MePwrMgtSvcInstanceTag();  // 1
 u32 MePwrMgtSvcAddVerbs(ManagedElement *element);
 u32 MePwrMgtSvcAddProperties(ManagedElement *element);
-// MeRefreshFromTable (element_kind.h). "powerstate" hands the user's privilege over and passes on
+// MeRefreshFromRows (element_kind.h). "powerstate" hands the user's privilege over and passes on
 // the results of MePwrMgtGetPowerStatus.
 u32 MePwrMgtSvcRefreshProperties(ManagedElement *element, const char *name, char *value,
                                  u32 length);

@@ -8,10 +8,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "pwrred";
-constexpr u8 kType = 8;
-constexpr u8 kFormat = 3;
-
 constexpr PropertyRow kRows[] = {
     // clang-format off
     {"InstanceID",       FromNumber, ""},
@@ -21,45 +17,17 @@ constexpr PropertyRow kRows[] = {
     {"ElementName",      FromSensor, kPropertyName},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_pwrreddata};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 8, .format = 3};
+constexpr ElementKind kKind = {
+    .unit = "pwrred",
+    .name = "redundancyset",
+    .description = "Battery sensor.",
+    .kindId = kMeRedundancySet,  // shared with fanred: deliberate
+    .parentKindId = kMePowerSupplies,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_pwrreddata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MePwrRedSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MePwrRedSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MePwrRedSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePwrRedSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                    u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MePwrRedSensor(ManagedElement *element)
-{
-    MeSetName(element, "redundancyset");
-    MeSetDesc(element, "Battery sensor.");
-    element->kindId = kMeRedundancySet;  // shared with fanred: deliberate
-    element->parentKindId = kMePowerSupplies;
-    element->addProperties = MePwrRedSensorAddProperties;
-    element->addVerbs = MePwrRedSensorAddVerbs;
-    element->instanceTag = MePwrRedSensorInstanceTag;
-    element->refreshProperties = MePwrRedSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MePwrRedSensor, get_pwrreddata, kKind)

@@ -12,8 +12,6 @@ namespace
 {
 
 constexpr char kUnit[] = "pwrsensor";
-constexpr u8 kType = 8;
-constexpr u8 kFormat = 2;
 
 u32 FromPowerSupply(const PropertyRequest &request)
 {
@@ -37,8 +35,16 @@ constexpr PropertyRow kRows[] = {
     {"ElementName",             FromSensor,      kPropertyName},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_pwrsupdata};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 8, .format = 2};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "pwrsupply",
+    .description = "Manage power supply sensors",
+    .kindId = kMePwrSupSensor,
+    .parentKindId = kMePowerSupplies,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
@@ -65,40 +71,4 @@ u32 get_psinfo(u32 index, char *out, const char *property)
     return 0;
 }
 
-u32 get_pwrsupdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MePwrSupSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MePwrSupSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MePwrSupSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MePwrSupSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                    u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MePwrSupSensor(ManagedElement *element)
-{
-    MeSetName(element, "pwrsupply");
-    MeSetDesc(element, "Manage power supply sensors");
-    element->kindId = kMePwrSupSensor;
-    element->parentKindId = kMePowerSupplies;
-    element->addProperties = MePwrSupSensorAddProperties;
-    element->addVerbs = MePwrSupSensorAddVerbs;
-    element->instanceTag = MePwrSupSensorInstanceTag;
-    element->refreshProperties = MePwrSupSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MePwrSupSensor, get_pwrsupdata, kKind)

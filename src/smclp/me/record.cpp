@@ -5,7 +5,6 @@
 // its own.
 #include "platform/str.h"
 #include "platform/trace.h"
-#include "smclp/command_list.h"
 #include "smclp/me/element_kind.h"
 #include "smclp/me/kinds.h"
 #include "smclp/me/logs.h"
@@ -75,7 +74,15 @@ constexpr PropertyRow kRows[] = {
     {"Description",          FromRecord,    kPropertyDescription},
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "record",
+    .description = "Contains all the records currently in SEL",
+    .kindId = kMeRecord,
+    .parentKindId = kMeSel,
+    .verbs = kMeCommonVerbsAndDelete,
+    .rows = kRows,
+};
 
 }  // namespace
 
@@ -98,32 +105,13 @@ u32 MeRecordInstanceTag()
     return StrToUINT16(count);
 }
 
-u32 MeRecordAddVerbs(ManagedElement *element)
-{
-    const u32 result = MeAddCommonVerbs(element);
-    return result != 0 ? result : MeAddCommand(element, kCommandDelete);
-}
-
-u32 MeRecordAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeRecordRefreshProperties(ManagedElement *element, const char *name, char *value, u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
+ME_ADD_VERBS(MeRecord, kKind)
+ME_ADD_PROPERTIES(MeRecord, kKind)
+ME_REFRESH_PROPERTIES(MeRecord, kKind)
 
 void MeRecord(ManagedElement *element)
 {
-    MeSetName(element, "record");
-    MeSetDesc(element, "Contains all the records currently in SEL");
-    element->kindId = kMeRecord;
-    element->parentKindId = kMeSel;
-    element->word11 = 60;
-    element->word15 = 1;
-    element->addProperties = MeRecordAddProperties;
-    element->addVerbs = MeRecordAddVerbs;
-    element->instanceTag = MeRecordInstanceTag;
-    element->refreshProperties = MeRecordRefreshProperties;
+    ME_FILL_IN(MeRecord, kKind, element);
+    element->word11 = kMeLogWord11;
+    element->word15 = kMeLogWord15;
 }

@@ -43,24 +43,20 @@ constexpr PropertyRow kRows[] = {
     {"CurrentNumberOfRecords", ReadNumRecords, nullptr},
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "log",
+    .description = "System Event Log (SEL)",
+    .kindId = kMeSel,
+    .parentKindId = kMeLogs,
+    .rows = kRows,
+};
 
 }  // namespace
 
-u32 MeSelInstanceTag()
-{
-    return 1;
-}
-
-u32 MeSelAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeSelAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
+ME_ONE_INSTANCE(MeSel)
+ME_ADD_VERBS(MeSel, kKind)
+ME_ADD_PROPERTIES(MeSel, kKind)
 
 // Unlike the other kinds' it traces nothing and does not look at the element: deliberate.
 u32 MeSelRefreshProperties(ManagedElement *, const char *name, char *value, u32 length)
@@ -68,20 +64,13 @@ u32 MeSelRefreshProperties(ManagedElement *, const char *name, char *value, u32 
     if (length < kMeMinRefreshLength || value == nullptr)
         return kMeFailed;
     memset(value, 0, length);
-    const PropertyRow *row = MeFindPropertyRow(kTable, name);
+    const PropertyRow *row = MeFindPropertyRow(kKind, name);
     return row == nullptr ? u32{kMeOk} : row->source({row->argument, 0, value, length, nullptr});
 }
 
 void MeSel(ManagedElement *element)
 {
-    MeSetName(element, "log");
-    MeSetDesc(element, "System Event Log (SEL)");
-    element->kindId = kMeSel;
-    element->parentKindId = kMeLogs;
-    element->word11 = 60;
-    element->word15 = 1;
-    element->addProperties = MeSelAddProperties;
-    element->addVerbs = MeSelAddVerbs;
-    element->instanceTag = MeSelInstanceTag;
-    element->refreshProperties = MeSelRefreshProperties;
+    ME_FILL_IN(MeSel, kKind, element);
+    element->word11 = kMeLogWord11;
+    element->word15 = kMeLogWord15;
 }

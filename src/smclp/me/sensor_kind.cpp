@@ -6,6 +6,18 @@
 
 #include <stdio.h>
 
+namespace
+{
+
+// The property of the sensor that the argument names, into `work` (kSensorTextSize bytes).
+u32 Read(const PropertyRequest &request, char *work)
+{
+    return get_sensor_data(request.sensor->type, request.sensor->format, request.number, work,
+                           request.argument);
+}
+
+}  // namespace
+
 u32 FromSystemName(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
@@ -24,7 +36,7 @@ u32 FromNumber(const PropertyRequest &request)
 u32 FromSensor(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
-    const u32 result = request.sensor->read(request.number, work, request.argument);
+    const u32 result = Read(request, work);
     if (result == 0)
         StrCopy(request.value, work, request.length);
     return result;
@@ -42,7 +54,7 @@ u32 FromStates(const PropertyRequest &request)
 u32 FromStateCode(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
-    const u32 result = request.sensor->read(request.number, work, request.argument);
+    const u32 result = Read(request, work);
     if (result != 0)
         return result;
     const char *text = request.sensor->defaultState;

@@ -5,7 +5,6 @@
 // properties do not follow the host's power: deliberate.
 #include "smclp/me/system.h"
 #include "platform/str.h"
-#include "smclp/command_list.h"
 #include "smclp/me/element_kind.h"
 #include "smclp/me/host_power.h"
 #include "smclp/me/kinds.h"
@@ -54,7 +53,17 @@ constexpr PropertyRow kRows[] = {
     {"ElementName",       ReadSystemProperty, kPropertyHostName},
     // clang-format on
 };
-constexpr PropertyTable kTable = {kUnit, kRows};
+constexpr u32 kVerbs[] = {kCommandCd,   kCommandExit,  kCommandHelp, kCommandReset,
+                          kCommandShow, kCommandStart, kCommandStop, kCommandVersion};
+constexpr ElementKind kKind = {
+    .unit = kUnit,
+    .name = "system",
+    .description = "This target is used to manage system settings and operations",
+    .kindId = kMeSystem,
+    .parentKindId = kMeRoot,
+    .verbs = kVerbs,
+    .rows = kRows,
+};
 
 }  // namespace
 
@@ -104,28 +113,15 @@ u32 MeSystemMethod(ManagedElement *element, char *operation, u32, u32)
     return kMeBadArgument;
 }
 
-u32 MeSystemInstanceTag()
-{
-    return 1;
-}
-
-u32 MeSystemAddVerbs(ManagedElement *element)
-{
-    static constexpr u32 kVerbs[] = {kCommandCd,   kCommandExit,  kCommandHelp, kCommandReset,
-                                     kCommandShow, kCommandStart, kCommandStop, kCommandVersion};
-    return MeAddCommands(element, kVerbs, sizeof kVerbs / sizeof kVerbs[0]);
-}
-
-u32 MeSystemAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
+ME_ONE_INSTANCE(MeSystem)
+ME_ADD_VERBS(MeSystem, kKind)
+ME_ADD_PROPERTIES(MeSystem, kKind)
 
 u32 MeSystemRefreshProperties(ManagedElement *, const char *name, char *value, u32 length)
 {
     if (length < kMeMinRefreshLength || value == nullptr)
         return kMeFailed;
-    const PropertyRow *row = MeFindPropertyRow(kTable, name);
+    const PropertyRow *row = MeFindPropertyRow(kKind, name);
     if (row == nullptr)
         return kMeFailed;
     return row->source({row->argument, 0, value, length, nullptr});
@@ -133,13 +129,6 @@ u32 MeSystemRefreshProperties(ManagedElement *, const char *name, char *value, u
 
 void MeSystem(ManagedElement *element)
 {
-    MeSetName(element, "system");
-    MeSetDesc(element, "This target is used to manage system settings and operations");
-    element->kindId = kMeSystem;
-    element->parentKindId = kMeRoot;
-    element->addProperties = MeSystemAddProperties;
-    element->addVerbs = MeSystemAddVerbs;
-    element->instanceTag = MeSystemInstanceTag;
-    element->refreshProperties = MeSystemRefreshProperties;
+    ME_FILL_IN(MeSystem, kKind, element);
     element->method = MeSystemMethod;
 }

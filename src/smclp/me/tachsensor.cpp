@@ -8,10 +8,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "tachsensor";
-constexpr u8 kType = 4;
-constexpr u8 kFormat = 1;
-
 constexpr PropertyRow kRows[] = {
     // clang-format off
     {"SystemCreationClassName", FromText,       "CIM_ComputerSystem"},
@@ -30,45 +26,17 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_tachdata, .states = kThresholdStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 4, .format = 1, .states = kThresholdStateText};
+constexpr ElementKind kKind = {
+    .unit = "tachsensor",
+    .name = "tachsensor",
+    .description = "Manage fan sensors.",
+    .kindId = kMeTachSensor,
+    .parentKindId = kMeFans,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_tachdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeTachSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeTachSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeTachSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeTachSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                  u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeTachSensor(ManagedElement *element)
-{
-    MeSetName(element, "tachsensor");
-    MeSetDesc(element, "Manage fan sensors.");
-    element->kindId = kMeTachSensor;
-    element->parentKindId = kMeFans;
-    element->addProperties = MeTachSensorAddProperties;
-    element->addVerbs = MeTachSensorAddVerbs;
-    element->instanceTag = MeTachSensorInstanceTag;
-    element->refreshProperties = MeTachSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeTachSensor, get_tachdata, kKind)

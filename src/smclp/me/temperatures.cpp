@@ -1,24 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // temperatures.cpp -- /system1/temperatures1: the temperature sensors.
-#include "smclp/me/collections.h"
 #include "smclp/me/element_kind.h"
+#include "smclp/me/kinds.h"
 
-u32 MeTemperaturesInstanceTag()
-{
-    return 1;
-}
+static constexpr ElementKind kKind = {
+    .unit = "temperatures",
+    .name = "temperatures",
+    .description = "Manage temperature sensors",
+    .kindId = kMeTemperatures,
+    .parentKindId = kMeSystem,
+};
 
-u32 MeTemperaturesAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-void MeTemperatures(ManagedElement *element)
-{
-    MeSetName(element, "temperatures");
-    MeSetDesc(element, "Manage temperature sensors");
-    element->kindId = kMeTemperatures;
-    element->parentKindId = kMeSystem;
-    element->addVerbs = MeTemperaturesAddVerbs;
-    element->instanceTag = MeTemperaturesInstanceTag;
-}
+ME_COLLECTION_KIND(MeTemperatures, MeTemperatures, kKind)

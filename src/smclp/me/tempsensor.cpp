@@ -9,10 +9,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "tempsensor";
-constexpr u8 kType = 1;
-constexpr u8 kFormat = 1;
-
 constexpr PropertyRow kRows[] = {
     // clang-format off
     {"SystemCreationClassName",   FromText,       "CIM_ComputerSystem"},
@@ -37,45 +33,17 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",              FromText,       "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_tempdata, .states = kThresholdStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 1, .format = 1, .states = kThresholdStateText};
+constexpr ElementKind kKind = {
+    .unit = "tempsensor",
+    .name = "tempsensor",
+    .description = "Temperature sensor.",
+    .kindId = kMeTempSensor,
+    .parentKindId = kMeTemperatures,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_tempdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeTempSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeTempSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeTempSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeTempSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                  u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeTempSensor(ManagedElement *element)
-{
-    MeSetName(element, "tempsensor");
-    MeSetDesc(element, "Temperature sensor.");
-    element->kindId = kMeTempSensor;
-    element->parentKindId = kMeTemperatures;
-    element->addProperties = MeTempSensorAddProperties;
-    element->addVerbs = MeTempSensorAddVerbs;
-    element->instanceTag = MeTempSensorInstanceTag;
-    element->refreshProperties = MeTempSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeTempSensor, get_tempdata, kKind)

@@ -8,10 +8,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "voltnumsensor";
-constexpr u8 kType = 2;
-constexpr u8 kFormat = 1;
-
 constexpr PropertyRow kRows[] = {
     // clang-format off
     {"SystemCreationClassName", FromText,       "CIM_ComputerSystem"},
@@ -29,45 +25,17 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_volt_num_data, .states = kThresholdStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 2, .format = 1, .states = kThresholdStateText};
+constexpr ElementKind kKind = {
+    .unit = "voltnumsensor",
+    .name = "numericsensor",
+    .description = "Manage voltage sensors.",
+    .kindId = kMeVoltSensor,  // shared with voltsensor: deliberate
+    .parentKindId = kMeVoltages,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_volt_num_data(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeVoltNumSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeVoltNumSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeVoltNumSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeVoltNumSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                     u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeVoltNumSensor(ManagedElement *element)
-{
-    MeSetName(element, "numericsensor");
-    MeSetDesc(element, "Manage voltage sensors.");
-    element->kindId = kMeVoltSensor;  // shared with voltsensor: deliberate
-    element->parentKindId = kMeVoltages;
-    element->addProperties = MeVoltNumSensorAddProperties;
-    element->addVerbs = MeVoltNumSensorAddVerbs;
-    element->instanceTag = MeVoltNumSensorInstanceTag;
-    element->refreshProperties = MeVoltNumSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeVoltNumSensor, get_volt_num_data, kKind)

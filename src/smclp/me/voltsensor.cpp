@@ -6,10 +6,6 @@
 namespace
 {
 
-constexpr char kUnit[] = "voltsensor";
-constexpr u8 kType = 2;
-constexpr u8 kFormat = 2;
-
 constexpr const char *VoltSensorStateText[] = {"good", "bad", "unknown"};
 
 constexpr PropertyRow kRows[] = {
@@ -25,45 +21,17 @@ constexpr PropertyRow kRows[] = {
     {"EnabledState",            FromText,       "1"},
     // clang-format on
 };
-constexpr SensorKind kSensor = {.read = get_voltdata, .states = VoltSensorStateText};
-constexpr PropertyTable kTable = {kUnit, kRows, &kSensor};
+constexpr SensorKind kSensor = {.type = 2, .format = 2, .states = VoltSensorStateText};
+constexpr ElementKind kKind = {
+    .unit = "voltsensor",
+    .name = "voltsensor",
+    .description = "Voltage sensor.",
+    .kindId = kMeVoltSensor,
+    .parentKindId = kMeVoltages,
+    .rows = kRows,
+    .sensor = &kSensor,
+};
 
 }  // namespace
 
-u32 get_voltdata(u32 instance, char *out, const char *property)
-{
-    return get_sensor_data(kType, kFormat, instance, out, property);
-}
-
-u32 MeVoltSensorInstanceTag()
-{
-    return get_num_instances(kType, kFormat);
-}
-
-u32 MeVoltSensorAddVerbs(ManagedElement *element)
-{
-    return MeAddCommonVerbs(element);
-}
-
-u32 MeVoltSensorAddProperties(ManagedElement *element)
-{
-    return MeAddTableProperties(kTable, element);
-}
-
-u32 MeVoltSensorRefreshProperties(ManagedElement *element, const char *name, char *value,
-                                  u32 length)
-{
-    return MeRefreshFromTable(kTable, element, name, value, length, __LINE__);
-}
-
-void MeVoltSensor(ManagedElement *element)
-{
-    MeSetName(element, "voltsensor");
-    MeSetDesc(element, "Voltage sensor.");
-    element->kindId = kMeVoltSensor;
-    element->parentKindId = kMeVoltages;
-    element->addProperties = MeVoltSensorAddProperties;
-    element->addVerbs = MeVoltSensorAddVerbs;
-    element->instanceTag = MeVoltSensorInstanceTag;
-    element->refreshProperties = MeVoltSensorRefreshProperties;
-}
+ME_SENSOR_KIND(MeVoltSensor, get_voltdata, kKind)
