@@ -29,6 +29,20 @@ std::string ShortWords(u8 eventType, u8 sensorType, u32 offset)
     return Taken(length, text);
 }
 
+// The library cuts the unit off behind a percent sign, so it does not see that one.
+std::string UnitWords(const SdrSensor &sensor, bool abbreviated)
+{
+    const bool percentage = (sensor.unit1 & 0x1) != 0;
+    // The library has a word for the unit 0: "unspecified".
+    if (sensor.baseUnit == 0)
+        return percentage ? "%" : "";
+    char text[kWordsMax] = "";
+    const int length = ipmi_sensor_units_string(
+        0, (sensor.unit1 >> 1) & 0x3, (sensor.unit1 >> 3) & 0x7, sensor.baseUnit,
+        sensor.modifierUnit, text, sizeof text, abbreviated ? 1 : 0);
+    return (percentage ? "% " : "") + Taken(length, text);
+}
+
 }  // namespace
 
 std::string EventStateWords(u8 eventType, u8 sensorType, u16 states)
@@ -73,12 +87,10 @@ std::string SensorTypeWords(u8 sensorType)
 
 std::string SensorUnitWords(const SdrSensor &sensor)
 {
-    // The library has a word for the unit 0: "unspecified".
-    if (sensor.baseUnit == 0)
-        return (sensor.unit1 & 0x1) != 0 ? "%" : "";
-    char text[kWordsMax] = "";
-    const int length = ipmi_sensor_units_string(sensor.unit1 & 0x1, (sensor.unit1 >> 1) & 0x3,
-                                                (sensor.unit1 >> 3) & 0x7, sensor.baseUnit,
-                                                sensor.modifierUnit, text, sizeof text, 1);
-    return Taken(length, text);
+    return UnitWords(sensor, true);
+}
+
+std::string SensorUnitLongWords(const SdrSensor &sensor)
+{
+    return UnitWords(sensor, false);
 }

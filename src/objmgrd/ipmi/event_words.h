@@ -23,5 +23,7 @@ std::string SensorTypeWords(u8 sensorType);
 
 // "C", "RPM", "% V"...; "" for no unit.
 std::string SensorUnitWords(const SdrSensor &sensor);
+// The same spelt out: "degrees C", "coulombs".
+std::string SensorUnitLongWords(const SdrSensor &sensor);
 
 #endif

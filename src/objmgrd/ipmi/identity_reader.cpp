@@ -2,13 +2,14 @@
 // identity_reader.cpp -- see identity_reader.h.
 #include "objmgrd/ipmi/identity_reader.h"
 
+#include "objmgrd/ipmi/sensor_place.h"
+
 #include <algorithm>
 
 namespace
 {
 
 constexpr u8 kEntityPowerSupply = 0x0A;
-constexpr u8 kTypePowerSupply = 8;
 
 // The n-th power supply sensor is the power supply n; its FRU is that of its entity. Where no
 // sensor says which entity it belongs to, the n-th FRU of a power supply is that of supply n.
@@ -20,8 +21,7 @@ std::vector<std::pair<u32, SdrFru>> SuppliesOf(const SdrRepository &repository)
                  [](const SdrFru &fru) { return fru.entityId == kEntityPowerSupply; });
     u32 index = 0;
     for (const SdrSensor &sensor : repository.sensors) {
-        if (sensor.type != kTypePowerSupply || sensor.eventType == kSdrEventThreshold ||
-            sensor.eventType == kSdrEventRedundancy)
+        if (sensor.type != kTypePowerSupply || SensorFormat(sensor) != kFormatDiscrete)
             continue;
         ++index;
         for (const SdrFru &fru : frus) {

@@ -62,9 +62,10 @@ void Methods::Begin(const Order &order, u64 now)
 }
 
 // What the method is called, and what there is to say.
-void Methods::Say(int priority, const std::string &text)
+void Methods::Say(int priority, std::string_view text)
 {
-    publication_->Say(priority, std::string(RowOf(action_->order.kind).words) + ": " + text);
+    publication_->Say(priority,
+                      std::string(RowOf(action_->order.kind).words) + ": " + std::string(text));
 }
 
 void Methods::End()

@@ -59,7 +59,7 @@ private:
     void StepReserve();
     void StepErase();
     void StepReread();
-    void Say(int priority, const std::string &text);
+    void Say(int priority, std::string_view text);
     void Answer(CimStatus status, u32 result);
     void End();
 

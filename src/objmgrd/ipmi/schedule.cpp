@@ -2,6 +2,8 @@
 // schedule.cpp -- see schedule.h.
 #include "objmgrd/ipmi/schedule.h"
 
+#include "objmgrd/ipmi/sensor_place.h"
+
 #include <algorithm>
 #include <syslog.h>
 #include <unistd.h>
@@ -182,6 +184,9 @@ void Schedule::EndSdr(ReadStep step, u64 now)
         repository_ = sdr_.Repository();
         publication_->Say(LOG_NOTICE, "sensor records read: " +
                                           std::to_string(repository_.sensors.size()) + " sensors");
+        const std::string without = SensorsWithoutPlace(repository_);
+        if (!without.empty())
+            publication_->Say(LOG_NOTICE, "not shown, since no target fits: " + without);
         // Those of before stand for something else now.
         if (was)
             publication_->GiveNoSensors(kCimFailed);

@@ -42,7 +42,16 @@ struct FakeSensor {
     u8 format = 0;
     u8 shareCount = 1;
     u8 linearization = 0;
+    u8 unit1 = 0;     // besides the format
+    u8 baseUnit = 0;  // 0: that of the type, of sensors with thresholds
 };
+
+// What sensors of the first types are in: C, V, A, RPM.
+inline u8 UnitOfType(u8 type)
+{
+    constexpr u8 kUnits[] = {0, 1, 4, 5, 18};
+    return type < sizeof kUnits ? kUnits[type] : u8{0};
+}
 
 inline Bytes SdrOf(const FakeSensor &sensor)
 {
@@ -57,7 +66,9 @@ inline Bytes SdrOf(const FakeSensor &sensor)
     record[11] = static_cast<u8>(sensor.access << 2);
     record[12] = sensor.type;
     record[13] = sensor.eventType;
-    record[20] = static_cast<u8>(sensor.format << 6);
+    record[20] = static_cast<u8>((sensor.format << 6) | sensor.unit1);
+    record[21] = sensor.eventType == 0x01 && sensor.baseUnit == 0 ? UnitOfType(sensor.type)
+                                                                  : sensor.baseUnit;
     if (sensor.full) {
         record[23] = sensor.linearization;
         record[24] = static_cast<u8>(sensor.m);

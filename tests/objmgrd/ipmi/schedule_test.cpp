@@ -21,7 +21,7 @@ TEST_F(ScheduleTest, EverythingIsServed)
     EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "750");
     EXPECT_EQ(Records(), "2");
     EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "Description"),
-              "T1: Upper Critical - going high, asserted (reading 100, threshold 90)");
+              "T1: Upper Critical - going high, asserted (reading 100 C, threshold 90 C)");
     EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n");
     EXPECT_EQ(losses_, 0u);
 }

@@ -17,6 +17,7 @@ SdrSensor Sensor(u8 type, u8 eventType)
     sensor.eventType = eventType;
     sensor.analog = eventType == 0x01;
     sensor.m = sensor.analog ? 1 : 0;
+    sensor.baseUnit = sensor.analog ? UnitOfType(type) : u8{0};
     return sensor;
 }
 
@@ -199,63 +200,46 @@ TEST(SensorMap, WhatIsRefusedHasTheStatusForIt)
     EXPECT_EQ(Value(Sensor(5, 0x6F), denied, "StateValue"), "status 2");
 }
 
-TEST(SensorMap, StateWordsOfEachKind)
+TEST(SensorMap, ReadingsAndThresholdsAreInTheUnitOfThePlace)
 {
     const struct {
+        u8 baseUnit;
+        u8 unit1;
         u8 type;
-        u8 eventType;
-        u16 states;
+        u8 raw;
+        int8_t rExponent;
+        const char *place;
         const char *text;
     } rows[] = {
-        {2, 0x03, 0x02, "good"},
-        {2, 0x03, 0x01, "bad"},
-        {2, 0x03, 0x00, "unknown"},
-        {2, 0x05, 0x02, "bad"},
-        {2, 0x05, 0x01, "good"},
-        {2, 0x05, 0x00, "good"},
-        {2, 0x07, 0x01, "good"},
-        {2, 0x07, 0x02, "bad"},
-        {2, 0x07, 0x40, "bad"},
-        {2, 0x07, 0x80, "good"},
-        {2, 0x07, 0x100, "good"},
-        {2, 0x6F, 0x01, "unknown"},
-        {41, 0x6F, 0x02, "failed"},
-        {41, 0x6F, 0x01, "low"},
-        {41, 0x6F, 0x04, "good"},
-        {41, 0x6F, 0x05, "low"},
-        {41, 0x6F, 0x07, "failed"},
-        {41, 0x6F, 0x00, "absent"},
-        {41, 0x03, 0x01, "unknown"},
-        {8, 0x6F, 0x00, "absent"},
-        {8, 0x6F, 0x01, "Presence detected"},
-        {4, 0x0B, 0x01, "Fully Redundant"},
-        {8, 0x0B, 0x02, "Redundancy Lost"},
-        {4, 0x0B, 0x00, "none"},
-        {7, 0x6F, 0x00, "none"},
+        {1, 0, 1, 54, 0, "1", "54"},       {2, 0, 1, 54, 0, "1", "12.2"},
+        {2, 0, 1, 32, 0, "1", "0.0"},      {2, 0, 1, 0, 0, "1", "-17.8"},
+        {3, 0, 1, 255, 0, "1", "-18"},     {3, 0, 1, 255, -2, "1", "-270.60"},
+        {18, 0, 4, 12, 2, "4", "1200"},    {18, 1, 4, 23, 0, "4", "23 %"},
+        {0, 1, 4, 23, 0, "4", "23 %"},     {41, 3 << 3, 4, 20, 0, "4", "1200"},
+        {41, 4 << 3, 4, 20, 0, "4", "20"}, {7, 3 << 3, 11, 172, 0, "3", "172"},
     };
     for (const auto &row : rows) {
-        EXPECT_EQ(Value(Sensor(row.type, row.eventType), Good(0, row.states), "State"), row.text)
-            << int{row.type} << " " << int{row.eventType} << " " << row.states;
-        EXPECT_EQ(Value(Sensor(row.type, row.eventType), Good(0, row.states), "StatusText"),
-                  row.text);
+        SdrSensor sensor = Sensor(row.type, 0x01);
+        sensor.baseUnit = row.baseUnit;
+        sensor.unit1 = row.unit1;
+        sensor.rExponent = row.rExponent;
+        SensorReading reading = Good(row.raw, 0);
+        reading.thresholdMask = 1u << kUpperCritical;
+        reading.thresholds[kUpperCritical] = row.raw;
+        EXPECT_EQ(Value(sensor, reading, "Type"), row.place) << int{row.baseUnit};
+        EXPECT_EQ(Value(sensor, reading, "Reading"), row.text) << int{row.baseUnit};
+        EXPECT_EQ(Value(sensor, reading, "FailThresholdMax"), row.text) << int{row.baseUnit};
+        EXPECT_EQ(Value(sensor, reading, "WarningThresholdMax"), "N/A");
     }
 }
 
-TEST(SensorMap, StateCodes)
+TEST(SensorMap, StatesAreThoseOfTheKind)
 {
-    const struct {
-        u8 type;
-        u16 states;
-        const char *text;
-    } rows[] = {
-        {5, 0x00, "520"},     {5, 0x01, "521"},     {5, 0x10, "525"},     {5, 0x40, "527"},
-        {5, 0x42, "522"},     {5, 0x80, "520"},     {192, 0x00, "19221"}, {192, 0x01, "19221"},
-        {192, 0x02, "19222"}, {192, 0x20, "19226"}, {192, 0x40, "19221"}, {192, 0x29, "19224"},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(Value(Sensor(row.type, 0x6F), Good(0, row.states), "StateValue"), row.text)
-            << int{row.type} << " " << row.states;
-    EXPECT_EQ(Value(Sensor(8, 0x6F), Good(0, 1), "StateValue"), "none");
-    EXPECT_EQ(Value(Sensor(5, 0x0B), Good(0, 1), "StateValue"), "none");
-    EXPECT_EQ(Value(Sensor(5, 0x01), Good(0, 1), "StateValue"), "none");
+    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "State"), "good");
+    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "StatusText"), "good");
+    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "StateValue"), "none");
+    EXPECT_EQ(Value(Sensor(5, 0x03), Good(0, 1), "StateValue"), "520");
+    EXPECT_EQ(Value(Sensor(5, 0x03), Good(0, 2), "StateValue"), "521");
+    EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "Type"), "0");
+    EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "StateValue"), "none");
 }
