@@ -10,7 +10,12 @@ build=$top/build-test
 # shellcheck disable=SC2086
 need $PACKAGES_BUILD $PACKAGES_TEST
 quietly cmake -S "$top" -B "$build" -G Ninja
-quietly cmake --build "$build"
+if [ -x "$build/bin/smclp" ]; then
+    quietly cmake --build "$build"
+else
+    echo "Building everything and the tests (once, some minutes) ..." >&2
+    progressing cmake --build "$build"
+fi
 cd "$build"
 # Many tests wait for time to pass.
 exec ctest --output-on-failure -j "$(($(nproc) * 2))" "$@"

@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # packages.sh -- sourced by run.sh, test.sh, .ci/run and tools: the Debian packages they need.
 
-PACKAGES_BUILD="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev \
-libfreeipmi-dev libcurl4-openssl-dev libjansson-dev"
+# For the shell on a simulated server alone, and for all programs.
+PACKAGES_RUN="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev"
+PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 # What is made and installed beside the programs.
@@ -33,9 +34,7 @@ need() {
     echo "Installing:$missing" >&2
     log=$(mktemp)
     # shellcheck disable=SC2086
-    if ! { $as_root apt-get update &&
-           $as_root env DEBIAN_FRONTEND=noninteractive \
-               apt-get install -y --no-install-recommends $missing; } >"$log" 2>&1 </dev/null; then
+    if ! { apt_get update && apt_get install -y --no-install-recommends $missing; }; then
         cat "$log" >&2
         rm -f "$log"
         return 1
@@ -43,10 +42,48 @@ need() {
     rm -f "$log"
 }
 
+# apt_get ARGUMENT...: of need(). Another apt-get may be at work, most of all on a machine that has
+# just been started: it waits for its locks, for five minutes at the most.
+apt_get() {
+    tries=0
+    until $as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 "$@" \
+        >"$log" 2>&1 </dev/null; do
+        tries=$((tries + 1))
+        # The lock of the lists is none that apt-get waits for.
+        grep -q "Could not get lock" "$log" && [ "$tries" -lt 60 ] || return 1
+        [ "$tries" -gt 1 ] || echo "Another apt-get is at work; waiting for it ..." >&2
+        sleep 5
+    done
+}
+
 # quietly COMMAND...: runs it and shows what it printed only when it fails.
 quietly() {
     log=$(mktemp)
     if ! "$@" >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        return 1
+    fi
+    rm -f "$log"
+}
+
+# progressing COMMAND...: the same for a build by Ninja, which tells how far it is on standard error.
+progressing() {
+    log=$(mktemp)
+    shown=0
+    { "$@" 2>&1 || echo "progressing: failed"; } | tee "$log" | while IFS= read -r line; do
+        case $line in
+        \[[0-9]*/[0-9]*\]*)
+            step=${line#\[}
+            step=${step%%\]*}
+            percent=$((${step%/*} * 10 / ${step#*/} * 10))
+            [ "$percent" -le "$shown" ] || printf ' %s%%' "$percent" >&2
+            [ "$percent" -le "$shown" ] || shown=$percent
+            ;;
+        esac
+    done
+    echo >&2
+    if grep -q '^progressing: failed$' "$log"; then
         cat "$log" >&2
         rm -f "$log"
         return 1
