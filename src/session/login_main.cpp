@@ -298,7 +298,7 @@ static int Login(const LoginOptions *options)
     const char *directory = RegistryDirectory();
     u32 id = 0;
     int lock = -1;
-    u32 result = RegistryOpenSession(directory, &record, &id, &lock);
+    u32 result = RegistryOpenSession(directory, &record, nullptr, &id, &lock);
     if (result != kRegistryOk)
         return ComplainAboutRegistry(result, directory, errno);
     int status = RunSession(options, &record, id, &signals, &before);

@@ -1,29 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// registry.cpp -- session files: written once, locked for the life of the session, looked up.
+// registry.cpp -- looking up a session's file. Part of every shell: keep it small.
 #include "session/registry.h"
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-// A file being made. The id follows; a name like this is never a session's.
-static constexpr char kNewPrefix[] = ".new-";
-
-static constexpr size_t kNameSize = 24;  // ".new-4294967295" and its NUL
-
-// Opening never waits (a planted FIFO) and never follows a planted link.
-static constexpr int kLookFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-
-// How often an id that is taken, or a new file that a sweep took for a dead one, is tried anew.
-static constexpr int kOpenAttempts = 16;
+#include "session/registry_file.h"
 
 const char *RegistryDirectory()
 {
@@ -42,7 +31,7 @@ static int DigitValue(char c)
     return INT_MAX;
 }
 
-bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32 *value)
+static bool ParseNumber(const char *text, u32 base, u32 maxDigits, u64 max, u64 *value)
 {
     u64 number = 0;
     u32 digits = 0;
@@ -56,11 +45,51 @@ bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32
     }
     if (digits == 0)
         return false;
+    *value = number;
+    return true;
+}
+
+bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32 *value)
+{
+    u64 number = 0;
+    if (!ParseNumber(text, base, maxDigits, max, &number))
+        return false;
     *value = static_cast<u32>(number);
     return true;
 }
 
-static bool UserIsWritable(const char *user)
+static bool ScopeIsWritable(const char *scope)
+{
+    size_t length = strspn(scope, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                                  ".-_:");
+    return length > 0 && length < 16 && scope[length] == '\0';
+}
+
+static bool IsIPv6(const char *text)
+{
+    size_t length = strcspn(text, "%");
+    char address[INET6_ADDRSTRLEN];
+    in6_addr parsed;
+    if (length >= sizeof(address) || (text[length] == '%' && !ScopeIsWritable(text + length + 1)))
+        return false;
+    memcpy(address, text, length);
+    address[length] = '\0';
+    return inet_pton(AF_INET6, address, &parsed) == 1;
+}
+
+bool RegistryParseAddress(const char *text, RegistryRecord *record)
+{
+    in_addr parsed = {};
+    if (inet_pton(AF_INET, text, &parsed) != 1 && !IsIPv6(text))
+        return false;
+    record->address = ntohl(parsed.s_addr);
+    record->addressText[0] = '\0';
+    if (record->address != 0 || strchr(text, ':') != nullptr)
+        memcpy(record->addressText, text, strlen(text) + 1);
+    return true;
+}
+
+bool RegistryUserIsWritable(const char *user)
 {
     size_t length = strnlen(user, sizeof(RegistryRecord::user));
     if (length == 0 || length == sizeof(RegistryRecord::user))
@@ -73,16 +102,18 @@ static bool UserIsWritable(const char *user)
     return true;
 }
 
-static bool OwnerIsTrusted(uid_t owner)
+bool RegistryTrusts(uid_t owner)
 {
     return owner == 0 || owner == geteuid();
 }
 
 // The lock of a live session conflicts with any other description's, also in its own process.
-static u32 LockIsHeld(int descriptor, bool *held)
+// Asked for is who would be in the way of reading, so that read locks, which everybody who can
+// open the file may place, do not count.
+u32 RegistryLockIsHeld(int descriptor, bool *held)
 {
     struct flock lock = {};
-    lock.l_type = F_WRLCK;
+    lock.l_type = F_RDLCK;
     lock.l_whence = SEEK_SET;
     if (fcntl(descriptor, F_OFD_GETLK, &lock) != 0)
         return kRegistryFailed;
@@ -99,40 +130,32 @@ enum : u32 {
     kHasAddress = 4,
     kHasPrivilege = 8,
     kHasIdle = 16,
-    kHasAll = 31,
+    kHasId = 32,
+    kHasSince = 64,
+    kHasAll = 127,
 };
-
-static bool ReadAddress(const char *value, u32 *address)
-{
-    in_addr parsed;
-    if (inet_pton(AF_INET, value, &parsed) != 1)
-        return false;
-    *address = ntohl(parsed.s_addr);
-    return true;
-}
 
 static u32 KeyBit(const char *key)
 {
     static constexpr struct {
         const char *key;
         u32 bit;
-    } kKeys[] = {{"user", kHasUser},
-                 {"type", kHasType},
-                 {"address", kHasAddress},
-                 {"privilege", kHasPrivilege},
-                 {"idle", kHasIdle}};
+    } kKeys[] = {{"user", kHasUser},           {"type", kHasType}, {"address", kHasAddress},
+                 {"privilege", kHasPrivilege}, {"idle", kHasIdle}, {"id", kHasId},
+                 {"since", kHasSince}};
     for (const auto &row : kKeys)
         if (strcmp(row.key, key) == 0)
             return row.bit;
     return 0;
 }
 
-static bool ReadValue(u32 bit, const char *value, RegistryRecord *record)
+static bool ReadValue(u32 bit, const char *value, u32 id, RegistryEntry *entry)
 {
+    RegistryRecord *record = &entry->record;
     u32 number = 0;
     switch (bit) {
     case kHasUser:
-        if (!UserIsWritable(value))
+        if (!RegistryUserIsWritable(value))
             return false;
         memcpy(record->user, value, strlen(value) + 1);
         return true;
@@ -142,18 +165,22 @@ static bool ReadValue(u32 bit, const char *value, RegistryRecord *record)
         record->type = static_cast<u8>(number);
         return true;
     case kHasAddress:
-        return ReadAddress(value, &record->address);
+        return RegistryParseAddress(value, record);
     case kHasPrivilege:
         return RegistryParseNumber(value, 16, 8, UINT32_MAX, &record->privilege);
     case kHasIdle:
         return RegistryParseNumber(value, 10, 10, UINT32_MAX, &record->idleSeconds);
+    case kHasId:
+        return RegistryParseNumber(value, 10, 10, UINT32_MAX, &number) && number == id;
+    case kHasSince:
+        return ParseNumber(value, 10, 19, INT64_MAX, &entry->since);
     default:
         return true;  // a key of another version
     }
 }
 
 // Takes the text apart in place.
-static bool ReadLines(char *text, RegistryRecord *record)
+static bool ReadLines(char *text, u32 id, RegistryEntry *entry)
 {
     u32 seen = 0;
     while (*text != '\0') {
@@ -166,7 +193,7 @@ static bool ReadLines(char *text, RegistryRecord *record)
             return false;
         *equals = '\0';
         u32 bit = KeyBit(text);
-        if ((seen & bit) != 0 || !ReadValue(bit, equals + 1, record))
+        if ((seen & bit) != 0 || !ReadValue(bit, equals + 1, id, entry))
             return false;
         seen |= bit;
         text = end + 1;
@@ -174,12 +201,12 @@ static bool ReadLines(char *text, RegistryRecord *record)
     return seen == kHasAll;
 }
 
-static u32 ReadRecord(int descriptor, RegistryRecord *record)
+static u32 ReadText(u32 id, RegistryEntry *entry)
 {
     char text[kRegistryFileMax + 2];  // one byte more than allowed, and the NUL
     size_t length = 0;
     while (length < sizeof(text) - 1) {
-        ssize_t got = read(descriptor, text + length, sizeof(text) - 1 - length);
+        ssize_t got = read(entry->descriptor, text + length, sizeof(text) - 1 - length);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
@@ -189,7 +216,7 @@ static u32 ReadRecord(int descriptor, RegistryRecord *record)
         length += static_cast<size_t>(got);
     }
     text[length] = '\0';
-    if (length > kRegistryFileMax || strlen(text) != length || !ReadLines(text, record))
+    if (length > kRegistryFileMax || strlen(text) != length || !ReadLines(text, id, entry))
         return kRegistryMalformed;
     return kRegistryOk;
 }
@@ -202,21 +229,22 @@ static u32 OpenEntry(const char *directory, u32 id, int *descriptor)
         errno = ENAMETOOLONG;
         return kRegistryFailed;
     }
-    *descriptor = open(path, kLookFlags);
+    *descriptor = open(path, kRegistryLookFlags);
     if (*descriptor >= 0)
         return kRegistryOk;
     switch (errno) {
     case ENOENT:
         return kRegistryUnknown;
-    case ELOOP:  // a link
-    case ENXIO:  // a socket
+    case ELOOP:   // a link
+    case ENXIO:   // a socket
+    case EAGAIN:  // its owner holds a lease
         return kRegistryMalformed;
     default:
         return kRegistryFailed;
     }
 }
 
-static u32 ReadEntry(RegistryEntry *entry)
+static u32 ReadEntry(u32 id, RegistryWhose whose, RegistryEntry *entry)
 {
     struct stat info;
     if (fstat(entry->descriptor, &info) != 0)
@@ -225,17 +253,15 @@ static u32 ReadEntry(RegistryEntry *entry)
         return kRegistryMalformed;
     if (info.st_nlink == 0)
         return kRegistryUnknown;  // removed since it was opened
-    if (info.st_nlink != 1)
-        return kRegistryMalformed;  // another name was planted for it
-    if (!OwnerIsTrusted(info.st_uid))
+    if (whose == RegistryWhose::Own && !RegistryTrusts(info.st_uid))
         return kRegistryUntrusted;
     entry->owner = info.st_uid;
     entry->lastUse = info.st_mtim;
-    u32 result = LockIsHeld(entry->descriptor, &entry->live);
-    return result == kRegistryOk ? ReadRecord(entry->descriptor, &entry->record) : result;
+    u32 result = RegistryLockIsHeld(entry->descriptor, &entry->live);
+    return result == kRegistryOk ? ReadText(id, entry) : result;
 }
 
-u32 RegistryFind(const char *directory, u32 id, RegistryEntry *entry)
+u32 RegistryFind(const char *directory, u32 id, RegistryWhose whose, RegistryEntry *entry)
 {
     if (directory == nullptr || entry == nullptr)
         return kRegistryBadParameter;
@@ -246,7 +272,7 @@ u32 RegistryFind(const char *directory, u32 id, RegistryEntry *entry)
     u32 result = OpenEntry(directory, id, &entry->descriptor);
     if (result != kRegistryOk)
         return result;
-    result = ReadEntry(entry);
+    result = ReadEntry(id, whose, entry);
     if (result != kRegistryOk)
         RegistryRelease(entry);
     return result;
@@ -254,16 +280,29 @@ u32 RegistryFind(const char *directory, u32 id, RegistryEntry *entry)
 
 void RegistryRelease(RegistryEntry *entry)
 {
-    int kept = errno;
+    int error = errno;
     if (entry->descriptor >= 0)
         close(entry->descriptor);
     entry->descriptor = -1;
-    errno = kept;
+    errno = error;
 }
 
 u32 RegistryMarkUsed(const RegistryEntry *entry)
 {
-    return futimens(entry->descriptor, nullptr) == 0 ? kRegistryOk : kRegistryFailed;
+    return RegistrySetLastUse(entry->descriptor) ? kRegistryOk : kRegistryFailed;
+}
+
+bool RegistrySetLastUse(int descriptor)
+{
+    const timespec times[2] = {{0, UTIME_OMIT}, RegistryNow()};
+    return futimens(descriptor, times) == 0;
+}
+
+timespec RegistryNow()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return now;
 }
 
 bool RegistryExpired(u32 idleSeconds, const timespec *lastUse, const timespec *now)
@@ -278,211 +317,4 @@ bool RegistryExpired(u32 idleSeconds, const timespec *lastUse, const timespec *n
         --idle;
     }
     return idle >= idleSeconds;
-}
-
-// --- The directory ---------------------------------------------------------------------------
-
-static u32 OpenDirectory(const char *directory, int *descriptor)
-{
-    *descriptor = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (*descriptor < 0)
-        return errno == ENOENT ? kRegistryUnknown : kRegistryFailed;
-    struct stat info;
-    u32 result = kRegistryOk;
-    if (fstat(*descriptor, &info) != 0)
-        result = kRegistryFailed;
-    else if (!OwnerIsTrusted(info.st_uid) ||
-             ((info.st_mode & S_IWOTH) != 0 && (info.st_mode & S_ISVTX) == 0))
-        result = kRegistryUntrusted;
-    if (result != kRegistryOk) {
-        int kept = errno;
-        close(*descriptor);
-        errno = kept;
-    }
-    return result;
-}
-
-static bool IsRegistryName(const char *name)
-{
-    if (strncmp(name, kNewPrefix, sizeof(kNewPrefix) - 1) == 0)
-        name += sizeof(kNewPrefix) - 1;
-    u32 id = 0;
-    return name[0] != '0' && RegistryParseNumber(name, 10, 10, UINT32_MAX, &id);
-}
-
-// Nobody locks a file that is there already, so one that is seen unlocked is dead for good; only
-// a file still being made may get its lock later, and its maker then finds it gone and starts
-// anew. So no lock is taken here, which another process could mistake for a session's.
-static bool IsDead(int directory, const char *name)
-{
-    int descriptor = openat(directory, name, kLookFlags);
-    if (descriptor < 0)
-        return false;
-    struct stat info;
-    bool held = true;
-    bool dead = fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode) &&
-                OwnerIsTrusted(info.st_uid) && LockIsHeld(descriptor, &held) == kRegistryOk &&
-                !held;
-    close(descriptor);
-    return dead;
-}
-
-u32 RegistrySweep(const char *directory, u32 *removed)
-{
-    if (directory == nullptr)
-        return kRegistryBadParameter;
-    int descriptor = -1;
-    u32 result = OpenDirectory(directory, &descriptor);
-    if (result != kRegistryOk)
-        return result;
-    DIR *list = fdopendir(descriptor);  // owns the descriptor from here on
-    if (list == nullptr) {
-        close(descriptor);
-        return kRegistryFailed;
-    }
-    u32 count = 0;
-    while (const dirent *entry = readdir(list))
-        if (IsRegistryName(entry->d_name) && IsDead(descriptor, entry->d_name) &&
-            unlinkat(descriptor, entry->d_name, 0) == 0)
-            ++count;
-    closedir(list);
-    if (removed != nullptr)
-        *removed = count;
-    return kRegistryOk;
-}
-
-// --- Opening and closing ---------------------------------------------------------------------
-
-static bool WriteRecord(int descriptor, const RegistryRecord *record)
-{
-    in_addr address;
-    address.s_addr = htonl(record->address);
-    char dotted[INET_ADDRSTRLEN];
-    inet_ntop(AF_INET, &address, dotted, sizeof(dotted));
-    char text[kRegistryFileMax];
-    int length =
-        snprintf(text, sizeof(text), "user=%s\ntype=%u\naddress=%s\nprivilege=%x\nidle=%u\n",
-                 record->user, record->type, dotted, record->privilege, record->idleSeconds);
-    ssize_t written = write(descriptor, text, static_cast<size_t>(length));
-    if (written >= 0 && written != length)
-        errno = ENOSPC;  // a regular file takes less than it is given only when it is full
-    return written == length;
-}
-
-static bool Lock(int descriptor)
-{
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
-}
-
-// Gives the file its name, never in place of another. It has two names for a moment, when nobody
-// knows the id yet. A sweep that saw the file before it was locked may take the first name away.
-static bool Publish(int directory, const char *from, const char *to)
-{
-    if (linkat(directory, from, directory, to, 0) != 0)
-        return false;
-    if (unlinkat(directory, from, 0) == 0 || errno == ENOENT)
-        return true;
-    int kept = errno;
-    unlinkat(directory, to, 0);
-    errno = kept;
-    return false;
-}
-
-static bool MakeFile(int directory, const RegistryRecord *record, u32 id, int *lock)
-{
-    char temporary[kNameSize];
-    char name[kNameSize];
-    snprintf(temporary, sizeof(temporary), "%s%u", kNewPrefix, id);
-    snprintf(name, sizeof(name), "%u", id);
-    int descriptor =
-        openat(directory, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0)
-        return false;
-    // The mode once more, because the caller's umask must not take the owner's rights away.
-    if (Lock(descriptor) && fchmod(descriptor, 0600) == 0 && WriteRecord(descriptor, record) &&
-        Publish(directory, temporary, name)) {
-        *lock = descriptor;
-        return true;
-    }
-    int kept = errno;
-    unlinkat(directory, temporary, 0);
-    close(descriptor);
-    errno = kept;
-    return false;
-}
-
-static bool RandomId(u32 *id)
-{
-    do {
-        ssize_t got = getrandom(id, sizeof(*id), 0);
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got != static_cast<ssize_t>(sizeof(*id)))
-            *id = 0;
-    } while (*id == 0);
-    return true;
-}
-
-static u32 MakeSession(int directory, const RegistryRecord *record, u32 *id, int *lock)
-{
-    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-        u32 candidate = 0;
-        if (!RandomId(&candidate))
-            return kRegistryFailed;
-        if (MakeFile(directory, record, candidate, lock)) {
-            fcntl(*lock, F_SETFD, 0);  // from now on for the shell, too
-            *id = candidate;
-            return kRegistryOk;
-        }
-        if (errno != EEXIST && errno != ENOENT)
-            return kRegistryFailed;
-    }
-    return kRegistryFailed;
-}
-
-u32 RegistryOpenSession(const char *directory, const RegistryRecord *record, u32 *id, int *lock)
-{
-    if (directory == nullptr || record == nullptr || id == nullptr || lock == nullptr)
-        return kRegistryBadParameter;
-    *id = 0;
-    *lock = -1;
-    if (!UserIsWritable(record->user))
-        return kRegistryBadParameter;
-    if (mkdir(directory, 0700) != 0 && errno != EEXIST)
-        return kRegistryFailed;
-    int descriptor = -1;
-    u32 result = OpenDirectory(directory, &descriptor);
-    if (result != kRegistryOk)
-        return result == kRegistryUnknown ? kRegistryFailed : result;
-    RegistrySweep(directory, nullptr);
-    result = MakeSession(descriptor, record, id, lock);
-    int kept = errno;
-    close(descriptor);
-    errno = kept;
-    return result;
-}
-
-u32 RegistryCloseSession(const char *directory, u32 id, int lock)
-{
-    if (directory == nullptr || id == 0 || lock < 0)
-        return kRegistryBadParameter;
-    char path[PATH_MAX];
-    int length = snprintf(path, sizeof(path), "%s/%u", directory, id);
-    u32 result = kRegistryOk;
-    struct stat held;
-    struct stat named;
-    if (length < 0 || static_cast<size_t>(length) >= sizeof(path)) {
-        errno = ENAMETOOLONG;
-        result = kRegistryFailed;
-    } else if (fstat(lock, &held) == 0 && lstat(path, &named) == 0 && held.st_ino == named.st_ino &&
-               held.st_dev == named.st_dev && unlink(path) != 0 && errno != ENOENT) {
-        result = kRegistryFailed;
-    }
-    int kept = errno;
-    close(lock);
-    errno = kept;
-    return result;
 }

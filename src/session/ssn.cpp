@@ -11,8 +11,7 @@ static u32 Judge(const RegistryEntry *entry, u32 address, u8 type)
         return kSsnStateDead;
     if (entry->record.address != address || entry->record.type != type)
         return kSsnStateOtherClient;
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);  // the clock that modification times are taken from
+    const timespec now = RegistryNow();
     return RegistryExpired(entry->record.idleSeconds, &entry->lastUse, &now) ? kSsnStateExpired
                                                                              : kSsnStateLive;
 }
@@ -25,7 +24,7 @@ extern "C" u32 ssn_check(u32 sessionId, u32 address, u8 type, u32 *state, u32 *s
     *second = 0;
 
     RegistryEntry entry;
-    u32 found = RegistryFind(RegistryDirectory(), sessionId, &entry);
+    u32 found = RegistryFind(RegistryDirectory(), sessionId, RegistryWhose::Own, &entry);
     if (found != kRegistryOk)
         return found == kRegistryUnknown ? kSsnUnknown : kSsnUnreadable;
 
