@@ -1,38 +1,73 @@
 // SPDX-License-Identifier: Apache-2.0
 // login_main.cpp -- smclp-login: opens a session, runs the shell or a command in it, closes it.
 //
-// It stays beside its child for the whole session, so that the session is closed and the terminal
-// put back however the child ends. When it is killed itself, the child goes on and holds the
-// session by the lock it inherited.
+// It stays beside its child for the whole session (login_watch.h), so that the session is closed
+// and the terminal put back however the child ends. The child ends with it, however it ends. Its
+// rights are its caller's, and nothing else.
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <pwd.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/auxv.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "session/login_client.h"
+#include "session/login_confine.h"
+#include "session/login_environment.h"
+#include "session/login_line.h"
 #include "session/login_options.h"
+#include "session/login_watch.h"
 #include "session/registry.h"
 
 static constexpr int kExitFailed = 1;
+static constexpr int kExitUnavailable = 69;  // the names of sysexits.h for these four
+static constexpr int kExitTemporary = 75;
+static constexpr int kExitNoPermission = 77;
 static constexpr int kExitCannotStart = 126;
 static constexpr int kExitNotFound = 127;
 static constexpr int kExitSignalBase = 128;
 
-// For a caller that has no PATH.
-static constexpr char kDefaultPath[] = "/usr/local/bin:/usr/bin:/bin";
+// --- What is said ----------------------------------------------------------------------------
 
-// Sent to smclp-login, meant for the session. Stopping and continuing stay with the kernel.
-static constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
-
-static void Complain(const char *what, const char *name, int error)
+// One line on standard error, or as much of it as fits within a second: whoever does not read it
+// must not hold a session open, nor a process.
+static void Say(const char *format, ...) __attribute__((format(printf, 1, 2)));
+static void Say(const char *format, ...)
 {
-    fprintf(stderr, "smclp-login: %s %s: %s\n", what, name, strerror(error));
+    char line[512];
+    va_list arguments;
+    va_start(arguments, format);
+    int length = vsnprintf(line, sizeof(line) - 1, format, arguments);
+    va_end(arguments);
+    if (length < 0)
+        return;
+    size_t size = static_cast<size_t>(length) < sizeof(line) - 1 ? static_cast<size_t>(length)
+                                                                 : sizeof(line) - 2;
+    line[size++] = '\n';
+
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART: the write below ends
+    struct sigaction before;
+    sigset_t ending;
+    sigset_t mask;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGALRM);
+    sigaction(SIGALRM, &interrupt, &before);
+    sigprocmask(SIG_UNBLOCK, &ending, &mask);
+    alarm(1);
+    ssize_t ignored = write(STDERR_FILENO, line, size);
+    static_cast<void>(ignored);
+    alarm(0);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    sigaction(SIGALRM, &before, nullptr);
 }
 
 static bool OpenStandardDescriptors()
@@ -47,87 +82,6 @@ static bool OpenStandardDescriptors()
     return true;
 }
 
-// --- The child's environment -----------------------------------------------------------------
-
-struct Environment {
-    char **entries;  // ended by a null
-    size_t count;
-};
-
-static bool Put(Environment *environment, const char *name, const char *value)
-{
-    if (value == nullptr)
-        return true;
-    char *entry = nullptr;
-    if (asprintf(&entry, "%s=%s", name, value) < 0)
-        return false;
-    environment->entries[environment->count++] = entry;
-    return true;
-}
-
-static bool PutSession(Environment *environment, u32 id, const RegistryRecord *record)
-{
-    char sessionId[16];
-    char type[16];
-    char address[16];
-    char privilege[16];
-    snprintf(sessionId, sizeof(sessionId), "%u", id);
-    snprintf(type, sizeof(type), "%u", record->type);
-    snprintf(address, sizeof(address), "%u", record->address);
-    snprintf(privilege, sizeof(privilege), "%x", record->privilege);
-    return Put(environment, "ZORSID", sessionId) && Put(environment, "ZORSSNTYPE", type) &&
-           Put(environment, "ZORIP", address) && Put(environment, "ZORPRIV", privilege);
-}
-
-// What the child may take from the caller. The settings decide which files are used: only from a
-// caller with the program's own rights.
-static bool PutInherited(Environment *environment)
-{
-    static constexpr const char *kSettings[] = {"ZOROBJMGR", "ZORSSNDIR", "ZORTRACE"};
-    static constexpr const char *kUsers[] = {"TERM", "LANG", "TZ", "HOME", "USER", "LOGNAME"};
-    for (const char *name : kSettings)
-        if (!Put(environment, name, secure_getenv(name)))
-            return false;
-    for (const char *name : kUsers)
-        if (!Put(environment, name, getenv(name)))
-            return false;
-    for (char **entry = environ; *entry != nullptr; ++entry)
-        if (strncmp(*entry, "LC_", 3) == 0)
-            environment->entries[environment->count++] = *entry;
-    return true;
-}
-
-// The shell and its fellow programs stand first on the PATH. A directory with a colon in its name
-// cannot stand there.
-static bool PutPath(Environment *environment, const char *ownDirectory)
-{
-    const char *path = secure_getenv("PATH");
-    if (path == nullptr || path[0] == '\0')
-        path = kDefaultPath;
-    if (ownDirectory[0] == '\0' || strchr(ownDirectory, ':') != nullptr)
-        return Put(environment, "PATH", path);
-    char *whole = nullptr;
-    if (asprintf(&whole, "%s:%s", ownDirectory, path) < 0)
-        return false;
-    bool put = Put(environment, "PATH", whole);
-    free(whole);
-    return put;
-}
-
-static char **BuildEnvironment(u32 id, const RegistryRecord *record, const char *ownDirectory)
-{
-    size_t inherited = 0;
-    while (environ[inherited] != nullptr)
-        ++inherited;
-    Environment environment = {};
-    // Room for every variable that could come through, the four of the session, PATH, the end.
-    environment.entries = static_cast<char **>(calloc(inherited + 6, sizeof(char *)));
-    if (environment.entries == nullptr || !PutSession(&environment, id, record) ||
-        !PutInherited(&environment) || !PutPath(&environment, ownDirectory))
-        return nullptr;
-    return environment.entries;
-}
-
 // The directory that this program was started from; "" when the system does not say.
 static void FindOwnDirectory(char *directory, size_t size)
 {
@@ -138,6 +92,14 @@ static void FindOwnDirectory(char *directory, size_t size)
     char *slash = strrchr(directory, '/');
     if (slash != nullptr)
         slash[slash == directory ? 1 : 0] = '\0';
+}
+
+static constexpr char kObjMgrDefaultDirectory[] = "/run/zor/objmgr";
+
+static const char *ObjMgrDirectory()
+{
+    const char *set = getenv("ZOROBJMGR");
+    return set != nullptr && set[0] != '\0' ? set : kObjMgrDefaultDirectory;
 }
 
 // --- The child -------------------------------------------------------------------------------
@@ -151,117 +113,104 @@ static void ResetSignals(const sigset_t *mask)
     sigprocmask(SIG_SETMASK, mask, nullptr);
 }
 
-// A set-user-id smclp-login keeps the registry with its own rights, but runs nothing with them.
-static bool DropRights()
+// Finds the shell beside this program, else on the PATH; false, with errno, when there is none.
+// The one beside stands also when it cannot be run: no other is taken then.
+static bool FindShell(const char *ownDirectory, char *path, size_t size)
 {
-    return setresgid(getgid(), getgid(), getgid()) == 0 &&
-           setresuid(getuid(), getuid(), getuid()) == 0;
+    int length = snprintf(path, size, "%s/smclp", ownDirectory);
+    if (ownDirectory[0] != '\0' && static_cast<size_t>(length) < size && access(path, F_OK) == 0)
+        return true;
+    const char *from = getenv("PATH");
+    while (from != nullptr && from[0] != '\0') {
+        size_t room = strcspn(from, ":");
+        length = snprintf(path, size, "%.*s/smclp", static_cast<int>(room), from);
+        if (room > 0 && static_cast<size_t>(length) < size && access(path, X_OK) == 0)
+            return true;
+        from += from[room] == ':' ? room + 1 : room;
+    }
+    errno = ENOENT;
+    return false;
 }
 
-static void ExecShell(const char *ownDirectory, const char *line)
+static void ExecShell(const char *ownDirectory, const LoginOptions *options)
 {
     char name[] = "smclp";
-    char *argv[] = {name, const_cast<char *>(line), nullptr};
+    char *argv[] = {name, options->line, nullptr};
     char path[PATH_MAX];
-    int length = snprintf(path, sizeof(path), "%s/%s", ownDirectory, name);
-    if (ownDirectory[0] != '\0' && static_cast<size_t>(length) < sizeof(path)) {
-        execv(path, argv);
-        if (errno != ENOENT)
-            return;
-    }
-    execvp(name, argv);
+    if (!FindShell(ownDirectory, path, sizeof(path)))
+        return;
+    LoginConfinement needs = {path, ObjMgrDirectory(), RegistryDirectory(), getenv("ZORTRACE")};
+    if (!options->unconfined)
+        LoginConfine(&needs);  // without Landlock it goes on
+    execv(path, argv);
 }
 
 [[noreturn]] static void RunChild(const LoginOptions *options, u32 id, const RegistryRecord *record,
-                                  const sigset_t *mask)
+                                  pid_t parent, const sigset_t *mask)
 {
+    LoginDieWith(parent);
     static char ownDirectory[PATH_MAX];
     FindOwnDirectory(ownDirectory, sizeof(ownDirectory));
-    char **environment = BuildEnvironment(id, record, ownDirectory);
-    if (environment == nullptr || !DropRights()) {
-        Complain("cannot prepare", "the session's process", errno);
+    char **environment = LoginBuildEnvironment(id, record, ownDirectory);
+    if (environment == nullptr) {
+        Say("smclp-login: cannot prepare the session's process: %s", strerror(errno));
         _exit(kExitCannotStart);
     }
-    environ = environment;  // execvp searches the child's PATH, not the caller's
+    environ = environment;  // the shell is searched on the child's PATH, not the caller's
     ResetSignals(mask);
     const char *name = options->command != nullptr ? options->command[0] : "smclp";
     if (options->command != nullptr)
         execvp(name, options->command);
     else
-        ExecShell(ownDirectory, options->line);
+        ExecShell(ownDirectory, options);
     int error = errno;
-    Complain("cannot run", name, error);
+    Say("smclp-login: cannot run %s: %s", name, strerror(error));
     _exit(error == ENOENT || error == ENOTDIR ? kExitNotFound : kExitCannotStart);
 }
 
-// --- Waiting for it --------------------------------------------------------------------------
+// --- The session -----------------------------------------------------------------------------
 
-static void PassOn(pid_t child, int number)
+static int ExitStatus(const LoginEnding *ending)
 {
-    kill(child, number);
-    if (number == SIGHUP || number == SIGTERM)
-        kill(child, SIGCONT);  // a stopped child would not see it, and the session never end
-}
-
-// Returns the child's wait status; -1 when there is none to be had. `signals` are blocked.
-static int WaitForChild(pid_t child, const sigset_t *signals)
-{
-    for (;;) {
-        int status = 0;
-        pid_t gone = waitpid(child, &status, WNOHANG);
-        if (gone == child)
-            return status;
-        if (gone < 0 && errno != EINTR)
-            return -1;
-        int number = sigwaitinfo(signals, nullptr);
-        if (number > 0 && number != SIGCHLD)
-            PassOn(child, number);
-    }
-}
-
-static int ExitStatus(int status)
-{
-    if (status == -1)
+    if (ending->why == LoginEnd::Lost)
         return kExitCannotStart;
-    return WIFSIGNALED(status) ? kExitSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+    if (WIFSIGNALED(ending->status))
+        return kExitSignalBase + WTERMSIG(ending->status);
+    // ssh says 255 when it fails itself.
+    return WEXITSTATUS(ending->status) == 255 ? 254 : WEXITSTATUS(ending->status);
 }
 
-// Blocks what is passed on and SIGCHLD, to be waited for; *before is the mask to go back to.
-static void BlockSignals(sigset_t *signals, sigset_t *before)
+static void SayWhy(const LoginEnding *ending, u32 idleSeconds)
 {
-    // A caller that ignores SIGCHLD would have the child's exit status thrown away.
-    signal(SIGCHLD, SIG_DFL);
-    signal(SIGPIPE, SIG_IGN);
-    sigemptyset(signals);
-    sigaddset(signals, SIGCHLD);
-    for (int number : kPassedOn)
-        sigaddset(signals, number);
-    sigset_t blocked = *signals;
-    sigaddset(&blocked, SIGTTOU);  // the terminal is put back also from the background
-    sigprocmask(SIG_BLOCK, &blocked, before);
+    if (ending->why == LoginEnd::Idle && idleSeconds % 60 == 0)
+        Say("smclp-login: the session was not used for %u min and is ended", idleSeconds / 60);
+    else if (ending->why == LoginEnd::Idle)
+        Say("smclp-login: the session was not used for %u s and is ended", idleSeconds);
+    else if (ending->why == LoginEnd::Removed)
+        Say("smclp-login: the session was ended from outside");
 }
 
-static int RunSession(const LoginOptions *options, const RegistryRecord *record, u32 id,
-                      const sigset_t *signals, const sigset_t *before)
+static int RunSession(const LoginOptions *options, const RegistryRecord *record,
+                      LoginSession *session, const sigset_t *before)
 {
     termios terminal;
     bool hasTerminal = tcgetattr(STDIN_FILENO, &terminal) == 0;
-    pid_t child = fork();
-    if (child == 0)
-        RunChild(options, id, record, before);
-    if (child < 0) {
-        Complain("cannot start", "a process", errno);
-        return kExitCannotStart;
+    pid_t self = getpid();
+    session->child = fork();
+    if (session->child == 0)
+        RunChild(options, session->id, record, self, before);
+    if (session->child < 0) {
+        Say("smclp-login: no room for a session: %s", strerror(errno));
+        return kExitTemporary;
     }
-    int status = WaitForChild(child, signals);
+    LoginEnding ending = LoginWatch(session);
     // A child that ended by itself left the terminal as it wanted it. At once: output held back
     // by flow control must not keep the session open.
-    if (hasTerminal && WIFSIGNALED(status))
+    if (hasTerminal && WIFSIGNALED(ending.status))
         tcsetattr(STDIN_FILENO, TCSANOW, &terminal);
-    return ExitStatus(status);
+    SayWhy(&ending, session->idleSeconds);
+    return ExitStatus(&ending);
 }
-
-// --- The session -----------------------------------------------------------------------------
 
 static void NameUser(char *name, size_t size)
 {
@@ -272,40 +221,75 @@ static void NameUser(char *name, size_t size)
         snprintf(name, size, "%u", static_cast<u32>(getuid()));
 }
 
-static int ComplainAboutRegistry(u32 result, const char *directory, int error)
+static int ComplainAboutRegistry(u32 result, const LoginOptions *options, const char *directory,
+                                 int error)
 {
-    const char *why = strerror(result == kRegistryBadParameter ? EINVAL : error);
-    if (result == kRegistryUntrusted)
-        why = "the directory belongs to another user or is writable for everyone";
-    fprintf(stderr, "smclp-login: cannot open a session in %s (set by ZORSSNDIR): %s\n", directory,
-            why);
-    return kExitFailed;
+    switch (result) {
+    case kRegistryFull:
+        Say("smclp-login: there are as many sessions as there may be; come back later");
+        return kExitTemporary;
+    case kRegistryUserFull:
+        Say("smclp-login: you have %u sessions, as many as one user may have",
+            options->userSessions);
+        return kExitTemporary;
+    case kRegistryUntrusted:
+        Say("smclp-login: the session registry %s (set by ZORSSNDIR) belongs to another user, or "
+            "others may write it and it is not sticky",
+            directory);
+        return kExitUnavailable;
+    default:
+        break;
+    }
+    if (result == kRegistryBadParameter)
+        error = EINVAL;
+    Say("smclp-login: cannot open a session in %s (set by ZORSSNDIR): %s", directory,
+        strerror(error));
+    if (error == EACCES || error == EPERM)
+        return kExitNoPermission;
+    bool full =
+        error == ENOSPC || error == EDQUOT || error == EMFILE || error == ENFILE || error == ENOMEM;
+    return full ? kExitTemporary : kExitUnavailable;
+}
+
+// The registry of several users, where nothing else made it: root's first login does, for the group
+// that may use the object manager. A directory that ZORSSNDIR names is its user's own affair.
+static void MakeSharedRegistry(const char *directory)
+{
+    struct stat objmgr;
+    if (geteuid() != 0 || strcmp(directory, kRegistryDefaultDirectory) != 0)
+        return;
+    if (access(directory, F_OK) != 0 && stat(ObjMgrDirectory(), &objmgr) == 0)
+        RegistryMakeShared(directory, objmgr.st_gid);  // a failure is seen by who opens
 }
 
 static int Login(const LoginOptions *options)
 {
-    RegistryRecord record = {};
+    RegistryRecord record = options->client;
     NameUser(record.user, sizeof(record.user));
     record.type = options->type;
-    record.address = options->address;
     record.privilege = options->privilege;
-    record.idleSeconds = options->idleSeconds;
+    record.idleSeconds = options->idleSeconds[options->type];
+    RegistryLimits limits = {options->sessions, options->userSessions};
+    if (limits.all != 0 && record.type != kLoginTypeConsole)
+        limits.all -= kLoginKeptForConsole;
 
-    // Before the session is opened: from here on no signal leaves it behind.
-    sigset_t signals;
     sigset_t before;
-    BlockSignals(&signals, &before);
-    const char *directory = RegistryDirectory();
-    u32 id = 0;
-    int lock = -1;
-    u32 result = RegistryOpenSession(directory, &record, nullptr, &id, &lock);
+    LoginBlockSignals(&before);
+    LoginSession session = {};
+    session.directory = RegistryDirectory();
+    session.idleSeconds = record.idleSeconds;
+    MakeSharedRegistry(session.directory);
+    u32 result =
+        RegistryOpenSession(session.directory, &record, &limits, &session.id, &session.lock);
     if (result != kRegistryOk)
-        return ComplainAboutRegistry(result, directory, errno);
-    int status = RunSession(options, &record, id, &signals, &before);
-    if (RegistryCloseSession(directory, id, lock) != kRegistryOk)
-        Complain("cannot remove the session in", directory, errno);
+        return ComplainAboutRegistry(result, options, session.directory, errno);
+    int status = RunSession(options, &record, &session, &before);
+    if (RegistryCloseSession(session.directory, session.id, session.lock) != kRegistryOk)
+        Say("smclp-login: cannot remove the session in %s: %s", session.directory, strerror(errno));
     return status;
 }
+
+// --- The program -----------------------------------------------------------------------------
 
 static int Print(const char *text)
 {
@@ -316,11 +300,21 @@ int main(int argc, char **argv)
 {
     if (!OpenStandardDescriptors())
         return kExitFailed;
-    LoginOptions options;
+    if (getauxval(AT_SECURE) != 0 || geteuid() != getuid() || getegid() != getgid()) {
+        Say("smclp-login: it must not be installed set-user-id, set-group-id or with capabilities: "
+            "it works with its caller's rights alone");
+        return kExitNoPermission;
+    }
+    static LoginOptions options;
+    LoginDefaultOptions(&options);
     char message[256];
     u32 result = LoginParseOptions(argc, argv, &options, message, sizeof(message));
+    if (result == 0 && options.action == LoginAction::Run)
+        result = LoginTakeLine(&options, getenv("SSH_ORIGINAL_COMMAND"), message, sizeof(message));
     if (result != 0) {
-        fprintf(stderr, "smclp-login: %s (see smclp-login --help)\n", message);
+        Say(result == kLoginLineRefused ? "smclp-login: %s"
+                                        : "smclp-login: %s (see smclp-login --help)",
+            message);
         return static_cast<int>(result);
     }
     switch (options.action) {
@@ -329,6 +323,7 @@ int main(int argc, char **argv)
     case LoginAction::Version:
         return Print("smclp-login " ZOR_VERSION "\n");
     default:
+        LoginTakeClient(&options, getenv("SSH_CONNECTION"), isatty(STDIN_FILENO) != 0);
         return Login(&options);
     }
 }

@@ -2,7 +2,6 @@
 // login_options.cpp -- smclp-login's command line, on getopt_long.
 #include "session/login_options.h"
 
-#include <arpa/inet.h>
 #include <getopt.h>
 #include <stdio.h>
 #include <string.h>
@@ -12,32 +11,61 @@
 
 const char kLoginUsage[] =
     "usage: smclp-login [OPTION]... [-c LINE | -- COMMAND [ARG]...]\n"
-    "Opens a login session and runs the shell in it, or COMMAND.\n"
+    "Opens a login session and runs the shell in it, or COMMAND. Started by sshd, Dropbear or\n"
+    "login(1), as a forced command, as a login shell or as both.\n"
     "\n"
-    "  --type N          session type, 0 to 255 (default 0)\n"
-    "  --address A       the client's IPv4 address, as 192.0.2.7 (default: none)\n"
-    "  --privilege HEX   the privilege word, 1 to 8 hexadecimal digits (default: every right)\n"
-    "  --idle SECONDS    the session expires when unused for so long (default 0: never)\n"
-    "  -c LINE           run LINE as one command of the shell and exit with its result\n"
-    "  --help            print this text and exit\n"
-    "  --version         print the version and exit\n"
+    "  --type N             session type, 0 to 255, or \"console\" for 1 (default: 1 at a "
+    "terminal\n"
+    "                       without a client's address, else 0)\n"
+    "  --address A          the client's address, as 192.0.2.7 or 2001:db8::7 (default: what\n"
+    "                       SSH_CONNECTION says, or none)\n"
+    "  --privilege HEX      the privilege word, 1 to 8 hexadecimal digits (default: every right);\n"
+    "                       the service grants no more of it than the user has\n"
+    "  --idle [N=]SECONDS   hang up when unused for so long, 0: never (default 1800); with N for\n"
+    "                       sessions of that type alone\n"
+    "  --sessions N         at most so many sessions, four of them for the console alone; 0: any\n"
+    "                       number (default 64)\n"
+    "  --user-sessions N    at most so many of one user; 0: any number (default 16)\n"
+    "  --unconfined         let the shell do all its user may: for a wrapper script in its place\n"
+    "  -c LINE              run LINE as one command of the shell and exit with its result\n"
+    "  --help               print this text and exit\n"
+    "  --version            print the version and exit\n"
     "\n"
-    "The exit status is that of the shell or COMMAND; 128+N when signal N ended it, 127 when\n"
-    "it was not found, 126 when it could not be started, 2 when the command line is wrong, 1\n"
-    "when no session could be opened. ZORSSNDIR names the directory of the session registry\n"
-    "(default /run/zor/sessions).\n";
+    "Without -c and COMMAND, a command in SSH_ORIGINAL_COMMAND is run as with -c.\n"
+    "\n"
+    "The exit status is that of the shell or COMMAND (254 for 255, which ssh has for itself);\n"
+    "128+N when signal N ended it, 127 when it was not found, 126 when it could not be started, 2\n"
+    "when the command line is wrong; 69 when there is no service or no registry to be trusted, 70\n"
+    "when the service is of another version, 75 when the service hangs or there is no room for a\n"
+    "session, 77 when the user may not. ZORSSNDIR names the directory of the session registry\n"
+    "(default /run/zor/sessions), ZOROBJMGR that of the service (default /run/zor/objmgr).\n";
 
-enum { kType = 1000, kAddress, kPrivilege, kIdle, kHelp, kVersion };
+enum {
+    kType = 1000,
+    kAddress,
+    kPrivilege,
+    kIdle,
+    kSessions,
+    kUserSessions,
+    kUnconfined,
+    kHelp,
+    kVersion,
+};
 
 static const option kOptions[] = {
     {"type", required_argument, nullptr, kType},
     {"address", required_argument, nullptr, kAddress},
     {"privilege", required_argument, nullptr, kPrivilege},
     {"idle", required_argument, nullptr, kIdle},
+    {"sessions", required_argument, nullptr, kSessions},
+    {"user-sessions", required_argument, nullptr, kUserSessions},
+    {"unconfined", no_argument, nullptr, kUnconfined},
     {"help", no_argument, nullptr, kHelp},
     {"version", no_argument, nullptr, kVersion},
     {nullptr, 0, nullptr, 0},
 };
+
+static constexpr u32 kLimitMax = 1000;  // of sessions; the registry's tmpfs has room for no more
 
 // Where the line about a fault goes.
 struct Complaint {
@@ -58,28 +86,75 @@ static bool ReadPrivilege(const char *text, u32 *privilege)
     return RegistryParseNumber(text, 16, 8, UINT32_MAX, privilege);
 }
 
-static u32 ReadOption(int code, const char *value, LoginOptions *options, const Complaint *to)
+static bool ReadType(const char *text, LoginOptions *options)
 {
-    u32 type = 0;
-    in_addr address;
+    u32 type = kLoginTypeConsole;
+    if (strcmp(text, "console") != 0 && !RegistryParseNumber(text, 10, 3, UINT8_MAX, &type))
+        return false;
+    options->type = static_cast<u8>(type);
+    options->typeGiven = true;
+    return true;
+}
+
+// SECONDS for every type, or TYPE=SECONDS for one.
+static bool ReadIdle(const char *text, LoginOptions *options)
+{
+    u32 seconds = 0;
+    const char *equals = strchr(text, '=');
+    if (!RegistryParseNumber(equals != nullptr ? equals + 1 : text, 10, 10, UINT32_MAX, &seconds))
+        return false;
+    if (equals == nullptr) {
+        for (u32 &limit : options->idleSeconds)
+            limit = seconds;
+        return true;
+    }
+    char type[4] = "";
+    u32 number = 0;
+    size_t length = static_cast<size_t>(equals - text);
+    if (length >= sizeof(type))
+        return false;
+    memcpy(type, text, length);
+    if (!RegistryParseNumber(type, 10, 3, UINT8_MAX, &number))
+        return false;
+    options->idleSeconds[number] = seconds;
+    return true;
+}
+
+static bool ReadLimit(const char *text, u32 *limit)
+{
+    return RegistryParseNumber(text, 10, 4, kLimitMax, limit);
+}
+
+static u32 ReadOption(int code, char *value, LoginOptions *options, const Complaint *to)
+{
     switch (code) {
     case kType:
-        if (!RegistryParseNumber(value, 10, 3, UINT8_MAX, &type))
+        if (!ReadType(value, options))
             return Refuse(to, "--type needs a number from 0 to 255", value);
-        options->type = static_cast<u8>(type);
         return 0;
     case kAddress:
-        if (inet_pton(AF_INET, value, &address) != 1)
-            return Refuse(to, "--address needs an IPv4 address as 192.0.2.7", value);
-        options->address = ntohl(address.s_addr);
+        if (!RegistryParseAddress(value, &options->client))
+            return Refuse(to, "--address needs an address as 192.0.2.7 or 2001:db8::7", value);
         return 0;
     case kPrivilege:
         if (!ReadPrivilege(value, &options->privilege))
             return Refuse(to, "--privilege needs 1 to 8 hexadecimal digits", value);
         return 0;
     case kIdle:
-        if (!RegistryParseNumber(value, 10, 10, UINT32_MAX, &options->idleSeconds))
-            return Refuse(to, "--idle needs a number of seconds from 0 to 4294967295", value);
+        if (!ReadIdle(value, options))
+            return Refuse(to, "--idle needs seconds from 0 to 4294967295, or TYPE=SECONDS", value);
+        return 0;
+    case kSessions:
+        if (!ReadLimit(value, &options->sessions) ||
+            (options->sessions != 0 && options->sessions <= kLoginKeptForConsole))
+            return Refuse(to, "--sessions needs 0, or a number from 5 to 1000", value);
+        return 0;
+    case kUserSessions:
+        if (!ReadLimit(value, &options->userSessions))
+            return Refuse(to, "--user-sessions needs a number from 0 to 1000", value);
+        return 0;
+    case kUnconfined:
+        options->unconfined = true;
         return 0;
     default:  // 'c'
         options->line = value;
@@ -109,12 +184,20 @@ static u32 ReadOperands(int argc, char **argv, LoginOptions *options, const Comp
     return 0;
 }
 
-u32 LoginParseOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
+void LoginDefaultOptions(LoginOptions *options)
 {
-    Complaint complaint = {message, size};
     *options = {};
     options->action = LoginAction::Run;
     options->privilege = kPrivilegeAll;
+    for (u32 &limit : options->idleSeconds)
+        limit = kLoginIdleSeconds;
+    options->sessions = kLoginSessions;
+    options->userSessions = kLoginUserSessions;
+}
+
+u32 LoginParseOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
+{
+    Complaint complaint = {message, size};
     opterr = 0;
     optind = 0;  // starts getopt afresh, whoever used it before
     for (;;) {

@@ -52,6 +52,7 @@ public:
         if (pid < 0)
             abort();
         if (pid == 0) {
+            dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
             dup2(toOut[1], 1);
             dup2(toErr[1], 2);
             if (before)
@@ -286,7 +287,7 @@ TEST_F(LoginMain, ShellBesideTheProgramIsRunWithoutArguments)
 {
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$# $ZORSSNTYPE\"; exit 3");
-    Login run(own + "/smclp-login", {"--type", "8"});
+    Login run(own + "/smclp-login", {"--unconfined", "--type", "8"});
     EXPECT_EQ(run.End(), 3);
     EXPECT_EQ(run.out, "0 8\n");
     EXPECT_EQ(run.err, "");
@@ -297,10 +298,10 @@ TEST_F(LoginMain, LineBecomesTheShellsOneArgument)
 {
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$#:$1\"");
-    Login run(own + "/smclp-login", {"-c", "show  -display verbs /system1"});
+    Login run(own + "/smclp-login", {"--unconfined", "-c", "show  -display verbs /system1"});
     EXPECT_EQ(run.End(), 0);
     EXPECT_EQ(run.out, "1:show  -display verbs /system1\n");
-    Login empty(own + "/smclp-login", {"-c", ""});
+    Login empty(own + "/smclp-login", {"--unconfined", "-c", ""});
     EXPECT_EQ(empty.End(), 0);
     EXPECT_EQ(empty.out, "1:\n");
 }
@@ -321,11 +322,11 @@ TEST_F(LoginMain, ShellElsewhereIsFoundOnThePath)
     ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
     Script(other + "/smclp", "echo elsewhere");
     setenv("PATH", (other + ":/usr/bin:/bin").c_str(), 1);
-    Login run(own + "/smclp-login", {});
+    Login run(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(run.End(), 0);
     EXPECT_EQ(run.out, "elsewhere\n");
     Script(own + "/smclp", "echo beside");
-    Login again(own + "/smclp-login", {});
+    Login again(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(again.End(), 0);
     EXPECT_EQ(again.out, "beside\n");
 }
@@ -338,7 +339,7 @@ TEST_F(LoginMain, ShellBesideThatCannotBeRunIs126AndNoOtherIsTaken)
     Script(other + "/smclp", "echo elsewhere");
     std::ofstream(own + "/smclp") << "no program";
     setenv("PATH", (other + ":/usr/bin:/bin").c_str(), 1);
-    Login run(own + "/smclp-login", {});
+    Login run(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(run.End(), 126);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "smclp-login: cannot run smclp: Permission denied\n");
@@ -349,7 +350,7 @@ TEST_F(LoginMain, DirectoryWithAColonStandsNotOnThePathButItsShellIsFound)
     std::string own = OwnCopy("b:in");
     Script(own + "/smclp", "echo \"$PATH\"");
     setenv("PATH", "/usr/bin:/bin", 1);
-    Login run(own + "/smclp-login", {});
+    Login run(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(run.End(), 0);
     EXPECT_EQ(run.out, "/usr/bin:/bin\n");
 }
@@ -358,7 +359,7 @@ TEST_F(LoginMain, NoShellAnywhereIs127)
 {
     std::string own = OwnCopy("bin");
     setenv("PATH", top_.c_str(), 1);
-    Login run(own + "/smclp-login", {});
+    Login run(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(run.End(), 127);
     EXPECT_EQ(run.err, "smclp-login: cannot run smclp: No such file or directory\n");
     EXPECT_TRUE(RegistryIsEmpty());
@@ -368,9 +369,10 @@ TEST_F(LoginMain, NoShellAnywhereIs127)
 
 TEST_F(LoginMain, ExitStatusIsTheCommandsAndTheSessionIsClosed)
 {
-    for (int status : {0, 1, 255}) {
+    // ssh has 255 for itself.
+    for (auto [status, seen] : {std::pair(0, 0), {1, 1}, {254, 254}, {255, 254}}) {
         Login run(SMCLP_LOGIN, {"--", "sh", "-c", "exit " + std::to_string(status)});
-        EXPECT_EQ(run.End(), status);
+        EXPECT_EQ(run.End(), seen);
         EXPECT_TRUE(RegistryIsEmpty());
     }
 }
@@ -427,24 +429,143 @@ TEST_F(LoginMain, TwoSessionsAtOnceBothLiveAndTheOtherSurvivesTheFirst)
     EXPECT_TRUE(RegistryIsEmpty());
 }
 
-TEST_F(LoginMain, KilledLoginLeavesTheSessionToItsChildAndNothingAfterIt)
+TEST_F(LoginMain, KilledLoginTakesItsChildAlongAndTheNextSweepsTheDeadSession)
 {
-    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo $$; echo $ZORSID; exec sleep 60"});
+    Login run(SMCLP_LOGIN,
+              {"--", "sh", "-c", "trap '' HUP TERM; echo $$; echo $ZORSID; exec sleep 60"});
     pid_t child = std::stoi(run.Line());
     ASSERT_GT(child, 1);
     u32 id = static_cast<u32>(std::stoul(run.Line()));
+    EXPECT_TRUE(Live(id));
     kill(run.pid, SIGKILL);
     ASSERT_EQ(waitpid(run.pid, nullptr, 0), run.pid);
     run.pid = -1;
-    EXPECT_TRUE(Live(id));
-    kill(child, SIGKILL);
     for (char state = 'R'; state != 'Z' && state != '?'; state = ProcessState(child))
         usleep(1000);
-    EXPECT_FALSE(Live(id));
     EXPECT_FALSE(RegistryIsEmpty());
     Login next(SMCLP_LOGIN, {"--", "true"});
     EXPECT_EQ(next.End(), 0);
+}
+
+TEST_F(LoginMain, KilledLoginTakesAlsoAStoppedChildAlong)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo $$; kill -STOP $$; exec sleep 60"});
+    pid_t child = std::stoi(run.Line());
+    while (ProcessState(child) != 'T')
+        usleep(1000);
+    kill(run.pid, SIGKILL);
+    ASSERT_EQ(waitpid(run.pid, nullptr, 0), run.pid);
+    run.pid = -1;
+    for (char state = 'T'; state != 'Z' && state != '?'; state = ProcessState(child))
+        usleep(1000);
+}
+
+TEST_F(LoginMain, SessionWhoseFileIsRemovedEndsWithALine)
+{
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "rm \"$ZORSSNDIR/$ZORSID\"; exec sleep 60"});
+    EXPECT_EQ(run.End(), 129);
+    EXPECT_EQ(run.err, "smclp-login: the session was ended from outside\n");
+}
+
+TEST_F(LoginMain, SessionThatIsNotUsedEndsWithALineAlsoWhenItWillNotHear)
+{
+    Login run(SMCLP_LOGIN, {"--idle", "1", "--", "sh", "-c", "exec sleep 60"});
+    EXPECT_EQ(run.End(), 129);
+    EXPECT_EQ(run.err, "smclp-login: the session was not used for 1 s and is ended\n");
+    Login deaf(SMCLP_LOGIN, {"--idle", "9", "--idle", "3=1", "--type", "3", "--", "sh", "-c",
+                             "trap '' HUP; exec sleep 60"});
+    EXPECT_EQ(deaf.End(), 137);
+    EXPECT_EQ(deaf.err, "smclp-login: the session was not used for 1 s and is ended\n");
     EXPECT_TRUE(RegistryIsEmpty());
+}
+
+TEST_F(LoginMain, SessionWhoseOutputNobodyCanReadEnds)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    Login run(SMCLP_LOGIN, {"--", "sleep", "60"}, [&ends] {
+        close(ends[0]);
+        dup2(ends[1], 1);
+        close(ends[1]);
+    });
+    close(ends[1]);
+    close(ends[0]);
+    EXPECT_EQ(run.End(), 129);
+    EXPECT_EQ(run.err, "");
+    EXPECT_TRUE(RegistryIsEmpty());
+}
+
+// --- Limits ----------------------------------------------------------------------------------
+
+TEST_F(LoginMain, OneSessionTooManyOfAUserIs75WithALine)
+{
+    Login first(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"});
+    ASSERT_EQ(first.Line(), "ready");
+    Login second(SMCLP_LOGIN, {"--user-sessions", "1", "--", "echo", "run"});
+    EXPECT_EQ(second.End(), 75);
+    EXPECT_EQ(second.out, "");
+    EXPECT_EQ(second.err, "smclp-login: you have 1 sessions, as many as one user may have\n");
+    Login third(SMCLP_LOGIN, {"--user-sessions", "2", "--", "echo", "run"});
+    EXPECT_EQ(third.End(), 0);
+}
+
+TEST_F(LoginMain, FourSessionsAreKeptForTheConsole)
+{
+    Login first(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"});
+    ASSERT_EQ(first.Line(), "ready");
+    Login second(SMCLP_LOGIN, {"--sessions", "5", "--", "echo", "run"});
+    EXPECT_EQ(second.End(), 75);
+    EXPECT_EQ(second.err,
+              "smclp-login: there are as many sessions as there may be; come back later\n");
+    Login console(SMCLP_LOGIN, {"--sessions", "5", "--type", "console", "--", "echo", "run"});
+    EXPECT_EQ(console.End(), 0);
+    Login third(SMCLP_LOGIN, {"--sessions", "6", "--", "echo", "run"});
+    EXPECT_EQ(third.End(), 0);
+}
+
+// --- As sshd starts it -----------------------------------------------------------------------
+
+TEST_F(LoginMain, LineOfTheClientIsOneArgumentOfTheShell)
+{
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo \"$#:$1\"");
+    setenv("SSH_ORIGINAL_COMMAND", "\r\n show  -level 2 /system1 \t\n", 1);
+    Login run(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(run.End(), 0);
+    EXPECT_EQ(run.out, "1:show  -level 2 /system1\n");
+    Login both(own + "/smclp-login", {"--unconfined", "-c", "/usr/bin/smclp-login --idle 60"});
+    EXPECT_EQ(both.End(), 0);
+    EXPECT_EQ(both.out, "1:show  -level 2 /system1\n");
+    Login shell(own + "/smclp-login", {"--unconfined", "-c", "version"});
+    EXPECT_EQ(shell.End(), 0);
+    EXPECT_EQ(shell.out, "1:version\n");
+    setenv("SSH_ORIGINAL_COMMAND", " ", 1);
+    Login prompt(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(prompt.End(), 0);
+    EXPECT_EQ(prompt.out, "0:\n");
+}
+
+TEST_F(LoginMain, ProgramsForCopyingFilesAre77)
+{
+    setenv("SSH_ORIGINAL_COMMAND", "/usr/lib/openssh/sftp-server", 1);
+    Login run(SMCLP_LOGIN, {});
+    EXPECT_EQ(run.End(), 77);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: no files are copied here: sftp-server is refused\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+}
+
+TEST_F(LoginMain, ClientsAddressComesFromSshdAndOfIPv6TheTextIsKept)
+{
+    const char *command = "echo \"$ZORSSNTYPE $ZORIP\"; grep address \"$ZORSSNDIR/$ZORSID\"";
+    setenv("SSH_CONNECTION", "192.0.2.7 50000 192.0.2.1 22", 1);
+    Login four(SMCLP_LOGIN, {"--", "sh", "-c", command});
+    EXPECT_EQ(four.End(), 0);
+    EXPECT_EQ(four.out, "0 3221225991\naddress=192.0.2.7\n");
+    setenv("SSH_CONNECTION", "2001:db8::7 50000 2001:db8::1 22", 1);
+    Login six(SMCLP_LOGIN, {"--", "sh", "-c", command});
+    EXPECT_EQ(six.End(), 0);
+    EXPECT_EQ(six.out, "0 0\naddress=2001:db8::7\n");
 }
 
 // --- Signals ---------------------------------------------------------------------------------
@@ -699,29 +820,47 @@ TEST_F(LoginMain, HelpAndVersionAreAnsweredWithoutASession)
     EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
 }
 
-TEST_F(LoginMain, RegistryThatCannotBeMadeIs1AndTheCommandIsNotRun)
+TEST_F(LoginMain, RegistryThatCannotBeMadeIs69AndTheCommandIsNotRun)
 {
     std::string directory = top_ + "/none/sessions";
     setenv("ZORSSNDIR", directory.c_str(), 1);
     Login run(SMCLP_LOGIN, {"--", "echo", "run"});
-    EXPECT_EQ(run.End(), 1);
+    EXPECT_EQ(run.End(), 69);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "smclp-login: cannot open a session in " + directory +
                            " (set by ZORSSNDIR): No such file or directory\n");
 }
 
-TEST_F(LoginMain, RegistryOpenToEveryoneIs1)
+TEST_F(LoginMain, RegistryOpenToEveryoneIs69)
 {
     ASSERT_EQ(mkdir(registry_.c_str(), 0700), 0);
     ASSERT_EQ(chmod(registry_.c_str(), 0777), 0);
     Login run(SMCLP_LOGIN, {"--", "echo", "run"});
-    EXPECT_EQ(run.End(), 1);
-    EXPECT_EQ(run.err, "smclp-login: cannot open a session in " + registry_ +
-                           " (set by ZORSSNDIR): the directory belongs to another user or is "
-                           "writable for everyone\n");
+    EXPECT_EQ(run.End(), 69);
+    EXPECT_EQ(run.err, "smclp-login: the session registry " + registry_ +
+                           " (set by ZORSSNDIR) belongs to another user, or others may write it "
+                           "and it is not sticky\n");
 }
 
-TEST_F(LoginMain, SetUserIdProgramIgnoresTheCallersSettings)
+TEST_F(LoginMain, RegistryThatTheUserMayNotEnterIs77)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can be another user";
+    ASSERT_EQ(mkdir(registry_.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(top_.c_str(), 0755), 0);
+    ASSERT_EQ(chdir("/"), 0);
+    std::string program = OwnCopy("bin") + "/smclp-login";
+    Login run(program, {"--", "echo", "run"}, [] {
+        if (setresuid(60001, 60001, 60001) != 0)
+            _exit(98);
+    });
+    EXPECT_EQ(run.End(), 77);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: cannot open a session in " + registry_ +
+                           " (set by ZORSSNDIR): Permission denied\n");
+}
+
+TEST_F(LoginMain, SetUserIdProgramRefusesToRun)
 {
     struct statvfs info;
     ASSERT_EQ(statvfs(top_.c_str(), &info), 0);
@@ -729,10 +868,28 @@ TEST_F(LoginMain, SetUserIdProgramIgnoresTheCallersSettings)
         GTEST_SKIP() << "needs root and a file system with set-user-id programs";
     std::string program = OwnCopy("bin") + "/smclp-login";
     ASSERT_EQ(chown(program.c_str(), 65534, 65534), 0);
-    ASSERT_EQ(chmod(program.c_str(), 04755), 0);
     ASSERT_EQ(chmod(top_.c_str(), 0777), 0);
-    Login run(program, {"--", "id", "-u"});
-    run.End();
-    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
-    EXPECT_EQ(run.err.find(registry_), std::string::npos);
+    for (mode_t mode : {04755u, 02755u}) {
+        ASSERT_EQ(chmod(program.c_str(), mode), 0);
+        Login run(program, {"--", "id", "-u"});
+        EXPECT_EQ(run.End(), 77);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, "smclp-login: it must not be installed set-user-id, set-group-id or "
+                           "with capabilities: it works with its caller's rights alone\n");
+        EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+    }
+}
+
+// Whoever does not read what smclp-login says holds no process by that.
+TEST_F(LoginMain, RefusalThatNobodyReadsEndsAllTheSame)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+    std::string filler(4096, 'x');
+    ASSERT_EQ(write(ends[1], filler.data(), filler.size()), 4096);
+    Login run(SMCLP_LOGIN, {"--zap"}, [&ends] { dup2(ends[1], 2); });
+    EXPECT_EQ(run.End(), 2);
+    close(ends[0]);
+    close(ends[1]);
 }

@@ -19,6 +19,7 @@ protected:
             argv_.push_back(word.data());
         argv_.push_back(nullptr);
         message_[0] = '\0';
+        LoginDefaultOptions(&options_);
         return LoginParseOptions(static_cast<int>(argv_.size()) - 1, argv_.data(), &options_,
                                  message_, sizeof(message_));
     }
@@ -36,14 +37,20 @@ protected:
     char message_[256];
 };
 
-TEST_F(LoginParse, DefaultsAreTypeZeroNoAddressEveryRightNoLimitAndTheShell)
+TEST_F(LoginParse, DefaultsAreNoTypeNoAddressEveryRightHalfAnHourAndTheShell)
 {
     ASSERT_EQ(Parse({}), 0u);
     EXPECT_EQ(options_.action, LoginAction::Run);
     EXPECT_EQ(options_.type, 0);
-    EXPECT_EQ(options_.address, 0u);
+    EXPECT_FALSE(options_.typeGiven);
+    EXPECT_EQ(options_.client.address, 0u);
+    EXPECT_STREQ(options_.client.addressText, "");
     EXPECT_EQ(options_.privilege, 7u);
-    EXPECT_EQ(options_.idleSeconds, 0u);
+    EXPECT_EQ(options_.idleSeconds[0], 1800u);
+    EXPECT_EQ(options_.idleSeconds[255], 1800u);
+    EXPECT_EQ(options_.sessions, 64u);
+    EXPECT_EQ(options_.userSessions, 16u);
+    EXPECT_FALSE(options_.unconfined);
     EXPECT_EQ(options_.line, nullptr);
     EXPECT_EQ(options_.command, nullptr);
 }
@@ -54,9 +61,9 @@ TEST_F(LoginParse, EveryOptionAndTheCommandAreTaken)
                      "--", "env", "-i", "--type"}),
               0u);
     EXPECT_EQ(options_.type, 3);
-    EXPECT_EQ(options_.address, 3221225991u);
+    EXPECT_EQ(options_.client.address, 3221225991u);
     EXPECT_EQ(options_.privilege, 31u);
-    EXPECT_EQ(options_.idleSeconds, 900u);
+    EXPECT_EQ(options_.idleSeconds[3], 900u);
     ASSERT_NE(options_.command, nullptr);
     EXPECT_STREQ(options_.command[0], "env");
     EXPECT_STREQ(options_.command[1], "-i");
@@ -112,17 +119,18 @@ TEST_F(LoginParse, TypeIsADecimalNumberUpTo255)
         EXPECT_EQ(Parse({"--type", bad}), 2u) << bad;
 }
 
-TEST_F(LoginParse, AddressIsFourDecimalNumbers)
+TEST_F(LoginParse, AddressIsIPv4OrIPv6)
 {
     EXPECT_EQ(Parse({"--address", "127.0.0.1"}), 0u);
-    EXPECT_EQ(options_.address, 2130706433u);
+    EXPECT_EQ(options_.client.address, 2130706433u);
     EXPECT_EQ(Parse({"--address", "255.255.255.255"}), 0u);
-    EXPECT_EQ(options_.address, 4294967295u);
+    EXPECT_EQ(options_.client.address, 4294967295u);
     EXPECT_EQ(Parse({"--address", "0.0.0.0"}), 0u);
-    EXPECT_EQ(options_.address, 0u);
-    ExpectFault({"--address", "1.2.3"}, "--address needs an IPv4 address as 192.0.2.7: '1.2.3'");
+    EXPECT_EQ(options_.client.address, 0u);
+    ExpectFault({"--address", "1.2.3"},
+                "--address needs an address as 192.0.2.7 or 2001:db8::7: '1.2.3'");
     for (const char *bad :
-         {"", "256.0.0.1", "1.2.3.4.5", "::1", "2130706433", "localhost", "1.2.3.4 ", "01.2.3.4"})
+         {"", "256.0.0.1", "1.2.3.4.5", "::1::", "2130706433", "localhost", "1.2.3.4 ", "01.2.3.4"})
         EXPECT_EQ(Parse({"--address", bad}), 2u) << bad;
 }
 
@@ -143,10 +151,60 @@ TEST_F(LoginParse, PrivilegeIsOneToEightHexadecimalDigits)
 TEST_F(LoginParse, IdleIsADecimalNumberOf32Bits)
 {
     EXPECT_EQ(Parse({"--idle", "4294967295"}), 0u);
-    EXPECT_EQ(options_.idleSeconds, 4294967295u);
+    EXPECT_EQ(options_.idleSeconds[255], 4294967295u);
     ExpectFault({"--idle", "4294967296"},
-                "--idle needs a number of seconds from 0 to 4294967295: '4294967296'");
+                "--idle needs seconds from 0 to 4294967295, or TYPE=SECONDS: '4294967296'");
     EXPECT_EQ(Parse({"--idle", "10m"}), 2u);
+}
+
+TEST_F(LoginParse, IdleOfOneTypeLeavesTheOthersAndTheLastCounts)
+{
+    ASSERT_EQ(Parse({"--idle", "900", "--idle", "1=0", "--idle", "255=60"}), 0u);
+    EXPECT_EQ(options_.idleSeconds[0], 900u);
+    EXPECT_EQ(options_.idleSeconds[1], 0u);
+    EXPECT_EQ(options_.idleSeconds[254], 900u);
+    EXPECT_EQ(options_.idleSeconds[255], 60u);
+    ASSERT_EQ(Parse({"--idle", "1=0", "--idle", "900"}), 0u);
+    EXPECT_EQ(options_.idleSeconds[1], 900u);
+    for (const char *bad : {"256=1", "=1", "1=", "1=-1", "0001=1", "1=1=1", "console=1"})
+        EXPECT_EQ(Parse({"--idle", bad}), 2u) << bad;
+}
+
+TEST_F(LoginParse, TypeOfTheConsoleHasAName)
+{
+    ASSERT_EQ(Parse({"--type", "console"}), 0u);
+    EXPECT_TRUE(options_.typeGiven);
+    EXPECT_EQ(options_.type, 1);
+}
+
+TEST_F(LoginParse, AddressOfIPv6IsText)
+{
+    ASSERT_EQ(Parse({"--address", "fe80::1%eth0"}), 0u);
+    EXPECT_EQ(options_.client.address, 0u);
+    EXPECT_STREQ(options_.client.addressText, "fe80::1%eth0");
+}
+
+TEST_F(LoginParse, LimitsOfSessionsAreUpTo1000AndLeaveRoomBesideTheConsole)
+{
+    ASSERT_EQ(Parse({"--sessions", "1000", "--user-sessions", "1000"}), 0u);
+    EXPECT_EQ(options_.sessions, 1000u);
+    EXPECT_EQ(options_.userSessions, 1000u);
+    ASSERT_EQ(Parse({"--sessions", "0", "--user-sessions", "0"}), 0u);
+    EXPECT_EQ(options_.sessions, 0u);
+    EXPECT_EQ(options_.userSessions, 0u);
+    ASSERT_EQ(Parse({"--sessions", "5", "--user-sessions", "1"}), 0u);
+    EXPECT_EQ(options_.sessions, 5u);
+    EXPECT_EQ(options_.userSessions, 1u);
+    ExpectFault({"--sessions", "4"}, "--sessions needs 0, or a number from 5 to 1000: '4'");
+    ExpectFault({"--sessions", "1001"}, "--sessions needs 0, or a number from 5 to 1000: '1001'");
+    ExpectFault({"--user-sessions", "1001"},
+                "--user-sessions needs a number from 0 to 1000: '1001'");
+}
+
+TEST_F(LoginParse, ConfinementCanBeSwitchedOff)
+{
+    ASSERT_EQ(Parse({"--unconfined"}), 0u);
+    EXPECT_TRUE(options_.unconfined);
 }
 
 TEST_F(LoginParse, UnknownOptionsAreNamed)

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+// login_line.cpp -- the line a login asks for.
+#include "session/login_line.h"
+
+#include <stdio.h>
+#include <string.h>
+
+static constexpr char kOwnName[] = "smclp-login";
+static constexpr char kBlanks[] = " \t\r\n";
+static constexpr int kWordsMax = 32;  // of a line that names this program
+
+// What clients of file transfers start on this side. None of them is a verb.
+static constexpr const char *kTransfers[] = {
+    "sftp",
+    "sftp-server",
+    "internal-sftp",
+    "scp",
+    "rsync",
+    "git",
+    "git-upload-pack",
+    "git-receive-pack",
+    "git-upload-archive",
+};
+
+static char *Trim(char *text)
+{
+    text += strspn(text, kBlanks);
+    size_t length = strlen(text);
+    while (length > 0 && strchr(kBlanks, text[length - 1]) != nullptr)
+        --length;
+    text[length] = '\0';
+    return text;
+}
+
+// The first word of a trimmed line without its directory; its length is in *length.
+static const char *FirstName(const char *line, size_t *length)
+{
+    size_t end = strcspn(line, kBlanks);
+    size_t start = end;
+    while (start > 0 && line[start - 1] != '/')
+        --start;
+    *length = end - start;
+    return line + start;
+}
+
+static bool FirstNameIs(const char *line, const char *name)
+{
+    size_t length = 0;
+    const char *first = FirstName(line, &length);
+    return length == strlen(name) && memcmp(first, name, length) == 0;
+}
+
+static bool IsTransfer(const char *line)
+{
+    for (const char *name : kTransfers)
+        if (FirstNameIs(line, name))
+            return true;
+    return false;
+}
+
+static char *SkipExec(char *line)
+{
+    if (strncmp(line, "exec", 4) != 0 || line[4] == '\0' || strchr(kBlanks, line[4]) == nullptr)
+        return line;
+    return line + 4 + strspn(line + 4, kBlanks);
+}
+
+// --- A line that names this program ----------------------------------------------------------
+
+// Splits the text in place; -1 when there are too many words. words[n] is null.
+static int Split(char *text, char **words)
+{
+    int count = 0;
+    char *rest = nullptr;
+    for (char *word = strtok_r(text, kBlanks, &rest); word != nullptr;
+         word = strtok_r(nullptr, kBlanks, &rest)) {
+        if (count == kWordsMax)
+            return -1;
+        words[count++] = word;
+    }
+    words[count] = nullptr;
+    return count;
+}
+
+// 0 is no limit.
+static u32 Lower(u32 one, u32 other)
+{
+    if (one == 0 || other == 0)
+        return one | other;
+    return one < other ? one : other;
+}
+
+static void Restrict(LoginOptions *options, const LoginOptions *by)
+{
+    options->privilege &= by->privilege;
+    for (u32 type = 0; type < 256; ++type)
+        options->idleSeconds[type] = Lower(options->idleSeconds[type], by->idleSeconds[type]);
+    options->sessions = Lower(options->sessions, by->sessions);
+    options->userSessions = Lower(options->userSessions, by->userSessions);
+    if (!options->typeGiven && by->typeGiven && by->type != kLoginTypeConsole) {
+        options->type = by->type;
+        options->typeGiven = true;
+    }
+}
+
+static u32 TakeOptions(char *line, LoginOptions *options, char *message, size_t size)
+{
+    char *words[kWordsMax + 1];
+    int count = Split(line, words);
+    LoginOptions given = {};
+    given.privilege = UINT32_MAX;
+    if (count < 0) {
+        snprintf(message, size, "too many words after %s", kOwnName);
+        return kLoginLineFault;
+    }
+    u32 result = LoginParseOptions(count, words, &given, message, size);
+    if (result != 0)
+        return kLoginLineFault;
+    if (given.line != nullptr || given.command != nullptr || given.action != LoginAction::Run) {
+        snprintf(message, size, "a line that names %s takes limits alone", kOwnName);
+        return kLoginLineFault;
+    }
+    Restrict(options, &given);
+    return kLoginLineTaken;
+}
+
+// --- Which line ------------------------------------------------------------------------------
+
+// Trims *line; one that names this program is taken for its options, and *line is null then.
+static u32 Settle(char **line, LoginOptions *options, char *message, size_t size)
+{
+    *line = Trim(*line);
+    char *named = SkipExec(*line);
+    if (!FirstNameIs(named, kOwnName))
+        return kLoginLineTaken;
+    *line = nullptr;
+    return TakeOptions(named, options, message, size);
+}
+
+u32 LoginTakeLine(LoginOptions *options, char *original, char *message, size_t size)
+{
+    if (options->command != nullptr)
+        return kLoginLineTaken;
+    u32 result = kLoginLineTaken;
+    if (options->line != nullptr)
+        result = Settle(&options->line, options, message, size);
+    if (result == kLoginLineTaken && options->line == nullptr && original != nullptr) {
+        options->line = original;
+        result = Settle(&options->line, options, message, size);
+        if (options->line != nullptr && options->line[0] == '\0')
+            options->line = nullptr;
+    }
+    if (result != kLoginLineTaken || options->line == nullptr || !IsTransfer(options->line))
+        return result;
+    size_t length = 0;
+    const char *name = FirstName(options->line, &length);
+    snprintf(message, size, "no files are copied here: %.*s is refused", static_cast<int>(length),
+             name);
+    return kLoginLineRefused;
+}

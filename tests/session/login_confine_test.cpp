@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+// login_confine_test.cpp -- what a confined process can do, tried in a process of its own.
+#include "session/login_confine.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+// The kernel's version of Landlock; below 1 there is none.
+static long Version()
+{
+    return syscall(444, nullptr, 0, 1);
+}
+
+class LoginConfined : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string name = testing::TempDir() + "login_confine_test.XXXXXX";
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        top_ = name;
+        for (const char *directory : {"/zor", "/zor/objmgr", "/sessions", "/other", "/trace"})
+            ASSERT_EQ(mkdir((top_ + directory).c_str(), 0755), 0);
+        for (const char *file : {"/zor/objmgr/store", "/sessions/77", "/other/secret"})
+            std::ofstream(top_ + file) << "text";
+    }
+    void TearDown() override
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(top_, ignored);
+    }
+
+    // What `attempt` gives in a confined process, 0 to 255.
+    int Confined(const std::function<int()> &attempt, const std::string &program = "/bin/true")
+    {
+        pid_t child = fork();
+        if (child == 0) {
+            std::string objmgr = top_ + "/zor/objmgr";
+            std::string sessions = top_ + "/sessions";
+            std::string trace = top_ + "/trace/file";
+            LoginConfinement needs = {program.c_str(), objmgr.c_str(), sessions.c_str(),
+                                      trace.c_str()};
+            LoginConfine(&needs);
+            _exit(attempt());
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // The error of opening, 0 for none.
+    int Opening(const std::string &name, int flags)
+    {
+        return Confined([&] { return open((top_ + name).c_str(), flags, 0600) < 0 ? errno : 0; });
+    }
+
+    std::string top_;
+};
+
+TEST_F(LoginConfined, PrivilegesAreTakenOnEveryKernel)
+{
+    EXPECT_EQ(Confined([] { return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0); }), 1);
+}
+
+TEST_F(LoginConfined, WhatTheShellNeedsIsThere)
+{
+    EXPECT_EQ(Opening("/zor/objmgr/store", O_RDONLY), 0);
+    EXPECT_EQ(Opening("/sessions/77", O_RDONLY), 0);
+    EXPECT_EQ(Opening("/trace/file", O_WRONLY | O_APPEND | O_CREAT), 0);
+    EXPECT_EQ(Opening("/trace/file", O_WRONLY | O_APPEND | O_CREAT), 0);
+    EXPECT_EQ(Confined([] { return execl("/bin/true", "true", nullptr) < 0 ? errno : 0; }), 0);
+}
+
+TEST_F(LoginConfined, DirectoryOfTheServiceMayBeMadeAnew)
+{
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        std::string objmgr = top_ + "/zor/objmgr";
+        LoginConfinement needs = {nullptr, objmgr.c_str(), nullptr, nullptr};
+        LoginConfine(&needs);
+        close(go[1]);
+        char c;
+        (void)!read(go[0], &c, 1);
+        _exit(open((objmgr + "/store").c_str(), O_RDONLY) < 0 ? errno : 0);
+    }
+    close(go[0]);
+    std::filesystem::rename(top_ + "/zor/objmgr", top_ + "/zor/old");
+    ASSERT_EQ(mkdir((top_ + "/zor/objmgr").c_str(), 0755), 0);
+    std::ofstream(top_ + "/zor/objmgr/store") << "text";
+    close(go[1]);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(LoginConfined, EverythingElseIsNot)
+{
+    if (Version() < 1)
+        GTEST_SKIP() << "this kernel has no Landlock";
+    EXPECT_EQ(Opening("/other/secret", O_RDONLY), EACCES);
+    EXPECT_EQ(Opening("/other/new", O_WRONLY | O_CREAT), EACCES);
+    EXPECT_EQ(Opening("/sessions/77", O_WRONLY), EACCES);
+    EXPECT_EQ(Opening("/sessions/78", O_WRONLY | O_CREAT), EACCES);
+    EXPECT_EQ(Opening("/other", O_RDONLY | O_DIRECTORY), EACCES);
+    EXPECT_EQ(Confined([] { return open("/etc/passwd", O_RDONLY) < 0 ? errno : 0; }), EACCES);
+    EXPECT_EQ(Confined([this] { return unlink((top_ + "/sessions/77").c_str()) ? errno : 0; }),
+              EACCES);
+    EXPECT_EQ(Confined([this] { return mkdir((top_ + "/other/new").c_str(), 0700) ? errno : 0; }),
+              EACCES);
+}
+
+TEST_F(LoginConfined, NoOtherProgramStarts)
+{
+    if (Version() < 1)
+        GTEST_SKIP() << "this kernel has no Landlock";
+    EXPECT_EQ(Confined([] { return execl("/bin/sh", "sh", "-c", ":", nullptr) < 0 ? errno : 0; }),
+              EACCES);
+}
+
+static int ConnectTcp()
+{
+    int descriptor = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in to = {};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(1);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return connect(descriptor, reinterpret_cast<sockaddr *>(&to), sizeof(to)) < 0 ? errno : 0;
+}
+
+TEST_F(LoginConfined, NoTcpFromVersionFourOn)
+{
+    if (Version() < 4)
+        GTEST_SKIP() << "this kernel's Landlock knows no network";
+    EXPECT_EQ(ConnectTcp(), ECONNREFUSED);
+    EXPECT_EQ(Confined(ConnectTcp), EACCES);
+}
+
+TEST_F(LoginConfined, NoSignalsToOthersFromVersionSixOn)
+{
+    if (Version() < 6)
+        GTEST_SKIP() << "this kernel's Landlock knows no signals";
+    EXPECT_EQ(Confined([] { return kill(getppid(), 0) < 0 ? errno : 0; }), EPERM);
+    EXPECT_EQ(Confined([] { return kill(getpid(), 0) < 0 ? errno : 0; }), 0);
+}
+
+TEST_F(LoginConfined, SocketInTheFileSystemCanBeReached)
+{
+    sockaddr_un name = {};
+    name.sun_family = AF_UNIX;
+    std::string path = top_ + "/zor/objmgr/socket";
+    ASSERT_LT(path.size(), sizeof(name.sun_path));
+    memcpy(name.sun_path, path.c_str(), path.size() + 1);
+    int server = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(server, reinterpret_cast<sockaddr *>(&name), sizeof(name)), 0);
+    ASSERT_EQ(listen(server, 1), 0);
+    EXPECT_EQ(Confined([&] {
+                  int client = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+                  return connect(client, reinterpret_cast<sockaddr *>(&name), sizeof(name)) < 0
+                             ? errno
+                             : 0;
+              }),
+              0);
+    close(server);
+}
