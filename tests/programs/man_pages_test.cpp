@@ -69,6 +69,7 @@ struct Program {
 
 const Program kPrograms[] = {
     {SMCLP_LOGIN, "smclp-login.1", {"src/session/login_options.cpp"}, nullptr},
+    {SMCLP_SESSIONS, "smclp-sessions.1", {"src/session/sessions_main.cpp"}, nullptr},
     {OBJMGRD_SIM, "objmgrd-sim.8", {"src/objmgrd/service.cpp"}, "--host"},
 #ifdef OBJMGRD_IPMI
     {OBJMGRD_IPMI, "objmgrd-ipmi.8", {"src/objmgrd/service.cpp"}, "--config"},

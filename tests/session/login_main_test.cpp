@@ -602,12 +602,10 @@ TEST_F(LoginMain, SignalThatTheChildDoesNotCatchEndsBothAndTheSession)
 
 TEST_F(LoginMain, SignalToTheWholeGroupIsHarmlessTwice)
 {
-    Login run(
-        SMCLP_LOGIN,
-        {"--", "sh", "-c",
-         "trap : INT; sleep 60 >/dev/null 2>&1 & p=$!; echo ready; wait; read x; kill $p; exit "
-         "5"},
-        [] { setpgid(0, 0); });
+    Login run(SMCLP_LOGIN,
+              {"--", "sh", "-c",
+               "trap got=1 INT; echo ready; while [ -z \"$got\" ]; do sleep 0.1; done; exit 5"},
+              [] { setpgid(0, 0); });
     ASSERT_EQ(run.Line(), "ready");
     kill(-run.pid, SIGINT);
     EXPECT_EQ(run.End(), 5);
