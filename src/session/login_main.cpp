@@ -24,6 +24,7 @@
 #include "session/login_environment.h"
 #include "session/login_line.h"
 #include "session/login_options.h"
+#include "session/login_service.h"
 #include "session/login_watch.h"
 #include "session/registry.h"
 
@@ -94,14 +95,6 @@ static void FindOwnDirectory(char *directory, size_t size)
         slash[slash == directory ? 1 : 0] = '\0';
 }
 
-static constexpr char kObjMgrDefaultDirectory[] = "/run/zor/objmgr";
-
-static const char *ObjMgrDirectory()
-{
-    const char *set = getenv("ZOROBJMGR");
-    return set != nullptr && set[0] != '\0' ? set : kObjMgrDefaultDirectory;
-}
-
 // --- The child -------------------------------------------------------------------------------
 
 static void ResetSignals(const sigset_t *mask)
@@ -139,7 +132,7 @@ static void ExecShell(const char *ownDirectory, const LoginOptions *options)
     char path[PATH_MAX];
     if (!FindShell(ownDirectory, path, sizeof(path)))
         return;
-    LoginConfinement needs = {path, ObjMgrDirectory(), RegistryDirectory(), getenv("ZORTRACE")};
+    LoginConfinement needs = {path, ServiceDirectory(), RegistryDirectory(), getenv("ZORTRACE")};
     if (!options->unconfined)
         LoginConfine(&needs);  // without Landlock it goes on
     execv(path, argv);
@@ -190,6 +183,20 @@ static void SayWhy(const LoginEnding *ending, u32 idleSeconds)
         Say("smclp-login: the session was ended from outside");
 }
 
+// For the record: why the session ended.
+static void NameReason(const LoginEnding *ending, char *reason, size_t size)
+{
+    static constexpr const char *kReasons[] = {
+        nullptr, "told to end", "idle", "ended from outside", "hung up", "lost"};
+    const char *why = kReasons[static_cast<u8>(ending->why)];
+    if (why != nullptr)
+        snprintf(reason, size, "%s", why);
+    else if (WIFSIGNALED(ending->status))
+        snprintf(reason, size, "signal %d", WTERMSIG(ending->status));
+    else
+        snprintf(reason, size, "exit %d", WEXITSTATUS(ending->status));
+}
+
 static int RunSession(const LoginOptions *options, const RegistryRecord *record,
                       LoginSession *session, const sigset_t *before)
 {
@@ -203,12 +210,18 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
         Say("smclp-login: no room for a session: %s", strerror(errno));
         return kExitTemporary;
     }
+    const timespec start = RegistryNow();
     LoginEnding ending = LoginWatch(session);
     // A child that ended by itself left the terminal as it wanted it. At once: output held back
     // by flow control must not keep the session open.
     if (hasTerminal && WIFSIGNALED(ending.status))
         tcsetattr(STDIN_FILENO, TCSANOW, &terminal);
     SayWhy(&ending, session->idleSeconds);
+    char reason[32];
+    NameReason(&ending, reason, sizeof(reason));
+    const u32 seconds = static_cast<u32>(RegistryNow().tv_sec - start.tv_sec);
+    LoginTellService(ServiceDirectory(), LoginEvent::Logout, session->id, seconds,
+                     record->addressText, reason);
     return ExitStatus(&ending);
 }
 
@@ -221,17 +234,27 @@ static void NameUser(char *name, size_t size)
         snprintf(name, size, "%u", static_cast<u32>(getuid()));
 }
 
+// Says it to the user and to the service's record. The reason is what the line says, in short.
+static int Refuse(const LoginOptions *options, int status, const char *reason, const char *line)
+{
+    Say("smclp-login: %s", line);
+    LoginTellService(ServiceDirectory(), LoginEvent::Refusal, 0, 0, options->client.addressText,
+                     reason);
+    return status;
+}
+
 static int ComplainAboutRegistry(u32 result, const LoginOptions *options, const char *directory,
                                  int error)
 {
+    char line[96];
     switch (result) {
     case kRegistryFull:
-        Say("smclp-login: there are as many sessions as there may be; come back later");
-        return kExitTemporary;
+        return Refuse(options, kExitTemporary, "too many sessions",
+                      "there are as many sessions as there may be; come back later");
     case kRegistryUserFull:
-        Say("smclp-login: you have %u sessions, as many as one user may have",
-            options->userSessions);
-        return kExitTemporary;
+        snprintf(line, sizeof(line), "you have %u sessions, as many as one user may have",
+                 options->userSessions);
+        return Refuse(options, kExitTemporary, "too many sessions of the user", line);
     case kRegistryUntrusted:
         Say("smclp-login: the session registry %s (set by ZORSSNDIR) belongs to another user, or "
             "others may write it and it is not sticky",
@@ -258,7 +281,7 @@ static void MakeSharedRegistry(const char *directory)
     struct stat objmgr;
     if (geteuid() != 0 || strcmp(directory, kRegistryDefaultDirectory) != 0)
         return;
-    if (access(directory, F_OK) != 0 && stat(ObjMgrDirectory(), &objmgr) == 0)
+    if (access(directory, F_OK) != 0 && stat(ServiceDirectory(), &objmgr) == 0)
         RegistryMakeShared(directory, objmgr.st_gid);  // a failure is seen by who opens
 }
 
@@ -273,6 +296,16 @@ static int Login(const LoginOptions *options)
     if (limits.all != 0 && record.type != kLoginTypeConsole)
         limits.all -= kLoginKeptForConsole;
 
+    // A COMMAND is started also where nobody serves.
+    if (options->command == nullptr) {
+        LoginVerdict verdict = LoginAskService(ServiceDirectory(), kLoginAskMs);
+        if (verdict.status == kExitNoPermission)
+            return Refuse(options, verdict.status, "no right to log in", verdict.line);
+        if (verdict.line[0] != '\0')
+            Say("smclp-login: %s", verdict.line);
+        if (verdict.status != 0)
+            return verdict.status;
+    }
     sigset_t before;
     LoginBlockSignals(&before);
     LoginSession session = {};
@@ -283,6 +316,8 @@ static int Login(const LoginOptions *options)
         RegistryOpenSession(session.directory, &record, &limits, &session.id, &session.lock);
     if (result != kRegistryOk)
         return ComplainAboutRegistry(result, options, session.directory, errno);
+    LoginTellService(ServiceDirectory(), LoginEvent::Login, session.id, 0, record.addressText,
+                     nullptr);
     int status = RunSession(options, &record, &session, &before);
     if (RegistryCloseSession(session.directory, session.id, session.lock) != kRegistryOk)
         Say("smclp-login: cannot remove the session in %s: %s", session.directory, strerror(errno));
@@ -311,19 +346,19 @@ int main(int argc, char **argv)
     u32 result = LoginParseOptions(argc, argv, &options, message, sizeof(message));
     if (result == 0 && options.action == LoginAction::Run)
         result = LoginTakeLine(&options, getenv("SSH_ORIGINAL_COMMAND"), message, sizeof(message));
-    if (result != 0) {
-        Say(result == kLoginLineRefused ? "smclp-login: %s"
-                                        : "smclp-login: %s (see smclp-login --help)",
-            message);
+    if (result != 0 && result != kLoginLineRefused) {
+        Say("smclp-login: %s (see smclp-login --help)", message);
         return static_cast<int>(result);
     }
+    LoginTakeClient(&options, getenv("SSH_CONNECTION"), isatty(STDIN_FILENO) != 0);
+    if (result == kLoginLineRefused)
+        return Refuse(&options, kExitNoPermission, "copying files", message);
     switch (options.action) {
     case LoginAction::Help:
         return Print(kLoginUsage);
     case LoginAction::Version:
         return Print("smclp-login " ZOR_VERSION "\n");
     default:
-        LoginTakeClient(&options, getenv("SSH_CONNECTION"), isatty(STDIN_FILENO) != 0);
         return Login(&options);
     }
 }

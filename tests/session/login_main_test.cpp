@@ -17,10 +17,12 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "session/fake_service.h"
 #include "session/registry.h"
 #include "support/emulation.h"
 
@@ -128,6 +130,7 @@ protected:
         top_ = name;
         registry_ = top_ + "/sessions";
         setenv("ZORSSNDIR", registry_.c_str(), 1);
+        setenv("ZOROBJMGR", (top_ + "/objmgr").c_str(), 1);
         setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
         alarm(100);  // a hang ends the test, not the patience of whoever waits
     }
@@ -141,6 +144,11 @@ protected:
     {
         std::error_code ignored;
         return std::filesystem::is_empty(registry_, ignored);
+    }
+
+    void Serve(u32 rights = 7)
+    {
+        service_ = std::make_unique<FakeService>(top_ + "/objmgr", FakeService::Facts(rights));
     }
 
     // A directory with a copy of smclp-login, to put a shell beside.
@@ -173,6 +181,7 @@ protected:
 
     std::string top_;
     std::string registry_;
+    std::unique_ptr<FakeService> service_;
 };
 
 static std::map<std::string, std::string> Variables(const std::string &text)
@@ -285,6 +294,7 @@ TEST_F(LoginMain, SessionFileHoldsTheUserAndWhatTheOptionsSay)
 
 TEST_F(LoginMain, ShellBesideTheProgramIsRunWithoutArguments)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$# $ZORSSNTYPE\"; exit 3");
     Login run(own + "/smclp-login", {"--unconfined", "--type", "8"});
@@ -296,6 +306,7 @@ TEST_F(LoginMain, ShellBesideTheProgramIsRunWithoutArguments)
 
 TEST_F(LoginMain, LineBecomesTheShellsOneArgument)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$#:$1\"");
     Login run(own + "/smclp-login", {"--unconfined", "-c", "show  -display verbs /system1"});
@@ -308,6 +319,7 @@ TEST_F(LoginMain, LineBecomesTheShellsOneArgument)
 
 TEST_F(LoginMain, CommandFindsTheShellBesideTheProgramAndMayAlterTheEnvironment)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$ZORPRIV\"");
     Login run(own + "/smclp-login", {"--", "env", "ZORPRIV=xyz", "smclp"});
@@ -317,6 +329,7 @@ TEST_F(LoginMain, CommandFindsTheShellBesideTheProgramAndMayAlterTheEnvironment)
 
 TEST_F(LoginMain, ShellElsewhereIsFoundOnThePath)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     std::string other = top_ + "/other";
     ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
@@ -333,6 +346,7 @@ TEST_F(LoginMain, ShellElsewhereIsFoundOnThePath)
 
 TEST_F(LoginMain, ShellBesideThatCannotBeRunIs126AndNoOtherIsTaken)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     std::string other = top_ + "/other";
     ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
@@ -347,6 +361,7 @@ TEST_F(LoginMain, ShellBesideThatCannotBeRunIs126AndNoOtherIsTaken)
 
 TEST_F(LoginMain, DirectoryWithAColonStandsNotOnThePathButItsShellIsFound)
 {
+    Serve();
     std::string own = OwnCopy("b:in");
     Script(own + "/smclp", "echo \"$PATH\"");
     setenv("PATH", "/usr/bin:/bin", 1);
@@ -357,6 +372,7 @@ TEST_F(LoginMain, DirectoryWithAColonStandsNotOnThePathButItsShellIsFound)
 
 TEST_F(LoginMain, NoShellAnywhereIs127)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     setenv("PATH", top_.c_str(), 1);
     Login run(own + "/smclp-login", {"--unconfined"});
@@ -495,6 +511,47 @@ TEST_F(LoginMain, SessionWhoseOutputNobodyCanReadEnds)
     EXPECT_TRUE(RegistryIsEmpty());
 }
 
+// --- The service -----------------------------------------------------------------------------
+
+TEST_F(LoginMain, ServiceThatIsNotThereKeepsTheShellFromStarting)
+{
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo run");
+    Login run(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(run.End(), 69);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: the service is not running in " + top_ + "/objmgr\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+}
+
+TEST_F(LoginMain, UserWithoutTheRightToLogInIsRefusedAndThatIsRecorded)
+{
+    Serve(6);
+    setenv("SSH_CONNECTION", "192.0.2.7 50000 192.0.2.1 22", 1);
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo run");
+    Login run(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(run.End(), 77);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: you have not the right to log in (objmgrd-test grants it)\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+    EXPECT_EQ(service_->Told(), "refusal - 192.0.2.7 no right to log in\n");
+}
+
+TEST_F(LoginMain, LoginsLogoutsAndRefusalsAreRecorded)
+{
+    Serve();
+    setenv("SSH_CONNECTION", "2001:db8::7 50000 2001:db8::1 22", 1);
+    EXPECT_EQ(Login(SMCLP_LOGIN, {"--", "sh", "-c", "exit 3"}).End(), 3);
+    EXPECT_EQ(Login(SMCLP_LOGIN, {"--", "sh", "-c", "kill -9 $$"}).End(), 137);
+    EXPECT_EQ(Login(SMCLP_LOGIN, {"--idle", "1", "--", "sleep", "60"}).End(), 129);
+    EXPECT_EQ(Login(SMCLP_LOGIN, {"-c", "scp -t /tmp"}).End(), 77);
+    EXPECT_EQ(service_->Told(), "login id 2001:db8::7\nlogout id 2001:db8::7 exit 3\n"
+                                "login id 2001:db8::7\nlogout id 2001:db8::7 signal 9\n"
+                                "login id 2001:db8::7\nlogout id 2001:db8::7 idle\n"
+                                "refusal - 2001:db8::7 copying files\n");
+}
+
 // --- Limits ----------------------------------------------------------------------------------
 
 TEST_F(LoginMain, OneSessionTooManyOfAUserIs75WithALine)
@@ -527,6 +584,7 @@ TEST_F(LoginMain, FourSessionsAreKeptForTheConsole)
 
 TEST_F(LoginMain, LineOfTheClientIsOneArgumentOfTheShell)
 {
+    Serve();
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"$#:$1\"");
     setenv("SSH_ORIGINAL_COMMAND", "\r\n show  -level 2 /system1 \t\n", 1);
