@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "objmgrd/record.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <mutex>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+// What the record wrote.
+struct Lines {
+    std::mutex mutex;
+    std::vector<std::string> all;
+    bool slow = false;
+
+    std::vector<std::string> Take()
+    {
+        const std::lock_guard lock(mutex);
+        std::vector<std::string> taken;
+        taken.swap(all);
+        return taken;
+    }
+};
+
+void Write(void *context, const char *line)
+{
+    Lines *lines = static_cast<Lines *>(context);
+    if (lines->slow)
+        usleep(50'000);
+    const std::lock_guard lock(lines->mutex);
+    lines->all.push_back(line);
+}
+
+// Session 7 is that of uid 1001.
+bool Session(void *, u32 id, u32 uid, std::string *address)
+{
+    *address = "192.0.2.7";
+    if (id == 7 && uid == 1001)
+        return true;
+    address->clear();
+    return false;
+}
+
+bool User(u32 uid, std::string *name)
+{
+    if (uid == 1001)
+        *name = "alice";
+    else if (uid == 1002)
+        *name = "bob\nevent=login";
+    else
+        return false;
+    return true;
+}
+
+constexpr char kCall[] = " command=Stop argument=- target=OEM_QARN_System result=";
+
+class RecordTest : public testing::Test
+{
+protected:
+    void Start(u32 windowMs = kRecordWindowMs)
+    {
+        ASSERT_EQ(record_.Start({.write = Write,
+                                 .context = &lines_,
+                                 .session = Session,
+                                 .user = User,
+                                 .windowMs = windowMs}),
+                  0);
+    }
+    std::vector<std::string> End()
+    {
+        record_.Stop();
+        return lines_.Take();
+    }
+    static Peer Of(u32 uid) { return {.uid = uid, .gid = 1, .pid = 42, .groups = {}}; }
+    static RecordCall Stop(u32 session, RecordResult result, u32 number)
+    {
+        return {.session = session,
+                .command = "Stop",
+                .argument = "",
+                .target = "OEM_QARN_System",
+                .result = result,
+                .number = number};
+    }
+
+    Lines lines_;
+    Record record_;
+};
+
+using Texts = std::vector<std::string>;
+
+TEST_F(RecordTest, ACallIsOneLine)
+{
+    Start();
+    record_.Call(Of(1001), Stop(7, RecordResult::Done, 1));
+    record_.Call(Of(1001), Stop(7, RecordResult::Refused, 0));
+    record_.Call(Of(1001), Stop(7, RecordResult::Failed, 17));
+    record_.Call(Of(1001), Stop(7, RecordResult::Gone, 0));
+    record_.Call(Of(1001), Stop(7, RecordResult::Unanswered, 0));
+    record_.Call(Of(1001),
+                 {7, "Reset", "Mode=PowerCycle", "OEM_QARN_System", RecordResult::Done, 0});
+    const std::string who =
+        "event=call user=alice uid=1001 pid=42 session=7 claimed_address=192.0.2.7";
+    EXPECT_EQ(End(), (Texts{who + kCall + "done value=1", who + kCall + "refused",
+                            who + kCall + "failed status=17", who + kCall + "gone",
+                            who + kCall + "unanswered",
+                            who + " command=Reset argument=Mode=PowerCycle target=OEM_QARN_System "
+                                  "result=done value=0"}));
+}
+
+TEST_F(RecordTest, ASessionOfSomebodyElseIsNotNamed)
+{
+    Start();
+    record_.Call(Of(1003), Stop(7, RecordResult::Done, 0));
+    record_.Call(Of(1001), Stop(8, RecordResult::Done, 0));
+    record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    const std::string rest =
+        std::string(" pid=42 session=- claimed_address=-") + kCall + "done value=0";
+    EXPECT_EQ(End(),
+              (Texts{"event=call user=- uid=1003" + rest, "event=call user=alice uid=1001" + rest,
+                     "event=call user=alice uid=1001" + rest}));
+}
+
+TEST_F(RecordTest, LoginRefusalAndLogoutAreLines)
+{
+    Start();
+    LoginNotice notice = {LoginEvent::Login, 7, 0, "2001:db8::7%eth0", "ignored"};
+    record_.Login(Of(1001), notice);
+    notice = {LoginEvent::Refusal, 0, 0, "", "no right"};
+    record_.Login(Of(1001), notice);
+    notice = {LoginEvent::Logout, 7, 61, "192.0.2.8", "idle"};
+    record_.Login(Of(1001), notice);
+    const std::string who = " user=alice uid=1001 pid=42 session=";
+    EXPECT_EQ(End(), (Texts{"event=login" + who + "7 claimed_address=2001:db8::7%eth0",
+                            "event=refusal" + who + "- claimed_address=- reason=\"no right\"",
+                            "event=logout" + who +
+                                "7 claimed_address=192.0.2.8 reason=idle "
+                                "seconds=61"}));
+}
+
+TEST_F(RecordTest, NoCallerCanBreakALine)
+{
+    Start();
+    record_.Call(Of(1002), {0, "Stop\nevent=login uid=0", "\"\\", "a b\x1b[31m\xc3\xbc",
+                            RecordResult::Done, 0});
+    EXPECT_EQ(End(), (Texts{"event=call user=\"bob?event=login\" uid=1002 pid=42 session=- "
+                            "claimed_address=- command=\"Stop?event=login uid=0\" argument=\"??\" "
+                            "target=\"a b?[31m??\" result=done value=0"}));
+}
+
+TEST(RecordValue, PlainTextStandsAsItIs)
+{
+    EXPECT_EQ(RecordValue("alice-1.b_c:/=,@%+Z9"), "alice-1.b_c:/=,@%+Z9");
+    EXPECT_EQ(RecordValue(""), "-");
+    EXPECT_EQ(RecordValue("-"), "\"-\"");
+    EXPECT_EQ(RecordValue("a;b"), "\"a;b\"");
+}
+
+TEST_F(RecordTest, TwentyLinesInTenSecondsAndThenACount)
+{
+    Start();
+    for (int i = 0; i < 57; ++i)
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    record_.Call(Of(1003), Stop(0, RecordResult::Done, 0));
+    const Texts written = End();
+    ASSERT_EQ(written.size(), 22u);
+    EXPECT_EQ(written[19].find("event=call user=alice"), 0u);
+    EXPECT_EQ(written[20].find("event=call user=- uid=1003"), 0u);
+    EXPECT_EQ(written[21].find("event=dropped user=alice uid=1001 lines=37 seconds="), 0u)
+        << written[21];
+}
+
+TEST_F(RecordTest, TheCountIsToldAtTheEndOfTheTimeThoughNothingFollows)
+{
+    Start(200);
+    for (int i = 0; i < 21; ++i)
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    Texts written;
+    for (int i = 0; i < 500 && written.size() < 21; ++i) {
+        usleep(10'000);
+        for (std::string &line : lines_.Take())
+            written.push_back(std::move(line));
+    }
+    ASSERT_EQ(written.size(), 21u);
+    EXPECT_EQ(written[20].find("event=dropped user=alice uid=1001 lines=1 seconds="), 0u);
+    // From then on it counts anew.
+    record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    EXPECT_EQ(End().size(), 1u);
+}
+
+TEST_F(RecordTest, ManyUidsShareOneCountInTheEnd)
+{
+    Start();
+    lines_.slow = false;
+    for (u32 uid = 0; uid < kRecordUidsMost; ++uid)
+        record_.Call(Of(5000 + uid), Stop(0, RecordResult::Done, 0));
+    for (u32 uid = 0; uid < 100; ++uid)
+        record_.Call(Of(9000 + uid), Stop(0, RecordResult::Done, 0));
+    const Texts written = End();
+    ASSERT_EQ(written.size(), kRecordUidsMost + kRecordLinesMost + 1);
+    EXPECT_EQ(written.back().find("event=dropped user=- uid=- lines=80 seconds="), 0u)
+        << written.back();
+}
+
+TEST_F(RecordTest, ALogThatIsSlowHoldsNobody)
+{
+    lines_.slow = true;
+    Start();
+    for (u32 uid = 0; uid < 10; ++uid)
+        record_.Call(Of(5000 + uid), Stop(0, RecordResult::Done, 0));
+    // Here, and not half a second later.
+    EXPECT_LT(lines_.Take().size(), 10u);
+    EXPECT_EQ(End().size(), 10u);
+}
+
+TEST_F(RecordTest, BeforeAndAfterNothingIsRecorded)
+{
+    record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    Start();
+    EXPECT_TRUE(End().empty());
+    record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    EXPECT_TRUE(End().empty());
+}
+
+}  // namespace
