@@ -28,8 +28,13 @@ static bool IsPlaced(const ManagedElement *element)
 
 u32 SmclpDiscoverElements()
 {
+    return SmclpDiscoverFrom(meTable);
+}
+
+u32 SmclpDiscoverFrom(const MeConstructor *table)
+{
     u32 result = kSmclpFailed;
-    for (const MeConstructor *construct = meTable; *construct != nullptr; ++construct) {
+    for (const MeConstructor *construct = table; *construct != nullptr; ++construct) {
         ManagedElement *element = MeCreate();
         if (element == nullptr)
             return result;

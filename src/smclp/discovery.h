@@ -28,6 +28,8 @@ extern u32 SMCLP_MAX_LEVEL;
 // of the last SmclpPopulateManagedElement; kSmclpFailed when meTable is empty or not even the first
 // element can be created.
 u32 SmclpDiscoverElements();
+// The same from another table, which a null ends.
+u32 SmclpDiscoverFrom(const MeConstructor *table);
 
 // Lets the kind add its verbs, then its properties. Returns kSmclpOk, or kSmclpBadParameter
 // for null.

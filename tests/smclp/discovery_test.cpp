@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // discovery_test.cpp -- from a table of kinds to the tree of targets.
 //
-// The rules are tested on tables of the test's own: the build compiles discovery.cpp a second
-// time, with the names below and gTestMeTable in the place of meTable.
+// The rules are tested on tables of the test's own.
 #include "smclp/discovery.h"
 
 #include "platform/memmgr.h"
@@ -14,17 +13,6 @@
 #include <string>
 #include <vector>
 
-extern MeConstructor gTestMeTable[9];
-extern SmclpMeIdMapping *gTestMeMapping;
-extern u32 gTestMaxLevel;
-u32 DiscoverTestTable();
-u32 PopulateInTestTable(ManagedElement *element);
-u32 AddMappingInTestTable(ManagedElement *element, u32 kindId);
-ManagedElement *GetByIdInTestTable(u32 kindId);
-ManagedElement *GetRootInTestTable();
-
-MeConstructor gTestMeTable[9];
-
 namespace
 {
 
@@ -33,6 +21,7 @@ struct Kind {
     u32 kindId;
     u32 parentKindId;
 };
+MeConstructor gTable[9];
 Kind gKinds[8];
 std::string gSteps;
 
@@ -58,13 +47,14 @@ protected:
     {
         EXPECT_EQ(MemMgrAddPool(400, 8), 0u);
         EXPECT_EQ(MemMgrAddPool(12, 8), 0u);
-        gTestMeMapping = nullptr;
-        gTestMaxLevel = 1;
+        pMeMapping = nullptr;
+        SMCLP_MAX_LEVEL = 1;
         gSteps.clear();
     }
     ~TestTable() override
     {
-        gTestMeMapping = nullptr;
+        pMeMapping = nullptr;
+        SMCLP_MAX_LEVEL = 1;
         MemMgrRemovePools();
     }
 
@@ -75,14 +65,14 @@ protected:
                                                           Construct<6>, Construct<7>};
         for (size_t i = 0; i < kinds.size(); ++i) {
             gKinds[i] = kinds[i];
-            gTestMeTable[i] = kConstructors[i];
+            gTable[i] = kConstructors[i];
         }
-        gTestMeTable[kinds.size()] = nullptr;
+        gTable[kinds.size()] = nullptr;
     }
     static std::string Mapped()
     {
         std::string text;
-        for (const auto *entry = gTestMeMapping; entry != nullptr; entry = entry->next)
+        for (const auto *entry = pMeMapping; entry != nullptr; entry = entry->next)
             text += std::to_string(entry->kindId) + ":" + entry->element->name + " ";
         return text;
     }
@@ -100,46 +90,46 @@ protected:
         }
         return text + ")";
     }
-    static std::string TreeFromRoot() { return Tree(GetRootInTestTable()); }
+    static std::string TreeFromRoot() { return Tree(SmclpGetRootElement()); }
 };
 
 TEST_F(TestTable, EmptyTableIsAFailure)
 {
     Use({});
-    EXPECT_EQ(DiscoverTestTable(), 1u);
-    EXPECT_EQ(GetRootInTestTable(), nullptr);
-    EXPECT_EQ(gTestMaxLevel, 1u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 1u);
+    EXPECT_EQ(SmclpGetRootElement(), nullptr);
+    EXPECT_EQ(SMCLP_MAX_LEVEL, 1u);
 }
 
 TEST_F(TestTable, KindsHangUnderTheirParentsInTheOrderOfTheTable)
 {
     Use({{"", 1, 3}, {"b", 10, 1}, {"a", 11, 1}, {"x", 12, 10}, {"y", 13, 12}, {"z", 14, 10}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(gSteps, "0 1 2 3 4 5 ");
     EXPECT_EQ(Mapped(), "1: 10:b 11:a 12:x 13:y 14:z ");
     EXPECT_EQ(TreeFromRoot(), "(b(x(y) z) a)");
-    EXPECT_EQ(GetRootInTestTable()->parent, nullptr);
+    EXPECT_EQ(SmclpGetRootElement()->parent, nullptr);
 }
 
 // Not the depth of the tree: deliberate.
 TEST_F(TestTable, MaxLevelIsOneAndTheNumberOfElementsWithChildren)
 {
     Use({{"", 1, 3}});
-    DiscoverTestTable();
-    EXPECT_EQ(gTestMaxLevel, 1u);
+    SmclpDiscoverFrom(gTable);
+    EXPECT_EQ(SMCLP_MAX_LEVEL, 1u);
 
-    gTestMeMapping = nullptr;
-    gTestMaxLevel = 1;
+    pMeMapping = nullptr;
+    SMCLP_MAX_LEVEL = 1;
     Use({{"", 1, 3}, {"a", 10, 1}, {"b", 11, 1}, {"x", 12, 10}, {"y", 13, 11}});
-    DiscoverTestTable();
+    SmclpDiscoverFrom(gTable);
     EXPECT_EQ(TreeFromRoot(), "(a(x) b(y))");
-    EXPECT_EQ(gTestMaxLevel, 4u);
+    EXPECT_EQ(SMCLP_MAX_LEVEL, 4u);
 }
 
 TEST_F(TestTable, KindWithoutANameIsLeftOutUnlessItIsTheRoot)
 {
     Use({{"", 1, 3}, {"", 10, 1}, {"a", 11, 1}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(Mapped(), "1: 11:a ");
     EXPECT_EQ(TreeFromRoot(), "(a)");
 }
@@ -147,7 +137,7 @@ TEST_F(TestTable, KindWithoutANameIsLeftOutUnlessItIsTheRoot)
 TEST_F(TestTable, KindWithoutIdsIsLeftOut)
 {
     Use({{"", 1, 3}, {"a", 2, 1}, {"b", 10, 2}, {"c", 11, 1}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(gSteps, "0 1 2 3 ");
     EXPECT_EQ(Mapped(), "1: 11:c ");
     EXPECT_EQ(TreeFromRoot(), "(c)");
@@ -156,19 +146,19 @@ TEST_F(TestTable, KindWithoutIdsIsLeftOut)
 TEST_F(TestTable, KindWithoutAMappedParentStaysMappedAndUnlinked)
 {
     Use({{"", 1, 3}, {"a", 10, 99}, {"b", 11, 12}, {"c", 12, 1}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(Mapped(), "1: 10:a 11:b 12:c ");
     EXPECT_EQ(TreeFromRoot(), "(c)");
-    EXPECT_EQ(GetByIdInTestTable(10)->parent, nullptr);
-    EXPECT_EQ(GetByIdInTestTable(11)->parent, nullptr);
-    EXPECT_EQ(gTestMaxLevel, 2u);
+    EXPECT_EQ(SmclpGetMeById(10)->parent, nullptr);
+    EXPECT_EQ(SmclpGetMeById(11)->parent, nullptr);
+    EXPECT_EQ(SMCLP_MAX_LEVEL, 2u);
 }
 
 TEST_F(TestTable, KindsThatShareAnIdAreBothLinkedAndTheFirstIsFound)
 {
     Use({{"", 1, 3}, {"first", 47, 1}, {"second", 47, 1}, {"child", 50, 47}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
-    EXPECT_STREQ(GetByIdInTestTable(47)->name, "first");
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
+    EXPECT_STREQ(SmclpGetMeById(47)->name, "first");
     EXPECT_EQ(TreeFromRoot(), "(first(child) second)");
 }
 
@@ -176,21 +166,21 @@ TEST_F(TestTable, KindsThatShareAnIdAreBothLinkedAndTheFirstIsFound)
 TEST_F(TestTable, IdsTwoAndThreeFindNothingEvenWhenAnElementCarriesThem)
 {
     Use({{"", 1, 3}, {"three", 3, 1}, {"child", 10, 3}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(Mapped(), "1: 3:three 10:child ");
-    EXPECT_EQ(GetByIdInTestTable(3), nullptr);
-    EXPECT_EQ(GetByIdInTestTable(10)->parent, nullptr);
+    EXPECT_EQ(SmclpGetMeById(3), nullptr);
+    EXPECT_EQ(SmclpGetMeById(10)->parent, nullptr);
 
-    EXPECT_EQ(AddMappingInTestTable(GetRootInTestTable(), 2), 0u);
-    EXPECT_EQ(GetByIdInTestTable(2), nullptr);
+    EXPECT_EQ(SmclpAddMeIdMapping(SmclpGetRootElement(), 2), 0u);
+    EXPECT_EQ(SmclpGetMeById(2), nullptr);
 }
 
 TEST_F(TestTable, RootIsTheFirstMappedElementWithAKindId)
 {
     Use({{"zero", 0, 3}, {"", 1, 3}, {"a", 10, 1}});
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(Mapped(), "0:zero 1: 10:a ");
-    EXPECT_EQ(GetRootInTestTable()->kindId, 1u);
+    EXPECT_EQ(SmclpGetRootElement()->kindId, 1u);
 }
 
 TEST_F(TestTable, EveryElementFailingInTurnLeavesThePartBefore)
@@ -198,13 +188,13 @@ TEST_F(TestTable, EveryElementFailingInTurnLeavesThePartBefore)
     const std::vector<Kind> kinds = {{"", 1, 3}, {"a", 10, 1}, {"b", 11, 1}, {"x", 12, 10}};
     const char *const kTrees[] = {"", "", "(a)", "(a b)"};
     for (u32 call : {1u, 3u, 5u, 7u}) {  // element, mapping, element ...
-        gTestMeMapping = nullptr;
+        pMeMapping = nullptr;
         Use(kinds);
         MemoryFailure failure(Memory::Pools, call);
-        EXPECT_EQ(DiscoverTestTable(), call == 1 ? 1u : 0u) << call;
+        EXPECT_EQ(SmclpDiscoverFrom(gTable), call == 1 ? 1u : 0u) << call;
         EXPECT_TRUE(failure.Struck());
         if (call == 1)
-            EXPECT_EQ(GetRootInTestTable(), nullptr);
+            EXPECT_EQ(SmclpGetRootElement(), nullptr);
         else
             EXPECT_EQ(TreeFromRoot(), kTrees[call / 2]) << call;
     }
@@ -214,7 +204,7 @@ TEST_F(TestTable, ElementWithoutAMappingIsLeftOut)
 {
     Use({{"", 1, 3}, {"a", 10, 1}, {"b", 11, 1}, {"x", 12, 10}});
     MemoryFailure failure(Memory::Pools, 4);
-    EXPECT_EQ(DiscoverTestTable(), 0u);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
     EXPECT_EQ(Mapped(), "1: 11:b 12:x ");
     EXPECT_EQ(TreeFromRoot(), "(b)");
     EXPECT_EQ(gSteps, "0 1 2 3 ");
@@ -224,8 +214,8 @@ TEST_F(TestTable, RootWithoutAMappingLeavesNoRoot)
 {
     Use({{"", 1, 3}});
     MemoryFailure failure(Memory::Pools, 2);
-    EXPECT_EQ(DiscoverTestTable(), 0u);
-    EXPECT_EQ(GetRootInTestTable(), nullptr);
+    EXPECT_EQ(SmclpDiscoverFrom(gTable), 0u);
+    EXPECT_EQ(SmclpGetRootElement(), nullptr);
 }
 
 TEST(Populate, NullIsABadParameter)
