@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "archive/archive_writer.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <signal.h>
+#include <sstream>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+using Log = std::vector<ArchiveRecord>;
+
+// Record n says "record n"; its time is n seconds.
+ArchiveRecord Record(u32 n)
+{
+    return {n, i64{n}, false, "record " + std::to_string(n)};
+}
+
+// Records first to last.
+Log Records(u32 first, u32 last)
+{
+    Log log;
+    for (u32 n = first; n <= last; ++n)
+        log.push_back(Record(n));
+    return log;
+}
+
+class ArchiveWriterTest : public testing::Test
+{
+protected:
+    ArchiveWriterTest()
+    {
+        std::string path = fs::temp_directory_path() / "archive.XXXXXX";
+        directory = mkdtemp(path.data());
+    }
+    ~ArchiveWriterTest() override { fs::remove_all(directory); }
+
+    std::vector<fs::path> Files() const
+    {
+        std::vector<fs::path> files;
+        for (const auto &entry : fs::directory_iterator(directory)) {
+            if (entry.path().extension() == ".jsonl")
+                files.push_back(entry.path());
+        }
+        std::sort(files.begin(), files.end());
+        return files;
+    }
+    std::string Text() const
+    {
+        std::ostringstream text;
+        for (const fs::path &file : Files())
+            text << std::ifstream(file).rdbuf();
+        return text.str();
+    }
+    // The archive's lines in short: "1 2 cleared 3"; "torn" for what is no whole line.
+    std::string Lines() const
+    {
+        std::istringstream stream(Text());
+        std::string lines;
+        for (std::string line; std::getline(stream, line);) {
+            const size_t at = line.find("\"description\":\"record ");
+            LogMark mark = 0;
+            const auto kind = ArchiveLineKindOf(line, &mark);
+            const bool whole = line.back() == '}' && !stream.eof();
+            const std::string word = !whole                             ? "torn"
+                                     : kind == ArchiveLineKind::Cleared ? "cleared"
+                                     : kind == ArchiveLineKind::Other
+                                         ? "other"
+                                         : line.substr(at + 22, line.find('"', at + 22) - at - 22);
+            lines += (lines.empty() ? "" : " ") + word;
+        }
+        return lines;
+    }
+    u64 Bytes() const
+    {
+        u64 bytes = 0;
+        for (const fs::path &file : Files())
+            bytes += fs::file_size(file);
+        return bytes;
+    }
+    void Write(const Log &log) const
+    {
+        ArchiveWriter writer;
+        ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+        EXPECT_EQ(writer.Update(log), 0);
+    }
+
+    std::string directory;
+};
+
+// A growing counter shared with a child that may be killed at any moment: what the log holds is
+// the last records up to it.
+struct Shared {
+    volatile u32 last;
+};
+
+Shared *MakeShared()
+{
+    void *memory =
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return static_cast<Shared *>(memory);
+}
+
+// "1 2 3 ... last".
+std::string Counting(u32 first, u32 last)
+{
+    std::string lines;
+    for (u32 n = first; n <= last; ++n)
+        lines += (lines.empty() ? "" : " ") + std::to_string(n);
+    return lines;
+}
+
+// A place for mounts that nobody else sees. False: this system does not let this user.
+bool EnterNamespace()
+{
+    const std::string user = "0 " + std::to_string(geteuid()) + " 1";
+    const std::string group = "0 " + std::to_string(getegid()) + " 1";
+    if (geteuid() == 0) {
+        if (unshare(CLONE_NEWNS) != 0)
+            return false;
+    } else {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+            return false;
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << user;
+        std::ofstream("/proc/self/gid_map") << group;
+    }
+    return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+}  // namespace
+
+TEST_F(ArchiveWriterTest, EachRecordOnce)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+    EXPECT_EQ(writer.Update({}), 0);
+    EXPECT_EQ(writer.Update(Records(1, 2)), 0);
+    EXPECT_EQ(Lines(), "1 2");
+    EXPECT_EQ(writer.Update(Records(1, 2)), 0);
+    EXPECT_EQ(writer.Update(Records(1, 4)), 0);
+    EXPECT_EQ(writer.Update(Records(3, 5)), 0);
+    EXPECT_EQ(Lines(), "1 2 3 4 5");
+    EXPECT_EQ(Files().size(), 1u);
+    EXPECT_EQ(Files()[0].filename(), "log-000001.jsonl");
+}
+
+TEST_F(ArchiveWriterTest, ClearedRecordsStay)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+    EXPECT_EQ(writer.Update(Records(1, 2)), 0);
+    EXPECT_EQ(writer.Update({}), 0);
+    EXPECT_EQ(writer.Update({}), 0);
+    // The same text again is another record now.
+    EXPECT_EQ(writer.Update(Records(2, 3)), 0);
+    EXPECT_EQ(Lines(), "1 2 cleared 2 3");
+}
+
+TEST_F(ArchiveWriterTest, GoesOnAfterAStart)
+{
+    Write(Records(1, 3));
+    Write(Records(1, 4));
+    Write(Records(2, 3));
+    EXPECT_EQ(Lines(), "1 2 3 4");
+    Write({});
+    Write(Records(4, 5));
+    EXPECT_EQ(Lines(), "1 2 3 4 cleared 4 5");
+}
+
+TEST_F(ArchiveWriterTest, ALineThatWasBegunIsCutOff)
+{
+    Write(Records(1, 3));
+    const std::string whole = Text();
+    const size_t lastLine = whole.rfind('\n', whole.size() - 2) + 1;
+    for (size_t size = lastLine; size < whole.size(); ++size) {
+        fs::resize_file(Files()[0], size);
+        Write(Records(1, 3));
+        ASSERT_EQ(Lines(), "1 2 3") << size;
+    }
+    fs::resize_file(Files()[0], 1);
+    Write(Records(1, 3));
+    EXPECT_EQ(Lines(), "1 2 3");
+}
+
+TEST_F(ArchiveWriterTest, OneWriter)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+    ArchiveWriter second;
+    EXPECT_EQ(second.Open(directory, kArchiveDefaultBytes), EBUSY);
+    EXPECT_EQ(second.Update(Records(1, 1)), EIO);
+}
+
+TEST_F(ArchiveWriterTest, NoDirectory)
+{
+    ArchiveWriter writer;
+    EXPECT_EQ(writer.Open(directory + "/none", kArchiveDefaultBytes), ENOENT);
+}
+
+TEST_F(ArchiveWriterTest, OtherFilesAreLeftAlone)
+{
+    std::ofstream(directory + "/log-1.txt") << "mine";
+    std::ofstream(directory + "/log-000001.jsonl.old") << "mine";
+    Write(Records(1, 1));
+    EXPECT_TRUE(fs::exists(directory + "/log-1.txt"));
+    EXPECT_EQ(fs::file_size(directory + "/log-000001.jsonl.old"), 4u);
+}
+
+TEST_F(ArchiveWriterTest, TheSizeIsKeptAndTheOldestDropped)
+{
+    u32 last = 0;
+    {
+        ArchiveWriter writer;
+        ASSERT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+        for (u32 first = 1; first < 1000; first += 10) {
+            last = first + 19;
+            ASSERT_EQ(writer.Update(Records(first, last)), 0);
+            ASSERT_LE(Bytes(), kArchiveLeastBytes);
+        }
+    }
+    EXPECT_GT(Bytes(), kArchiveLeastBytes / 4 * 3);
+    const std::string lines = Lines();
+    const u32 first = static_cast<u32>(std::stoul(lines));
+    EXPECT_GT(first, 1u);
+    EXPECT_EQ(lines, Counting(first, last));
+    // A start finds its way in several files.
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+    EXPECT_EQ(writer.Update(Records(last - 5, last)), 0);
+    EXPECT_EQ(Lines(), lines);
+}
+
+TEST_F(ArchiveWriterTest, KilledAtAnyMoment)
+{
+    Shared *shared = MakeShared();
+    shared->last = 0;
+    u64 seed = 12345;
+    for (int round = 0; round < 200; ++round) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ArchiveWriter writer;
+            if (writer.Open(directory, u64{1} << 30) != 0)
+                _exit(1);
+            for (;;) {
+                const u32 last = shared->last;
+                if (writer.Update(Records(last < 20 ? 1 : last - 19, last)) != 0)
+                    _exit(1);
+                shared->last = last + 1 + last % 3;
+            }
+        }
+        seed = seed * 6364136223846793005u + 1442695040888963407u;
+        const timespec pause = {0, static_cast<long>(seed >> 33) % 3000000};
+        nanosleep(&pause, nullptr);
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "round " << round << ": " << status;
+    }
+    const u32 last = shared->last;
+    Write(Records(last < 20 ? 1 : last - 19, last));
+    EXPECT_GT(last, 20u);
+    EXPECT_EQ(Lines(), Counting(1, last));
+    munmap(shared, sizeof(Shared));
+}
+
+// A write that the system does in part, and then not at all.
+TEST_F(ArchiveWriterTest, AFileThatMayNotGrow)
+{
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+    for (u32 last = 1; last <= 200; ++last) {
+        rlimit limit = before;
+        limit.rlim_cur = Bytes() + last * 7 % 150;  // a line has about 140 bytes
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        const int full = writer.Update(Records(last < 20 ? 1 : last - 19, last));
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+        EXPECT_TRUE(full == EFBIG || full == 0);
+        EXPECT_EQ(Lines(), Counting(1, full == 0 ? last : last - 1));
+        ASSERT_EQ(writer.Update(Records(last < 20 ? 1 : last - 19, last)), 0);
+    }
+    EXPECT_EQ(Lines(), Counting(1, 200));
+}
+
+// A full disk is one of its own, in a namespace of its own.
+TEST_F(ArchiveWriterTest, AFullDisk)
+{
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (!EnterNamespace() || mount("none", directory.c_str(), "tmpfs", 0, "size=32k") != 0)
+            _exit(77);
+        ArchiveWriter writer;
+        if (writer.Open(directory, kArchiveDefaultBytes) != 0)
+            _exit(1);
+        u32 last = 0;
+        int error = 0;
+        while (error == 0 && last < 1000) {
+            ++last;
+            error = writer.Update(Records(last < 20 ? 1 : last - 19, last));
+        }
+        if (error != ENOSPC || Lines() != Counting(1, last - 1))
+            _exit(2);
+        for (int i = 0; i < 200; ++i) {
+            if (writer.Update(Records(last - 19, last)) != ENOSPC ||
+                Lines() != Counting(1, last - 1))
+                _exit(3);
+        }
+        // The administrator makes room.
+        if (mount("none", directory.c_str(), "tmpfs", MS_REMOUNT, "size=64k") != 0)
+            _exit(77);
+        if (writer.Update(Records(last - 19, last)) != 0 || Lines() != Counting(1, last))
+            _exit(4);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "no namespaces of one's own here";
+    EXPECT_EQ(status, 0) << WEXITSTATUS(status);
+}
