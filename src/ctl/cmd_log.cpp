@@ -5,13 +5,11 @@
 #include "ctl/method.h"
 #include "objmgr/schema.h"
 
-#include <time.h>
-
 namespace
 {
 
 constexpr u32 kParts = kViewSystem | kViewRecords;
-constexpr timespec kLookPeriod = {0, 250000000};
+constexpr u32 kLookPeriodMs = 250;
 
 bool IsReadable(const ServerView &view)
 {
@@ -25,46 +23,78 @@ std::vector<ModelRecord> Selected(const Options &options, const std::vector<Mode
     return LogAfterRecord(records, options.sinceRecord.value_or(0));
 }
 
-// Clearing takes every right of the shell's delete.
-CtlExit Clear(const Options &options, const Console &console)
+std::vector<Row> RowsOf(const Server &server, const std::vector<ModelRecord> &records)
 {
-    const MethodAnswer answer = MethodInvoke(kSelPath, kMethodClear, nullptr);
-    if (answer.status != kExitDone)
-        return CommandFailed(options, console, {}, answer.status, answer.message);
-    if (!answer.applied)
-        return CommandFailed(options, console, {}, kExitFailed, "the log was not cleared");
-    return kExitDone;
+    std::vector<Row> rows;
+    for (const ModelRecord &record : records)
+        rows.push_back(RecordRow(server.name, record));
+    return rows;
 }
 
-// The rows go out as they come. A service that ends is waited for: it may start again. Ends only by
-// a signal, or when nobody reads any more.
-CtlExit Follow(const Options &options, const Console &console)
+CtlExit Clear(const Options &options, const Console &console)
 {
-    Output output(console.out, options.format, kLogForm, CommandTime(), console.color);
-    output.Stream();
-    LogFollower follower;
-    bool first = true;
-    bool said = false;
-    for (;; nanosleep(&kLookPeriod, nullptr)) {
+    if (!CommandMayChange(options, console, "clearing the log"))
+        return kExitUsage;
+    CtlExit status = kExitDone;
+    size_t number = 0;
+    for (const Server &server : CommandServers(options)) {
+        CommandStagger(options, number++);
+        MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
+        if (answer.status == kExitDone && !answer.applied)
+            answer = {kExitFailed, false, "the log was not cleared"};
+        if (answer.status != kExitDone)
+            status = CommandBoth(
+                status, CommandFailed(options, console, server, answer.status, answer.message));
+    }
+    return status;
+}
+
+// One server whose log is followed.
+class Followed
+{
+public:
+    explicit Followed(const Server &server) : server_(server) {}
+
+    // Answers what is new. A service that ends is waited for: it may start again.
+    void Look(const Options &options, const Console &console, Answers *answers)
+    {
         ViewReader reader;
-        const ServerView *view = reader.Read(kParts);
+        const ServerView *view = reader.Read(server_.directory, kParts);
         const bool readable = view != nullptr && IsReadable(*view);
-        if (!readable && !said)
-            CommandFailed(options, console, {}, view == nullptr ? kExitNoService : kExitSilent,
+        if (!readable && !said_)
+            CommandFailed(options, console, server_, view == nullptr ? kExitNoService : kExitSilent,
                           view == nullptr ? reader.Reason() + ": waiting for it"
                                           : "the source is silent: waiting for it");
-        said = !readable;
+        said_ = !readable;
         if (!readable)
-            continue;
-        const std::vector<ModelRecord> records = ModelRecordsOf(*view);
-        std::vector<ModelRecord> news = follower.News(records, true);
-        if (first)
+            return;
+        std::vector<ModelRecord> news = follower_.News(ModelRecordsOf(*view), true);
+        if (first_)
             news = Selected(options, news);
-        first = false;
-        for (const ModelRecord &record : news)
-            output.Add(RecordRow({}, record));
+        first_ = false;
+        answers->Add(server_, RowsOf(server_, news));
+    }
+
+private:
+    Server server_;
+    LogFollower follower_;
+    bool first_ = true;
+    bool said_ = false;
+};
+
+// Ends only by a signal, or when nobody reads any more.
+CtlExit Follow(const Options &options, const Console &console)
+{
+    Answers answers(options, console, kLogForm, Answers::Shape::ManyRows);
+    answers.Stream();
+    std::vector<Followed> logs;
+    for (const Server &server : CommandServers(options))
+        logs.emplace_back(server);
+    for (;; CommandSleepMs(kLookPeriodMs)) {
+        for (Followed &log : logs)
+            log.Look(options, console, &answers);
         if (ferror(console.out) != 0)
-            return CommandEnd(options, console, &output, kExitDone);
+            return answers.End(kExitDone);
     }
 }
 
@@ -76,15 +106,17 @@ CtlExit CmdLog(const Options &options, const Console &console)
         return Clear(options, console);
     if (options.follow)
         return Follow(options, console);
-    ViewReader reader;
     CtlExit status = kExitDone;
-    const ServerView *view = CommandRead(options, console, kParts, &reader, &status);
-    if (view == nullptr)
-        return status;
-    if (!IsReadable(*view))
-        status = CommandFailed(options, console, {}, kExitSilent, "the source is silent");
-    Output output(console.out, options.format, kLogForm, CommandTime(), console.color);
-    for (const ModelRecord &record : Selected(options, ModelRecordsOf(*view)))
-        output.Add(RecordRow({}, record));
-    return CommandEnd(options, console, &output, status);
+    Answers answers(options, console, kLogForm, Answers::Shape::ManyRows);
+    ViewReader reader;
+    for (const Server &server : CommandServers(options)) {
+        const ServerView *view = CommandRead(options, console, server, kParts, &reader, &status);
+        if (view == nullptr)
+            continue;
+        if (!IsReadable(*view))
+            status = CommandBoth(status, CommandFailed(options, console, server, kExitSilent,
+                                                       "the source is silent"));
+        answers.Add(server, RowsOf(server, Selected(options, ModelRecordsOf(*view))));
+    }
+    return answers.End(status);
 }

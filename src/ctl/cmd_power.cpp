@@ -9,8 +9,6 @@
 #include "ctl/power_wait.h"
 #include "objmgr/schema.h"
 
-#include <time.h>
-
 namespace
 {
 
@@ -34,28 +32,16 @@ constexpr Column kColumns[] = {
 };
 constexpr SheetForm kForm = {"power", kColumns};
 
-std::string ReadPower()
+std::string ReadPower(const Server &server)
 {
     ViewReader reader;
-    const ServerView *view = reader.Read(kViewSystem);
+    const ServerView *view = reader.Read(server.directory, kViewSystem);
     return view == nullptr ? "" : ModelSystemOf(*view).power.text;
 }
 
-u64 MonotonicMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
-
-void SleepMs(u32 ms)
-{
-    const timespec pause = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};
-    nanosleep(&pause, nullptr);
-}
-
 // Carries the action out on a host of that power.
-MethodAnswer Act(const ActionRow &row, PowerAction action, const ModelSystem &before)
+MethodAnswer Act(const Server &server, const ActionRow &row, PowerAction action,
+                 const ModelSystem &before)
 {
     if (!before.readable)
         return {kExitSilent, false, "the source is silent"};
@@ -64,54 +50,96 @@ MethodAnswer Act(const ActionRow &row, PowerAction action, const ModelSystem &be
         return {};
     if (!both && !before.IsOn())
         return {kExitFailed, false, "the host is off"};
-    MethodAnswer answer = MethodInvoke(kSystemClass, row.method, row.args);
+    MethodAnswer answer = MethodInvoke(server.directory, kSystemClass, row.method, row.args);
     if (answer.status == kExitDone && !answer.applied && !both)
         return {kExitFailed, false, "the host is off"};
     return answer;
 }
 
-// The host's state once all is done.
-CtlExit Answer(const Options &options, const Console &console, const Value &action,
-               const Value &changed)
+// A server on which the action was carried out.
+struct Acted {
+    Server server;
+    bool changed;
+};
+
+std::vector<Acted> ActOnAll(const Options &options, const Console &console, CtlExit *status)
 {
-    ViewReader reader;
-    CtlExit status = kExitDone;
-    const ServerView *view = CommandRead(options, console, kViewSystem, &reader, &status);
-    if (view == nullptr)
-        return status;
-    const ModelSystem system = ModelSystemOf(*view);
-    if (!system.readable)
-        status = CommandFailed(options, console, {}, kExitSilent, "the source is silent");
-    Output output(console.out, options.format, kForm, CommandTime(), console.color);
-    output.Add(
-        {{}, system.power, action, changed, system.age ? SecondsValue(*system.age) : Value()});
-    return CommandEnd(options, console, &output, status);
+    const ActionRow &row = kActions[static_cast<size_t>(options.action)];
+    std::vector<Acted> acted;
+    size_t number = 0;
+    for (const Server &server : CommandServers(options)) {
+        CommandStagger(options, number++);
+        ModelSystem before;
+        {
+            ViewReader reader;
+            const ServerView *view =
+                CommandRead(options, console, server, kViewSystem, &reader, status);
+            if (view == nullptr)
+                continue;
+            before = ModelSystemOf(*view);
+        }
+        const MethodAnswer answer = Act(server, row, options.action, before);
+        if (answer.status == kExitDone)
+            acted.push_back({server, answer.applied});
+        else
+            *status = CommandBoth(
+                *status, CommandFailed(options, console, server, answer.status, answer.message));
+    }
+    return acted;
+}
+
+// All servers have the same time, from when the last one was told. Those that are in time stay.
+void WaitForAll(const Options &options, const Console &console, std::vector<Acted> *acted,
+                CtlExit *status)
+{
+    const ActionRow &row = kActions[static_cast<size_t>(options.action)];
+    const u64 end = CommandClockMs() + u64{*options.waitSeconds} * 1000;
+    std::erase_if(*acted, [&](const Acted &one) {
+        const u64 now = CommandClockMs();
+        const u32 rest = now < end ? static_cast<u32>((end - now + 999) / 1000) : 0;
+        const PowerWorld world = {[&] { return ReadPower(one.server); }, CommandClockMs,
+                                  CommandSleepMs};
+        if (PowerWait(world, row.wanted, rest))
+            return false;
+        const std::string message = std::string("the host is not ") + row.wanted + " after " +
+                                    std::to_string(*options.waitSeconds) + " s";
+        *status =
+            CommandBoth(*status, CommandFailed(options, console, one.server, kExitSilent, message));
+        return true;
+    });
 }
 
 }  // namespace
 
 CtlExit CmdPower(const Options &options, const Console &console)
 {
-    if (options.action == PowerAction::None)
-        return Answer(options, console, {}, {});
+    CtlExit status = kExitDone;
+    std::vector<Acted> servers;
     const ActionRow &row = kActions[static_cast<size_t>(options.action)];
-    ModelSystem before;
-    {
+    const bool acts = options.action != PowerAction::None;
+    if (acts) {
+        if (!CommandMayChange(options, console, std::string("power ") + row.word))
+            return kExitUsage;
+        servers = ActOnAll(options, console, &status);
+        if (options.waitSeconds)
+            WaitForAll(options, console, &servers, &status);
+    } else {
+        for (const Server &server : CommandServers(options))
+            servers.push_back({server, false});
+    }
+    // The state once all is done.
+    Answers answers(options, console, kForm, Answers::Shape::OneRow);
+    for (const Acted &one : servers) {
         ViewReader reader;
-        CtlExit status = kExitDone;
-        const ServerView *view = CommandRead(options, console, kViewSystem, &reader, &status);
+        const ServerView *view =
+            CommandReadHost(options, console, one.server, kViewSystem, &reader, &status);
         if (view == nullptr)
-            return status;
-        before = ModelSystemOf(*view);
+            continue;
+        const ModelSystem system = ModelSystemOf(*view);
+        answers.Add(one.server,
+                    {{one.server.name, system.power, acts ? TextValue(row.word) : Value(),
+                      acts ? FlagValue(one.changed) : Value(),
+                      system.age ? SecondsValue(*system.age) : Value()}});
     }
-    const MethodAnswer answer = Act(row, options.action, before);
-    if (answer.status != kExitDone)
-        return CommandFailed(options, console, {}, answer.status, answer.message);
-    const u32 limit = options.waitSeconds.value_or(0);
-    if (options.waitSeconds && !PowerWait({ReadPower, MonotonicMs, SleepMs}, row.wanted, limit)) {
-        return CommandFailed(options, console, {}, kExitSilent,
-                             std::string("the host is not ") + row.wanted + " after " +
-                                 std::to_string(limit) + " s");
-    }
-    return Answer(options, console, TextValue(row.word), FlagValue(answer.applied));
+    return answers.End(status);
 }

@@ -1,40 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 // cmd_sensors.cpp -- sensors: the readings and states of a server's sensors.
 #include "ctl/commands.h"
-#include "ctl/model.h"
-
-#include <algorithm>
-
-namespace
-{
-
-bool IsWanted(const Options &options, const ModelSensor &sensor)
-{
-    const std::string &target = options.target;
-    const bool below = target.empty() || sensor.target == target || target == "/" ||
-                       sensor.target.starts_with(target + "/");
-    const bool typed = options.types.empty() ||
-                       std::find(options.types.begin(), options.types.end(), sensor.kindName) !=
-                           options.types.end();
-    return below && typed;
-}
-
-}  // namespace
+#include "ctl/sensor_select.h"
 
 CtlExit CmdSensors(const Options &options, const Console &console)
 {
-    ViewReader reader;
     CtlExit status = kExitDone;
-    const ServerView *view =
-        CommandRead(options, console, kViewSystem | kViewSensors, &reader, &status);
-    if (view == nullptr)
-        return status;
-    if (!ModelSystemOf(*view).readable)
-        status = CommandFailed(options, console, {}, kExitSilent, "the source is silent");
-    Output output(console.out, options.format, kSensorsForm, CommandTime(), console.color);
-    for (const ModelSensor &sensor : ModelSensorsOf(*view)) {
-        if (IsWanted(options, sensor))
-            output.Add(SensorRow({}, sensor));
+    Answers answers(options, console, kSensorsForm, Answers::Shape::ManyRows);
+    ViewReader reader;
+    for (const Server &server : CommandServers(options)) {
+        const ServerView *view =
+            CommandReadHost(options, console, server, kViewSystem | kViewSensors, &reader, &status);
+        if (view == nullptr)
+            continue;
+        std::vector<Row> rows;
+        for (const ModelSensor &sensor : SensorsSelected(options, *view))
+            rows.push_back(SensorRow(server.name, sensor));
+        answers.Add(server, rows);
     }
-    return CommandEnd(options, console, &output, status);
+    return answers.End(status);
 }

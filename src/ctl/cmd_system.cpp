@@ -5,15 +5,14 @@
 
 CtlExit CmdSystem(const Options &options, const Console &console)
 {
-    ViewReader reader;
     CtlExit status = kExitDone;
-    const ServerView *view = CommandRead(options, console, kViewSystem, &reader, &status);
-    if (view == nullptr)
-        return status;
-    const ModelSystem system = ModelSystemOf(*view);
-    if (!system.readable)
-        status = CommandFailed(options, console, {}, kExitSilent, "the source is silent");
-    Output output(console.out, options.format, kSystemForm, CommandTime(), console.color);
-    output.Add(SystemRow({}, *view, system));
-    return CommandEnd(options, console, &output, status);
+    Answers answers(options, console, kSystemForm, Answers::Shape::OneRow);
+    ViewReader reader;
+    for (const Server &server : CommandServers(options)) {
+        const ServerView *view =
+            CommandReadHost(options, console, server, kViewSystem, &reader, &status);
+        if (view != nullptr)
+            answers.Add(server, {SystemRow(server.name, *view, ModelSystemOf(*view))});
+    }
+    return answers.End(status);
 }

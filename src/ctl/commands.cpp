@@ -2,6 +2,9 @@
 // commands.cpp -- see commands.h.
 #include "ctl/commands.h"
 
+#include "ctl/host_list.h"
+#include "ctl/model.h"
+
 #include <errno.h>
 #include <string.h>
 #include <time.h>
@@ -11,37 +14,138 @@ i64 CommandTime()
     return static_cast<i64>(time(nullptr));
 }
 
-CtlExit CommandFailed(const Options &options, const Console &console, const Value &server,
+u64 CommandClockMs()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
+
+void CommandSleepMs(u32 ms)
+{
+    const timespec pause = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};
+    nanosleep(&pause, nullptr);
+}
+
+std::vector<Server> CommandServers(const Options &options)
+{
+    if (!options.several)
+        return {{Value(), options.directory}};
+    std::vector<Server> servers;
+    for (const std::string &name : options.servers)
+        servers.push_back({TextValue(name), options.runDirectory + "/" + name});
+    return servers;
+}
+
+CtlExit CommandFailed(const Options &options, const Console &console, const Server &server,
                       CtlExit status, const std::string &message)
 {
     fflush(console.out);  // what was answered comes before what went wrong
+    const std::string text = TextValue(message).text;
     if (options.format == OutputFormat::Json || options.format == OutputFormat::JsonLines) {
-        const std::string name = server.IsNull() ? "null" : JsonText(server.text);
+        const std::string name = server.name.IsNull() ? "null" : JsonText(server.name.text);
         fprintf(console.err,
                 "{\"schema\":%d,\"server\":%s,\"error\":{\"exit\":%d,\"message\":%s}}\n",
-                kSheetSchema, name.c_str(), status, JsonText(TextValue(message).text).c_str());
+                kSheetSchema, name.c_str(), status, JsonText(text).c_str());
     } else {
-        const std::string name = server.IsNull() ? "" : server.text + ": ";
-        fprintf(console.err, "smclpctl: %s%s\n", name.c_str(), TextValue(message).text.c_str());
+        const std::string name = server.name.IsNull() ? "" : server.name.text + ": ";
+        fprintf(console.err, "smclpctl: %s%s\n", name.c_str(), text.c_str());
     }
     return status;
 }
 
-const ServerView *CommandRead(const Options &options, const Console &console, u32 parts,
-                              ViewReader *reader, CtlExit *status)
+CtlExit CommandBoth(CtlExit one, CtlExit other)
 {
-    const ServerView *view = reader->Read(parts);
+    if (one == other || other == kExitDone)
+        return one;
+    return one == kExitDone ? other : kExitFailed;
+}
+
+const ServerView *CommandRead(const Options &options, const Console &console, const Server &server,
+                              u32 parts, ViewReader *reader, CtlExit *status)
+{
+    const ServerView *view = reader->Read(server.directory, parts);
     if (view == nullptr)
-        *status = CommandFailed(options, console, {}, kExitNoService, reader->Reason());
+        *status = CommandBoth(
+            *status, CommandFailed(options, console, server, kExitNoService, reader->Reason()));
     return view;
 }
 
-CtlExit CommandEnd(const Options &options, const Console &console, Output *output, CtlExit status)
+const ServerView *CommandReadHost(const Options &options, const Console &console,
+                                  const Server &server, u32 parts, ViewReader *reader,
+                                  CtlExit *status)
 {
-    if (output->End())
+    const ServerView *view = CommandRead(options, console, server, parts, reader, status);
+    if (view != nullptr && !ModelSystemOf(*view).readable)
+        *status = CommandBoth(
+            *status, CommandFailed(options, console, server, kExitSilent, "the source is silent"));
+    return view;
+}
+
+bool CommandMayChange(const Options &options, const Console &console, const std::string &what)
+{
+    if (options.yes || options.servers.size() <= kOptionsServersUnasked)
+        return true;
+    const std::string servers =
+        std::to_string(options.servers.size()) + " servers (" + HostListFold(options.servers) + ")";
+    if (console.ask == nullptr) {
+        CommandFailed(options, console, {}, kExitUsage, what + " of " + servers + " needs --yes");
+        return false;
+    }
+    return console.ask(what + " of " + servers + "? ");
+}
+
+void CommandStagger(const Options &options, size_t number)
+{
+    if (number != 0 && options.everyServers != 0 && number % options.everyServers == 0)
+        CommandSleepMs(options.everySeconds * 1000);
+}
+
+Answers::Answers(const Options &options, const Console &console, const SheetForm &form, Shape shape)
+    : options_(options), console_(console), form_(form), shape_(shape),
+      fold_(options.several && options.format == OutputFormat::Table),
+      output_(console.out, options.format, form, CommandTime(), console.color)
+{
+    if (fold_ && shape == Shape::OneRow)
+        output_.ShowServers();
+}
+
+void Answers::Stream()
+{
+    if (fold_)
+        output_.ShowServers();
+    fold_ = false;
+    output_.Stream();
+}
+
+void Answers::Add(const Server &server, const std::vector<Row> &rows)
+{
+    answered_ = true;
+    if (fold_) {
+        answers_.push_back({server.name.text, rows});
+        return;
+    }
+    for (const Row &row : rows)
+        output_.Add(row);
+}
+
+CtlExit Answers::End(CtlExit status)
+{
+    if (!answered_ && status != kExitDone)
+        return status;
+    const size_t server = ColumnIndex(form_, "server");
+    for (FoldedAnswer &answer : FoldAnswers(form_, answers_)) {
+        if (shape_ == Shape::ManyRows)
+            output_.Title(answer.servers + ":");
+        for (Row &row : answer.rows) {
+            row[server] = TextValue(answer.servers);
+            output_.Add(row);
+        }
+    }
+    if (output_.End())
         return status;
     const int error = errno;
-    return CommandFailed(options, console, {}, kExitFailed,
+    return CommandFailed(options_, console_, {}, kExitFailed,
                          std::string("cannot write: ") + strerror(error));
 }
 
@@ -55,7 +159,13 @@ CtlExit CommandRun(const Options &options, const Console &console)
     case CommandId::Power:
         return CmdPower(options, console);
     case CommandId::Log:
+        return CmdLog(options, console);
+    case CommandId::Watch:
+        return CmdWatch(options, console);
+    case CommandId::Health:
+        return CmdHealth(options, console);
+    case CommandId::Export:
         break;
     }
-    return CmdLog(options, console);
+    return CmdExport(options, console);
 }

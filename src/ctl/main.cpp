@@ -9,10 +9,18 @@ namespace
 {
 
 // NO_COLOR, whatever it says, as https://no-color.org has it: empty counts as not set.
-bool WantsColor()
+bool NoColor()
 {
     const char *none = getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) == 1 && (none == nullptr || *none == '\0');
+    return none != nullptr && *none != '\0';
+}
+
+bool Ask(const std::string &question)
+{
+    char answer[16] = "";
+    fprintf(stderr, "%s", question.c_str());
+    fflush(stderr);
+    return fgets(answer, sizeof answer, stdin) != nullptr && (*answer == 'y' || *answer == 'Y');
 }
 
 }  // namespace
@@ -29,9 +37,10 @@ int main(int argc, char **argv)
         fputs(options.help ? kOptionsUsage : "smclpctl " ZOR_VERSION "\n", stdout);
         return fflush(stdout) == 0 ? kExitDone : kExitFailed;
     }
-    if (!options.directory.empty())
-        setenv("ZOROBJMGR", options.directory.c_str(), 1);
     Console console;
-    console.color = WantsColor();
+    console.terminal = isatty(STDOUT_FILENO) == 1;
+    console.color = console.terminal && !NoColor();
+    if (isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
+        console.ask = Ask;
     return CommandRun(options, console);
 }

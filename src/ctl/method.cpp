@@ -2,6 +2,8 @@
 // method.cpp -- see method.h.
 #include "ctl/method.h"
 
+#include "ctl/view_reader.h"
+
 #include <charconv>
 #include <stdlib.h>
 #include <string.h>
@@ -42,11 +44,13 @@ MethodAnswer AnswerOf(CimStatus status, u32 result)
 
 }  // namespace
 
-MethodAnswer MethodInvoke(const char *path, const char *method, const char *args)
+MethodAnswer MethodInvoke(const std::string &directory, const char *path, const char *method,
+                          const char *args)
 {
     ObjMgrPrivilege privilege = {};
     if (!ReadClaim(&privilege.word))
         return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
+    ViewUseDirectory(directory);
     const ObjMgrInterface *objMgr = ObjMgrGetInterface();
     ObjMgrHandle handle = 0;
     if (objMgr == nullptr || objMgr->Open(&handle) != 0)

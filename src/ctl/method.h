@@ -13,8 +13,10 @@ struct MethodAnswer {
 };
 
 // Calls a method over the service's socket, as the shell does: the same judgement, the same record.
-// args: may be null. In a session of smclp-login the claim is the session's (ZORPRIV); outside it
-// claims every right, and the service grants what the caller has.
-MethodAnswer MethodInvoke(const char *path, const char *method, const char *args);
+// directory: the object manager's; empty: the process's own. args: may be null. In a session of
+// smclp-login the claim is the session's (ZORPRIV); outside it claims every right, and the service
+// grants what the caller has.
+MethodAnswer MethodInvoke(const std::string &directory, const char *path, const char *method,
+                          const char *args);
 
 #endif

@@ -2,6 +2,7 @@
 // options.cpp -- see options.h.
 #include "ctl/options.h"
 
+#include "ctl/host_list.h"
 #include "ctl/model.h"
 
 #include <algorithm>
@@ -13,24 +14,37 @@ const char kOptionsUsage[] =
     "Usage: smclpctl [OPTION...] COMMAND\n"
     "A server's sensors, log and power for scripts and monitoring.\n"
     "\n"
-    "  sensors                  every sensor; --type, --target\n"
-    "  system                   who the server is\n"
-    "  power [on|off|reset|cycle]  the power state, or a change of it; --wait\n"
-    "  log [clear]              the event log; --since, --follow\n"
+    "Commands:\n"
+    "  sensors                      every sensor: reading, state, thresholds\n"
+    "  system                       who the server is\n"
+    "  power [on|off|reset|cycle]   the power state, or a change of it\n"
+    "  log [clear]                  the records of the event log\n"
+    "  watch [SECONDS]              what changes, line by line; on a terminal a table\n"
+    "  health                       how the server does\n"
+    "  export                       everything in the text format of Prometheus\n"
     "\n"
-    "  -f, --format FORMAT   table, json, jsonl or csv\n"
-    "  -d, --dir DIR         the object manager's directory (default: $ZOROBJMGR, else\n"
-    "                        /run/zor/objmgr)\n"
-    "      --type TYPE,...   only sensors of these types\n"
-    "      --target PATH     only this target and those below it\n"
-    "      --wait SECONDS    until the host has the power state that was asked for\n"
-    "      --since TIME|N    records from this time on, or after record N\n"
-    "      --follow          and those to come\n"
-    "  -h, --help            show this text\n"
-    "  -V, --version         show the version\n"
+    "Options:\n"
+    "  --format FORMAT    table, json, jsonl or csv; -f FORMAT, too\n"
+    "  --dir DIR          the object manager's directory (default: $ZOROBJMGR, else\n"
+    "                     /run/zor/objmgr)\n"
+    "  -w NAMES           these servers of this machine: n[1-40],db1\n"
+    "  --run-dir DIR      where each of them has its directory (default: /run/zor)\n"
+    "  --type TYPE,...    sensors: only these types\n"
+    "  --target PATH      sensors: only this target and those below it\n"
+    "  --wait SECONDS     power: until the host has the power state that was asked for\n"
+    "  --yes              power, log clear: do not ask, however many servers\n"
+    "  --every N/SECONDS  power, log clear: a pause after every N servers\n"
+    "  --since TIME|N     log: records from this time on, or after record N\n"
+    "  --follow           log: and those to come\n"
+    "  --count N          watch: end after so many looks\n"
+    "  --check            health: as a monitoring plug-in answers\n"
+    "  --prometheus       export: the one format that there is\n"
+    "  --output FILE      export: into FILE, written whole and then renamed\n"
+    "  --help             show this text\n"
+    "  --version          show the version\n"
     "\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage, 69 no service, 75 the source is silent or the\n"
-    "time is over, 77 no right.\n";
+    "time is over, 77 no right; of health --check 0 ok, 1 warning, 2 critical, 3 unknown.\n";
 
 namespace
 {
@@ -43,6 +57,13 @@ enum OptionKey : int {
     kKeyWait,
     kKeySince,
     kKeyFollow,
+    kKeyRunDir,
+    kKeyYes,
+    kKeyEvery,
+    kKeyCount,
+    kKeyCheck,
+    kKeyPrometheus,
+    kKeyOutput,
 };
 
 constexpr option kOptions[] = {
@@ -55,6 +76,13 @@ constexpr option kOptions[] = {
     {"wait", required_argument, nullptr, kKeyWait},
     {"since", required_argument, nullptr, kKeySince},
     {"follow", no_argument, nullptr, kKeyFollow},
+    {"run-dir", required_argument, nullptr, kKeyRunDir},
+    {"yes", no_argument, nullptr, kKeyYes},
+    {"every", required_argument, nullptr, kKeyEvery},
+    {"count", required_argument, nullptr, kKeyCount},
+    {"check", no_argument, nullptr, kKeyCheck},
+    {"prometheus", no_argument, nullptr, kKeyPrometheus},
+    {"output", required_argument, nullptr, kKeyOutput},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -62,13 +90,16 @@ constexpr option kOptions[] = {
 struct CommandRow {
     const char *name;
     CommandId id;
-    int keys[8];  // a 0 ends them
+    int keys[6];  // zeros behind them
 };
 constexpr CommandRow kCommands[] = {
     {"sensors", CommandId::Sensors, {kKeyType, kKeyTarget}},
     {"system", CommandId::System, {}},
-    {"power", CommandId::Power, {kKeyWait}},
-    {"log", CommandId::Log, {kKeySince, kKeyFollow}},
+    {"power", CommandId::Power, {kKeyWait, kKeyYes, kKeyEvery}},
+    {"log", CommandId::Log, {kKeySince, kKeyFollow, kKeyYes, kKeyEvery}},
+    {"watch", CommandId::Watch, {kKeyType, kKeyTarget, kKeyCount}},
+    {"health", CommandId::Health, {kKeyCheck}},
+    {"export", CommandId::Export, {kKeyPrometheus, kKeyOutput}},
 };
 
 struct ActionRow {
@@ -141,6 +172,33 @@ std::string ParseSince(const char *text, i64 now, Options *options)
     return right ? "" : std::string("neither a time nor a record's number: ") + text;
 }
 
+// "10/5" or "10/5s": a pause of 5 seconds after every 10.
+std::string ParseEvery(std::string_view text, Options *options)
+{
+    const std::string wrong = "no number of servers and seconds, as in 10/5s: " + std::string(text);
+    const size_t slash = text.find('/');
+    if (slash == std::string_view::npos)
+        return wrong;
+    std::string_view seconds = text.substr(slash + 1);
+    if (seconds.ends_with('s'))
+        seconds.remove_suffix(1);
+    const bool right = WholeNumber(text.substr(0, slash), kHostListMost, &options->everyServers) &&
+                       WholeNumber(seconds, kWaitMost, &options->everySeconds) &&
+                       options->everyServers != 0;
+    return right ? "" : wrong;
+}
+
+// Seconds, in tenths at the finest: 0.1 to 86400.
+std::string ParseInterval(const char *text, u32 *ms)
+{
+    const Value number = NumberFromText(text);
+    const double seconds = NumberOfValue(number);
+    if (number.IsNull() || seconds < 0.1 || seconds > kWaitMost)
+        return std::string("no number of seconds from 0.1 to 86400: ") + text;
+    *ms = static_cast<u32>(seconds * 1000);
+    return "";
+}
+
 std::string ParseOption(int key, const char *value, i64 now, Options *options)
 {
     u32 number = 0;
@@ -175,6 +233,27 @@ std::string ParseOption(int key, const char *value, i64 now, Options *options)
     case kKeyFollow:
         options->follow = true;
         break;
+    case 'w':
+        options->several = true;
+        return HostListExpand(value, &options->servers);
+    case kKeyRunDir:
+        options->runDirectory = value;
+        break;
+    case kKeyYes:
+        options->yes = true;
+        break;
+    case kKeyEvery:
+        return ParseEvery(value, options);
+    case kKeyCount:
+        if (!WholeNumber(value, UINT32_MAX, &options->count) || options->count == 0)
+            return std::string("no number of looks: ") + value;
+        break;
+    case kKeyCheck:
+        options->check = true;
+        break;
+    case kKeyOutput:
+        options->output = value;
+        break;
     default:
         break;
     }
@@ -192,8 +271,9 @@ const CommandRow *FindCommand(const char *name)
 
 bool Takes(const CommandRow &command, int key)
 {
-    return key < kKeyType || std::find(std::begin(command.keys), std::end(command.keys), key) !=
-                                 std::end(command.keys);
+    return key < kKeyType || key == kKeyRunDir ||
+           std::find(std::begin(command.keys), std::end(command.keys), key) !=
+               std::end(command.keys);
 }
 
 bool ParseAction(const char *word, Options *options)
@@ -215,6 +295,11 @@ std::string ParseWords(std::span<char *const> words, Options *options)
     else if (options->command == CommandId::Log && strcmp(words[0], "clear") == 0) {
         options->clear = true;
         words = words.subspan(1);
+    } else if (options->command == CommandId::Watch) {
+        const std::string wrong = ParseInterval(words[0], &options->intervalMs);
+        if (!wrong.empty())
+            return wrong;
+        words = words.subspan(1);
     }
     return words.empty() ? "" : std::string("one word too many: ") + words[0];
 }
@@ -226,8 +311,16 @@ std::string CheckOptions(const Options &options)
         return "--wait needs on, off, reset or cycle";
     if (options.clear && (options.follow || options.sinceTime || options.sinceRecord))
         return "clear takes no options";
-    if (options.follow && options.format == OutputFormat::Json)
-        return "--follow has no end, and JSON needs one: take --format jsonl";
+    const bool endless =
+        options.follow || (options.command == CommandId::Watch && options.count == 0);
+    if (endless && options.format == OutputFormat::Json)
+        return "this has no end, and JSON needs one: take --format jsonl";
+    if (options.several && !options.directory.empty())
+        return "-w and --dir exclude each other";
+    if (options.check && options.several)
+        return "--check asks one server";
+    if (options.everyServers != 0 && !options.several)
+        return "--every needs -w";
     return "";
 }
 
@@ -307,7 +400,7 @@ std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
     opterr = 0;
     for (;;) {
         const int before = optind == 0 ? 1 : optind;
-        const int key = getopt_long(argc, argv, ":f:d:hV", kOptions, nullptr);
+        const int key = getopt_long(argc, argv, ":f:d:w:hV", kOptions, nullptr);
         if (key == -1)
             break;
         // getopt_long moves words: the one that it could not take is the last that it looked at.

@@ -9,6 +9,10 @@
 
 #include <optional>
 
+constexpr char kOptionsRunDirectory[] = "/run/zor";
+// A change of more servers than this needs --yes, or a yes on the terminal.
+constexpr size_t kOptionsServersUnasked = 4;
+
 // Exit statuses, those of <sysexits.h> where it has one.
 enum CtlExit : int {
     kExitDone = 0,
@@ -19,7 +23,7 @@ enum CtlExit : int {
     kExitNoRight = 77,    // EX_NOPERM
 };
 
-enum class CommandId : u8 { Sensors, System, Power, Log };
+enum class CommandId : u8 { Sensors, System, Power, Log, Watch, Health, Export };
 
 enum class PowerAction : u8 { None, On, Off, Reset, Cycle };
 
@@ -28,15 +32,25 @@ struct Options {
     bool version = false;
     CommandId command = CommandId::Sensors;
     OutputFormat format = OutputFormat::Table;
-    std::string directory;           // --dir; empty: ZOROBJMGR, else the default
-    std::vector<std::string> types;  // --type; empty: all
-    std::string target;              // --target, without "/" at its end; empty: all
+    std::string directory;  // --dir; empty: ZOROBJMGR, else the default
+    bool several = false;   // -w: the servers below
+    std::vector<std::string> servers;
+    std::string runDirectory = kOptionsRunDirectory;  // where each has its directory
+    std::vector<std::string> types;                   // --type; empty: all
+    std::string target;  // --target, without "/" at its end; empty: all
     PowerAction action = PowerAction::None;
     std::optional<u32> waitSeconds;
+    bool yes = false;                // changes of many servers need no question
+    u32 everyServers = 0;            // --every: so many, then ...
+    u32 everySeconds = 0;            // ... so long a pause; 0: none
     bool clear = false;              // log clear
     std::optional<i64> sinceTime;    // seconds since 1970
     std::optional<u32> sinceRecord;  // records after this one
     bool follow = false;
+    u32 intervalMs = 2000;  // watch
+    u32 count = 0;          // watch: so many looks; 0: no end
+    bool check = false;     // health: as a monitoring plug-in
+    std::string output;     // export: into this file; empty: standard output
 };
 
 // Reads the words. now: seconds since 1970, for times like "yesterday". "" or what is wrong, for

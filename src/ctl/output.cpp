@@ -158,6 +158,17 @@ void Output::Stream()
     stream_ = true;
 }
 
+void Output::ShowServers()
+{
+    servers_ = true;
+}
+
+// Null: the column does not stand in tables.
+const char *Output::HeadingOf(const Column &column) const
+{
+    return servers_ && strcmp(column.name, "server") == 0 ? "SERVER" : column.heading;
+}
+
 void Output::WriteCsvHead()
 {
     if (headWritten_)
@@ -202,7 +213,7 @@ void Output::WriteTableRow(const Row &row, const std::vector<size_t> &widths)
     std::string line;
     for (size_t i = 0; i < row.size(); ++i) {
         const Column &column = form_.columns[i];
-        if (column.heading == nullptr)
+        if (HeadingOf(column) == nullptr)
             continue;
         if (!line.empty())
             line += "  ";
@@ -220,7 +231,8 @@ void Output::WriteTable()
     std::vector<size_t> widths;
     Row headings;
     for (const Column &column : form_.columns) {
-        headings.push_back({ValueKind::Text, column.heading == nullptr ? "" : column.heading});
+        const char *heading = HeadingOf(column);
+        headings.push_back({ValueKind::Text, heading == nullptr ? "" : heading});
         widths.push_back(headings.back().text.size());
     }
     for (const Row &row : rows_) {

@@ -30,6 +30,8 @@ public:
     // From here on each row is written and flushed as it comes; a table's columns have the widths
     // of their headings then, and wider values move what follows.
     void Stream();
+    // Tables get a column "SERVER" from here on.
+    void ShowServers();
     void Add(const Row &row);
     // A line between the tables of several servers; nothing in the other formats.
     void Title(const std::string &title);
@@ -46,7 +48,10 @@ private:
     const SheetForm &form_;
     i64 time_;
     bool color_;
+    const char *HeadingOf(const Column &column) const;
+
     bool stream_ = false;
+    bool servers_ = false;
     bool headWritten_ = false;
     u64 written_ = 0;
     std::vector<Row> rows_;

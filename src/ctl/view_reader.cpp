@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <stdlib.h>
 
 namespace
 {
@@ -94,9 +95,16 @@ void ViewReader::AddRecords()
     }
 }
 
-const ServerView *ViewReader::Read(u32 parts)
+void ViewUseDirectory(const std::string &directory)
+{
+    if (!directory.empty())
+        setenv("ZOROBJMGR", directory.c_str(), 1);
+}
+
+const ServerView *ViewReader::Read(const std::string &directory, u32 parts)
 {
     Release();
+    ViewUseDirectory(directory);
     objMgr_ = ObjMgrGetInterface();
     if (objMgr_ == nullptr || objMgr_->Open(&handle_) != 0) {
         reason_ = "no object manager serves";

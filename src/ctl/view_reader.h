@@ -15,6 +15,10 @@ enum ViewParts : u32 {
     kViewAll = 7,
 };
 
+// Points the object manager's client at a directory; empty: the process's own (ZOROBJMGR, else the
+// default).
+void ViewUseDirectory(const std::string &directory);
+
 // One view at a time: each Read ends what the one before it returned.
 class ViewReader
 {
@@ -24,8 +28,9 @@ public:
     ViewReader(const ViewReader &) = delete;
     ViewReader &operator=(const ViewReader &) = delete;
 
-    // Takes one consistent snapshot. Null: there is no service that could be read; Reason says why.
-    const ServerView *Read(u32 parts);
+    // Takes one consistent snapshot. directory: the object manager's; empty: the process's own.
+    // Null: there is no service that could be read; Reason says why.
+    const ServerView *Read(const std::string &directory, u32 parts);
     const std::string &Reason() const { return reason_; }
 
 private:

@@ -84,7 +84,7 @@ TEST(Options, WhatIsNoOption)
     EXPECT_EQ(Wrong({"power", "--wait", "1"}), "--wait needs on, off, reset or cycle");
     EXPECT_EQ(Wrong({"log", "clear", "--follow"}), "clear takes no options");
     EXPECT_EQ(Wrong({"log", "--follow", "-f", "json"}),
-              "--follow has no end, and JSON needs one: take --format jsonl");
+              "this has no end, and JSON needs one: take --format jsonl");
 }
 
 TEST(Options, Sensors)
@@ -136,4 +136,54 @@ TEST(Options, Times)
           "2023-12-31T23:59:58+01:60", "2023-12-31T23:59:58.Z", "2023-12-31Z", "-h", "-1y", "2h",
           "-", "--1h"})
         EXPECT_EQ(Time(text), "none") << text;
+}
+
+TEST(Options, SeveralServers)
+{
+    const Options options = Right({"-w", "n[1-3]", "--run-dir", "/tmp/x", "system"});
+    EXPECT_TRUE(options.several);
+    EXPECT_EQ(options.servers, (std::vector<std::string>{"n1", "n2", "n3"}));
+    EXPECT_EQ(options.runDirectory, "/tmp/x");
+    EXPECT_EQ(Right({"system"}).runDirectory, "/run/zor");
+    EXPECT_FALSE(Right({"system"}).several);
+    EXPECT_EQ(Wrong({"-w", "n[3-1]", "system"}), "a range ends before it begins: [3-1]");
+    EXPECT_EQ(Wrong({"-w", "n1", "-d", "/x", "system"}), "-w and --dir exclude each other");
+    EXPECT_EQ(Wrong({"-w", "n1", "health", "--check"}), "--check asks one server");
+}
+
+TEST(Options, Every)
+{
+    const Options options = Right({"-w", "n1", "power", "off", "--every", "10/5s", "--yes"});
+    EXPECT_EQ(options.everyServers, 10u);
+    EXPECT_EQ(options.everySeconds, 5u);
+    EXPECT_TRUE(options.yes);
+    EXPECT_EQ(Right({"-w", "n1", "log", "clear", "--every", "1/0"}).everySeconds, 0u);
+    for (const char *every : {"", "10", "0/5", "10/", "/5", "10/5m", "10/-5", "x/5"}) {
+        EXPECT_EQ(Wrong({"-w", "n1", "power", "--every", every}),
+                  std::string("no number of servers and seconds, as in 10/5s: ") + every);
+    }
+    EXPECT_EQ(Wrong({"power", "off", "--every", "1/1"}), "--every needs -w");
+}
+
+TEST(Options, Watch)
+{
+    EXPECT_EQ(Right({"watch"}).intervalMs, 2000u);
+    EXPECT_EQ(Right({"watch", "0.5", "--count", "3"}).intervalMs, 500u);
+    EXPECT_EQ(Right({"watch", "0.1"}).intervalMs, 100u);
+    EXPECT_EQ(Right({"watch", "86400"}).intervalMs, 86400000u);
+    EXPECT_EQ(Right({"watch", "--count", "3", "-f", "json"}).count, 3u);
+    for (const char *interval : {"0", "0.09", "86400.1", "x"})
+        EXPECT_EQ(Wrong({"watch", interval}),
+                  std::string("no number of seconds from 0.1 to 86400: ") + interval);
+    EXPECT_EQ(Wrong({"watch", "1", "2"}), "one word too many: 2");
+    EXPECT_EQ(Wrong({"watch", "--count", "0"}), "no number of looks: 0");
+    EXPECT_EQ(Wrong({"watch", "-f", "json"}),
+              "this has no end, and JSON needs one: take --format jsonl");
+}
+
+TEST(Options, HealthAndExport)
+{
+    EXPECT_TRUE(Right({"health", "--check"}).check);
+    EXPECT_EQ(Right({"export", "--prometheus", "--output", "/tmp/x"}).output, "/tmp/x");
+    EXPECT_EQ(Wrong({"sensors", "--check"}), "--check is no option of sensors");
 }

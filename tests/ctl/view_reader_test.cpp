@@ -24,7 +24,7 @@ TEST(ViewReader, ReadsWhatTheShellReads)
     Fill(&om);
     {
         ViewReader reader;
-        const ServerView *view = reader.Read(kViewAll);
+        const ServerView *view = reader.Read("", kViewAll);
         ASSERT_NE(view, nullptr);
         EXPECT_EQ(ModelSystemOf(*view).serviceTag.text, "TAG1234");
         EXPECT_EQ(ModelSystemOf(*view).records.text, "2");
@@ -49,10 +49,10 @@ TEST(ViewReader, ReadsNoMoreThanItIsAskedFor)
     FakeObjMgr om;
     Fill(&om);
     ViewReader reader;
-    EXPECT_EQ(reader.Read(kViewSystem)->instances.size(), 2u);
+    EXPECT_EQ(reader.Read("", kViewSystem)->instances.size(), 2u);
     EXPECT_EQ(om.Logged("GetInstance ").size(), 2u);
-    EXPECT_EQ(reader.Read(kViewSystem | kViewSensors)->instances.size(), 4u);
-    EXPECT_EQ(reader.Read(kViewSystem | kViewRecords)->instances.size(), 4u);
+    EXPECT_EQ(reader.Read("", kViewSystem | kViewSensors)->instances.size(), 4u);
+    EXPECT_EQ(reader.Read("", kViewSystem | kViewRecords)->instances.size(), 4u);
     EXPECT_EQ(om.openConnections, 1);  // each Read ends the one before
 }
 
@@ -61,10 +61,10 @@ TEST(ViewReader, NoService)
     FakeObjMgr om;
     om.openFails = true;
     ViewReader reader;
-    EXPECT_EQ(reader.Read(kViewAll), nullptr);
+    EXPECT_EQ(reader.Read("", kViewAll), nullptr);
     EXPECT_NE(reader.Reason(), "");
     om.openFails = false;
-    EXPECT_NE(reader.Read(kViewAll), nullptr);
+    EXPECT_NE(reader.Read("", kViewAll), nullptr);
 }
 
 // Whatever fails: no crash, nothing stays open.
@@ -76,7 +76,7 @@ TEST(ViewReader, FailEveryCall)
         om.failCall = call;
         {
             ViewReader reader;
-            if (const ServerView *view = reader.Read(kViewAll)) {
+            if (const ServerView *view = reader.Read("", kViewAll)) {
                 (void)ModelSensorsOf(*view);
                 (void)ModelRecordsOf(*view);
             }
@@ -95,7 +95,7 @@ TEST(ViewReader, AFailedInstanceIsThereWithItsStatus)
     Fill(&om);
     om.SetInstanceStatus("OEM_QARN_System", kCimFailed);
     ViewReader reader;
-    const ServerView *view = reader.Read(kViewAll);
+    const ServerView *view = reader.Read("", kViewAll);
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(view->instances[0].status, kCimFailed);
     EXPECT_FALSE(ModelSystemOf(*view).readable);

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+// watch_changes.cpp -- see watch_changes.h.
+#include "ctl/watch_changes.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace
+{
+
+constexpr Column kColumns[] = {
+    {"server", nullptr, false}, {"time", "TIME", false}, {"target", nullptr, false},
+    {"name", "NAME", false},    {"what", "WHAT", false}, {"from", "FROM", true},
+    {"to", "TO", true},         {"unit", "UNIT", false}, {"health", "HEALTH", false},
+};
+
+class Changes
+{
+public:
+    Changes(const Value &server, i64 time) : server_(server), time_(TimeValue(time)) {}
+
+    void Add(const char *what, const Value &from, const Value &to, const ModelSensor *sensor)
+    {
+        if (from == to)
+            return;
+        const bool reading = sensor != nullptr && std::string_view(what) == "reading";
+        rows.push_back({server_, time_, sensor != nullptr ? TextValue(sensor->target) : Value(),
+                        sensor != nullptr ? sensor->name : Value(), TextValue(what), from, to,
+                        reading ? sensor->unit : Value(),
+                        sensor != nullptr ? TextValue(HealthName(sensor->health)) : Value()});
+    }
+
+    std::vector<Row> rows;
+
+private:
+    Value server_;
+    Value time_;
+};
+
+}  // namespace
+
+const SheetForm kWatchForm = {"changes", kColumns};
+
+std::vector<Row> WatchChanges(const Value &server, i64 time, const WatchLook &before,
+                              const WatchLook &after)
+{
+    Changes changes(server, time);
+    changes.Add("service", FlagValue(before.serves), FlagValue(after.serves), nullptr);
+    changes.Add("power", before.system.power, after.system.power, nullptr);
+    std::unordered_map<std::string, const ModelSensor *> old;
+    for (const ModelSensor &sensor : before.sensors)
+        old[sensor.target] = &sensor;
+    for (const ModelSensor &sensor : after.sensors) {
+        const auto known = old.find(sensor.target);
+        const ModelSensor none;
+        const ModelSensor &from = known != old.end() ? *known->second : none;
+        changes.Add("reading", from.reading, sensor.reading, &sensor);
+        changes.Add("state", from.state, sensor.state, &sensor);
+        if (known != old.end())
+            old.erase(known);
+    }
+    for (const ModelSensor &sensor : before.sensors) {
+        if (old.count(sensor.target) == 0)
+            continue;
+        changes.Add("reading", sensor.reading, {}, &sensor);
+        changes.Add("state", sensor.state, {}, &sensor);
+    }
+    return changes.rows;
+}
+
+std::string WatchCourse(const std::vector<double> &readings)
+{
+    static constexpr const char *kHeights[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+    if (readings.empty())
+        return "";
+    const auto [low, high] = std::minmax_element(readings.begin(), readings.end());
+    std::string course;
+    for (const double reading : readings) {
+        const double part = *high > *low ? (reading - *low) / (*high - *low) : 0;
+        course += kHeights[static_cast<size_t>(part * 7 + 0.5)];
+    }
+    return course;
+}

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ctl/ctl_run.h"
+
+TEST(CmdWatch, NothingChanges)
+{
+    FakeObjMgr om;
+    om.AddSensor("4", "1", {"Name", "Fan1", "Reading", "4000", "StatusText", "normal"});
+    const CtlEnd end = CtlRun("watch 0.1 --count 2 -f jsonl");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.out + end.err, "");
+}
+
+TEST(CmdWatch, NobodyServes)
+{
+    FakeObjMgr om;
+    om.openFails = true;
+    const CtlEnd end = CtlRun("watch 0.1 --count 2 -f jsonl");
+    EXPECT_EQ(end.err, "{\"schema\":1,\"server\":null,\"error\":{\"exit\":69,"
+                       "\"message\":\"no object manager serves\"}}\n");
+}
