@@ -5,6 +5,7 @@
 #include "objmgrd/ipmi/sensor_place.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ constexpr u32 kIdleMostMs = 1000;
 // Other readers of the sensor records, such as ipmi-sensors, take some 10 to 100 ms.
 constexpr u32 kSdrAgainMs = 50;
 constexpr u32 kSdrCollisionsMax = 20;
+constexpr u32 kSkippedLinesMax = 16;
 
 // Of Get Chassis Status (IPMI 2.0, section 28.2).
 constexpr u8 kPowerIsOn = 0x01;
@@ -167,6 +169,21 @@ void Schedule::SdrFailed(u64 now)
     sdr_.Forget();
 }
 
+void Schedule::SayWhatWasSkipped()
+{
+    u32 lines = 0;
+    for (const SdrSkipped &skipped : sdr_.Skipped()) {
+        if (lines++ == kSkippedLinesMax)
+            return;
+        char text[80];
+        snprintf(text, sizeof text, "sensor record 0x%04x is left out: from byte %u on, ",
+                 unsigned{skipped.id}, unsigned{skipped.offset});
+        publication_->Say(LOG_WARNING,
+                          text + (skipped.code != 0 ? BmcCodeWords(skipped.code)
+                                                    : std::string("there is no more")));
+    }
+}
+
 void Schedule::EndSdr(ReadStep step, u64 now)
 {
     running_[kSdrTask] = false;
@@ -184,6 +201,7 @@ void Schedule::EndSdr(ReadStep step, u64 now)
         repository_ = sdr_.Repository();
         publication_->Say(LOG_NOTICE, "sensor records read: " +
                                           std::to_string(repository_.sensors.size()) + " sensors");
+        SayWhatWasSkipped();
         const std::string without = SensorsWithoutPlace(repository_);
         if (!without.empty())
             publication_->Say(LOG_NOTICE, "not shown, since no target fits: " + without);
@@ -254,9 +272,13 @@ void Schedule::EndLog(ReadStep step, u64 now)
         publication_->GiveLog(log_, repository_);
         return;
     }
-    dueMs_[kLogTask] = now + settings_.logMs;
+    // What cannot be read took more requests than a look that finds nothing new.
+    const bool forLong = now - logMs_ > kStaleMs;
+    dueMs_[kLogTask] =
+        now + (forLong && !BmcIsBusy(log_.Code()) ? std::max(settings_.logMs, kTryAgainMs)
+                                                  : settings_.logMs);
     // A log that is being erased, or a BMC that is busy, is a matter of moments.
-    if (log_.Code() == kBmcDenied || now - logMs_ > kStaleMs)
+    if (log_.Code() == kBmcDenied || forLong)
         publication_->GiveNoLog(BmcStatusOf(log_.Code()));
 }
 

@@ -48,6 +48,7 @@ private:
     bool SdrCollided(ReadStep step, u64 now);
     void EndSdr(ReadStep step, u64 now);
     void SdrFailed(u64 now);
+    void SayWhatWasSkipped();
     void EndLog(ReadStep step, u64 now);
 
     const IpmiSettings &settings_;

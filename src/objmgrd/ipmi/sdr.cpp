@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace
 {
 
+constexpr size_t kHeaderSize = 5;
 constexpr u8 kFull = 0x01;
 constexpr u8 kCompact = 0x02;
 constexpr u8 kEventOnly = 0x03;
@@ -165,7 +167,7 @@ void AddEventOnly(SdrRepository *repository, const u8 *record, size_t size)
               SharingAt(record + 12));
 }
 
-void AddFru(SdrRepository *repository, const u8 *record)
+void AddFru(SdrRepository *repository, const u8 *record, size_t)
 {
     const bool logical = (record[7] & 0x80) != 0;
     if (!logical || (record[5] & 0xfe) != kSdrBmcAddress || repository->frus.size() >= kSdrFrusMax)
@@ -176,23 +178,33 @@ void AddFru(SdrRepository *repository, const u8 *record)
                                 .entityInstance = record[13]});
 }
 
+struct KindRow {
+    u8 type;
+    size_t least;
+    void (*add)(SdrRepository *repository, const u8 *record, size_t size);
+};
+
+constexpr KindRow kKinds[] = {{kFull, kFullSize, AddFull},
+                              {kCompact, kCompactSize, AddCompact},
+                              {kEventOnly, kEventOnlySize, AddEventOnly},
+                              {kFruLocator, kFruLocatorSize, AddFru}};
+
 }  // namespace
 
-void SdrAdd(SdrRepository *repository, const u8 *record, size_t sizeBytes)
+bool SdrAdd(SdrRepository *repository, const u8 *record, size_t sizeBytes)
 {
-    if (sizeBytes < 5)
-        return;
-    const u8 type = record[3];
+    if (sizeBytes < kHeaderSize)
+        return false;
     // The record may be shorter than what was read of it.
-    const size_t size = std::min<size_t>(sizeBytes, size_t{5} + record[4]);
-    if (type == kFull && size >= kFullSize)
-        AddFull(repository, record, size);
-    else if (type == kCompact && size >= kCompactSize)
-        AddCompact(repository, record, size);
-    else if (type == kEventOnly && size >= kEventOnlySize)
-        AddEventOnly(repository, record, size);
-    else if (type == kFruLocator && size >= kFruLocatorSize)
-        AddFru(repository, record);
+    const size_t size = std::min<size_t>(sizeBytes, kHeaderSize + record[4]);
+    const auto kind = std::find_if(std::begin(kKinds), std::end(kKinds),
+                                   [&](const KindRow &row) { return row.type == record[3]; });
+    if (kind == std::end(kKinds))
+        return true;
+    if (size < kind->least)
+        return false;
+    kind->add(repository, record, size);
+    return true;
 }
 
 const SdrSensor *SdrFind(const SdrRepository &repository, u8 owner, u8 lun, u8 number)

@@ -75,9 +75,10 @@ struct SdrRepository {
     std::vector<SdrFru> frus;           // those that the BMC itself gives access to
 };
 
-// Takes one record, of any `sizeBytes`, header included. A record that is cut off or of a kind not
-// named above changes nothing. A compact record that stands for several sensors becomes several.
-void SdrAdd(SdrRepository *repository, const u8 *record, size_t sizeBytes);
+// Takes one record, of any `sizeBytes`, header included. False: it is cut off, and nothing was
+// taken; of a kind not named above nothing is taken either. A compact record that stands for
+// several sensors becomes several.
+bool SdrAdd(SdrRepository *repository, const u8 *record, size_t sizeBytes);
 
 // The sensor of that owner, lun and number, or null.
 const SdrSensor *SdrFind(const SdrRepository &repository, u8 owner, u8 lun, u8 number);

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // sdr_reader.h -- reads the BMC's repository of sensor data records when it has changed.
+//
+// A record is asked for as a whole; where the BMC cannot return so much, in parts that are as large
+// as it takes. A record that cannot be read, or that is cut off, is left out, and the reading goes
+// on behind it.
 #ifndef OBJMGRD_IPMI_SDR_READER_H
 #define OBJMGRD_IPMI_SDR_READER_H
 
@@ -8,6 +12,22 @@
 
 // Records read of one repository: a chain that is longer goes in a circle.
 constexpr u32 kSdrRecordsMax = 8192;
+// Where a record does not even tell which one follows, so many ids after it are tried.
+constexpr u32 kSdrProbesMax = 32;
+
+// What says whether the repository changed.
+struct SdrStamp {
+    u16 records = 0;
+    u32 added = 0;
+    u32 erased = 0;
+    bool operator==(const SdrStamp &) const = default;
+};
+
+struct SdrSkipped {
+    u16 id = 0;     // of the record
+    u8 offset = 0;  // the first byte that was not read
+    u8 code = 0;    // the BMC's completion code; 0: there were no more bytes
+};
 
 class SdrReader
 {
@@ -19,42 +39,54 @@ public:
     ReadStep Step(Bmc *bmc);
     bool Changed() const { return changed_; }
     const SdrRepository &Repository() const { return repository_; }
+    // What was left out when it was last read anew.
+    const std::vector<SdrSkipped> &Skipped() const { return skipped_; }
     u8 Code() const { return code_; }
     // Makes the next look read everything.
     void Forget() { known_ = false; }
 
+    // ---- for a reading that outlives the process (sdr_file.h)
+    const SdrStamp &Stamp() const { return stamp_; }
+    const std::vector<std::vector<u8>> &Records() const { return records_; }
+    // What an earlier process read: the next look takes it where the stamp is still that.
+    void Recall(const SdrStamp &stamp, std::vector<std::vector<u8>> records);
+
 private:
     enum class Phase : u8 { Info, Reserve, Record };
-
-    // What says whether the repository changed.
-    struct Stamp {
-        u16 records = 0;
-        u32 added = 0;
-        u32 erased = 0;
-        bool operator==(const Stamp &) const = default;
-    };
 
     ReadStep StepInfo(Bmc *bmc);
     ReadStep StepReserve(Bmc *bmc);
     ReadStep StepRecord(Bmc *bmc);
+    ReadStep RecordRefused(u8 code);
     ReadStep TakePart(const BmcAnswer &answer);
     ReadStep TakeRecord();
+    ReadStep Skip(u8 code);
+    ReadStep NextRecord();
+    void BeginRecord(u16 id);
     ReadStep Fail(const BmcAnswer &answer);
 
     Phase phase_ = Phase::Info;
     bool known_ = false;
+    bool recalled_ = false;  // it is known from an earlier process, and not taken yet
     bool changed_ = false;
-    bool whole_ = true;  // records are asked for as a whole, not in parts
-    Stamp stamp_;
-    Stamp fresh_;
-    u16 reservation_ = 0;
+    SdrStamp stamp_;
+    SdrStamp fresh_;
     u32 lostReservations_ = 0;
-    u32 recordsRead_ = 0;
+    u32 recordsRead_ = 0;  // with those that were left out
+    u32 probes_ = 0;       // ids tried in a row that told nothing
+    u16 reservation_ = 0;
     u16 id_ = 0;
     u16 nextId_ = 0;
+    bool nextKnown_ = false;  // nextId_ is what the record says
+    bool again_ = false;      // the record is being read for the second time
+    u32 part_ = 0;            // place of the size of parts in use; 0: the whole record
+    u32 partBefore_ = 0;      // ... when the record was begun
     u8 code_ = 0;
     std::vector<u8> record_;  // as far as it is read
-    SdrRepository reading_;
+    std::vector<std::vector<u8>> reading_;
+    std::vector<SdrSkipped> skipping_;
+    std::vector<std::vector<u8>> records_;
+    std::vector<SdrSkipped> skipped_;
     SdrRepository repository_;
 };
 

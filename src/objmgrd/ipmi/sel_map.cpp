@@ -78,43 +78,58 @@ std::string WithUnit(const SdrSensor &sensor, u8 raw)
     return unit.empty() ? value : value + " " + unit;
 }
 
-// What bytes 2 and 3 of a threshold event hold is in bits 7, 6 and 5, 4 of byte 1: 1 means the
-// reading and the threshold that made it.
-std::string ThresholdDetails(const Event &event, const SdrSensor *sensor)
+// What bytes 2 and 3 of an event hold is in bits 7, 6 and 5, 4 of byte 1: 0 nothing, 1 the reading
+// and the threshold that made it (of a threshold event), 2 what makers define, 3 what the sensor
+// type says about its own events. What there are no words for is told in bytes.
+std::string Data2Text(const Event &event, const SdrSensor *sensor)
 {
-    if (sensor == nullptr || !sensor->analog)
-        return "";
-    std::string details;
-    if ((event.data1 >> 6) == 1)
-        details = "reading " + WithUnit(*sensor, event.data2);
-    if (((event.data1 >> 4) & 0x3) == 1)
-        details +=
-            (details.empty() ? "threshold " : ", threshold ") + WithUnit(*sensor, event.data3);
-    return details;
+    const u8 kind = event.data1 >> 6;
+    if (event.eventType == kSdrEventThreshold)
+        return kind == 1 && sensor != nullptr && sensor->analog
+                   ? "reading " + WithUnit(*sensor, event.data2)
+                   : "";
+    return event.eventType == kSdrEventSensorSpecific && kind == 3
+               ? EventData2Words(event.sensorType, event.offset, event.data2)
+               : "";
 }
 
-// 3 in the same bits: what the sensor type says about its own events.
-std::string OwnDetails(const Event &event)
+std::string Data3Text(const Event &event, const SdrSensor *sensor)
 {
-    std::string details;
-    if (event.eventType != kSdrEventSensorSpecific)
-        return details;
-    if ((event.data1 >> 6) == 3)
-        details = EventData2Words(event.sensorType, event.offset, event.data2);
-    if (((event.data1 >> 4) & 0x3) == 3) {
-        const std::string more =
-            EventData3Words(event.sensorType, event.offset, event.data2, event.data3);
+    const u8 kind = (event.data1 >> 4) & 0x3;
+    if (event.eventType == kSdrEventThreshold)
+        return kind == 1 && sensor != nullptr && sensor->analog
+                   ? "threshold " + WithUnit(*sensor, event.data3)
+                   : "";
+    return event.eventType == kSdrEventSensorSpecific && kind == 3
+               ? EventData3Words(event.sensorType, event.offset, event.data2, event.data3)
+               : "";
+}
+
+std::string Details(const Event &event, const SdrSensor *sensor)
+{
+    const std::string text2 = Data2Text(event, sensor);
+    const std::string text3 = Data3Text(event, sensor);
+    const bool bare2 = (event.data1 >> 6) != 0 && text2.empty();
+    const bool bare3 = ((event.data1 >> 4) & 0x3) != 0 && text3.empty();
+    const u8 data[] = {event.data2, event.data3};
+    std::string bare;
+    if (bare2 && bare3)
+        bare = "data " + IpmiHex(data, 2);
+    else if (bare2)
+        bare = "data 2 " + IpmiHex(data, 1);
+    else if (bare3)
+        bare = "data 3 " + IpmiHex(data + 1, 1);
+    std::string details = text2;
+    for (const std::string &more : {text3, bare}) {
         if (!more.empty())
             details += (details.empty() ? "" : ", ") + more;
     }
     return details;
 }
 
-std::string EventText(const Event &event)
+// An event that there are no words for.
+std::string BareText(const Event &event)
 {
-    std::string words = EventWords(event.eventType, event.sensorType, event.offset);
-    if (!words.empty())
-        return words;
     char text[80];
     snprintf(text, sizeof text, "event type 0x%02x, data %02x %02x %02x", unsigned{event.eventType},
              unsigned{event.data1}, unsigned{event.data2}, unsigned{event.data3});
@@ -125,11 +140,13 @@ std::string SystemEventText(const SelRecord &record, const SdrRepository &sensor
 {
     const Event event = EventOf(record);
     const SdrSensor *sensor = SdrFind(sensors, event.owner, event.lun, event.number);
-    std::string text = NameOf(event, sensor) + ": " + EventText(event) +
-                       (event.deasserted ? ", deasserted" : ", asserted");
-    const std::string details =
-        event.eventType == kSdrEventThreshold ? ThresholdDetails(event, sensor) : OwnDetails(event);
-    return details.empty() ? text : text + " (" + details + ")";
+    const std::string direction = event.deasserted ? ", deasserted" : ", asserted";
+    const std::string words = EventWords(event.eventType, event.sensorType, event.offset);
+    const std::string head = NameOf(event, sensor) + ": ";
+    if (words.empty())
+        return head + BareText(event) + direction;
+    const std::string details = Details(event, sensor);
+    return head + words + direction + (details.empty() ? "" : " (" + details + ")");
 }
 
 std::string DescriptionOf(const SelRecord &record, const SdrRepository &sensors)
@@ -138,6 +155,11 @@ std::string DescriptionOf(const SelRecord &record, const SdrRepository &sensors)
     if (type == kSystemEvent)
         return SystemEventText(record, sensors);
     char head[80];
+    if (type == kSelUnreadable) {
+        snprintf(head, sizeof head, "Record 0x%02x%02x cannot be read: completion code 0x%02X",
+                 unsigned{record[1]}, unsigned{record[0]}, unsigned{record[3]});
+        return head;
+    }
     if (type >= kFirstOemWithoutTime) {
         snprintf(head, sizeof head, "OEM record 0x%02x: ", unsigned{type});
         return head + IpmiHex(&record[3], 13);
@@ -153,6 +175,11 @@ std::string DescriptionOf(const SelRecord &record, const SdrRepository &sensors)
 }
 
 }  // namespace
+
+SelRecord SelUnreadableRecord(u16 id, u8 code)
+{
+    return {static_cast<u8>(id & 0xff), static_cast<u8>(id >> 8), kSelUnreadable, code};
+}
 
 Instance SelRecordInstance(u32 number, const SelRecord &record, const SdrRepository &sensors)
 {

@@ -10,6 +10,8 @@ namespace
 constexpr u16 kFirstId = 0x0000;
 constexpr u16 kLastId = 0xFFFF;
 constexpr u8 kWholeRecord = 0xFF;
+// Where a record does not tell which one follows, so many ids after it are tried.
+constexpr u32 kSelProbesMax = 16;
 constexpr u32 kRestartsMax = 3;  // of one look, while others delete records
 
 u16 IdOf(const SelRecord &record)
@@ -38,6 +40,8 @@ ReadStep SelReader::ReadAll()
     records_.clear();
     firstNew_ = 0;
     id_ = kFirstId;
+    tries_ = 0;
+    probes_ = 0;
     phase_ = Phase::Next;
     return fresh_.records == 0 ? End() : ReadStep::More;
 }
@@ -71,14 +75,43 @@ ReadStep SelReader::StepEntry(Bmc *bmc)
         return ReadStep::Lost;
     if (answer.Done(2 + kSelRecordSize))
         return TakeEntry(answer);
+    known_ = false;
+    code_ = answer.code;
     // The record is gone: somebody cleared the log or deleted from it.
     if (answer.code == kBmcNotPresent && ++restarts_ <= kRestartsMax) {
-        known_ = false;
         phase_ = Phase::Info;
         return ReadStep::More;
     }
-    known_ = false;
-    code_ = answer.code;
+    const bool noLog = answer.code == kBmcNotPresent && records_.empty();
+    if (answer.code == kBmcDenied || BmcIsBusy(answer.code) || noLog)
+        return ReadStep::Failed;
+    return phase_ == Phase::Last ? ReadAll() : Unreadable(answer.code);
+}
+
+// It keeps its place and number. The BMC does not say which one follows, so the next ids are tried;
+// where none of them is one, the log ends here.
+ReadStep SelReader::Unreadable(u8 code)
+{
+    if (tries_++ == 0 && probes_ == 0)
+        return ReadStep::More;  // once more, since an answer may be spoilt
+    tries_ = 0;
+    if (probes_++ == 0)
+        records_.push_back(SelUnreadableRecord(id_, code));
+    if (records_.size() >= fresh_.records || probes_ > kSelProbesMax || id_ >= kLastId - 1)
+        return EndOfChain();
+    ++id_;
+    return ReadStep::More;
+}
+
+// Only what could be read says that there is a log.
+ReadStep SelReader::EndOfChain()
+{
+    const bool any = std::any_of(records_.begin(), records_.end(), [](const SelRecord &record) {
+        return record[2] != kSelUnreadable;
+    });
+    if (any)
+        return End();
+    records_.clear();
     return ReadStep::Failed;
 }
 
@@ -96,6 +129,8 @@ ReadStep SelReader::TakeEntry(const BmcAnswer &answer)
         id_ = next;
         return ReadStep::More;
     }
+    tries_ = 0;
+    probes_ = 0;
     records_.push_back(record);
     const bool end = next == kLastId || next == id_ || records_.size() == kSelRecordsMax;
     id_ = next;

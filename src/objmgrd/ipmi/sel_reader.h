@@ -4,7 +4,7 @@
 // Get SEL Info says whether anything changed. New records are read along the chain, from the last
 // known one on; the chain is the order, since ids are reused. Where something was deleted, or the
 // chain is not what it was, the whole log is read again. No reservation is made: those of several
-// readers cancel each other.
+// readers cancel each other. A record that can never be read keeps its place (kSelUnreadable).
 #ifndef OBJMGRD_IPMI_SEL_READER_H
 #define OBJMGRD_IPMI_SEL_READER_H
 
@@ -40,6 +40,8 @@ private:
     ReadStep StepInfo(Bmc *bmc);
     ReadStep StepEntry(Bmc *bmc);
     ReadStep ReadAll();
+    ReadStep Unreadable(u8 code);
+    ReadStep EndOfChain();
     ReadStep TakeEntry(const BmcAnswer &answer);
     ReadStep End();
 
@@ -50,6 +52,8 @@ private:
     Stamp stamp_;
     Stamp fresh_;
     u16 id_ = 0;
+    u32 tries_ = 0;   // of this record, in vain
+    u32 probes_ = 0;  // ids tried in a row that are no record
     u32 firstNew_ = 0;
     u8 code_ = 0;
     std::vector<SelRecord> records_;

@@ -393,7 +393,7 @@ private:
         const size_t place = id == 0 ? 0 : id / 10 - 1;
         if (BmcWord(in) != machine_.reservation && in[4] != 0)
             return Code(kBmcReservationLost);
-        if (place >= machine_.sdrs.size())
+        if (place >= machine_.sdrs.size() || id % 10 != 0)
             return Code(kBmcNotPresent);
         const Bytes &record = machine_.sdrs[place];
         const size_t at = in[4];

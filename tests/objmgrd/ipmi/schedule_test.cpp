@@ -102,7 +102,7 @@ TEST_F(ScheduleTest, TheRepositoryIsReadAgainWhenItChanges)
     EXPECT_EQ(Value("OEM_QARN_PowerSupply.PowerSupplyIndex=1", "PowerSupplyWattage"), "none");
     // The log names the sensors.
     EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=1", "Description"),
-              "Temperature 0x01: Upper Critical - going high, asserted");
+              "Temperature 0x01: Upper Critical - going high, asserted (data 64 5a)");
     machine_.sdrs.clear();
     ++machine_.sdrStamp;
     RunFor(settings_.sdrMs + 1000);
@@ -177,4 +177,15 @@ TEST_F(ScheduleTest, ABmcWithLittleServesWhatItHas)
     EXPECT_EQ(Records(), "status 1");
     EXPECT_EQ(losses_, 0u);
     EXPECT_EQ(lines_, "BMC bmc: the sensor records cannot be read: completion code 0xC1\n");
+}
+
+TEST_F(ScheduleTest, OneBadSensorRecordIsNamedAndLeftOut)
+{
+    machine_.sdrs[0][4] = static_cast<u8>(machine_.sdrs[0][4] + 20);
+    RunFor(1000);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Name"), "PS1");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "Name"), "none");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 1 sensors\n"
+                      "BMC bmc: sensor record 0x0000 is left out: from byte 37 on, completion code "
+                      "0xCA\n");
 }

@@ -141,8 +141,8 @@ TEST_F(SdrReaderTest, FailuresAreTold)
     EXPECT_EQ(Names(), "A long sensor nm;B;C;");
 }
 
-// Each request in turn is not answered, or answered with nothing: no value of before is lost, and
-// the next look finds everything.
+// Each request in turn is not answered, or answered with nothing: no record of before is lost, and
+// one whose answer was spoilt is read again.
 TEST_F(SdrReaderTest, AFailureAtEveryStep)
 {
     machine_.readMost = 16;
@@ -159,16 +159,15 @@ TEST_F(SdrReaderTest, AFailureAtEveryStep)
                 return true;
             };
             const ReadStep step = Look();
-            // A reservation that did not come is asked for again.
-            const bool reserves = at == 3 && !lost;
-            EXPECT_EQ(step, reserves ? ReadStep::Done
-                            : lost   ? ReadStep::Lost
-                                     : ReadStep::Failed)
+            EXPECT_EQ(step, lost      ? ReadStep::Lost
+                            : at == 1 ? ReadStep::Failed
+                                      : ReadStep::Done)
                 << at;
             EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+            EXPECT_TRUE(reader_.Skipped().empty());
             machine_.hook = nullptr;
             EXPECT_EQ(Look(), ReadStep::Done);
-            EXPECT_EQ(reader_.Changed(), !reserves);
+            EXPECT_EQ(Names(), "A long sensor nm;B;C;");
         }
     }
 }
@@ -201,6 +200,156 @@ TEST_F(SdrReaderTest, ShortPartsLeadToAnEnd)
             return true;
         };
         reader_.Forget();
-        EXPECT_EQ(Look(), part == 0 ? ReadStep::Failed : ReadStep::Done);
+        EXPECT_EQ(Look(), ReadStep::Failed);
+    }
+}
+
+// ---- records that cannot be read ----
+
+class SdrReaderSkips : public SdrReaderTest
+{
+protected:
+    // "id offset code" of what was left out.
+    std::string Skipped() const
+    {
+        std::string all;
+        for (const SdrSkipped &skipped : reader_.Skipped()) {
+            char text[32];
+            snprintf(text, sizeof text, "%u %u %02X;", unsigned{skipped.id},
+                     unsigned{skipped.offset}, unsigned{skipped.code});
+            all += text;
+        }
+        return all;
+    }
+};
+
+TEST_F(SdrReaderSkips, ALengthThatIsTooLongCostsOneSensor)
+{
+    for (u8 most : std::initializer_list<u8>{255, 32, 16}) {
+        for (size_t bad : {size_t{0}, size_t{2}, size_t{3}}) {
+            FakeMachine machine = machine_;
+            machine_.readMost = most;
+            machine_.sdrs[bad][4] = static_cast<u8>(machine_.sdrs[bad][4] + 9);
+            ++machine_.sdrStamp;
+            EXPECT_EQ(Look(), ReadStep::Done);
+            EXPECT_EQ(Names(), bad == 0   ? "B;C;"
+                               : bad == 2 ? "A long sensor nm;C;"
+                                          : "A long sensor nm;B;");
+            ASSERT_EQ(reader_.Skipped().size(), 1u);
+            EXPECT_EQ(reader_.Skipped()[0].id, bad == 0 ? 0 : (bad + 1) * 10);
+            EXPECT_EQ(reader_.Skipped()[0].code, kBmcCannotReturnSoMuch);
+            EXPECT_GE(reader_.Skipped()[0].offset, 5u);
+            const u32 stamp = machine_.sdrStamp;
+            machine_ = machine;
+            machine_.sdrStamp = stamp;
+        }
+    }
+}
+
+TEST_F(SdrReaderSkips, AStubCostsOneSensor)
+{
+    machine_.sdrs[2] = {20, 0, 0x51, 0x01, 0};
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Names(), "A long sensor nm;C;");
+    EXPECT_EQ(Skipped(), "30 5 00;");
+    // Without even a whole header.
+    machine_.sdrs[2] = {20, 0};
+    ++machine_.sdrStamp;
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Names(), "A long sensor nm;C;");
+    EXPECT_EQ(reader_.Skipped().size(), 1u);
+    // Of a kind that nobody asks for it is none.
+    machine_.sdrs[2] = {20, 0, 0x51, 0xC0, 0};
+    ++machine_.sdrStamp;
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Skipped(), "");
+}
+
+// The record says nothing, not even which one follows: ids are 10, 20, 30 here.
+TEST_F(SdrReaderSkips, ARecordThatIsRefusedIsPassedByItsId)
+{
+    for (u8 code : std::initializer_list<u8>{0xC1, 0xC9, 0xCB, 0xCC, 0xFF}) {
+        for (u16 bad : std::initializer_list<u16>{20, 30, 40}) {
+            machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+                *answer = FakeBmc::Code(code);
+                return request.command == kGetSdr && BmcWord(request.data + 2) == bad;
+            };
+            ++machine_.sdrStamp;
+            EXPECT_EQ(Look(), ReadStep::Done);
+            EXPECT_EQ(Names(), bad == 20   ? "A long sensor nm;B;C;"
+                               : bad == 30 ? "A long sensor nm;C;"
+                                           : "A long sensor nm;B;");
+            char text[32];
+            snprintf(text, sizeof text, "%u 0 %02X;", unsigned{bad}, unsigned{code});
+            EXPECT_EQ(Skipped(), text);
+        }
+    }
+}
+
+TEST_F(SdrReaderSkips, OnlyARepositoryWithoutAnyRecordIsAFailure)
+{
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xC1);
+        return request.command == kGetSdr;
+    };
+    EXPECT_EQ(Look(), ReadStep::Failed);
+    EXPECT_EQ(reader_.Code(), 0xC1);
+    EXPECT_LE(machine_.Count(kNetFnStorage, kGetSdr), 40u);
+    machine_.hook = nullptr;
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+}
+
+TEST_F(SdrReaderSkips, WhatIsRefusedToUsOrBusyIsAFailure)
+{
+    for (u8 code : std::initializer_list<u8>{kBmcDenied, kBmcNodeBusy, kBmcSdrUpdate}) {
+        machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+            *answer = FakeBmc::Code(code);
+            return request.command == kGetSdr && BmcWord(request.data + 2) == 30;
+        };
+        ++machine_.sdrStamp;
+        EXPECT_EQ(Look(), ReadStep::Failed);
+        EXPECT_EQ(reader_.Code(), code);
+    }
+}
+
+// ---- how many requests it takes ----
+
+TEST_F(SdrReaderTest, PartsAreAsLargeAsTheBmcTakes)
+{
+    // A record of 64 bytes, a locator of 16, one of 33, one of 49.
+    const struct {
+        u8 most;
+        u32 requests;
+    } rows[] = {{255, 4}, {64, 4}, {63, 9}, {48, 11}, {32, 13}, {22, 16}, {16, 19}};
+    for (const auto &row : rows) {
+        machine_.readMost = row.most;
+        machine_.requests.clear();
+        ++machine_.sdrStamp;
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+        EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), row.requests) << int{row.most};
+    }
+}
+
+// ---- what an earlier process read ----
+
+TEST_F(SdrReaderTest, WhatIsRecalledCountsWhereTheStampIsStillThat)
+{
+    EXPECT_EQ(Look(), ReadStep::Done);
+    const SdrStamp stamp = reader_.Stamp();
+    const std::vector<Bytes> records = reader_.Records();
+    EXPECT_EQ(records.size(), 4u);
+    for (bool same : {true, false}) {
+        machine_.requests.clear();
+        machine_.sdrStamp += same ? 0 : 1;
+        reader_ = SdrReader();
+        reader_.Recall(stamp, records);
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_TRUE(reader_.Changed());
+        EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+        EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), same ? 0u : 4u);
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_FALSE(reader_.Changed());
     }
 }

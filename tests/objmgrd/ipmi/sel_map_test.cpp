@@ -103,12 +103,37 @@ TEST(SelMap, SensorEventAndDirection)
 TEST(SelMap, ASensorWithoutARecordIsToldByTypeAndNumber)
 {
     EXPECT_EQ(Description(Event(1, 0xEE, 0x01, 0x52, 20, 21)),
-              "Temperature 0xee: Lower Critical - going low, asserted");
+              "Temperature 0xee: Lower Critical - going low, asserted (data 14 15)");
     EXPECT_EQ(Description(Event(192, 9, 0x6F, 0x03, 1, 2)),
               "OEM Reserved 0x09: event type 0x6f, data 03 01 02, asserted");
     SelRecord elsewhere = Event(1, 1, 0x01, 0x09);
     elsewhere[7] = 0x2c;
     EXPECT_EQ(Description(elsewhere), "Temperature 0x01: Upper Critical - going high, asserted");
+}
+
+TEST(SelMap, DataWithoutWordsIsToldInBytes)
+{
+    // Sensor-specific or a maker's own, with and without words of IPMI's.
+    EXPECT_EQ(Description(Event(41, 2, 0x6F, 0xF1, 0, 3)),
+              "Battery: battery failed, asserted (data 00 03)");
+    EXPECT_EQ(Description(Event(41, 2, 0x6F, 0xA1, 0, 3)),
+              "Battery: battery failed, asserted (data 00 03)");
+    EXPECT_EQ(Description(Event(41, 2, 0x6F, 0x81, 0xab, 3)),
+              "Battery: battery failed, asserted (data 2 ab)");
+    EXPECT_EQ(Description(Event(41, 2, 0x6F, 0x31, 0xab, 3)),
+              "Battery: battery failed, asserted (data 3 03)");
+    EXPECT_EQ(Description(Event(41, 2, 0x6F, 0x01, 0xab, 3)), "Battery: battery failed, asserted");
+    EXPECT_EQ(Description(Event(2, 9, 0x03, 0xA1, 1, 2)),
+              "Voltage 0x09: State Asserted, asserted (data 01 02)");
+    EXPECT_EQ(Description(Event(1, 1, 0x01, 0x69, 100, 7)),
+              "CPU Temp: Upper Critical - going high, asserted (reading 100 C, data 3 07)");
+}
+
+TEST(SelMap, ARecordThatCannotBeReadSaysSo)
+{
+    const SelRecord record = SelUnreadableRecord(0x0105, 0xFF);
+    EXPECT_EQ(Description(record), "Record 0x0105 cannot be read: completion code 0xFF");
+    EXPECT_EQ(Value(record, "Timestamp"), "**************");
 }
 
 TEST(SelMap, RecordsOfAMakersOwn)

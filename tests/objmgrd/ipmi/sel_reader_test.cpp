@@ -212,3 +212,68 @@ TEST_F(SelReaderTest, AChainThatGoesInACircleEnds)
     EXPECT_EQ(Look(), ReadStep::Done);
     EXPECT_EQ(reader_.Records().size(), 65534u);
 }
+
+// ---- records that can never be read ----
+
+TEST_F(SelReaderTest, ARecordThatCannotBeReadKeepsItsPlace)
+{
+    for (u16 id = 1; id <= 5; ++id)
+        Add(id);
+    for (u8 code : std::initializer_list<u8>{0xC9, 0xCB, 0xFF}) {
+        for (u16 bad = 2; bad <= 5; ++bad) {
+            machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+                *answer = FakeBmc::Code(code);
+                return request.command == kGetSelEntry && BmcWord(request.data + 2) == bad;
+            };
+            reader_.Forget();
+            EXPECT_EQ(Look(), ReadStep::Done);
+            EXPECT_EQ(Ids(), "1 2 3 4 5 ");
+            for (u16 id = 1; id <= 5; ++id)
+                EXPECT_EQ(reader_.Records()[id - 1u][2] == kSelUnreadable, id == bad);
+            EXPECT_EQ(reader_.Records()[bad - 1u][3], code);
+        }
+    }
+}
+
+TEST_F(SelReaderTest, NewRecordsBehindOneThatCannotBeReadAreFound)
+{
+    for (u16 id = 1; id <= 3; ++id)
+        Add(id);
+    machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xFF);
+        return request.command == kGetSelEntry && BmcWord(request.data + 2) == 3;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 ");
+    Add(4);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 4 ");
+    EXPECT_EQ(reader_.Records()[2][2], kSelUnreadable);
+}
+
+TEST_F(SelReaderTest, AnAnswerThatIsSpoiltOnceIsNoMatter)
+{
+    for (u16 id = 1; id <= 3; ++id)
+        Add(id);
+    u32 times = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xFF);
+        return request.command == kGetSelEntry && BmcWord(request.data + 2) == 2 && ++times == 1;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 ");
+    EXPECT_NE(reader_.Records()[1][2], kSelUnreadable);
+}
+
+TEST_F(SelReaderTest, ALogWithoutAnyRecordThatCanBeReadIsAFailure)
+{
+    Add(1);
+    Add(2);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xC1);
+        return request.command == kGetSelEntry;
+    };
+    EXPECT_EQ(Look(), ReadStep::Failed);
+    EXPECT_EQ(reader_.Code(), 0xC1);
+    EXPECT_LE(EntriesRead(), 20u);
+}
