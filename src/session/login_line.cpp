@@ -97,6 +97,8 @@ static void Restrict(LoginOptions *options, const LoginOptions *by)
         options->idleSeconds[type] = Lower(options->idleSeconds[type], by->idleSeconds[type]);
     options->sessions = Lower(options->sessions, by->sessions);
     options->userSessions = Lower(options->userSessions, by->userSessions);
+    if (options->host == nullptr)
+        options->host = by->host;
     if (!options->typeGiven && by->typeGiven && by->type != kLoginTypeConsole) {
         options->type = by->type;
         options->typeGiven = true;

@@ -24,8 +24,9 @@ constexpr u32 kLoginLineRefused = 77;  // a program for copying files
 // the prompt: that is a login shell which is told to run itself as the forced command, or a
 // subsystem. Anybody can send such a line, so its options only take away: --privilege clears bits,
 // --idle, --sessions and --user-sessions lower limits, --type is taken where `options` has none
-// and it is not the console's; --address counts for nothing, -c and COMMAND are faults. Its words
-// stand between blanks; quotes mean nothing.
+// and it is not the console's; --address counts for nothing, -c and COMMAND are faults. --host is
+// taken where `options` has none: what its user may do there, that server's service says. The
+// line's words stand between blanks; quotes mean nothing.
 //
 // With fault and refused, one line without the program's name and a new line is in message, cut to
 // size bytes with its NUL.

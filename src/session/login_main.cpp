@@ -22,6 +22,7 @@
 #include "session/login_client.h"
 #include "session/login_confine.h"
 #include "session/login_environment.h"
+#include "session/login_host.h"
 #include "session/login_line.h"
 #include "session/login_options.h"
 #include "session/login_service.h"
@@ -349,6 +350,10 @@ int main(int argc, char **argv)
     if (result != 0 && result != kLoginLineRefused) {
         Say("smclp-login: %s (see smclp-login --help)", message);
         return static_cast<int>(result);
+    }
+    if (options.host != nullptr && !LoginUseHost(options.host)) {
+        Say("smclp-login: no memory");
+        return kExitTemporary;
     }
     LoginTakeClient(&options, getenv("SSH_CONNECTION"), isatty(STDIN_FILENO) != 0);
     if (result == kLoginLineRefused)

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "objmgr/privilege.h"
+#include "session/login_host.h"
 #include "session/registry.h"
 
 const char kLoginUsage[] =
@@ -14,6 +15,9 @@ const char kLoginUsage[] =
     "Opens a login session and runs the shell in it, or COMMAND. Started by sshd, Dropbear or\n"
     "login(1), as a forced command, as a login shell or as both.\n"
     "\n"
+    "  --host NAME          the server: its service is in the directory NAME beside the default "
+    "one\n"
+    "                       (default: the one that ZOROBJMGR names)\n"
     "  --type N             session type, 0 to 255, or \"console\" for 1 (default: 1 at a "
     "terminal\n"
     "                       without a client's address, else 0)\n"
@@ -42,6 +46,7 @@ const char kLoginUsage[] =
 
 enum {
     kType = 1000,
+    kHost,
     kAddress,
     kPrivilege,
     kIdle,
@@ -53,6 +58,7 @@ enum {
 };
 
 static const option kOptions[] = {
+    {"host", required_argument, nullptr, kHost},
     {"type", required_argument, nullptr, kType},
     {"address", required_argument, nullptr, kAddress},
     {"privilege", required_argument, nullptr, kPrivilege},
@@ -128,6 +134,11 @@ static bool ReadLimit(const char *text, u32 *limit)
 static u32 ReadOption(int code, char *value, LoginOptions *options, const Complaint *to)
 {
     switch (code) {
+    case kHost:
+        if (!LoginIsHostName(value))
+            return Refuse(to, "--host needs the name of a server", value);
+        options->host = value;
+        return 0;
     case kType:
         if (!ReadType(value, options))
             return Refuse(to, "--type needs a number from 0 to 255", value);

@@ -25,6 +25,7 @@ struct LoginOptions {
     u32 sessions;           // 0: no limit; default kLoginSessions
     u32 userSessions;       // 0: no limit; default kLoginUserSessions
     bool unconfined;        // the shell gets no confinement
+    const char *host;       // a server's name (login_host.h); null: the default one
     char *line;             // of -c; null: none
     char **command;         // COMMAND and its arguments, ended by a null; null: the shell
 };

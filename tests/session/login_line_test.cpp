@@ -187,3 +187,16 @@ TEST_F(LoginLine, NothingCountsBesideACommand)
     EXPECT_EQ(TakeMore(nullptr, "scp -t /tmp"), 0u);
     EXPECT_EQ(options_.line, nullptr);
 }
+
+TEST_F(LoginLine, ALineThatNamesSmclpLoginChoosesAServerWhereNoneIsGiven)
+{
+    EXPECT_EQ(Take(nullptr, "smclp-login --host node07"), 0u);
+    EXPECT_STREQ(options_.host, "node07");
+    EXPECT_EQ(Line(), "(prompt)");
+    // A forced command that names one binds its users to it.
+    LoginDefaultOptions(&options_);
+    options_.host = "node01";
+    EXPECT_EQ(TakeMore(nullptr, "smclp-login --host node07"), 0u);
+    EXPECT_STREQ(options_.host, "node01");
+    EXPECT_EQ(Take(nullptr, "smclp-login --host ../node07"), 2u);
+}

@@ -238,3 +238,13 @@ TEST_F(LoginParse, LongMessageIsCutToTheRoomThereIs)
     EXPECT_EQ(Parse({"--type", word}), 2u);
     EXPECT_EQ(std::string(message_).size(), 255u);
 }
+
+TEST_F(LoginParse, HostIsTheNameOfAServer)
+{
+    ASSERT_EQ(Parse({}), 0u);
+    EXPECT_EQ(options_.host, nullptr);
+    ASSERT_EQ(Parse({"--host", "node07"}), 0u);
+    EXPECT_STREQ(options_.host, "node07");
+    ExpectFault({"--host", "../node07"}, "--host needs the name of a server: '../node07'");
+    ExpectFault({"--host", ""}, "--host needs the name of a server: ''");
+}
