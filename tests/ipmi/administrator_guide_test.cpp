@@ -237,12 +237,12 @@ TEST_F(Guide, TargetsAreInTheTree)
 
 TEST_F(Guide, UnitStartsTheProgramWithItsOptions)
 {
-    const std::string guide = ReadText(kGuide);
-    const std::string help = RunProgram({OBJMGRD_IPMI, "--help"}).out;
-    EXPECT_NE(guide.find("ExecStart=/usr/bin/objmgrd-ipmi --config /etc/zor/bmc.toml --dir "
-                         "/run/zor/objmgr\n"),
+    const std::string unit = ReadText(PROJECT_TOP "/packaging/systemd/objmgrd-ipmi@.service.in");
+    EXPECT_NE(unit.find("/objmgrd-ipmi --config @ZOR_INSTALL_FULL_CONFIG@/%i.toml --dir "
+                        "/run/zor/%i --rights @ZOR_INSTALL_FULL_CONFIG@/rights.toml\n"),
               std::string::npos);
-    for (const char *option : {"--config FILE", "--dir DIR", "--check"})
+    const std::string help = RunProgram({OBJMGRD_IPMI, "--help"}).out;
+    for (const char *option : {"--config FILE", "--dir DIR", "--rights FILE", "--check"})
         EXPECT_NE(help.find(option), std::string::npos) << option;
 }
 
