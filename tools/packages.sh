@@ -8,7 +8,9 @@ PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-de
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 # What is made and installed beside the programs.
 PACKAGES_TEST_INSTALLED="scdoc pkg-config"
-PACKAGES_TEST="libgtest-dev python3 $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
+# What scripts that read JSON use, and what holds it against a schema.
+PACKAGES_TEST_SCRIPTS="jq python3 python3-jsonschema"
+PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"

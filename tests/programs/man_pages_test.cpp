@@ -71,6 +71,9 @@ const Program kPrograms[] = {
     {SMCLP_LOGIN, "smclp-login.1", {"src/session/login_options.cpp"}, nullptr},
     {SMCLP_SESSIONS, "smclp-sessions.1", {"src/session/sessions_main.cpp"}, nullptr},
     {OBJMGRD_SIM, "objmgrd-sim.8", {"src/objmgrd/service.cpp"}, "--host"},
+#ifdef SMCLPCTL
+    {SMCLPCTL, "smclpctl.1", {"src/ctl/options.cpp"}, nullptr},
+#endif
 #ifdef OBJMGRD_IPMI
     {OBJMGRD_IPMI, "objmgrd-ipmi.8", {"src/objmgrd/service.cpp"}, "--config"},
 #endif
@@ -129,8 +132,9 @@ TEST(ManPages, EveryProgramOfThePageSaysItsVersion)
 TEST(ManPages, EachIsInstalledAndNamesItself)
 {
     std::string lists;
-    for (const char *file : {"src/smclp/CMakeLists.txt", "src/session/CMakeLists.txt",
-                             "src/objmgrd/CMakeLists.txt", "packaging/CMakeLists.txt"})
+    for (const char *file :
+         {"src/smclp/CMakeLists.txt", "src/session/CMakeLists.txt", "src/objmgrd/CMakeLists.txt",
+          "src/ctl/CMakeLists.txt", "packaging/CMakeLists.txt"})
         lists += ReadFile(file);
     int pages = 0;
     for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/docs/man")) {

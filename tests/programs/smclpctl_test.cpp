@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: Apache-2.0
+// smclpctl_test.cpp -- the built smclpctl on simulated servers, its guide and its JSON Schema.
+//
+// A block of docs/scripting.md that is fenced as ```ctl is typed at the system's shell, in an empty
+// directory: what follows "$ " is typed, everything else is printed. host=NAME behind the word
+// names the simulated server.
+#include "support/program.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr char kSchema[] = PROJECT_TOP "/docs/smclpctl.schema.json";
+constexpr char kValidate[] = PROJECT_TOP "/tests/ctl/validate";
+
+std::string HostFile(const std::string &host)
+{
+    return PROJECT_TOP "/examples/hosts/" + host + ".toml";
+}
+
+std::string Path()
+{
+    return std::string(fs::path(SMCLPCTL).parent_path()) + ":" +
+           std::string(fs::path(OBJMGRD_SIM).parent_path()) + ":/usr/bin:/bin";
+}
+
+// Runs a script of the system's shell on a simulated server.
+ProgramEnd RunScript(const std::string &script, const std::string &host = "rack-server")
+{
+    return RunProgram({OBJMGRD_SIM, "--host", HostFile(host), "--", "/usr/bin/env",
+                       "PATH=" + Path(), "/bin/sh", "-c", script});
+}
+
+std::string InQuotes(const std::string &text)
+{
+    std::string quoted = "'";
+    for (const char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+class Directory
+{
+public:
+    Directory() : path(fs::temp_directory_path() / "smclpctl.XXXXXX")
+    {
+        if (mkdtemp(path.data()) == nullptr)
+            abort();
+    }
+    ~Directory() { fs::remove_all(path); }
+    Directory(const Directory &) = delete;
+    Directory &operator=(const Directory &) = delete;
+
+    std::string path;
+};
+
+struct Recipe {
+    int line = 0;
+    std::string host = "rack-server";
+    std::string typed;  // a script that prints what is typed before its output
+    std::string expected;
+};
+
+std::vector<Recipe> ReadRecipes()
+{
+    std::ifstream page(PROJECT_TOP "/docs/scripting.md");
+    std::vector<Recipe> recipes;
+    bool inside = false;
+    int number = 0;
+    for (std::string line; std::getline(page, line);) {
+        ++number;
+        if (line.rfind("```ctl", 0) == 0) {
+            inside = true;
+            recipes.emplace_back();
+            recipes.back().line = number;
+            const size_t host = line.find("host=");
+            if (host != std::string::npos)
+                recipes.back().host = line.substr(host + 5);
+        } else if (line == "```") {
+            inside = false;
+        } else if (inside) {
+            recipes.back().expected += line + "\n";
+            if (line.rfind("$ ", 0) == 0)
+                recipes.back().typed +=
+                    "printf '%s\\n' " + InQuotes(line) + "\n" + line.substr(2) + "\n";
+        }
+    }
+    return recipes;
+}
+
+}  // namespace
+
+TEST(Smclpctl, RecipesOfTheGuide)
+{
+    const std::vector<Recipe> recipes = ReadRecipes();
+    EXPECT_GE(recipes.size(), 10u);
+    for (const Recipe &recipe : recipes) {
+        const Directory directory;
+        const ProgramEnd end =
+            RunScript("cd " + directory.path + " || exit\n" + recipe.typed, recipe.host);
+        EXPECT_EQ(end.out, recipe.expected) << "line " << recipe.line << ": " << end.err;
+    }
+}
+
+// Every answer of every command, on every example, and what goes to standard error.
+TEST(Smclpctl, AnswersKeepToTheSchema)
+{
+    const std::string validate = std::string(kValidate) + " " + kSchema;
+    for (const char *host : {"rack-server", "edge-box-off", "faulty"}) {
+        const ProgramEnd end =
+            RunScript("for c in sensors system power log health 'power on' 'power off' 'log clear' "
+                      "'watch 0.1 --count 2' 'power reset'; do for f in json jsonl; do "
+                      "smclpctl $c -f $f; smclpctl --dir /nowhere $c -f $f; done; done 2>&1 | " +
+                          validate,
+                      host);
+        EXPECT_EQ(end.err, "") << host;
+        EXPECT_GE(atoi(end.out.c_str()), 20) << host;
+    }
+}
+
+TEST(Smclpctl, TheSchemaNoticesWhatIsWrong)
+{
+    for (const char *wrong :
+         {"{}", "{\"schema\":2,\"time\":\"2024-02-29T06:58:12Z\",\"systems\":[]}",
+          "{\"schema\":1,\"time\":\"2024-02-29T06:58:12Z\",\"systems\":[{\"server\":null}]}"}) {
+        const ProgramEnd end = RunProgram({kValidate, kSchema}, wrong);
+        EXPECT_EQ(end.status, 1) << wrong;
+    }
+    const ProgramEnd right = RunProgram(
+        {kValidate, kSchema}, "{\"schema\":1,\"time\":\"2024-02-29T06:58:12Z\",\"systems\":[]}");
+    EXPECT_EQ(right.status, 0) << right.err;
+}
+
+TEST(Smclpctl, ReadsTheSameAsTheShell)
+{
+    const ProgramEnd end =
+        RunScript("smclpctl sensors -f json | jq -r '.sensors[] | select(.unit != null) | "
+                  "\"\\(.target) \\(.reading)\"' | while read -r target reading; do "
+                  "smclp-login -c \"show -display properties=(currentreading) $target\" | "
+                  "grep -q \" = $reading\\$\" || echo \"$target\"; echo -n .; done");
+    EXPECT_EQ(end.out, "....................") << end.err;
+}
+
+TEST(Smclpctl, FollowSurvivesARestartOfTheService)
+{
+    const Directory directory;
+    const std::string dir = directory.path + "/om";
+    const std::string serve = "objmgrd-sim --host " + HostFile("edge-box-off") + " --dir " + dir;
+    const ProgramEnd end =
+        RunProgram({"/usr/bin/env", "PATH=" + Path(), "/bin/sh", "-c",
+                    "mkdir -m 700 " + dir + "; cd " + directory.path + "\n" +
+                        "lines() { until [ \"$(wc -l <$1)\" -ge $2 ]; do sleep 0.1; done; }\n"
+                        "smclpctl --dir " +
+                        dir + " log --follow -f jsonl >out 2>err & follow=$!\n" + "lines err 1; " +
+                        serve + " & service=$!\n" +
+                        "lines out 3; kill -9 $service; wait $service 2>/dev/null; lines err 2\n" +
+                        serve + " & service=$!\n" + "until smclpctl --dir " + dir +
+                        " power; do sleep 0.1; done >none 2>&1; sleep 2\n"
+                        "kill $service; wait $service; lines err 3; kill $follow; wait\n"
+                        "jq -r .record out; wc -l <err"});
+    // Each record once; one line for each time that the service was not there.
+    EXPECT_EQ(end.out, "1\n2\n3\n3\n") << end.err;
+}
+
+TEST(Smclpctl, ColoursAndTablesThatRenewThemselvesOnATerminalOnly)
+{
+    const std::string line = "smclpctl watch 0.1 --count 2";
+    EXPECT_EQ(RunScript(line).out, "");
+    PtyProgram terminal({OBJMGRD_SIM, "--host", HostFile("rack-server"), "--", "/usr/bin/env",
+                         "PATH=" + Path(), "/bin/sh", "-c", line});
+    const std::string shown = terminal.ReadUntil("System Performance");
+    EXPECT_FALSE(terminal.failed);
+    EXPECT_NE(shown.find("\x1b[H\x1b[J"), std::string::npos);
+    EXPECT_NE(shown.find("COURSE"), std::string::npos);
+    EXPECT_EQ(terminal.Wait(), 0);
+}
+
+TEST(Smclpctl, UsageAndVersion)
+{
+    const ProgramEnd wrong = RunProgram({SMCLPCTL, "sensor"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.err, "smclpctl: no command: sensor\nTry \"smclpctl --help\".\n");
+    EXPECT_EQ(RunProgram({SMCLPCTL, "--version"}).out, "smclpctl " ZOR_VERSION "\n");
+    EXPECT_EQ(RunProgram({SMCLPCTL, "--help"}).out.rfind("Usage: smclpctl ", 0), 0u);
+}
+
+TEST(Smclpctl, AFullDiskIsSaid)
+{
+    const ProgramEnd end = RunScript("smclpctl sensors -f csv >/dev/full");
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.err, "smclpctl: cannot write: No space left on device\n");
+}
