@@ -340,6 +340,27 @@ TEST(HostFile, ATimestampHasTwoForms)
     }
 }
 
+TEST(HostFile, EveryMonthHasItsDays)
+{
+    static constexpr int kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};  // of 2024
+    for (int month = 1; month <= 12; ++month) {
+        for (int day : {1, kDays[month - 1]}) {
+            char time[32];
+            snprintf(time, sizeof time, "2024-%02d-%02d 00:00:00", month, day);
+            const Read read(Timestamp("\"" + std::string(time) + "\""));
+            EXPECT_TRUE(read.right) << time;
+            EXPECT_EQ(read.Value(kRecord1, "Timestamp"), time);
+        }
+        char late[32];
+        snprintf(late, sizeof late, "\"2024-%02d-%02d 00:00:00\"", month, kDays[month - 1] + 1);
+        EXPECT_FALSE(Read(Timestamp(late)).right) << late;
+    }
+    for (const char *year : {"2000", "2024"})
+        EXPECT_TRUE(Read(Timestamp("\"" + std::string(year) + "-02-29 00:00:00\"")).right) << year;
+    for (const char *year : {"1900", "2023", "2100"})
+        EXPECT_FALSE(Read(Timestamp("\"" + std::string(year) + "-02-29 00:00:00\"")).right) << year;
+}
+
 TEST(HostFile, AnyOtherTimestampStandsAsItIs)
 {
     for (const char *text : {"System Boot", "", "20240229235958", "2024-02-29", "2024-02-29 23:59",

@@ -4,6 +4,7 @@
 // The system log is one of the test's own.
 #include "platform/trace.h"
 
+#include "platform/map.h"
 #include "support/system_log.h"
 
 #include <fcntl.h>
@@ -152,6 +153,21 @@ TEST_F(Trace, SystemLogIsTheDefault)
     const std::string end =
         " smclp[" + std::to_string(getpid()) + "]: ERROR: system [5]: Access denied";
     EXPECT_TRUE(line.ends_with(end)) << line;
+}
+
+TEST_F(Trace, NameIsThatOfTheProgramWithoutItsDirectory)
+{
+    for (const char *program : {"/usr/bin/smclp", "smclp", "./smclp"}) {
+        std::string word = program;
+        char *arguments[] = {word.data(), nullptr};
+        ASSERT_EQ(MapInit(1, arguments), 0u);
+        TraceLogMessage(8, "ERROR: %s [%d]: one\n", "system", 1);
+        TraceClose();
+        const std::string line = log_.Read();
+        EXPECT_NE(line.find(" smclp[" + std::to_string(getpid()) + "]: "), std::string::npos)
+            << line;
+    }
+    TraceOpen(nullptr);
 }
 
 TEST_F(Trace, SystemLogGetsPercentSignsAsTheyAre)

@@ -439,6 +439,70 @@ TEST(Terminal, ControlDIsAKey)
     EXPECT_TRUE(ExitedWith(pty.Wait(), 4));
 }
 
+// What is echoed is seen at once, not with the next key.
+TEST(Terminal, EveryKeyIsAnsweredBeforeTheNext)
+{
+    Pty pty;
+    pty.Start(InteractiveShell);
+    pty.ReadUntil("\n->");
+    pty.Type("x");
+    pty.ReadUntil("->x");
+    pty.Forget();
+    pty.Type("\x7f");
+    EXPECT_EQ(pty.ReadUntil("\b \b"), "\b \b");
+    pty.Type("version\r");
+    pty.ReadUntil("version 1.0\r\n\r\n->");
+    pty.Forget();
+    pty.Type("\x1b[A");
+    EXPECT_EQ(pty.ReadUntil("version"), "version");
+    pty.Forget();
+    pty.Type("\x1b[A");
+    EXPECT_EQ(pty.ReadUntil("version"), "\b \b\b \b\b \b\b \b\b \b\b \b\b \bversion");
+    pty.Type("\r");
+    pty.ReadUntil("\r\n\r\n->");
+    pty.Type("exit\r");
+    EXPECT_TRUE(ExitedWith(pty.Wait(), 0));
+}
+
+// The least number of characters that a read of standard input, a terminal, waits for.
+void WaitFor(u8 characters)
+{
+    termios attributes = {};
+    tcgetattr(0, &attributes);
+    attributes.c_cc[VMIN] = characters;
+    tcsetattr(0, TCSANOW, &attributes);
+}
+
+// As a terminal does whose reads somebody else has made to return at once. A key in between begins
+// the count anew.
+TEST(Terminal, FiveEmptyReadsInARowAreTheEndOfInput)
+{
+    Pty pty;
+    pty.Start([] {
+        TerminalAwaitKeys();
+        WaitFor(0);
+        for (int i = 0; i < 4; ++i) {
+            if (TerminalReadKey() != kTerminalEndOfInput || TerminalInputGone())
+                return 1;
+        }
+        WaitFor(1);
+        printf("four\n");
+        fflush(stdout);
+        if (TerminalReadKey() != 'k')
+            return 2;
+        WaitFor(0);
+        int empty = 0;
+        for (; !TerminalInputGone(); ++empty) {
+            if (TerminalReadKey() != kTerminalEndOfInput)
+                return 3;
+        }
+        return empty == 5 ? 0 : 4;
+    });
+    pty.ReadUntil("four");
+    pty.Type("k");
+    EXPECT_TRUE(ExitedWith(pty.Wait(), 0));
+}
+
 TEST(Terminal, SequenceThatArrivesInPiecesIsOneArrow)
 {
     Pty pty;

@@ -183,7 +183,7 @@ TEST_F(SdrReaderTest, AChainThatGoesInACircleEnds)
         return true;
     };
     EXPECT_EQ(Look(), ReadStep::Done);
-    EXPECT_EQ(reader_.Repository().sensors.size(), kSdrSensorsMax);
+    EXPECT_EQ(reader_.Repository().sensors.size(), 4096u);
     EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), kSdrRecordsMax);
 }
 

@@ -191,7 +191,7 @@ TEST(Sdr, ThereIsALimit)
 {
     SdrRepository repository;
     const Bytes record = SdrOf(kFull);
-    for (u32 i = 0; i < kSdrSensorsMax + 5; ++i)
+    for (u32 i = 0; i < 4096 + 5; ++i)
         SdrAdd(&repository, record.data(), record.size());
-    EXPECT_EQ(repository.sensors.size(), kSdrSensorsMax);
+    EXPECT_EQ(repository.sensors.size(), 4096u);
 }

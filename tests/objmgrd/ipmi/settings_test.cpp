@@ -29,6 +29,29 @@ std::string Read(const std::string &text)
 
 }  // namespace
 
+TEST(IpmiSettings, EveryWorkaroundHasItsBit)
+{
+    static constexpr const char *kNames[] = {"authentication_capabilities",
+                                             "intel_session",
+                                             "supermicro_session",
+                                             "sun_session",
+                                             "open_session_privilege",
+                                             "non_empty_integrity_check_value",
+                                             "no_checksum_check"};
+    static constexpr u32 kBits[] = {kIpmiAuthenticationCapabilities,
+                                    kIpmiIntelSession,
+                                    kIpmiSupermicroSession,
+                                    kIpmiSunSession,
+                                    kIpmiOpenSessionPrivilege,
+                                    kIpmiNonEmptyIntegrityCheckValue,
+                                    kIpmiNoChecksumCheck};
+    for (size_t i = 0; i < std::size(kNames); ++i) {
+        IpmiSettings s;
+        EXPECT_EQ(Read(std::string(kLan) + "workarounds = [\"" + kNames[i] + "\"]\n", &s), "right");
+        EXPECT_EQ(s.workarounds, kBits[i]) << kNames[i];
+    }
+}
+
 TEST(IpmiSettings, EveryKey)
 {
     IpmiSettings s;
