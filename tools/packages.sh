@@ -10,7 +10,10 @@ PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 PACKAGES_TEST_INSTALLED="scdoc pkg-config"
 # What scripts that read JSON use, and what holds it against a schema.
 PACKAGES_TEST_SCRIPTS="jq python3 python3-jsonschema"
-PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI"
+# A simulated Redfish service.
+PACKAGES_TEST_REDFISH="libmicrohttpd-dev"
+PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI \
+$PACKAGES_TEST_REDFISH"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"
 PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"

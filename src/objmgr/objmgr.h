@@ -22,6 +22,7 @@ constexpr CimStatus kCimFailed = 1;            // no answer, no connection, anyt
 constexpr CimStatus kCimAccessDenied = 2;      // the caller may not do this
 constexpr CimStatus kCimInvalidParameter = 4;  // the path or a name is no such thing
 constexpr CimStatus kCimNotFound = 6;          // there is no such instance
+constexpr CimStatus kCimNotSupported = 7;      // this machine cannot do it
 constexpr CimStatus kCimNoSuchProperty = 12;   // the instance has no such property
 constexpr CimStatus kCimMethodNotFound = 17;   // the class has no such method
 

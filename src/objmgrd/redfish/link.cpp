@@ -121,7 +121,8 @@ std::string LinkOf(const Origin &origin, std::string_view given)
     std::string_view path = given;
     if (given.empty() || given[0] != '/') {
         Origin other;
-        if (!UrlParse(given, &other, &path) || other != origin)
+        if (!UrlParse(given, &other, &path) || other.scheme != origin.scheme ||
+            other.port != origin.port || (other.host != origin.host && other.host != origin.name))
             return "";
     }
     path = path.substr(0, path.find('#'));

@@ -20,6 +20,8 @@ struct Origin {
     std::string scheme = "https";  // or "http"
     std::string host;              // a name or an address; IPv6 without its brackets
     u32 port = 443;
+    // Its other name, in certificates and so in addresses that it gives; "": none.
+    std::string name = "";
 
     // "https://192.0.2.10:8443": without a final slash, the port only where it is not the scheme's.
     std::string Url() const;
@@ -43,6 +45,11 @@ std::string LinkName(std::string_view link);
 
 // Order of names: digits as numbers, everything else by bytes. -1, 0 or 1.
 int NaturalCompare(std::string_view a, std::string_view b);
+
+struct Resource {
+    std::string link;
+    JsonValue document;  // none: there is none, or it could not be read
+};
 
 // One page of a collection.
 struct CollectionPage {

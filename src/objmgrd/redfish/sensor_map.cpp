@@ -717,13 +717,13 @@ const char *SensorUnit(const Sensor &sensor)
 Instance SensorInstance(u32 index, const Sensor &sensor)
 {
     const KindRow &row = RowOf(sensor.kind);
-    const CimStatus status = sensor.failed ? kCimFailed : kCimOk;
+    const bool failed = sensor.status != kCimOk;
     Instance instance;
     const auto add = [&](const char *name, std::string text) {
         instance.properties.push_back({name, kCimOk, std::move(text)});
     };
     const auto addLive = [&](const char *name, std::string text) {
-        instance.properties.push_back({name, status, sensor.failed ? "" : std::move(text)});
+        instance.properties.push_back({name, sensor.status, failed ? "" : std::move(text)});
     };
     add("Index", std::to_string(index));
     add("Type", std::to_string(row.type));
@@ -735,7 +735,7 @@ Instance SensorInstance(u32 index, const Sensor &sensor)
             add(property.name, ValueText(sensor, sensor.limits[static_cast<u32>(property.limit)]));
         addLive("StatusText", StatusOf(sensor));
     } else if (sensor.kind == SensorKind::Intrusion) {
-        if (sensor.code != 0 || sensor.failed)
+        if (sensor.code != 0 || failed)
             addLive("StateValue", std::to_string(sensor.code));
     } else {
         addLive("State", sensor.words);

@@ -68,12 +68,13 @@ constexpr u32 kSensorLimitCount = 6;
 
 struct Sensor {
     SensorKind kind = SensorKind::Temperature;
+    u32 chassis = 0;                // its place among the machine's chassis
     std::string document;           // name of the document it stands in (LinkName)
     std::string id;                 // the same at each reading, and another for each sensor
     std::string shortId;            // Id or MemberId
     std::string name;               // as it is told; after NameSensors as clients see it
     bool percent = false;           // a fan's reading and limits are in percent
-    bool failed = false;            // its document cannot be read
+    CimStatus status = kCimOk;      // not 0: its document cannot be read
     std::optional<double> reading;  // in the kind's unit; none: not available
     std::optional<double> limits[kSensorLimitCount];
     std::string state;   // Status.State
@@ -81,11 +82,6 @@ struct Sensor {
     std::string words;   // what State says, of the kinds that have one
     u32 code = 0;        // StateValue; 0: none
     u32 wattage = 0;     // of a power supply, in watts; 0: none is told
-};
-
-struct Resource {
-    std::string link;
-    JsonValue document;  // none: there is none, or it could not be read
 };
 
 // What was read of one chassis; every part may be missing. The documents must outlive this.

@@ -422,7 +422,7 @@ TEST_F(SensorMap, Redundancy)
 TEST_F(SensorMap, AFailedSensorKeepsItsPlace)
 {
     Sensor sensor = Named(SensorKind::Fan, "Fan 1");
-    sensor.failed = true;
+    sensor.status = kCimFailed;
     sensor.limits[static_cast<u32>(SensorLimit::LowerCritical)] = 500;
     const Instance fan = SensorInstance(4, sensor);
     EXPECT_EQ(fan.status, kCimOk);

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+// conversation.h -- all conversation with a Redfish service: what is read when, what is done once.
+//
+//   1. an order, before everything else
+//   2. the power state, when it is due, also in the middle of a reading
+//   3. the session, where there is none, with growing pauses
+//   4. what is due of: discovery (which sensors there are, who the machine is), sensors, log
+//
+// A sensor that cannot be read keeps its value for kMissedRounds rounds or kOldMs, then it fails;
+// the others stay. The service is lost when it has given no answer at all for the time that the
+// settings say; one that is only slow never is.
+#ifndef OBJMGRD_REDFISH_CONVERSATION_H
+#define OBJMGRD_REDFISH_CONVERSATION_H
+
+#include "objmgrd/background/conversation.h"
+#include "objmgrd/background/mailbox.h"
+#include "objmgrd/redfish/fetcher.h"
+#include "objmgrd/redfish/log_map.h"
+#include "objmgrd/redfish/session_file.h"
+#include "objmgrd/redfish/system_map.h"
+
+#include <set>
+
+constexpr u32 kMissedRounds = 3;
+constexpr u32 kOldMs = 15000;
+// A controller that has just started shows empty collections for a while.
+constexpr u32 kEmptyMs = 60000;
+
+// Pauses before the service is asked again. One that refuses us is asked less often, so that it
+// does not lock the user out.
+constexpr u32 kRedfishRetryFirstMs = 500;
+constexpr u32 kRedfishRetryMostMs = 8000;
+constexpr u32 kRedfishRefusedFirstMs = 2000;
+constexpr u32 kRedfishRefusedMostMs = 300000;
+
+class RedfishConversation : public Conversation
+{
+public:
+    using Clock = u64 (*)();
+
+    // The mailbox must outlive this.
+    RedfishConversation(const RedfishSettings &settings, std::shared_ptr<const Password> password,
+                        Mailbox *mailbox, Clock clock);
+    u32 Step() override;
+    void End() override;
+
+private:
+    // What is read of one chassis.
+    struct Plan {
+        std::string link;
+        bool document = false;  // the chassis itself is read each round, for its intrusion sensor
+        Listing sensors;
+        Listing fans;
+        Listing supplies;
+        Listing batteries;
+        std::string thermalSubsystem;
+        std::string powerSubsystem;
+        std::string thermal;
+        std::string power;
+        SensorChoice choice;
+    };
+    // A sensor that clients see.
+    struct Shown {
+        Sensor sensor;
+        u64 goodMs = 0;  // it was read last
+        u32 missed = 0;  // rounds since
+    };
+    // Check, Watch: a request is to be sent at stepMs. Checking, Sending, Watching: it is on its
+    // way. Reread: the log is to be read.
+    enum class Phase : u8 { Check, Checking, Sending, Watch, Watching, Reread };
+    struct Action {
+        Order order;
+        Phase phase = Phase::Check;
+        u64 stepMs = 0;
+        ResetChoice choice;
+        std::string target;         // where it is sent
+        std::string onType = "On";  // of a cycle by two steps
+        bool second = false;        // ... the second of them
+        bool sent = false;
+        bool answered = false;  // ... and the service accepts
+        bool leftOn = false;    // the state was seen to leave On since
+        std::string monitor;    // address of the task or its monitor; "": none
+        bool taskBusy = false;  // it is being asked
+        bool taskDone = false;
+        std::string lastReset;      // LastResetTime before
+        std::set<std::string> old;  // the log's entries before
+    };
+
+    // ---- the session
+    bool Connect();
+    bool LogIn();
+    void LogOut(const RememberedSession &session, u32 timeoutMs);
+    void DeleteForgotten();
+    void Refuse(const std::string &why, bool mayLock);
+    void Lose(const std::string &why);
+    void Forget();
+    std::string FaultWords(const Got &got);
+
+    // ---- reading
+    void Between();
+    void ReadSystem();
+    void TakeSystem(Got &&got);
+    bool Discover();
+    bool ChooseSystem(const Listed &systems);
+    std::vector<Plan> PlansOf(const std::vector<ChassisDocument> &all,
+                              const std::vector<size_t> &places) const;
+    std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again, Documents *documents,
+                                       std::set<std::string> *unread, u32 *gone,
+                                       std::set<std::string> *denied, std::vector<Listing *> others,
+                                       std::vector<Listed> *otherListed);
+    void TakeDiscovered(std::vector<Plan> plans, std::vector<Sensor> found,
+                        const std::set<std::string> &unread, const std::set<std::string> &denied,
+                        u64 now);
+    void ReadSensors();
+    void ChooseLogService(const std::vector<Listed> &listed, const std::vector<LogOwner> &owners);
+    void ReadLog(bool all);
+    void EndLog(bool read, CimStatus status);
+    bool LogChanged(bool *known);
+    std::string EntryKey(const LogEntry &entry) const;
+
+    // ---- what clients are given
+    void Give(const std::string &key, const Instance &instance);
+    void Remove(const std::string &key);
+    void GiveSystem();
+    void GiveSensors();
+    void GiveLog();
+    void Say(int priority, std::string text);
+    void Post();
+
+    // ---- orders
+    void StepOrders();
+    void StartCheck();
+    void Check(Got &&got);
+    void CheckClear();
+    void Send(const std::string &type);
+    void TakeSent(HttpAnswer &&answer);
+    void Watch();
+    void TakeTask(HttpAnswer &&answer);
+    void EndIfDone();
+    void TakeReread(bool read);
+    void Answer(CimStatus status, u32 result);
+
+    const RedfishSettings settings_;
+    const std::shared_ptr<const Password> password_;
+    Mailbox *const mailbox_;
+    const Clock clock_;
+    Fetcher fetcher_;
+    News news_;
+    u32 generation_ = 0;
+    std::map<std::string, std::string> given_;  // what clients see, by key
+
+    // ---- the session
+    bool connected_ = false;
+    bool started_ = false;
+    u64 nextConnectMs_ = 0;
+    u32 failures_ = 0;
+    u32 refusals_ = 0;
+    bool freshLogin_ = false;  // no request has succeeded with it yet
+    bool fileSaid_ = false;
+    RememberedSession session_;
+    ServiceRoot root_;
+
+    // ---- the machine
+    std::string systemLink_;
+    std::vector<Plan> plans_;
+    std::vector<Shown> shown_;
+    ResetAction reset_;
+    SystemFacts facts_;
+    HostPower power_ = HostPower::Unknown;
+    bool powerDenied_ = false;
+    bool systemSeen_ = false;
+    std::string lastReset_;
+
+    // ---- the log
+    std::string logEntries_;  // address of the entries; "": there is no log
+    std::string logClear_;
+    std::string logEtag_;
+    std::string logMark_;  // count and newest entry when it was read
+    bool logKnown_ = false;
+    bool logTried_ = false;
+    bool logDenied_ = false;
+    u64 logGoodMs_ = 0;
+    std::vector<LogEntry> log_;
+    std::map<std::string, LogEntry> logByLink_;
+
+    // ---- when
+    u64 nextPowerMs_ = 0;
+    bool powerOnTheWay_ = false;
+    u64 powerGoodMs_ = 0;
+    u32 powerMissed_ = 0;
+    u64 nextDiscoveryMs_ = 0;
+    u64 lastDiscoveryMs_ = 0;
+    u64 emptySinceMs_ = 0;
+    u64 nextSensorsMs_ = 0;
+    u64 nextLogMs_ = 0;
+    bool settled_ = false;
+    bool sensorsRead_ = false;
+
+    std::optional<Action> action_;
+};
+
+#endif

@@ -1,0 +1,589 @@
+// SPDX-License-Identifier: Apache-2.0
+// conversation_read.cpp -- see conversation.h: discovery, the rounds over the sensors, the log.
+#include "objmgrd/redfish/conversation.h"
+
+#include <algorithm>
+#include <syslog.h>
+
+namespace
+{
+
+// Discovery that brought nothing is tried again after this; another one comes no sooner.
+constexpr u32 kDiscoverAgainMs = 5000;
+
+std::string LinkIn(const Origin &origin, JsonValue document, const char *name)
+{
+    return LinkOf(origin, document[name]);
+}
+
+bool IsBelow(const std::string &document, const std::string &listing)
+{
+    return document.size() > listing.size() && document.compare(0, listing.size(), listing) == 0 &&
+           document[listing.size()] == '/';
+}
+
+}  // namespace
+
+// ---- the system ----
+
+void RedfishConversation::ReadSystem()
+{
+    powerOnTheWay_ = true;
+    nextPowerMs_ = clock_() + settings_.powerMs;
+    fetcher_.Urgent(fetcher_.MakeGet(systemLink_), [this](HttpAnswer &&answer) {
+        powerOnTheWay_ = false;
+        TakeSystem(fetcher_.Take(std::move(answer)));
+    });
+}
+
+void RedfishConversation::TakeSystem(Got &&got)
+{
+    const u64 now = clock_();
+    if (!got.Good()) {
+        ++powerMissed_;
+        powerDenied_ = got.Denied();
+        if (powerDenied_ || powerMissed_ >= kMissedRounds || now - powerGoodMs_ >= kOldMs)
+            power_ = HostPower::Unknown;
+        if (got.Gone())
+            nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + kDiscoverAgainMs);
+        return GiveSystem();
+    }
+    const JsonValue system = got.document.Root();
+    const HostPower before = power_;
+    power_ = HostPowerOf(system);
+    powerDenied_ = false;
+    powerGoodMs_ = now;
+    powerMissed_ = 0;
+    lastReset_ = system["LastResetTime"].Text();
+    if (action_.has_value())
+        action_->leftOn = action_->leftOn || (action_->sent && power_ == HostPower::Off);
+    // A host that was switched on has other sensors than one that is off.
+    if (before == HostPower::Off && power_ == HostPower::On)
+        nextDiscoveryMs_ = std::min(nextDiscoveryMs_, now);
+    GiveSystem();
+}
+
+bool RedfishConversation::ChooseSystem(const Listed &systems)
+{
+    std::vector<const Resource *> fit;
+    std::string ids;
+    for (const Resource &system : systems.members) {
+        const std::string id = system.document["Id"].Text();
+        ids += (ids.empty() ? "" : ", ") + id;
+        if (settings_.system.empty() || id == settings_.system)
+            fit.push_back(&system);
+    }
+    if (fit.size() == 1) {
+        systemLink_ = fit[0]->link;
+        return true;
+    }
+    if (systems.members.empty() || systems.failed != 0)
+        return false;
+    Lose(settings_.system.empty()
+             ? "the service has several systems; name one as `system` in the settings: " + ids
+             : "the service has no system " + settings_.system + "; it has: " + ids);
+    connected_ = false;
+    return false;
+}
+
+// ---- chassis ----
+
+std::vector<RedfishConversation::Plan>
+RedfishConversation::PlansOf(const std::vector<ChassisDocument> &all,
+                             const std::vector<size_t> &places) const
+{
+    const Origin &origin = settings_.origin;
+    std::vector<Plan> plans;
+    for (size_t place : places) {
+        const JsonValue document = all[place].document;
+        Plan plan;
+        plan.link = all[place].link;
+        plan.sensors.link = LinkIn(origin, document, "Sensors");
+        plan.thermalSubsystem = LinkIn(origin, document, "ThermalSubsystem");
+        plan.powerSubsystem = LinkIn(origin, document, "PowerSubsystem");
+        plan.thermal = LinkIn(origin, document, "Thermal");
+        plan.power = LinkIn(origin, document, "Power");
+        plans.push_back(std::move(plan));
+    }
+    // Chassis keep their order: a collection may come in another one each time.
+    const auto known = [&](const Plan &plan) {
+        const auto at = std::find_if(plans_.begin(), plans_.end(), [&](const Plan &other) {
+            return LinkName(other.link) == LinkName(plan.link);
+        });
+        return at - plans_.begin();
+    };
+    std::stable_sort(plans.begin(), plans.end(),
+                     [&](const Plan &a, const Plan &b) { return known(a) < known(b); });
+    return plans;
+}
+
+// Reads what the plans say: everything there is when `again`, otherwise what was chosen.
+std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans, bool again,
+                                                        Documents *documents,
+                                                        std::set<std::string> *unread, u32 *gone,
+                                                        std::set<std::string> *denied,
+                                                        std::vector<Listing *> others,
+                                                        std::vector<Listed> *otherListed)
+{
+    std::vector<ChassisView> views(plans->size());
+    std::vector<std::string> links;
+    std::vector<Resource *> places;
+    const auto want = [&](const std::string &link, Resource *place, bool used) {
+        if (link.empty() || !(again || used))
+            return;
+        place->link = link;
+        links.push_back(link);
+        places.push_back(place);
+    };
+    for (size_t i = 0; i < plans->size(); ++i) {
+        const Plan &plan = (*plans)[i];
+        const SensorChoice &choice = plan.choice;
+        // At discovery the chassis was read just before.
+        want(again ? "" : plan.link, &views[i].chassis, choice.Uses(SensorSource::Chassis));
+        want(plan.thermalSubsystem, &views[i].thermalSubsystem,
+             choice.Uses(SensorSource::ThermalSubsystem));
+        want(plan.powerSubsystem, &views[i].powerSubsystem,
+             choice.Uses(SensorSource::PowerSubsystem));
+        want(plan.thermal, &views[i].thermal, choice.Uses(SensorSource::Thermal));
+        want(plan.power, &views[i].power, choice.Uses(SensorSource::Power));
+    }
+    std::vector<Got> got = fetcher_.GetAll(links);
+    for (size_t i = 0; i < links.size(); ++i) {
+        *gone += got[i].Gone();
+        if (got[i].Good()) {
+            documents->push_back(std::move(got[i].document));
+            places[i]->document = documents->back().Root();
+        } else {
+            unread->insert(LinkName(links[i]));
+            if (got[i].Denied())
+                denied->insert(LinkName(links[i]));
+        }
+    }
+
+    std::vector<Listing *> listings;
+    std::vector<std::vector<Resource> *> targets;
+    for (size_t i = 0; i < plans->size(); ++i) {
+        Plan &plan = (*plans)[i];
+        if (again) {
+            const Origin &origin = settings_.origin;
+            const JsonValue power = views[i].powerSubsystem.document;
+            plan.fans.link = LinkIn(origin, views[i].thermalSubsystem.document, "Fans");
+            plan.supplies.link = LinkIn(origin, power, "PowerSupplies");
+            plan.batteries.link = LinkIn(origin, power, "Batteries");
+        }
+        const auto list = [&](Listing *listing, SensorSource source,
+                              std::vector<Resource> *target) {
+            if (!listing->link.empty() && (again || plan.choice.Uses(source))) {
+                listings.push_back(listing);
+                targets.push_back(target);
+            }
+        };
+        list(&plan.sensors, SensorSource::Sensors, &views[i].sensors);
+        list(&plan.fans, SensorSource::Fans, &views[i].fans);
+        list(&plan.supplies, SensorSource::Supplies, &views[i].supplies);
+        list(&plan.batteries, SensorSource::Batteries, &views[i].batteries);
+    }
+    const size_t mine = listings.size();
+    listings.insert(listings.end(), others.begin(), others.end());
+    std::vector<Listed> listed =
+        fetcher_.ReadListings(listings, again, root_.expand, documents, again);
+    for (size_t i = 0; i < listed.size(); ++i) {
+        if (i >= mine) {
+            otherListed->push_back(std::move(listed[i]));
+            continue;
+        }
+        *gone += listed[i].gone;
+        if (!listings[i]->whole)
+            unread->insert(LinkName(listings[i]->link));
+        for (const Resource &member : listed[i].members) {
+            if (!member.document.IsObject())
+                unread->insert(LinkName(member.link));
+        }
+        if (listed[i].denied != 0)
+            denied->insert(LinkName(listings[i]->link));
+        *targets[i] = std::move(listed[i].members);
+    }
+    return views;
+}
+
+// ---- discovery ----
+
+bool RedfishConversation::Discover()
+{
+    const u64 start = clock_();
+    lastDiscoveryMs_ = start;
+    nextDiscoveryMs_ = start + kDiscoverAgainMs;
+    const Origin &origin = settings_.origin;
+    fetcher_.BeginReading();
+    Documents documents;
+    Listing systems;
+    Listing chassis;
+    Listing managers;
+    systems.link = root_.systems;
+    chassis.link = root_.chassis;
+    managers.link = root_.managers;
+    const std::vector<Listed> top =
+        fetcher_.ReadListings({&systems, &chassis, &managers}, true, root_.expand, &documents);
+    if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
+        return false;
+    if (!ChooseSystem(top[0]))
+        return false;
+    JsonValue system;
+    for (const Resource &member : top[0].members) {
+        if (member.link == systemLink_)
+            system = member.document;
+    }
+    if (!system.IsObject())
+        return false;
+
+    std::vector<ChassisDocument> all;
+    for (const Resource &member : top[1].members)
+        all.push_back({member.link, member.document});
+    const std::vector<size_t> places =
+        ChassisOf(origin, systemLink_, system, top[0].members.size() == 1, all);
+    std::vector<Plan> plans = PlansOf(all, places);
+    const auto documentOf = [&](const std::string &link) {
+        for (const ChassisDocument &one : all) {
+            if (one.link == link)
+                return one.document;
+        }
+        return JsonValue();
+    };
+
+    // Logs: of the system, of its managers, of its chassis.
+    std::vector<Listing> logs;
+    std::vector<LogOwner> owners;
+    const auto addLogs = [&](JsonValue owner, LogOwner kind) {
+        Listing listing;
+        listing.link = LinkIn(origin, owner, "LogServices");
+        if (listing.link.empty())
+            return;
+        logs.push_back(std::move(listing));
+        owners.push_back(kind);
+    };
+    addLogs(system, LogOwner::System);
+    std::set<std::string> managedBy;
+    const JsonValue managersOf = system["Links"]["ManagedBy"];
+    for (size_t i = 0; i < managersOf.Size(); ++i)
+        managedBy.insert(LinkName(LinkOf(origin, managersOf[i])));
+    for (const Resource &manager : top[2].members) {
+        if (managedBy.empty() || managedBy.count(LinkName(manager.link)) != 0)
+            addLogs(manager.document, LogOwner::Manager);
+    }
+    for (const Plan &plan : plans)
+        addLogs(documentOf(plan.link), LogOwner::Chassis);
+    std::vector<Listing *> logListings;
+    for (Listing &listing : logs)
+        logListings.push_back(&listing);
+
+    std::set<std::string> unread;
+    std::set<std::string> denied;
+    u32 gone = 0;
+    std::vector<Listed> logListed;
+    std::vector<ChassisView> views =
+        ReadPlans(&plans, true, &documents, &unread, &gone, &denied, logListings, &logListed);
+    if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
+        return false;
+
+    // Who it is.
+    std::vector<JsonValue> chassisDocuments;
+    for (const Plan &plan : plans)
+        chassisDocuments.push_back(documentOf(plan.link));
+    facts_ = SystemFactsOf(system, chassisDocuments, settings_.skuIsTag);
+    if (!systemSeen_) {
+        systemSeen_ = true;
+        power_ = HostPowerOf(system);
+        powerGoodMs_ = clock_();
+        powerMissed_ = 0;
+    }
+    reset_ = ResetActionOf(origin, system);
+    GiveSystem();
+
+    // Which sensors there are.
+    std::vector<Sensor> found;
+    std::set<std::string> ids;
+    for (size_t i = 0; i < plans.size(); ++i) {
+        views[i].chassis = {plans[i].link, documentOf(plans[i].link)};
+        plans[i].choice = ChooseSources(views[i]);
+        std::set<std::string> used;
+        for (Sensor &sensor : SensorsOf(views[i], plans[i].choice)) {
+            used.insert(sensor.document);
+            sensor.chassis = static_cast<u32>(i);
+            // Chassis that contain others can list the same sensors.
+            if (ids.insert(sensor.id).second)
+                found.push_back(std::move(sensor));
+        }
+        // Of the members that are read one by one, those that count.
+        std::erase_if(plans[i].sensors.members, [&](const std::string &link) {
+            return used.count(LinkName(link)) == 0 && unread.count(LinkName(link)) == 0;
+        });
+    }
+    const u64 now = clock_();
+    if (found.empty() && !shown_.empty()) {
+        emptySinceMs_ = emptySinceMs_ == 0 ? now : emptySinceMs_;
+        if (now - emptySinceMs_ < kEmptyMs) {
+            for (Shown &shown : shown_)
+                shown.sensor.status = kCimFailed;
+            GiveSensors();
+            return false;
+        }
+    }
+    emptySinceMs_ = 0;
+    TakeDiscovered(std::move(plans), std::move(found), unread, denied, now);
+
+    if (!reset_.known && !reset_.actionInfo.empty()) {
+        const Got info = fetcher_.Get(reset_.actionInfo);
+        if (info.Good())
+            TakeActionInfo(info.document.Root(), &reset_);
+    }
+    ChooseLogService(logListed, owners);
+    nextDiscoveryMs_ = clock_() + settings_.discoveryMs;
+    return true;
+}
+
+// The new list of sensors. Those of before that could not be read stay in it.
+void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Sensor> found,
+                                         const std::set<std::string> &unread,
+                                         const std::set<std::string> &denied, u64 now)
+{
+    std::vector<Shown> shown;
+    std::set<std::string> ids;
+    for (Sensor &sensor : found) {
+        ids.insert(sensor.id);
+        shown.push_back({std::move(sensor), now, 0});
+    }
+    for (Shown &old : shown_) {
+        const std::string &document = old.sensor.document;
+        const bool stays = unread.count(document) != 0 ||
+                           std::any_of(unread.begin(), unread.end(), [&](const auto &listing) {
+                               return IsBelow(document, listing);
+                           });
+        const auto plan = std::find_if(plans.begin(), plans.end(), [&](const Plan &one) {
+            return old.sensor.chassis < plans_.size() &&
+                   LinkName(one.link) == LinkName(plans_[old.sensor.chassis].link);
+        });
+        if (!stays || ids.count(old.sensor.id) != 0 || plan == plans.end())
+            continue;
+        old.sensor.chassis = static_cast<u32>(plan - plans.begin());
+        shown.push_back(std::move(old));
+    }
+    std::stable_sort(shown.begin(), shown.end(), [](const Shown &a, const Shown &b) {
+        if (a.sensor.chassis != b.sensor.chassis)
+            return a.sensor.chassis < b.sensor.chassis;
+        if (a.sensor.kind != b.sensor.kind)
+            return a.sensor.kind < b.sensor.kind;
+        return NaturalCompare(a.sensor.id, b.sensor.id) < 0;
+    });
+    std::vector<Sensor> sensors;
+    for (Shown &one : shown)
+        sensors.push_back(std::move(one.sensor));
+    NameSensors(&sensors);
+    for (size_t i = 0; i < shown.size(); ++i)
+        shown[i].sensor = std::move(sensors[i]);
+    if (shown.size() != shown_.size() || !sensorsRead_)
+        Say(LOG_NOTICE, std::to_string(shown.size()) + " sensors found");
+    plans_ = std::move(plans);
+    shown_ = std::move(shown);
+    sensorsRead_ = true;
+    nextSensorsMs_ = now + settings_.sensorsMs;
+    GiveSensors();
+    if (shown_.empty() && !denied.empty())
+        Give(SensorKey(1), FailedInstance(kCimAccessDenied));
+}
+
+// ---- rounds ----
+
+void RedfishConversation::ReadSensors()
+{
+    const u64 start = clock_();
+    nextSensorsMs_ = start + settings_.sensorsMs;
+    fetcher_.BeginReading();
+    Documents documents;
+    std::set<std::string> unread;
+    std::set<std::string> denied;
+    u32 gone = 0;
+    std::vector<Listed> none;
+    const std::vector<ChassisView> views =
+        ReadPlans(&plans_, false, &documents, &unread, &gone, &denied, {}, &none);
+    if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
+        return;
+    std::map<std::string, Sensor> found;
+    for (size_t i = 0; i < plans_.size(); ++i) {
+        for (Sensor &sensor : SensorsOf(views[i], plans_[i].choice))
+            found.try_emplace(sensor.id, std::move(sensor));
+    }
+    const u64 now = clock_();
+    for (Shown &shown : shown_) {
+        const auto at = found.find(shown.sensor.id);
+        if (at != found.end()) {
+            at->second.name = shown.sensor.name;
+            at->second.chassis = shown.sensor.chassis;
+            shown = {std::move(at->second), now, 0};
+            continue;
+        }
+        ++shown.missed;
+        if (shown.missed < kMissedRounds && now - shown.goodMs < kOldMs)
+            continue;
+        const bool refused = denied.count(shown.sensor.document) != 0 ||
+                             std::any_of(denied.begin(), denied.end(), [&](const auto &listing) {
+                                 return IsBelow(shown.sensor.document, listing);
+                             });
+        shown.sensor.status = refused ? kCimAccessDenied : kCimFailed;
+    }
+    GiveSensors();
+    if (gone != 0)
+        nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + 2 * kDiscoverAgainMs);
+}
+
+// ---- the log ----
+
+void RedfishConversation::ChooseLogService(const std::vector<Listed> &listed,
+                                           const std::vector<LogOwner> &owners)
+{
+    const Origin &origin = settings_.origin;
+    std::vector<LogService> services;
+    Got named;
+    if (!settings_.log.empty()) {
+        named = fetcher_.Get(LinkOf(origin, settings_.log));
+        if (named.Good())
+            services.push_back({LogOwner::System, settings_.log, named.document.Root()});
+    } else {
+        for (size_t i = 0; i < listed.size(); ++i) {
+            for (const Resource &member : listed[i].members)
+                services.push_back({owners[i], member.link, member.document});
+        }
+    }
+    const int chosen = !settings_.log.empty() && services.size() == 1 ? 0 : ChooseLog(services);
+    std::string entries;
+    logClear_.clear();
+    if (chosen >= 0) {
+        const JsonValue document = services[static_cast<size_t>(chosen)].document;
+        entries = LinkOf(origin, document["Entries"]);
+        logClear_ = LinkOf(origin, document["Actions"]["#LogService.ClearLog"]["target"].RawText());
+    }
+    if (entries != logEntries_ || !logKnown_) {
+        logEntries_ = entries;
+        logEtag_.clear();
+        logMark_.clear();
+        logByLink_.clear();
+    }
+    // All of it is read now and then, whatever the cheap ways to ask say.
+    logMark_.clear();
+    logEtag_.clear();
+    nextLogMs_ = clock_();
+}
+
+// Asks as cheaply as the service allows. *known: the answer is sure.
+bool RedfishConversation::LogChanged(bool *known)
+{
+    *known = false;
+    if (!root_.top || logMark_.empty())
+        return true;
+    const Got got = fetcher_.Get(logEntries_ + "?$top=1");
+    const CollectionPage page = CollectionPageOf(settings_.origin, got.document.Root());
+    if (!got.Good() || page.links.size() > 1 || !page.count.has_value())
+        return true;
+    *known = true;
+    const std::string mark =
+        NumberText(*page.count) + " " + (page.links.empty() ? "" : page.links[0]);
+    return mark != logMark_;
+}
+
+std::string RedfishConversation::EntryKey(const LogEntry &entry) const
+{
+    return entry.id + "\n" + entry.times.digits + "\n" + entry.description;
+}
+
+void RedfishConversation::EndLog(bool read, CimStatus status)
+{
+    const u64 now = clock_();
+    nextLogMs_ = now + settings_.logMs;
+    logTried_ = true;
+    if (read) {
+        logKnown_ = true;
+        logGoodMs_ = now;
+        GiveLog();
+    } else if (status == kCimAccessDenied || now - logGoodMs_ >= kOldMs) {
+        logKnown_ = false;
+        logDenied_ = status == kCimAccessDenied;
+        GiveLog();
+    }
+    if (action_.has_value() && action_->phase == Phase::Reread)
+        TakeReread(read);
+}
+
+// all: also when nothing seems to have changed.
+void RedfishConversation::ReadLog(bool all)
+{
+    if (logEntries_.empty()) {
+        log_.clear();
+        return EndLog(true, kCimOk);
+    }
+    fetcher_.BeginReading();
+    bool known = false;
+    if (!all && logKnown_ && !LogChanged(&known) && known)
+        return EndLog(true, kCimOk);
+
+    // Pages are made into entries one by one: a long log is larger than all else together.
+    std::vector<LogEntry> entries;
+    std::map<std::string, LogEntry> byLink;
+    std::set<std::string> pages;
+    std::string page = logEntries_;
+    std::string mark;
+    CimStatus status = kCimFailed;
+    bool whole = false;
+    while (!page.empty() && pages.size() < kPagesMax && entries.size() < kLogEntriesMax) {
+        pages.insert(page);
+        fetcher_.BeginReading();
+        const bool first = pages.size() == 1;
+        Got got = fetcher_.Get(page, first && logKnown_ && !all ? logEtag_ : "");
+        if (first && got.status == 304)
+            return EndLog(true, kCimOk);
+        if (!got.Good()) {
+            status = got.Denied() ? kCimAccessDenied : kCimFailed;
+            if (got.Gone())
+                nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + kDiscoverAgainMs);
+            return EndLog(false, status);
+        }
+        const CollectionPage content = CollectionPageOf(settings_.origin, got.document.Root());
+        if (first) {
+            logEtag_ = got.etag;
+            mark = NumberText(content.count.value_or(0)) + " " +
+                   (content.links.empty() ? "" : content.links[0]);
+        }
+        std::vector<std::string> bare;
+        bool fresh = false;
+        for (size_t i = 0; i < content.links.size(); ++i) {
+            const std::string name = LinkName(content.links[i]);
+            if (byLink.count(name) != 0)
+                continue;
+            fresh = true;
+            if (IsExpanded(content.members[i]))
+                byLink[name] = LogEntryOf(content.members[i]);
+            else if (const auto at = logByLink_.find(name); at != logByLink_.end() && !all)
+                byLink[name] = at->second;
+            else
+                bare.push_back(content.links[i]);
+        }
+        std::vector<Got> got1 = fetcher_.GetAll(bare);
+        for (size_t i = 0; i < bare.size(); ++i) {
+            if (got1[i].Good())
+                byLink[LinkName(bare[i])] = LogEntryOf(got1[i].document.Root());
+            else if (!got1[i].Gone())
+                return EndLog(false, kCimFailed);
+        }
+        whole = true;
+        page = fresh || !content.hasMembers ? content.next : "";
+        if (pages.count(page) != 0)
+            page.clear();
+    }
+    if (!whole || mailbox_->Stopped() || mailbox_->Generation() != generation_)
+        return;
+    for (const auto &[link, entry] : byLink)
+        entries.push_back(entry);
+    SortLog(&entries);
+    log_ = std::move(entries);
+    logByLink_ = std::move(byLink);
+    logMark_ = mark;
+    EndLog(true, kCimOk);
+}

@@ -1,0 +1,454 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tests of objmgrd/redfish/conversation on a simulated service.
+#include "redfish/reader.h"
+
+#include "support/objmgr_process.h"
+
+#include <fcntl.h>
+
+namespace
+{
+
+constexpr char kRoot[] = "/redfish/v1";
+const std::string kChassis = std::string(kRoot) + "/Chassis/C1";
+const std::string kSystem = std::string(kRoot) + "/Systems/S1";
+const std::string kSessions = std::string(kRoot) + "/SessionService/Sessions";
+const std::string kEntries = std::string(kRoot) + "/Managers/M1/LogServices/SEL/Entries";
+const std::string kReset = kSystem + "/Actions/ComputerSystem.Reset";
+
+class RedfishConversationTest : public testing::Test
+{
+protected:
+    void Serve(const SimOptions &options = {}) { service = std::make_unique<SimService>(options); }
+    RedfishSettings Settings() { return QuickSettings(*service, directory.Path() + "/session"); }
+    std::string PasswordFile(const std::string &password = SimService::kPassword)
+    {
+        const std::string file = directory.Path() + "/password";
+        unlink(file.c_str());
+        const int fd = open(file.c_str(), O_CREAT | O_WRONLY, 0600);
+        EXPECT_EQ(write(fd, password.data(), password.size()),
+                  static_cast<ssize_t>(password.size()));
+        close(fd);
+        return file;
+    }
+    void Read() { Read(Settings()); }
+    void Read(const RedfishSettings &settings)
+    {
+        reader = std::make_unique<Reader>(settings, PasswordFile());
+    }
+    void ReadAll(const SimOptions &options = {})
+    {
+        Serve(options);
+        Read();
+        ASSERT_TRUE(reader->Settles()) << reader->Why() << reader->Lines();
+    }
+    std::string Power() { return reader->Text(kSystemClass, "PowerStatus"); }
+
+    TestDirectory directory;
+    std::unique_ptr<SimService> service;
+    std::unique_ptr<Reader> reader;
+};
+
+constexpr char kSevenSensors[] = "Temp 1, Temp 2, Fan 1, Fan 2, Intrusion, PSU 1, Fan Redundancy";
+
+}  // namespace
+
+TEST_F(RedfishConversationTest, ReadsEverything)
+{
+    Serve();
+    service->AddLogEntry("1", "First");
+    service->AddLogEntry("2", "Second");
+    Read();
+    ASSERT_TRUE(reader->Settles()) << reader->Why();
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(reader->Text(kSystemClass, "ServiceTag"), "TAG1");
+    EXPECT_EQ(reader->Text(kSystemClass, "Description"), "M9");
+    EXPECT_EQ(reader->Text(kSystemClass, "HostName"), "host1");
+    EXPECT_EQ(reader->Text(kSystemClass, "Oem"), "Maker");
+    EXPECT_EQ(reader->Sensors(), kSevenSensors);
+    EXPECT_EQ(reader->Text(SensorKey(1), "Reading"), "21");
+    EXPECT_EQ(reader->Text(SensorKey(3), "Reading"), "4001");
+    EXPECT_EQ(reader->Text(PowerSupplyKey(1), "PowerSupplyWattage"), "800");
+    EXPECT_EQ(reader->Text(std::string(kSelPath), "NumRecords"), "2");
+    EXPECT_EQ(reader->Text(SelRecordKey(1), "Description"), "First");
+    EXPECT_EQ(reader->Text(SelRecordKey(2), "Description"), "Second");
+    service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "33.25");
+    reader->Becomes(SensorKey(1), "Reading", "33.25");
+    service->SetPower(false);
+    reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+    service->AddLogEntry("3", "Third");
+    reader->Becomes(SelRecordKey(3), "Description", "Third");
+    reader->Becomes(std::string(kSelPath), "NumRecords", "3");
+}
+
+TEST_F(RedfishConversationTest, BothFamiliesAndEveryWayToExpandGiveTheSameSensors)
+{
+    for (SimExpand expand :
+         {SimExpand::Works, SimExpand::Refused, SimExpand::Ignored, SimExpand::Lies}) {
+        for (unsigned page : {0u, 1u}) {
+            SimOptions options;
+            options.expand = expand;
+            options.page = page;
+            options.finalSlash = page != 0;
+            options.order = page != 0 ? SimOrder::Reversed : SimOrder::AsIs;
+            options.older = true;
+            options.temperatures = 3;
+            ReadAll(options);
+            EXPECT_EQ(reader->Sensors(), "Temp 1, Temp 2, Temp 3, Fan 1, Fan 2, P12V, Consumption, "
+                                         "Intrusion, PSU 1, Fan Redundancy")
+                << static_cast<int>(expand) << " " << page;
+            service->SetMember(kChassis + "/Sensors/Temp3", "Reading", "44");
+            reader->Becomes(SensorKey(3), "Reading", "44");
+            EXPECT_LE(service->MostAtOnce(), 4u);
+            reader.reset();
+        }
+    }
+}
+
+TEST_F(RedfishConversationTest, TheOlderFamilyAlone)
+{
+    SimOptions options;
+    options.newer = false;
+    options.older = true;
+    ReadAll(options);
+    EXPECT_EQ(reader->Sensors(),
+              "Old Temp 1, Old Temp 2, Old Fan 1, Old Fan 2, P12V, Consumption, Intrusion");
+    EXPECT_EQ(reader->Text(SensorKey(5), "Reading"), "12.05");
+}
+
+TEST_F(RedfishConversationTest, OneSessionGivenBack)
+{
+    ReadAll();
+    EXPECT_EQ(service->Sessions(), 1u);
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+    struct stat info;
+    ASSERT_EQ(stat((directory.Path() + "/session").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    reader->Stop();
+    EXPECT_EQ(service->Sessions(), 0u);
+    EXPECT_NE(stat((directory.Path() + "/session").c_str(), &info), 0);
+}
+
+TEST_F(RedfishConversationTest, TheNextStartDeletesWhatAKilledOneLeft)
+{
+    ReadAll();
+    reader->Kill();
+    EXPECT_EQ(service->Sessions(), 1u);
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(service->Sessions(), 1u);
+    EXPECT_EQ(service->Count("DELETE", kSessions + "/1"), 1u);
+}
+
+TEST_F(RedfishConversationTest, ASessionThatEndsIsMadeAnew)
+{
+    ReadAll();
+    service->EndSessions();
+    ASSERT_TRUE(WaitUntil([&] { return service->Sessions() == 1; }));
+    service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "50");
+    reader->Becomes(SensorKey(1), "Reading", "50");
+    EXPECT_EQ(service->Count("POST", kSessions), 2u);
+    EXPECT_EQ(reader->Why(), "");
+}
+
+TEST_F(RedfishConversationTest, AWrongPasswordIsTriedEverMoreSeldom)
+{
+    Serve();
+    PasswordFile();
+    reader = std::make_unique<Reader>(Settings(), PasswordFile("wrong"));
+    ASSERT_TRUE(WaitUntil([&] { return !reader->Why().empty(); }));
+    EXPECT_EQ(reader->Why(), "user operator is refused (401)");
+    usleep(1'500'000);
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+}
+
+TEST_F(RedfishConversationTest, ALoginThatNeverCountsIsNoLoop)
+{
+    Serve();
+    SimFault fault;
+    fault.status = 401;
+    service->SetFault(kSystem, fault);
+    service->SetFault(std::string(kRoot) + "/Systems", fault);
+    service->SetFault(std::string(kRoot) + "/Systems?$expand=.($levels=1)", fault);
+    service->SetFault(std::string(kRoot) + "/Chassis", fault);
+    service->SetFault(std::string(kRoot) + "/Managers", fault);
+    Read();
+    ASSERT_TRUE(WaitUntil([&] { return reader->Why() == "user operator is refused (401)"; }));
+    EXPECT_LE(service->Count("POST", kSessions), 3u);
+}
+
+TEST_F(RedfishConversationTest, WithoutSessionsThereIsBasic)
+{
+    SimOptions options;
+    options.auth = SimAuth::Basic;
+    ReadAll(options);
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(service->Count("POST", kSessions), 0u);
+}
+
+TEST_F(RedfishConversationTest, WhenAllSessionsAreTakenItWaits)
+{
+    SimOptions options;
+    options.sessionsMax = 0;
+    Serve(options);
+    Read();
+    ASSERT_TRUE(WaitUntil([&] { return reader->Why() == "no session is to be had (503)"; }));
+    service->Change([](SimOptions *o) { o->sessionsMax = 1; });
+    EXPECT_TRUE(reader->Becomes(kSystemClass, "PowerStatus", "ON"));
+}
+
+TEST_F(RedfishConversationTest, OneResourceThatFailsCostsOnlyItself)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.status = 500;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    EXPECT_EQ(reader->Text(SensorKey(1), "Type"), "1");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+    EXPECT_EQ(reader->Sensors(), kSevenSensors);
+    service->ClearFaults();
+    reader->Becomes(SensorKey(1), "Reading", "21");
+}
+
+TEST_F(RedfishConversationTest, WhatMayNotBeReadIsDenied)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.status = 403;
+    service->SetFault(kSystem, fault);
+    reader->Becomes(kSystemClass, "PowerStatus", "(status 2)");
+    service->SetFault(kEntries, fault);
+    service->AddLogEntry("1", "x");
+    reader->Becomes(std::string(kSelPath), "NumRecords", "(status 2)");
+}
+
+TEST_F(RedfishConversationTest, EveryKindOfBadAnswerCostsOnlyItself)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    std::vector<SimFault> faults(12);
+    faults[0].cut = true;
+    faults[1].closeBefore = true;
+    faults[2].garbage = 20'000'000;
+    faults[3].body = std::string(100'000, '[');
+    faults[4].body = "<html><body>Welcome</body></html>";
+    faults[5].body = "";
+    faults[6].body = "[]";
+    faults[7].body = "{\"error\": {}}";
+    faults[8].body = "{\"Reading\": NaN}";
+    faults[9].body = "{\"Reading\": 1e999}";
+    faults[10].status = 307;
+    faults[10].location = "http://127.0.0.1:9/elsewhere";
+    faults[11].hang = true;
+    for (size_t i = 0; i < faults.size(); ++i) {
+        service->SetFault(kChassis + "/Sensors/Temp1", faults[i]);
+        reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+        EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22") << i;
+        EXPECT_EQ(Power(), "ON") << i;
+        service->ClearFaults();
+        reader->Becomes(SensorKey(1), "Reading", "21");
+    }
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+}
+
+TEST_F(RedfishConversationTest, ARedirectToTheSamePlaceIsFollowedOnce)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    SimFault fault;
+    fault.status = 308;
+    fault.location = kChassis + "/Sensors/Temp2";
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Text(SensorKey(1), "Reading"), "22");
+}
+
+TEST_F(RedfishConversationTest, SlowIsNotLost)
+{
+    SimOptions options;
+    options.delayMs = 700;
+    Serve(options);
+    RedfishSettings settings = Settings();
+    settings.lostMs = 2000;
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Why(), "");
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(RedfishConversationTest, AfterALossEverythingIsReadAgain)
+{
+    ReadAll();
+    service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "60");
+    reader->Void();
+    reader->Becomes(SensorKey(1), "Reading", "60");
+    EXPECT_TRUE(WaitUntil([&] { return reader->Sensors() == kSevenSensors; }));
+    // The session is the one from before.
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+}
+
+TEST_F(RedfishConversationTest, OfSeveralSystemsTheSettingsNameOne)
+{
+    SimOptions options;
+    options.systems = 2;
+    Serve(options);
+    Read();
+    ASSERT_TRUE(WaitUntil([&] { return !reader->Why().empty(); }));
+    EXPECT_EQ(reader->Why(),
+              "the service has several systems; name one as `system` in the settings: S1, S2");
+    reader.reset();
+    RedfishSettings settings = Settings();
+    settings.system = "S2";
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Text(kSystemClass, "HostName"), "host2");
+}
+
+TEST_F(RedfishConversationTest, AnUnchangedLogIsNotReadAgain)
+{
+    Serve();
+    service->AddLogEntry("1", "First");
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    service->ForgetRequests();
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", kEntries) >= 4; }));
+    for (const SimRequest &request : service->Requests()) {
+        if (request.url == kEntries) {
+            EXPECT_EQ(request.status, 304u);
+        }
+    }
+}
+
+// ---- power ----
+
+TEST_F(RedfishConversationTest, PowerIsDoneWhenItIsSeen)
+{
+    SimOptions options;
+    options.powerLagMs = 1500;
+    ReadAll(options);
+    EXPECT_EQ(reader->Do(OrderKind::Start), "0 1");
+    EXPECT_EQ(reader->Do(OrderKind::Stop), "0 0");
+    EXPECT_FALSE(service->Power());
+    EXPECT_EQ(Power(), "OFF");
+    EXPECT_EQ(reader->Do(OrderKind::Stop), "0 1");
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "0 1");
+    EXPECT_EQ(reader->Do(OrderKind::Start), "0 0");
+    EXPECT_EQ(Power(), "ON");
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(reader->Do(OrderKind::PowerCycle), "0 0");
+    EXPECT_EQ(service->Actions(),
+              (std::vector<std::string>{"ForceOff", "On", "ForceRestart", "PowerCycle"}));
+}
+
+TEST_F(RedfishConversationTest, AnActionIsSentOnceWhateverComesBack)
+{
+    for (const unsigned status : {0u, 500u, 503u}) {
+        ReadAll();
+        SimFault fault;
+        fault.status = status;
+        fault.closeBefore = status == 0;
+        service->SetFault(kReset, fault);
+        service->ForgetRequests();
+        // Closed without an answer it is done all the same, and seen.
+        EXPECT_EQ(reader->Do(OrderKind::Stop, 3000), status == 0 ? "0 0" : "1 0") << status;
+        EXPECT_EQ(service->Count("POST", kReset), 1u);
+        EXPECT_EQ(service->Actions().size(), status == 0 ? 1u : 0u);
+        reader.reset();
+    }
+}
+
+TEST_F(RedfishConversationTest, WhatIsNeverDoneIsNotCalledDone)
+{
+    SimOptions options;
+    options.neverDone = true;
+    ReadAll(options);
+    EXPECT_EQ(reader->Do(OrderKind::Stop, 2500), "1 0");
+    EXPECT_EQ(reader->Do(OrderKind::Reset, 2500), "1 0");
+    EXPECT_NE(reader->Lines().find("power off was sent once and accepted; it was not seen to be"
+                                   " done"),
+              std::string::npos)
+        << reader->Lines();
+}
+
+TEST_F(RedfishConversationTest, TasksAreFollowed)
+{
+    SimOptions options;
+    options.tasks = true;
+    options.lastReset = false;
+    options.powerLagMs = 800;
+    ReadAll(options);
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "0 0");
+    service->Change([](SimOptions *o) { o->neverDone = true; });
+    EXPECT_EQ(reader->Do(OrderKind::Reset, 2500), "1 0");
+}
+
+TEST_F(RedfishConversationTest, OnlyWhatTheServiceAllows)
+{
+    SimOptions options;
+    options.resetTypes = "ForceOn ForceOff GracefulRestart";
+    options.actionInfo = true;
+    ReadAll(options);
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "7 0");
+    EXPECT_EQ(reader->Do(OrderKind::PowerCycle), "0 0");
+    EXPECT_EQ(service->Actions(), (std::vector<std::string>{"ForceOff", "ForceOn"}));
+    EXPECT_EQ(service->Count("POST", kReset), 2u);
+    reader.reset();
+    RedfishSettings settings = Settings();
+    settings.refuseCycle = true;
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Do(OrderKind::PowerCycle), "7 0");
+}
+
+TEST_F(RedfishConversationTest, ARefusedActionIsTold)
+{
+    ReadAll();
+    SimFault fault;
+    fault.status = 403;
+    service->SetFault(kReset, fault);
+    EXPECT_EQ(reader->Do(OrderKind::Stop), "2 0");
+    fault.status = 400;
+    service->SetFault(kReset, fault);
+    EXPECT_EQ(reader->Do(OrderKind::Stop), "1 0");
+    EXPECT_EQ(service->Count("POST", kReset), 2u);
+}
+
+TEST_F(RedfishConversationTest, AnOrderDoesNotWaitForARound)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.temperatures = 40;
+    ReadAll(options);
+    SimFault fault;
+    fault.delayMs = 400;
+    for (int i = 1; i <= 40; ++i)
+        service->SetFault(kChassis + "/Sensors/Temp" + std::to_string(i), fault);
+    const u64 start = BackgroundNowMs();
+    EXPECT_EQ(reader->Do(OrderKind::Stop), "0 0");
+    EXPECT_LT(BackgroundNowMs() - start, 3500u);  // a round takes 4 s
+}
+
+TEST_F(RedfishConversationTest, TheLogIsCleared)
+{
+    Serve();
+    service->AddLogEntry("1", "First");
+    service->AddLogEntry("2", "Second");
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Do(OrderKind::Clear), "0 0");
+    EXPECT_EQ(reader->Text(std::string(kSelPath), "NumRecords"), "0");
+    EXPECT_EQ(reader->Text(SelRecordKey(1), "Description"), "(none)");
+    EXPECT_EQ(service->Actions(), (std::vector<std::string>{"ClearLog"}));
+    service->AddLogEntry("1", "Third");
+    reader->Becomes(SelRecordKey(1), "Description", "Third");
+    service->Change([](SimOptions *o) { o->neverDone = true; });
+    EXPECT_EQ(reader->Do(OrderKind::Clear, 2500), "1 0");
+}
