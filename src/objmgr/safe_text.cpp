@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// safe_text.cpp -- which texts may be shown on a terminal.
+#include "objmgr/safe_text.h"
+
+static size_t LengthByLead(u8 lead)
+{
+    if (lead < 0x80)
+        return 1;
+    if (lead >= 0xc2 && lead <= 0xdf)
+        return 2;
+    if (lead >= 0xe0 && lead <= 0xef)
+        return 3;
+    return lead >= 0xf0 && lead <= 0xf4 ? 4 : 0;
+}
+
+// The character that the `length` bytes at `text` encode; false when they encode none: longer
+// forms than needed, surrogates, and what lies beyond U+10FFFF.
+static bool Decode(const char *text, size_t length, u32 *character)
+{
+    static constexpr u32 kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
+    u32 value = static_cast<u8>(*text) & (0xffu >> (length + 1));
+    for (size_t i = 1; i < length; ++i) {
+        const u8 byte = static_cast<u8>(text[i]);
+        if ((byte & 0xc0) != 0x80)
+            return false;
+        value = value << 6 | (byte & 0x3fu);
+    }
+    *character = value;
+    return value >= kLowest[length] && value <= 0x10ffff && (value < 0xd800 || value > 0xdfff);
+}
+
+static bool IsSafe(u32 character)
+{
+    return character >= 0xa0 && character != 0x061c && character != 0x200e && character != 0x200f &&
+           (character < 0x202a || character > 0x202e) && (character < 0x2066 || character > 0x2069);
+}
+
+size_t SafeTextCharacter(const char *text, size_t left, bool *safe)
+{
+    const u8 lead = static_cast<u8>(*text);
+    const size_t length = LengthByLead(lead);
+    u32 character = 0;
+    if (length == 1) {
+        *safe = lead >= 0x20 && lead != 0x7f;
+        return 1;
+    }
+    *safe = false;
+    if (length == 0 || length > left || !Decode(text, length, &character))
+        return 1;
+    *safe = IsSafe(character);
+    return length;
+}
+
+bool SafeTextIsSafe(const char *text, size_t length)
+{
+    bool safe = true;
+    for (size_t at = 0; safe && at < length;)
+        at += SafeTextCharacter(text + at, length - at, &safe);
+    return safe;
+}
