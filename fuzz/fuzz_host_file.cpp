@@ -30,27 +30,27 @@ void CheckNotes(const std::vector<FileNote> &notes, bool right)
 }
 
 // The form with digits has no name of its own.
-StoreText Find(const std::string &record, const std::string &name)
+ImageText Find(const std::string &packed, const std::string &name)
 {
     const size_t suffix = sizeof kStoreTimestampSuffix - 1;
+    const char *first = packed.data();
+    const char *end = first + packed.size();
     if (name.size() <= suffix || !name.ends_with(kStoreTimestampSuffix))
-        return StoreFindProperty(record.data(), record.size(), name.c_str());
-    return StoreFindDigits(record.data(), record.size(),
-                           name.substr(0, name.size() - suffix).c_str());
+        return ImageFindProperty(first, end, name.c_str());
+    return ImageFindDigits(first, end, name.substr(0, name.size() - suffix).c_str());
 }
 
 // Clients find every property, with its status and its text made safe.
 void CheckInstance(const Instance &instance)
 {
-    const std::string record = StorePack(instance);
-    CimStatus status = 0;
-    if (!StoreCheckRecord(record.data(), record.size(), &status) || status != instance.status)
+    const std::string packed = PackProperties(instance.properties);
+    if (!ImageCheckProperties(packed.data(), packed.data() + packed.size()))
         abort();
     std::set<std::string> names;
     for (const PropertyValue &property : instance.properties) {
         if (!names.insert(property.name).second)
             abort();  // only one of two could be found
-        const StoreText found = Find(record, property.name);
+        const ImageText found = Find(packed, property.name);
         if (found.text == nullptr || found.status != property.status)
             abort();
         const std::string safe = StoreSafeText(property.text);
@@ -83,7 +83,7 @@ void CheckHost(const Host &host)
         if (fault.method.empty() || (fault.status != kCimOk && fault.hasReturn))
             abort();
     }
-    const std::string plan = StorePack(host.faults);
+    const std::string plan = PackProperties(host.faults.properties);
     FaultsLoad(plan.data(), plan.size());
     for (const HostInstance &instance : host.instances)
         FaultsReadStatus(instance.key.c_str(), nullptr);

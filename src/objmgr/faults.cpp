@@ -2,8 +2,8 @@
 // faults.cpp -- faults that a simulated host asks its clients to play.
 #include "objmgr/faults.h"
 
+#include "objmgr/image.h"
 #include "objmgr/object_path.h"
-#include "objmgr/store.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -105,26 +105,20 @@ static void LoadPoint(const char *text, FaultPointPlan *plan)
         plan->count = UINT64_MAX - plan->first;  // for ever
 }
 
-// The text of a row, empty (and so malformed) when it has a status; null when there is none.
-static const char *RowText(const void *record, size_t size, const char *name)
+void FaultsLoad(const void *plan, size_t size)
 {
-    return StoreFindProperty(record, size, name).text;
-}
-
-void FaultsLoad(const void *record, size_t size)
-{
-    static constexpr CimStatus kNoPlan = kCimOk;
-    CimStatus status;
-    if (!StoreCheckRecord(record, size, &status)) {
-        record = &kNoPlan;
-        size = sizeof(kNoPlan);
-    }
+    const char *first = static_cast<const char *>(plan);
+    const char *end = first + size;
+    if (first == nullptr || !ImageCheckProperties(first, end))
+        end = first;
+    // The text of a row: empty, and so malformed, when it has a status; null when there is none.
+    const auto rowText = [&](const char *name) { return ImageFindProperty(first, end, name).text; };
     for (u32 i = 0; i < kFaultPoints; ++i)
-        LoadPoint(RowText(record, size, kPointNames[i]), &gFaultPoints[i]);
+        LoadPoint(rowText(kPointNames[i]), &gFaultPoints[i]);
     for (gFaultReadRows = 0; gFaultReadRows < kFaultReadRowsMax; ++gFaultReadRows) {
         char name[16];
         snprintf(name, sizeof(name), "read %u", gFaultReadRows + 1);
-        const char *text = RowText(record, size, name);
+        const char *text = rowText(name);
         if (text == nullptr)
             return;
         if (!ParseReadRow(text, &sReads[gFaultReadRows]))

@@ -3,14 +3,15 @@
 //
 // A failure that happens inside a client (no interface, Open fails, no instance object, a read
 // that is refused only the second time) cannot be staged by the service alone, since reads go
-// straight to the store. So the service puts a plan into the store's .faults record and the
-// client follows it. Real controllers have no such record. Counting starts anew in every process.
+// straight to the image. So the service puts a plan into a section of its own there and the client
+// follows it. Only where the simulated host is built (ZOR_SIM) do clients know of it. Counting
+// starts anew in every process.
 #ifndef OBJMGR_FAULTS_H
 #define OBJMGR_FAULTS_H
 
 #include "objmgr/objmgr.h"
 
-// Operations that can be made to fail. The property names in the .faults record are the words in
+// Operations that can be made to fail. The property names in the plan are the words in
 // brackets; each text is "FROM" or "FROM-TO": the calls of that operation, counted from 1 in each
 // process, that fail.
 enum class FaultPoint : u8 {
@@ -19,15 +20,15 @@ enum class FaultPoint : u8 {
     InitInstance,  // [init_instance]  InitInstance returns null
 };
 
-// A read that answers another status for some of its calls: a property of the record named
+// A read that answers another status for some of its calls: a property of the plan named
 // "read N" (N from 1, dense) with the text "FROM STATUS PATH [PROPERTY]" or
 // "FROM-TO STATUS PATH [PROPERTY]": GetInstance of PATH (no PROPERTY) or GetPropertyValue of
 // PATH and PROPERTY answers STATUS for those calls, counted from 1 per row in each process.
 constexpr u32 kFaultReadRowsMax = 16;
 
-// Takes the plan from a packed .faults record; null or size 0 means no faults. Malformed rows are
-// passed over. The counts of earlier calls are kept, so that a restarted service goes on.
-void FaultsLoad(const void *record, size_t size);
+// Takes the plan from packed properties (objmgr/image.h); null or size 0 means no faults. Malformed
+// rows are passed over. The counts of earlier calls are kept, so that a restarted service goes on.
+void FaultsLoad(const void *plan, size_t size);
 
 // One operation: `count` calls from number `first` on are to fail.
 struct FaultPointPlan {

@@ -10,7 +10,7 @@
 
 #include "objmgr/protocol.h"
 #include "objmgr/schema.h"
-#include "objmgrd/store_writer.h"
+#include "objmgrd/image_writer.h"
 
 // Who asks: from the socket's peer credentials, and the rights that the server grants.
 struct Caller {

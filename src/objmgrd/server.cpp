@@ -27,6 +27,8 @@ constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
 // With no descriptor left, new clients wait this long before the next try to accept one.
 constexpr u64 kAcceptPauseMs = 100;
 constexpr u64 kNever = ~u64{0};
+// What could not be published (a full file system) is tried again after this time.
+constexpr u64 kPublishPauseMs = 500;
 constexpr int kBacklog = 64;
 // Places in the list of polled descriptors; the signals' is the first.
 constexpr size_t kPolledListener = 1;
@@ -53,7 +55,8 @@ int MakeDirectory(const std::string &path, mode_t mode)
 }
 
 struct Connection {
-    // Pending: the provider owes an answer. Late: the reply is known and waits for its time.
+    // Pending: the provider owes an answer. Late: the reply is known and waits for its time and for
+    // the publish that holds its effect.
     enum class Phase { Asking, Pending, Late, Unanswered };
 
     int fd;
@@ -63,6 +66,7 @@ struct Connection {
     Caller caller = {};
     MethodReply reply = {.status = kCimFailed, .result = 0};  // Pending: if no answer comes
     u64 ticket = 0;                                           // Pending only
+    bool staged = false;                                      // Late: its effect is not published
     std::string call = {};                                    // what was asked, for the log
 };
 
@@ -163,8 +167,10 @@ struct Server::State {
     std::vector<pollfd> polled;
     u64 nextHeartbeat = 0;
     u64 nextTick = kNever;
-    u64 acceptFrom = 0;  // no client is accepted earlier
-    bool heartbeatFails = false;
+    u64 acceptFrom = 0;   // no client is accepted earlier
+    u64 publishFrom = 0;  // after one that failed: no other earlier
+    int fatal = 0;        // errno of what cannot be mended: the service has to end
+    bool publishFails = false;
     bool acceptFails = false;
 
     int Open();
@@ -183,6 +189,8 @@ struct Server::State {
 
     void RunTimers(u64 now);
     void Heartbeat();
+    u64 PublishDue() const;
+    void Publish(u64 now);
     void Tick();
     void Answer(const ProviderAnswer &answer);
     int EndTransaction();
@@ -226,9 +234,10 @@ int Server::State::EndTransaction()
 int Server::State::Open()
 {
     // Before the store is: the modes of what it makes follow the directory's.
-    int error = MakeDirectory(options.directory, options.group ? 0770 : 0700);
+    int error = MakeDirectory(options.directory, options.group ? 0750 : 0700);
     if (error == 0)
-        error = store.Open(options.directory);
+        error =
+            store.Open(options.directory, {.service = std::string("objmgrd-") + provider->Name()});
     if (error == 0)
         error = Load();
     if (error != 0)
@@ -257,12 +266,36 @@ void Server::State::Close()
     store.Close();
 }
 
+// A service whose files are not its own any more serves nobody: it ends, so that it is started
+// anew.
 void Server::State::Heartbeat()
 {
-    const int error = store.Heartbeat();
-    if (error != 0 && !heartbeatFails)
-        LogError("the heartbeat cannot be written", error);
-    heartbeatFails = error != 0;
+    store.Heartbeat();
+    fatal = store.Check();
+    if (fatal != 0)
+        LogError("the directory or the files in it are not this service's any more", fatal);
+}
+
+u64 Server::State::PublishDue() const
+{
+    return store.IsStaged() ? std::max(store.PublishFromMs(), publishFrom) : kNever;
+}
+
+// Makes what was committed visible to clients. The calls that wait for it get their replies.
+void Server::State::Publish(u64 now)
+{
+    const int error = store.Publish();
+    if (error != 0) {
+        publishFrom = now + kPublishPauseMs;
+        if (!publishFails)
+            LogError("what is served cannot be brought up to date", error);
+    }
+    publishFails = error != 0;
+    for (Connection &connection : connections) {
+        if (connection.staged && error != 0)
+            connection.reply = {.status = kCimFailed, .result = 0};
+        connection.staged = false;
+    }
 }
 
 void Server::State::Tick()
@@ -293,6 +326,13 @@ void Server::State::Answer(const ProviderAnswer &answer)
         return;
     const MethodReply reply = ReplyOf(answer.status, answer.result);
     LogCall(*found, reply);
+    if (store.IsStaged()) {
+        found->reply = reply;
+        found->phase = Connection::Phase::Late;
+        found->due = 0;
+        found->staged = true;
+        return;
+    }
     SendReply(found->fd, reply);
     close(found->fd);
     connections.erase(found);
@@ -304,6 +344,8 @@ void Server::State::RunTimers(u64 now)
         Heartbeat();
         nextHeartbeat = now + kHeartbeatMs;
     }
+    if (now >= PublishDue())
+        Publish(now);
     if (nextTick == kNever && provider->TickMs() != 0)
         nextTick = now + provider->TickMs();
     if (now >= nextTick) {
@@ -314,11 +356,13 @@ void Server::State::RunTimers(u64 now)
 
 int Server::State::PollTimeout(u64 now) const
 {
-    u64 next = std::min(nextHeartbeat, nextTick);
+    u64 next = std::min({nextHeartbeat, nextTick, PublishDue()});
     if (acceptFrom > now)
         next = std::min(next, acceptFrom);
-    for (const Connection &connection : connections)
-        next = std::min(next, connection.due);
+    for (const Connection &connection : connections) {
+        if (!connection.staged)
+            next = std::min(next, connection.due);
+    }
     return next <= now ? 0 : static_cast<int>(next - now);
 }
 
@@ -415,7 +459,7 @@ bool Server::State::Serve(Connection *connection, short events, u64 now)
     }
     if ((events & (POLLHUP | POLLERR)) != 0)
         return false;
-    if (now < connection->due)
+    if (now < connection->due || connection->staged)
         return true;
     if (connection->phase == Connection::Phase::Pending)
         LogCall(*connection, connection->reply);
@@ -477,7 +521,8 @@ bool Server::State::TakeCall(Connection *connection, const MethodRequest &reques
     }
     connection->reply = ReplyOf(reply.status, reply.result);
     LogCall(*connection, connection->reply);
-    if (reply.send && reply.delayMs == 0) {
+    connection->staged = store.IsStaged();
+    if (reply.send && reply.delayMs == 0 && !connection->staged) {
         SendReply(connection->fd, connection->reply);
         return false;
     }
@@ -540,6 +585,8 @@ int Server::Start(const ServerOptions &options, Provider *provider)
 int Server::ServeOnce(int signalFd, bool *signalled)
 {
     state_->RunTimers(NowMs());
+    if (state_->fatal != 0)
+        return state_->fatal;
     int ready = 0;
     state_->Poll(signalFd, &ready);
     *signalled = false;
@@ -564,8 +611,9 @@ int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
         return errno;
     const u64 untilMs = NowMs() + limitMs;
     int error = 0;
-    for (bool signalled = false;
-         error == 0 && !signalled && !state_->provider->Ready() && NowMs() < untilMs;)
+    // What it shows has to be published, too.
+    const auto isReady = [this] { return state_->provider->Ready() && !state_->store.IsStaged(); };
+    for (bool signalled = false; error == 0 && !signalled && !isReady() && NowMs() < untilMs;)
         error = ServeOnce(signalFd, &signalled);
     close(signalFd);
     return error;

@@ -37,7 +37,7 @@ u32 ServerNeededPrivilege(const char *path, const char *method);
 
 struct ServerOptions {
     std::string directory;
-    // Who may use what is created there: true: the owner and the group (directory 0770, socket
+    // Who may use what is created there: true: the owner and the group (directory 0750, socket
     // 0660), false: the owner alone (0700, 0600). A directory that exists keeps its mode.
     bool group = false;
     Rights rights = {};

@@ -176,6 +176,9 @@ int StartServer(Server *server, const std::string &directory, bool group, const 
         {.directory = directory, .group = group, .rights = rights, .log = Log}, provider);
     if (error == EBUSY)
         Complain(directory + ": another object manager serves there");
+    else if (error == EPERM)
+        Complain(directory + ": has to belong to the user that the service runs as, and to be "
+                             "writable for nobody else (chmod go-w)");
     else if (error != 0)
         Complain(directory + ": " + strerror(error));
     return error;

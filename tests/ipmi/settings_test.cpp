@@ -144,13 +144,13 @@ TEST_F(Settings, WrongOnesStartNoService)
     const ProgramEnd end =
         RunProgram({OBJMGRD_IPMI, "--config", directory + "/bmc.toml", "--dir", directory});
     EXPECT_EQ(end.status, 1);
-    EXPECT_FALSE(std::filesystem::exists(directory + "/store"));
+    EXPECT_FALSE(std::filesystem::exists(directory + "/image"));
     Check(Right());
     Password("quiet-secret\n", 0644);
     EXPECT_EQ(
         RunProgram({OBJMGRD_IPMI, "--config", directory + "/bmc.toml", "--dir", directory}).status,
         1);
-    EXPECT_FALSE(std::filesystem::exists(directory + "/store"));
+    EXPECT_FALSE(std::filesystem::exists(directory + "/image"));
 }
 
 TEST_F(Settings, WrongUsageIsStatusTwo)

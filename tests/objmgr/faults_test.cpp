@@ -12,7 +12,7 @@ using Rows = std::vector<std::pair<std::string, std::string>>;
 
 static void Load(const Rows &rows)
 {
-    const std::string record = StorePack(Texts(rows));
+    const std::string record = PackProperties(Texts(rows).properties);
     FaultsLoad(record.data(), record.size());
 }
 
@@ -181,15 +181,15 @@ FAULTS_TEST(RowWithAStatusIsPassedOver)
 {
     Instance plan;
     plan.properties.push_back({"open", kCimFailed, "1-9"});
-    const std::string record = StorePack(plan);
+    const std::string record = PackProperties(plan.properties);
     FaultsLoad(record.data(), record.size());
     EXPECT_EQ(Calls(FaultPoint::Open, 1), ".");
 }
 
 FAULTS_TEST(PlanCutAnywhereIsNeverReadBeyond)
 {
-    const std::string record =
-        StorePack(Texts({{"open", "1-999"}, {"read 1", "1-999 5 C"}, {"read 2", "1-999 6 D P"}}));
+    const std::string record = PackProperties(
+        Texts({{"open", "1-999"}, {"read 1", "1-999 5 C"}, {"read 2", "1-999 6 D P"}}).properties);
     for (size_t size = 0; size <= record.size(); ++size) {
         std::unique_ptr<char[]> cut(new char[size]);
         memcpy(cut.get(), record.data(), size);

@@ -602,7 +602,7 @@ TEST(ObjmgrdSimService, ServesUntilASignalEndsIt)
         const TestDirectory directory;
         const std::string at = directory.Path() + "/objmgr";
         Program service({"--host", RackServer(), "--dir", at});
-        ASSERT_TRUE(Appears(at + "/store"));
+        ASSERT_TRUE(Appears(at + "/image"));
         EXPECT_EQ(AskService(at, "get OEM_QARN_System HostName"), "0 db-node-04.dc1.example.net\n");
         EXPECT_EQ(AskService(at, "invoke OEM_QARN_System Stop"), "0 0\n");
         EXPECT_EQ(AskService(at, "get OEM_QARN_System PowerStatus"), "0 OFF\n");
@@ -610,7 +610,7 @@ TEST(ObjmgrdSimService, ServesUntilASignalEndsIt)
         EXPECT_EQ(service.Wait(), 0);
         EXPECT_EQ(service.Out(), "");
         EXPECT_EQ(service.Err(), "");
-        EXPECT_FALSE(Exists(at + "/store"));
+        EXPECT_FALSE(Exists(at + "/image"));
         EXPECT_FALSE(Exists(at + "/socket"));
         EXPECT_EQ(AskService(at, "get OEM_QARN_System HostName"), "not open\n");
     }
@@ -621,7 +621,7 @@ TEST(ObjmgrdSimService, TakesItsDirectoryFromTheEnvironment)
     const TestDirectory directory;
     Program service({"--host", RackServer()},
                     [&] { setenv("ZOROBJMGR", directory.Path().c_str(), 1); });
-    ASSERT_TRUE(Appears(directory.Path() + "/store"));
+    ASSERT_TRUE(Appears(directory.Path() + "/image"));
     EXPECT_EQ(AskService(directory.Path(), "get OEM_QARN_System Oem"), "0 0\n");
 }
 
@@ -630,10 +630,10 @@ TEST(ObjmgrdSimService, ItsGroupMayUseIt)
     const TestDirectory directory;
     const std::string at = directory.Path() + "/a/b";
     Program service({"--host", RackServer(), "--dir", at}, [] { umask(0077); });
-    ASSERT_TRUE(Appears(at + "/store"));
+    ASSERT_TRUE(Appears(at + "/image"));
     struct stat info = {};
     ASSERT_EQ(stat(at.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777, 0770u);
+    EXPECT_EQ(info.st_mode & 07777, 0750u);
     ASSERT_EQ(stat((at + "/socket").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0660u);
 }
@@ -642,7 +642,7 @@ TEST(ObjmgrdSimService, ASecondOneSaysSoAndExits)
 {
     const TestDirectory directory;
     Program first({"--host", RackServer(), "--dir", directory.Path()});
-    ASSERT_TRUE(Appears(directory.Path() + "/store"));
+    ASSERT_TRUE(Appears(directory.Path() + "/image"));
     const Result second =
         RunSim({"--host", EXAMPLE_HOSTS "/edge-box-off.toml", "--dir", directory.Path()});
     EXPECT_EQ(second.status, 1);
@@ -656,14 +656,14 @@ TEST(ObjmgrdSimService, ARestartFollowsASuddenDeath)
     const TestDirectory directory;
     const std::string &at = directory.Path();
     Program first({"--host", RackServer(), "--dir", at});
-    ASSERT_TRUE(Appears(at + "/store"));
+    ASSERT_TRUE(Appears(at + "/image"));
     EXPECT_EQ(AskService(at, "invoke OEM_QARN_System Stop"), "0 0\n");
     first.Signal(SIGKILL);
     EXPECT_EQ(first.Wait(), -SIGKILL);
     EXPECT_EQ(AskService(at, "get OEM_QARN_System PowerStatus"), "not open\n");
-    std::filesystem::remove(at + "/store");
+    std::filesystem::remove(at + "/image");
     Program second({"--host", RackServer(), "--dir", at});
-    ASSERT_TRUE(Appears(at + "/store"));
+    ASSERT_TRUE(Appears(at + "/image"));
     EXPECT_EQ(AskService(at, "get OEM_QARN_System PowerStatus"), "0 ON\n");
     EXPECT_EQ(AskService(at, "invoke OEM_QARN_System Stop"), "0 0\n");
 }
@@ -748,7 +748,7 @@ TEST(ObjmgrdSimService, ReadsItsRightsAgainOnSighup)
     const RightsText rights("[users]\n1234567 = ['login', 'power']\n");
     chmod(directory.Path().c_str(), 0755);
     Program service({"--host", RackServer(), "--dir", at, "--rights", rights.Path()});
-    ASSERT_TRUE(Appears(at + "/store"));
+    ASSERT_TRUE(Appears(at + "/image"));
     chmod(at.c_str(), 0755);
     chmod((at + "/socket").c_str(), 0666);
     EXPECT_EQ(RightsOf(1234567, at), 0x3u);
@@ -781,7 +781,7 @@ TEST(ObjmgrdSimService, SighupWithoutAFileOfRightsEndsNothing)
 {
     const TestDirectory directory;
     Program service({"--host", RackServer(), "--dir", directory.Path()});
-    ASSERT_TRUE(Appears(directory.Path() + "/store"));
+    ASSERT_TRUE(Appears(directory.Path() + "/image"));
     service.Signal(SIGHUP);
     usleep(100000);
     EXPECT_EQ(AskService(directory.Path(), "get OEM_QARN_System Oem"), "0 0\n");

@@ -496,7 +496,7 @@ TEST_F(ServerTest, AtTheEndSocketAndStoreAreGone)
     ServedProcess served(options_, MakeProvider);
     EXPECT_EQ(served.Terminate(), 0);
     EXPECT_NE(access((options_.directory + "/socket").c_str(), F_OK), 0);
-    EXPECT_NE(access((options_.directory + "/store").c_str(), F_OK), 0);
+    EXPECT_NE(access((options_.directory + "/image").c_str(), F_OK), 0);
     EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "not open");
 }
 
@@ -514,7 +514,7 @@ TEST_F(ServerTest, WithoutAStoreItDoesNotStart)
     EXPECT_FALSE(served.started);
     EXPECT_EQ(WEXITSTATUS(served.Child().Wait()), 100 + ENOSPC);
     EXPECT_NE(access((options_.directory + "/socket").c_str(), F_OK), 0);
-    EXPECT_NE(access((options_.directory + "/store").c_str(), F_OK), 0);
+    EXPECT_NE(access((options_.directory + "/image").c_str(), F_OK), 0);
 }
 
 TEST_F(ServerTest, APrivateDirectoryIsItsOwnersAlone)
@@ -531,7 +531,7 @@ TEST_F(ServerTest, AServicesDirectoryIsItsGroupsToo)
     options_.directory += "/deeper";
     options_.group = true;
     ServedProcess served(options_, MakeProvider);
-    EXPECT_EQ(ModeOf(options_.directory), 0770u);
+    EXPECT_EQ(ModeOf(options_.directory), 0750u);
     EXPECT_EQ(ModeOf(options_.directory + "/socket"), 0660u);
     EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
 }

@@ -186,7 +186,7 @@ TEST(SimProvider, AnEffectThatIsNotStoredHasNotHappened)
             EXPECT_EQ(store.Begin(), 0);
             const ProviderReply reply = provider.Invoke({}, request, &store);
             if (stored)
-                EXPECT_EQ(store.Commit(), 0);
+                EXPECT_EQ(store.Commit() | store.Publish(), 0);
             else
                 store.Abort();
             provider.Committed(stored);

@@ -294,6 +294,7 @@ TEST_F(Program, KilledServiceIsAnErrorNotAHang)
     shell.ReadUntil("->");
     ASSERT_GT(pid, 1);
     ASSERT_EQ(kill(pid, SIGKILL), 0);
+    usleep(11 * 1000);  // a tick of the clock, for which the shell may believe in it
     shell.Type("stop /system1\r");
     EXPECT_EQ(shell.ReadUntil("->"), "stop /system1\r\nERROR: Command not supported.\r\n\r\n->");
     shell.Type("show -display properties=(name,nameformat) /system1\r");

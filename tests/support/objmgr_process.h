@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // objmgr_process.h -- processes for tests of the object manager.
 //
-// The client keeps one directory and one environment per process, LMDB forbids opening one
-// environment twice in a process, and a process does not see its own file locks. So a test that
-// uses the client runs in a fresh process, and the service it talks to in another.
+// The client keeps one directory and one copy of the image per process. So a test that uses the
+// client runs in a fresh process, and the service it talks to in another, which can be stopped and
+// killed.
 #ifndef TESTS_SUPPORT_OBJMGR_PROCESS_H
 #define TESTS_SUPPORT_OBJMGR_PROCESS_H
 

@@ -1,24 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
-// objmgr_store.h -- stores for tests of the object manager.
+// objmgr_store.h -- images for tests of the object manager: by the writer, and by hand.
 #ifndef TESTS_SUPPORT_OBJMGR_STORE_H
 #define TESTS_SUPPORT_OBJMGR_STORE_H
 
-#include "objmgrd/store_writer.h"
+#include "objmgrd/half_builder.h"
+#include "objmgrd/image_writer.h"
 
 #include <errno.h>
 #include <fcntl.h>
-#include <lmdb.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 using Records = std::vector<std::pair<std::string, Instance>>;
+
+// The key of a record in Records that is the plan of faults.
+constexpr char kFaultsKey[] = ".faults";
 
 inline Instance Texts(const std::vector<std::pair<std::string, std::string>> &texts)
 {
@@ -28,25 +33,32 @@ inline Instance Texts(const std::vector<std::pair<std::string, std::string>> &te
     return instance;
 }
 
-inline int PutAll(StoreWriter *writer, const Records &records)
+// Commits, and does not publish.
+inline int StageAll(ImageWriter *writer, const Records &records)
 {
     int rc = writer->Begin();
     if (rc != 0)
         return rc;
     for (const auto &[key, instance] : records) {
-        if ((rc = writer->Put(key, instance)) != 0)
+        rc =
+            key == kFaultsKey ? writer->PutFaults(instance.properties) : writer->Put(key, instance);
+        if (rc != 0)
             return rc;
     }
     return writer->Commit();
 }
 
-inline int PublishAll(StoreWriter *writer, const std::string &directory, const Records &records,
-                      size_t mapSizeBytes = kStoreMapSize)
+inline int PutAll(ImageWriter *writer, const Records &records)
 {
-    int rc = writer->Open(directory, mapSizeBytes);
-    if (rc == 0)
-        rc = PutAll(writer, records);
+    const int rc = StageAll(writer, records);
     return rc == 0 ? writer->Publish() : rc;
+}
+
+inline int PublishAll(ImageWriter *writer, const std::string &directory, const Records &records,
+                      const ImageWriterOptions &options = {})
+{
+    const int rc = writer->Open(directory, options);
+    return rc == 0 ? PutAll(writer, records) : rc;
 }
 
 inline u64 MonotonicMs()
@@ -56,73 +68,112 @@ inline u64 MonotonicMs()
     return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
 }
 
+// ---- an image as bytes ----
+
+inline std::string ReadBytes(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+inline ImageHead HeadOf(const std::string &image)
+{
+    ImageHead head = {};
+    if (image.size() >= sizeof(head))
+        memcpy(&head, image.data(), sizeof(head));
+    return head;
+}
+
+// The half in use; empty when there is none.
+inline std::string HalfOf(const std::string &image)
+{
+    const ImageHead head = HeadOf(image);
+    const u32 done = le32toh(head.done);
+    const u64 offset = kImageHeadSize + u64{done & 1} * le32toh(head.halfCapacity);
+    const u32 size = le32toh(head.halfSize[done & 1]);
+    return offset + size <= image.size() ? image.substr(offset, size) : std::string();
+}
+
+// All records of the image in use by their keys, packed as they stand.
 using RawRecords = std::map<std::string, std::string>;
 
-inline RawRecords ReadStore(MDB_env *env)
+inline RawRecords ReadImageAt(const std::string &directory)
 {
     RawRecords records;
-    MDB_txn *txn = nullptr;
-    MDB_cursor *cursor = nullptr;
-    MDB_dbi dbi;
-    if (mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0)
+    const std::string half = HalfOf(ReadBytes(directory + "/" + kStoreImageName));
+    ImageHalf head = {};
+    if (half.size() < sizeof(head))
         return records;
-    if (mdb_dbi_open(txn, nullptr, 0, &dbi) == 0 && mdb_cursor_open(txn, dbi, &cursor) == 0) {
-        MDB_val key;
-        MDB_val value;
-        while (mdb_cursor_get(cursor, &key, &value, MDB_NEXT) == 0)
-            records[std::string(static_cast<char *>(key.mv_data), key.mv_size)] =
-                std::string(static_cast<char *>(value.mv_data), value.mv_size);
-        mdb_cursor_close(cursor);
+    memcpy(&head, half.data(), sizeof(head));
+    for (u32 at = le32toh(head.records); at < le32toh(head.recordsEnd);) {
+        if (!ImageCheckRecord(half.data(), at))
+            return {};
+        const ImageInstance instance = ImageInstanceAt(half.data(), at);
+        const u32 end = static_cast<u32>(instance.end - half.data());
+        records[instance.key] = half.substr(at, end - at);
+        at = ImageAlign(end);
     }
-    mdb_txn_abort(txn);
     return records;
 }
 
-// Everything in the store in use. Not in the process that writes it or has it open.
-inline RawRecords ReadStoreAt(const std::string &directory)
+// The text of a property in a packed record, "status N" or "absent".
+inline std::string TextIn(const std::string &record, const char *property)
 {
-    MDB_env *env = nullptr;
-    RawRecords records;
-    if (mdb_env_create(&env) != 0)
-        return records;
-    if (mdb_env_open(env, (directory + "/" + kStoreLinkName).c_str(), MDB_RDONLY, 0600) == 0)
-        records = ReadStore(env);
-    mdb_env_close(env);
-    return records;
+    const ImageInstance instance = ImageInstanceAt(record.data(), 0);
+    const ImageText found = ImageFindProperty(instance.first, instance.end, property);
+    if (found.text == nullptr)
+        return "absent";
+    return found.status == kCimOk ? found.text : "status " + std::to_string(found.status);
 }
 
-// Builds and publishes a store of any bytes by hand, with its own heartbeat and the alive lock.
-// Environment and lock stay open until the process ends.
-inline int PublishRaw(const std::string &directory, const RawRecords &records)
+// A whole file for one half, of publish 1, whose heartbeat is `beatMs`.
+inline std::string ImageFileOf(const std::string &half, u32 beatMs)
 {
-    const std::string store = directory + "/store-000000";
-    MDB_env *env = nullptr;
-    MDB_txn *txn = nullptr;
-    MDB_dbi dbi;
+    const u32 capacity = static_cast<u32>((half.size() + 4095) / 4096 * 4096);
+    ImageHead head = {};
+    head.magic = htole32(kImageMagic);
+    head.version = htole32(kImageVersion);
+    head.begun = head.done = htole32(1);
+    head.heartbeatMs = htole32(beatMs);
+    head.halfCapacity = htole32(capacity);
+    head.halfSize[1] = htole32(static_cast<u32>(half.size()));
+    std::string image(kImageHeadSize + 2 * size_t{capacity}, '\0');
+    memcpy(image.data(), &head, sizeof(head));
+    memcpy(image.data() + kImageHeadSize + capacity, half.data(), half.size());
+    return image;
+}
+
+// The half that a service would publish first.
+inline std::string HalfWith(const Records &records)
+{
+    HalfBuilder builder;
+    for (const auto &[key, instance] : records) {
+        if (key == kFaultsKey)
+            builder.SetFaults(PackProperties(instance.properties));
+        else
+            builder.Put(key, PackRecord(key, instance));
+    }
+    return builder.Build(1);
+}
+
+// Takes the lock that says that a service lives, as this process, until it ends.
+inline int HoldAlive(const std::string &directory)
+{
     struct flock lock = {};
     lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    const int alive =
+    const int fd =
         open((directory + "/" + kStoreAliveName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (alive < 0 || fcntl(alive, F_SETLK, &lock) != 0 || ftruncate(alive, sizeof(u32)) != 0 ||
-        mkdir(store.c_str(), 0700) != 0 || mdb_env_create(&env) != 0 ||
-        mdb_env_open(env, store.c_str(), MDB_NOSYNC, 0600) != 0 ||
-        mdb_txn_begin(env, nullptr, 0, &txn) != 0 || mdb_dbi_open(txn, nullptr, 0, &dbi) != 0)
-        return EIO;
-    for (const auto &[name, bytes] : records) {
-        MDB_val key = {name.size(), const_cast<char *>(name.data())};
-        MDB_val value = {bytes.size(), const_cast<char *>(bytes.data())};
-        if (mdb_put(txn, dbi, &key, &value, 0) != 0)
-            return EIO;
-    }
-    if (mdb_txn_commit(txn) != 0)
-        return EIO;
-    return symlink("store-000000", (directory + "/" + kStoreLinkName).c_str()) == 0 ? 0 : errno;
+    return fd >= 0 && fcntl(fd, F_OFD_SETLK, &lock) == 0 ? 0 : EIO;
 }
 
-inline std::string HeartbeatBytes(u64 beat)
+// Any bytes as the image, given their name at once; a service that is not there holds the lock.
+inline int PublishBytes(const std::string &directory, const std::string &image)
 {
-    return std::string(reinterpret_cast<const char *>(&beat), sizeof(beat));
+    const std::string made = directory + "/made";
+    std::ofstream(made, std::ios::binary) << image;
+    return rename(made.c_str(), (directory + "/" + kStoreImageName).c_str()) == 0 ? 0 : errno;
 }
 
 #endif

@@ -77,9 +77,7 @@ int SimProvider::Load(StoreWriter *store)
         if (error != 0)
             return error;
     }
-    if (host_.faults.properties.empty())
-        return 0;
-    return store->Put(kStoreFaultsKey, host_.faults);
+    return store->PutFaults(host_.faults.properties);
 }
 
 HostInstance *SimProvider::Find(const std::string &key)

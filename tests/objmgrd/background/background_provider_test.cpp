@@ -309,7 +309,7 @@ TEST(BackgroundProviderStore, WhatIsNotStoredIsGivenAgain)
         std::vector<ProviderAnswer> answers;
         ASSERT_EQ(store.Begin(), 0);
         provider.Tick(&store, &answers);
-        ASSERT_EQ(store.Commit(), 0);
+        ASSERT_EQ(store.Commit() | store.Publish(), 0);
         provider.Committed(true);
         EXPECT_EQ(ReadFresh(directory.Path(), kSystem, "PowerStatus"), "ON");
         EXPECT_EQ(ReadFresh(directory.Path(), kSensor1, "Reading"), "23");
