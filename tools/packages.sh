@@ -2,7 +2,7 @@
 # packages.sh -- sourced by run.sh, test.sh, .ci/run and tools: the Debian packages they need.
 
 # For the shell on a simulated server alone, and for all programs.
-PACKAGES_RUN="cmake g++ ninja-build libargtable2-dev liblmdb-dev libtomlplusplus-dev"
+PACKAGES_RUN="cmake g++ ninja-build libargtable2-dev libtomlplusplus-dev"
 PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
