@@ -9,7 +9,7 @@ LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
 inherit externalsrc
 EXTERNALSRC = "${@os.path.realpath(os.path.join(d.getVar('THISDIR'), '../../../../..'))}"
 
-DEPENDS = "argtable2 lmdb tomlplusplus"
+DEPENDS = "argtable2 tomlplusplus"
 
 inherit cmake pkgconfig systemd useradd
 
