@@ -4,6 +4,7 @@
 #include "smclp/command_list.h"
 #include "smclp/shell.h"
 #include "support/kind_checks.h"
+#include "support/shell_tables.h"
 
 #include <algorithm>
 #include <functional>
@@ -126,7 +127,7 @@ TEST(Discovery, TreeOfTheFullTable)
     EXPECT_EQ(ChildrenOf(ElementOf(MeChassis)), "");
     EXPECT_EQ(ElementOf(MePwrRedSensor)->parent, ElementOf(MePowerSupplies));
     EXPECT_EQ(ElementOf(MeFanRedSensor)->parent, ElementOf(MeSensors));
-    EXPECT_EQ(SMCLP_MAX_LEVEL, 14u);
+    EXPECT_EQ(SMCLP_MAX_LEVEL, 1 + CountTree().parents);
 }
 
 TEST(Discovery, SharedIdsFindTheFirstKind)
@@ -143,10 +144,24 @@ TEST(Discovery, PoolUseAfterInit)
 {
     FakeObjMgr om;
     ASSERT_EQ(SmclpInit(), 0u);
+    const TreeCounts tree = CountTree();
+    const u32 kinds = KindCount();
+    const u32 verbs = VerbCount();
     const u32 expected[14][3] = {
-        {400, 64, 27}, {12, 64, 27}, {4, 16, 16},   {76, 16, 14}, {320, 256, 165},
-        {4, 256, 125}, {4, 256, 0},  {48, 16, 0},   {8, 128, 14}, {8, 128, 0},
-        {40, 32, 0},   {40, 32, 0},  {256, 256, 0}, {32, 256, 0},
+        {400, 64, kinds},
+        {12, 64, kinds},
+        {4, 16, 16},  // full: the verbs of elements come first from here
+        {76, 16, verbs},
+        {320, 256, tree.properties},
+        {4, 256, tree.verbs - 16},
+        {4, 256, 0},
+        {48, 16, 0},
+        {8, 128, verbs},
+        {8, 128, 0},
+        {40, 32, 0},
+        {40, 32, 0},
+        {256, 256, 0},
+        {32, 256, 0},
     };
     MemMgrPoolUse use;
     for (u32 i = 0; i < 14; ++i) {

@@ -8,6 +8,7 @@
 #include "smclp/discovery.h"
 #include "smclp/session.h"
 #include "support/fake_objmgr.h"
+#include "support/shell_tables.h"
 #include "support/test_shell.h"
 
 #include <gtest/gtest.h>
@@ -71,9 +72,9 @@ void ExpectRoom(const char *when)
     for (const MemMgrPoolUse &pool : Pools()) {
         const MemMgrPoolUse all = OfSize(pool.blockSize);
         if (pool.blockSize == kSmclpCommandSize)
-            EXPECT_EQ(all.peak, 14u);  // of 16: a verb each
+            EXPECT_EQ(all.peak, VerbCount());
         else if (pool.blockSize == kMePropertySize)
-            EXPECT_EQ(all.peak, 165u);  // of 256: a property of a kind each
+            EXPECT_EQ(all.peak, CountTree().properties);
         else
             EXPECT_LE(all.peak * 2, all.blockCount) << "blocks of " << pool.blockSize;
     }
@@ -101,24 +102,14 @@ TEST(Pools, RecordsHaveTheSizesOfTheirBlocksOn32Bits)
 TEST(Pools, TreeUsesABlockForEachOfItsParts)
 {
     const TestShell shell;
-    u32 elements = 0;
-    u32 verbs = 0;
-    u32 properties = 0;
-    for (const SmclpMeIdMapping *entry = pMeMapping; entry != nullptr; entry = entry->next) {
-        ++elements;
-        for (const void *verb = entry->element->verbs; verb != nullptr; verb = ListNext(verb))
-            ++verbs;
-        for (const void *one = entry->element->properties; one != nullptr; one = ListNext(one))
-            ++properties;
-    }
-    EXPECT_EQ(elements, 27u);
-    EXPECT_EQ(OfSize(400).used, elements);
-    EXPECT_EQ(OfSize(12).used, elements);
-    EXPECT_EQ(properties, 165u);
-    EXPECT_EQ(OfSize(320).used, properties);
-    EXPECT_EQ(OfSize(4).used, verbs + 1);  // the session
-    EXPECT_EQ(OfSize(76).used, 14u);
-    EXPECT_EQ(OfSize(8).used, 14u);
+    const TreeCounts tree = CountTree();
+    EXPECT_EQ(tree.elements, KindCount());
+    EXPECT_EQ(OfSize(400).used, tree.elements);
+    EXPECT_EQ(OfSize(12).used, tree.elements);
+    EXPECT_EQ(OfSize(320).used, tree.properties);
+    EXPECT_EQ(OfSize(4).used, tree.verbs + 1);  // the session
+    EXPECT_EQ(OfSize(76).used, VerbCount());
+    EXPECT_EQ(OfSize(8).used, VerbCount());
     for (const u32 general : {48u, 40u, 256u, 32u})
         EXPECT_EQ(OfSize(general).used, 0u) << general;
 }

@@ -9,6 +9,7 @@
 #include "support/child_process.h"
 #include "support/failing_memory.h"
 #include "support/fake_objmgr.h"
+#include "support/shell_tables.h"
 #include "support/test_shell.h"
 
 #include <functional>
@@ -523,18 +524,18 @@ constexpr const char *kTypicalLines[] = {
 // what there is, or says why not by a result.
 TEST(Exhaustion, EveryPoolAllocationOfStartUpFailingInTurn)
 {
-    constexpr u32 kFirstElement = 29;  // behind two allocations for each of the 14 commands
+    const u32 firstElement = 2 * VerbCount() + 1;  // behind two allocations for each command
     u32 call = 1;
     for (bool more = true; more; ++call) {
         FakeObjMgr objMgr;
         TraceCapture traces;
         {
             MemoryFailure failure(Memory::Pools, call);
-            ASSERT_EQ(SmclpInit(), call == kFirstElement ? 1u : 0u) << call;
+            ASSERT_EQ(SmclpInit(), call == firstElement ? 1u : 0u) << call;
             more = failure.Struck();
         }
         SmclpSession *session = nullptr;
-        ASSERT_EQ(SmclpCreateSession(&session), call == kFirstElement ? 2u : 0u) << call;
+        ASSERT_EQ(SmclpCreateSession(&session), call == firstElement ? 2u : 0u) << call;
         for (const char *text : kTypicalLines) {
             char line[256] = "";
             strncpy(line, text, sizeof line - 1);
@@ -546,22 +547,23 @@ TEST(Exhaustion, EveryPoolAllocationOfStartUpFailingInTurn)
         SmclpRemoveSession(session);
         ResetShellGlobals();
     }
-    EXPECT_GT(call, kFirstElement + 20);
+    EXPECT_GT(call, firstElement + 20);
 }
 
 // From the n-th allocation on nothing is left.
 TEST(Exhaustion, PoolsThatRunOutDuringStartUp)
 {
-    for (u32 call = 1; call <= 60; ++call) {
+    const u32 firstElement = 2 * VerbCount() + 1;
+    for (u32 call = 1; call <= firstElement + 31; ++call) {
         FakeObjMgr objMgr;
         TraceCapture traces;
         {
             MemoryFailure failure(Memory::Pools, call, true);
-            ASSERT_EQ(SmclpInit(), call <= 29 ? 1u : 0u) << call;
+            ASSERT_EQ(SmclpInit(), call <= firstElement ? 1u : 0u) << call;
         }
         SmclpSession *session = nullptr;
         // The root is mapped by the seventh allocation of its own.
-        ASSERT_EQ(SmclpCreateSession(&session), call <= 35 ? 2u : 0u) << call;
+        ASSERT_EQ(SmclpCreateSession(&session), call <= firstElement + 6 ? 2u : 0u) << call;
         for (const char *text : {"version", "show", "cd /system1", "help"}) {
             char line[256] = "";
             strncpy(line, text, sizeof line - 1);
