@@ -176,7 +176,7 @@ TEST_F(Guide, LimitsOfNumbersAreThoseOfTheProgram)
         EXPECT_EQ(CheckKey(row, std::to_string(least - 1)).status, 1) << row[1];
         EXPECT_EQ(CheckKey(row, std::to_string(most + 1)).status, 1) << row[1];
     }
-    EXPECT_EQ(numbers, 8);
+    EXPECT_EQ(numbers, 14);
 }
 
 TEST_F(Guide, WordsThatCanBeChosenAreThoseOfTheProgram)

@@ -180,8 +180,9 @@ class FaultyNetwork : public Faults, public testing::WithParamInterface<BadNetwo
 TEST_P(FaultyNetwork, IsSurvivedWithoutGrowing)
 {
     PutRelay();
-    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
-           .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
+    Serve(
+        {.poll = "sensors_ms = 100\nstates_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+         .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
     ASSERT_TRUE(WaitUntil([&] { return Works(); }));
     relay->Set(GetParam().faults);
     TestSleepMs(1500);
@@ -226,9 +227,10 @@ TEST_F(Faults, BmcThatIsBusyNowAndThen)
 TEST_F(Faults, BmcThatTalksNonsenseInsideASession)
 {
     PutRelay();
-    Serve({.cipherSuite = 0,
-           .poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
-           .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
+    Serve(
+        {.cipherSuite = 0,
+         .poll = "sensors_ms = 100\nstates_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+         .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
     std::atomic<u32> seed = 1;
     const RelayEdit nonsense = [&](std::vector<u8> *data) {
         const u32 random = seed = seed * 1664525 + 1013904223;
@@ -253,8 +255,9 @@ TEST_F(Faults, BmcThatTalksNonsenseInsideASession)
 TEST_F(Faults, ManyLossesLeaveNothingBehind)
 {
     PutRelay();
-    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
-           .timeouts = "answer_ms = 100\nsession_ms = 300\n"});
+    Serve(
+        {.poll = "sensors_ms = 100\nstates_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
+         .timeouts = "answer_ms = 100\nsession_ms = 300\n"});
     long before = 0;
     for (int round = 0; round < 8; ++round) {
         if (round == 2)

@@ -214,7 +214,8 @@ TEST_F(Power, WhileAllIsBeingPolled)
 {
     PutRelay();
     relay->Set({.delayMs = 20});
-    Serve({.poll = "sensors_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n"});
+    Serve({.poll =
+               "sensors_ms = 100\nstates_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n"});
     EXPECT_EQ(Timed("stop /system1"), kStopped);
     EXPECT_EQ(Timed("start /system1"), kStarted);
     EXPECT_EQ(Timed("reset /system1"), kReset);

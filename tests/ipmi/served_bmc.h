@@ -30,7 +30,8 @@ struct ServiceSettings {
     std::string password = {};  // empty: the user's
     std::string privilege = "administrator";
     int cipherSuite = 3;
-    std::string poll = "sensors_ms = 200\npower_ms = 100\nlog_ms = 200\nsdr_ms = 1000\n";
+    std::string poll =
+        "sensors_ms = 200\nstates_ms = 200\npower_ms = 100\nlog_ms = 200\nsdr_ms = 1000\n";
     std::string timeouts = {};
 };
 

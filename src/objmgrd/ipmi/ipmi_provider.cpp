@@ -11,7 +11,7 @@ std::unique_ptr<Provider> MakeIpmiProvider(const IpmiSettings &settings, std::un
     const BackgroundOptions options = {.name = "ipmi",
                                        .source = "BMC " + name,
                                        .silent = "no answer from " + name,
-                                       .lostMs = kStaleMs,
+                                       .lostMs = IpmiLostMs(settings),
                                        .methodMs = settings.methodMs,
                                        .log = log,
                                        .clock = clock};

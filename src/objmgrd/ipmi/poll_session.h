@@ -9,9 +9,6 @@
 #include "objmgrd/background/background_provider.h"
 #include "objmgrd/ipmi/bmc.h"
 
-// Clients are told that there is no answer when nothing good has come for this long, at most 3 s.
-constexpr u32 kStaleMs = 2700;
-
 // Pauses before the session is opened again. After a loss the first try comes at once; those after
 // it follow ever more slowly. A BMC that refuses us is asked less often, so that it does not lock
 // the user out.

@@ -15,6 +15,12 @@ namespace
 constexpr u64 kNever = ~u64{0};
 // Changed readings are handed over together.
 constexpr u32 kTogetherMs = 100;
+// While the sensors are read for the first time, how far that is is said so often.
+constexpr u32 kProgressMs = 5000;
+// On a slow BMC the power state is asked for with one request in eight, and after this at the
+// latest.
+constexpr u32 kPowerShare = 8;
+constexpr u32 kPowerMostMs = 2000;
 // What the BMC could not tell, though it answered, is asked again after this.
 constexpr u32 kTryAgainMs = 5000;
 constexpr u32 kIdleMostMs = 1000;
@@ -26,12 +32,23 @@ constexpr u32 kSkippedLinesMax = 16;
 // Of Get Chassis Status (IPMI 2.0, section 28.2).
 constexpr u8 kPowerIsOn = 0x01;
 
+SensorPeriods PeriodsOf(const IpmiSettings &settings)
+{
+    return {.temperaturesMs = settings.temperaturesMs,
+            .voltagesMs = settings.voltagesMs,
+            .currentsMs = settings.currentsMs,
+            .fansMs = settings.fansMs,
+            .statesMs = settings.statesMs,
+            .othersMs = settings.statesMs,
+            .thresholdsMs = settings.thresholdsMs};
+}
+
 }  // namespace
 
 Schedule::Schedule(const IpmiSettings *settings, PollSession *session, Publication *publication,
                    BackgroundClock clock)
     : settings_(*settings), session_(session), publication_(publication), clock_(clock),
-      identity_(publication)
+      lostMs_(IpmiLostMs(*settings)), identity_(publication)
 {
     Forget(0);
 }
@@ -52,9 +69,11 @@ void Schedule::Forget(u64 now)
 
 BmcAnswer Schedule::AskPower()
 {
+    const u64 before = clock_();
     const BmcAnswer answer = session_->Ask({kNetFnChassis, kGetChassisStatus, 0, {}});
     const u64 now = clock_();
-    nextPowerMs_ = now + settings_.powerMs;
+    const u64 share = std::min<u64>((now - before) * (kPowerShare - 1), kPowerMostMs);
+    nextPowerMs_ = now + std::max<u64>(settings_.powerMs, share);
     if (!answer.came)
         return answer;
     BmcPower power = publication_->Power();
@@ -65,7 +84,7 @@ BmcAnswer Schedule::AskPower()
     } else if (answer.Denied()) {
         power = BmcPower::Denied;
         powerMs_ = now;
-    } else if (now - powerMs_ > kStaleMs) {
+    } else if (now - powerMs_ > lostMs_) {
         power = BmcPower::Unknown;
     }
     publication_->SetPower(power);
@@ -78,9 +97,10 @@ bool Schedule::IsReady(Task task) const
     case kSensorTask:
         return sdrKnown_;
     case kLogTask:
-        return sdrSettled_;  // its records name the sensors
+        // Its records name the sensors, which come first; unless it is waited for.
+        return sdrSettled_ && (logWanted_ || IsSettled());
     case kIdentityTask:
-        return !identity_.NeedsRepository() || sdrSettled_;
+        return sdrSettled_ && IsSettled();
     default:
         return true;
     }
@@ -92,19 +112,31 @@ u32 Schedule::Step(u64 now)
         AskPower();
         return 0;
     }
+    if (IsGiveDue(now)) {
+        GiveSensors(now);
+        return 0;
+    }
     u64 next = nextPowerMs_;
+    if (WantsGiving())
+        next = std::min(next, sensorsGivenMs_ + kTogetherMs);
     for (u32 i = 0; i < kTaskCount; ++i) {
         const Task task = static_cast<Task>((nextTask_ + i) % kTaskCount);
         if (!IsReady(task))
             continue;
-        if (now >= dueMs_[task]) {
+        const u64 due = DueOf(task);
+        if (now >= due) {
             nextTask_ = (task + 1) % kTaskCount;
             StepTask(task, now);
             return 0;
         }
-        next = std::min(next, dueMs_[task]);
+        next = std::min(next, due);
     }
     return static_cast<u32>(std::clamp<u64>(next - std::min(next, now), 1, kIdleMostMs));
+}
+
+u64 Schedule::DueOf(Task task) const
+{
+    return task == kSensorTask ? sensors_.DueMs() : dueMs_[task];
 }
 
 void Schedule::StepTask(Task task, u64 now)
@@ -115,7 +147,7 @@ void Schedule::StepTask(Task task, u64 now)
     case kSdrTask:
         return StepSdr(begins, now);
     case kSensorTask:
-        return StepSensors(begins, now);
+        return StepSensors(now);
     case kLogTask:
         return StepLog(begins, now);
     case kIdentityTask:
@@ -126,10 +158,9 @@ void Schedule::StepTask(Task task, u64 now)
 
 void Schedule::LookEverywhere(u64 now)
 {
-    for (Task task : {kSensorTask, kLogTask}) {
-        if (!running_[task])
-            dueMs_[task] = now;
-    }
+    sensors_.HurryAll(now);
+    if (!running_[kLogTask])
+        dueMs_[kLogTask] = now;
 }
 
 // ---- sensor records ----
@@ -210,9 +241,9 @@ void Schedule::EndSdr(ReadStep step, u64 now)
             publication_->GiveNoSensors(kCimFailed);
         publication_->ForgetLog();  // its records name the sensors
     }
-    sensors_.Reset(&repository_);
-    running_[kSensorTask] = false;
-    dueMs_[kSensorTask] = now;
+    sensors_.Reset(&repository_, PeriodsOf(settings_), now);
+    sensorsGiven_ = false;
+    progressMs_ = now + kProgressMs;
     dueMs_[kLogTask] = now;
     if (identity_.NeedsRepository() || was) {
         identity_.StartSupplies();
@@ -222,24 +253,42 @@ void Schedule::EndSdr(ReadStep step, u64 now)
 
 // ---- sensors ----
 
-void Schedule::StepSensors(bool begins, u64 now)
+// Before all of them are there, clients get none: a list that ends early looks like a small
+// machine.
+void Schedule::StepSensors(u64 now)
 {
-    if (begins) {
-        sensors_.StartRound();
-        dueMs_[kSensorTask] = now;
-    }
-    const ReadStep step = sensors_.Step(session_);
-    if (step == ReadStep::Lost)
+    if (sensors_.Step(session_, now) == ReadStep::Lost)
         return;
-    const bool ended = step == ReadStep::Done;
-    if (sensors_.Complete() && (ended || now >= sensorsGivenMs_ + kTogetherMs)) {
-        sensorsGivenMs_ = now;
-        publication_->GiveSensors(&sensors_, repository_);
-    }
-    if (!ended)
+    if (!sensors_.Complete())
+        SayHowFar(now);
+}
+
+// What changed is handed over together with what changes shortly after it.
+bool Schedule::WantsGiving() const
+{
+    return sdrKnown_ && sensors_.Complete() && (sensors_.HasChanged() || !sensorsGiven_);
+}
+
+bool Schedule::IsGiveDue(u64 now) const
+{
+    return WantsGiving() && (!sensorsGiven_ || now >= sensorsGivenMs_ + kTogetherMs);
+}
+
+void Schedule::GiveSensors(u64 now)
+{
+    sensorsGivenMs_ = now;
+    sensorsGiven_ = true;
+    publication_->GiveSensors(&sensors_, repository_);
+}
+
+void Schedule::SayHowFar(u64 now)
+{
+    if (now < progressMs_)
         return;
-    running_[kSensorTask] = false;
-    dueMs_[kSensorTask] = std::max(now, dueMs_[kSensorTask] + settings_.sensorsMs);
+    progressMs_ = now + kProgressMs;
+    publication_->Say(LOG_NOTICE,
+                      "sensors are still being read: " + std::to_string(sensors_.ReadOnce()) +
+                          " of " + std::to_string(sensors_.Count()) + " so far");
 }
 
 // ---- the log ----
@@ -247,6 +296,7 @@ void Schedule::StepSensors(bool begins, u64 now)
 void Schedule::RereadLog(u64 now)
 {
     log_.Forget();
+    logWanted_ = true;
     running_[kLogTask] = false;
     dueMs_[kLogTask] = now;
 }
@@ -265,15 +315,19 @@ void Schedule::StepLog(bool begins, u64 now)
 void Schedule::EndLog(ReadStep step, u64 now)
 {
     running_[kLogTask] = false;
+    logWanted_ = false;
     if (step == ReadStep::Done) {
         dueMs_[kLogTask] = std::max(now, dueMs_[kLogTask] + settings_.logMs);
         logMs_ = now;
         ++logReadings_;
+        // What is logged is a state that changed, most often.
+        if (log_.FirstNew() < log_.Records().size())
+            sensors_.HurryStates(now);
         publication_->GiveLog(log_, repository_);
         return;
     }
     // What cannot be read took more requests than a look that finds nothing new.
-    const bool forLong = now - logMs_ > kStaleMs;
+    const bool forLong = now - logMs_ > lostMs_;
     dueMs_[kLogTask] =
         now + (forLong && !BmcIsBusy(log_.Code()) ? std::max(settings_.logMs, kTryAgainMs)
                                                   : settings_.logMs);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // schedule.h -- what is read from the BMC when.
 //
-// The power state when it is due; then, in turn, what is due of: sensor records, sensors, log,
-// identity. Each step sends one request at most. What was read goes to the publication.
+// The power state when it is due; then the sensor records and the sensors until all were read once;
+// then, in turn, what is due of: sensor records, sensors, log, identity. Each step sends one
+// request at most. What was read goes to the publication.
 #ifndef OBJMGRD_IPMI_SCHEDULE_H
 #define OBJMGRD_IPMI_SCHEDULE_H
 
@@ -24,7 +25,7 @@ public:
     // will be. A request without an answer is for the owner of the session to see.
     u32 Step(u64 now);
     // All that there is has been read once.
-    bool IsSettled() const { return sdrSettled_ && (!sdrKnown_ || sensors_.Complete()); }
+    bool IsSettled() const { return sdrSettled_ && (!sdrKnown_ || sensorsGiven_); }
 
     // ---- for methods ----
     // Asks for the power state and publishes it.
@@ -42,7 +43,13 @@ private:
     bool IsReady(Task task) const;
     void StepTask(Task task, u64 now);
     void StepSdr(bool begins, u64 now);
-    void StepSensors(bool begins, u64 now);
+    void StepSensors(u64 now);
+    void SayHowFar(u64 now);
+    bool WantsGiving() const;
+    bool IsGiveDue(u64 now) const;
+    void GiveSensors(u64 now);
+    bool IsTaskDue(Task task, u64 now) const;
+    u64 DueOf(Task task) const;
     void StepLog(bool begins, u64 now);
     void StepIdentity(u64 now);
     bool SdrCollided(ReadStep step, u64 now);
@@ -56,6 +63,8 @@ private:
     Publication *const publication_;
     const BackgroundClock clock_;
 
+    const u32 lostMs_;
+
     // ---- readers and what they found
     SdrReader sdr_;
     SdrRepository repository_;
@@ -68,6 +77,7 @@ private:
     u64 powerMs_ = 0;  // it was read last
     u64 logMs_ = 0;    // it was read last
     u64 sensorsGivenMs_ = 0;
+    u64 progressMs_ = 0;  // what was read of the sensors is said next, where not all were
     u64 dueMs_[kTaskCount] = {};
     bool running_[kTaskCount] = {};
     u32 nextTask_ = 0;
@@ -75,8 +85,10 @@ private:
 
     // ---- what holds since the last Forget
     bool sdrKnown_ = false;
-    bool sdrSettled_ = false;  // it is known, or known not to be had
-    u32 sdrCollisions_ = 0;    // readings in a row that other readers spoilt
+    bool sensorsGiven_ = false;  // all of them, since the repository was read
+    bool logWanted_ = false;     // a method waits for the log
+    bool sdrSettled_ = false;    // it is known, or known not to be had
+    u32 sdrCollisions_ = 0;      // readings in a row that other readers spoilt
 };
 
 #endif

@@ -2,10 +2,14 @@
 // sensor_reader.cpp -- see sensor_reader.h.
 #include "objmgrd/ipmi/sensor_reader.h"
 
+#include "objmgrd/ipmi/sensor_place.h"
+
 #include <algorithm>
 
 namespace
 {
+
+constexpr u64 kNever = ~u64{0};
 
 // Flags of Get Sensor Reading (IPMI 2.0, section 35.14).
 constexpr u8 kUnavailable = 0x20;
@@ -18,40 +22,128 @@ bool IsTheBmcs(const SdrSensor &sensor)
     return sensor.owner == kSdrBmcAddress && sensor.channel == 0;
 }
 
+u32 PeriodOf(const SdrSensor &sensor, const SensorPeriods &periods)
+{
+    if (SensorFormat(sensor) != kFormatThreshold)
+        return periods.statesMs;
+    switch (SensorPlaceOf(sensor).type) {
+    case kTypeTemperature:
+        return periods.temperaturesMs;
+    case kTypeVoltage:
+        return periods.voltagesMs;
+    case kTypeCurrent:
+        return periods.currentsMs;
+    case kTypeFan:
+        return periods.fansMs;
+    default:
+        return periods.othersMs;
+    }
+}
+
 }  // namespace
 
-void SensorReader::Reset(const SdrRepository *repository)
+void SensorReader::Reset(const SdrRepository *repository, const SensorPeriods &periods, u64 nowMs)
 {
     const size_t count = repository->sensors.size();
     repository_ = repository;
+    periods_ = periods;
     readings_.assign(count, SensorReading());
-    thresholdsRead_.assign(count, false);
+    due_.assign(count, Due());
     changed_.assign(count, true);
-    complete_ = false;
-    at_ = 0;
-    again_ = 0;
+    anyChanged_ = true;
+    readOnce_ = 0;
     for (size_t i = 0; i < count; ++i) {
         const SdrSensor &sensor = repository->sensors[i];
         readings_[i].thresholdMask = sensor.fixedMask;
         std::copy_n(sensor.fixedValues, size_t{kThresholdCount}, readings_[i].thresholds);
+        due_[i].periodMs = PeriodOf(sensor, periods);
+        due_[i].readingMs = nowMs;
+        due_[i].thresholdsMs = nowMs;
+        if (!IsTheBmcs(sensor)) {
+            due_[i].read = true;
+            ++readOnce_;
+        }
     }
 }
 
-void SensorReader::StartRound()
+bool SensorReader::AsksThresholds(u32 i) const
 {
-    at_ = 0;
-    againDone_ = !complete_;
-    // The next sensor whose thresholds can be read.
-    for (u32 tries = 0; complete_ && tries < Count(); ++tries) {
-        again_ = (again_ + 1) % Count();
-        const SdrSensor &sensor = repository_->sensors[again_];
-        if (sensor.thresholds == SdrThresholds::Readable && IsTheBmcs(sensor))
-            return;
+    const SdrSensor &sensor = repository_->sensors[i];
+    return sensor.thresholds == SdrThresholds::Readable && IsTheBmcs(sensor);
+}
+
+void SensorReader::RecallThresholds(u32 i, u8 mask, const u8 (&values)[kThresholdCount])
+{
+    if (!AsksThresholds(i))
+        return;
+    readings_[i].thresholdMask = mask;
+    std::copy_n(values, size_t{kThresholdCount}, readings_[i].thresholds);
+    due_[i].thresholdsRecalled = true;
+}
+
+bool SensorReader::ThresholdsComplete() const
+{
+    for (u32 i = 0; i < Count(); ++i) {
+        if (AsksThresholds(i) && !due_[i].thresholdsRead)
+            return false;
+    }
+    return true;
+}
+
+// Thresholds that are known from before wait until everything was read once.
+u64 SensorReader::DueOf(u32 i) const
+{
+    if (!IsTheBmcs(repository_->sensors[i]))
+        return kNever;
+    const u64 reading = std::min(due_[i].readingMs, due_[i].hurriedMs);
+    const bool known = due_[i].thresholdsRead || due_[i].thresholdsRecalled;
+    if (!AsksThresholds(i) || (known && !Complete()))
+        return reading;
+    return known ? std::min(reading, due_[i].thresholdsMs) : due_[i].thresholdsMs;
+}
+
+u64 SensorReader::DueMs() const
+{
+    u64 due = kNever;
+    for (u32 i = 0; i < Count(); ++i) {
+        // Before everything was read once, nothing is read for the second time.
+        if (Complete() || !due_[i].read)
+            due = std::min(due, DueOf(i));
+    }
+    return due;
+}
+
+ReadStep SensorReader::Step(Bmc *bmc, u64 nowMs)
+{
+    const u64 due = DueMs();
+    for (u32 i = 0; i < Count(); ++i) {
+        if ((!Complete() && due_[i].read) || DueOf(i) != due)
+            continue;
+        const bool known = due_[i].thresholdsRead || due_[i].thresholdsRecalled;
+        const bool thresholds =
+            AsksThresholds(i) && (!known || (Complete() && due_[i].thresholdsMs == due));
+        return thresholds ? ReadThresholds(bmc, i, nowMs) : Read(bmc, i, nowMs);
+    }
+    return ReadStep::More;
+}
+
+void SensorReader::HurryAll(u64 nowMs)
+{
+    for (Due &due : due_)
+        due.hurriedMs = std::min(due.hurriedMs, nowMs);
+}
+
+void SensorReader::HurryStates(u64 nowMs)
+{
+    for (u32 i = 0; i < Count(); ++i) {
+        if (SensorFormat(repository_->sensors[i]) != kFormatThreshold)
+            due_[i].hurriedMs = std::min(due_[i].hurriedMs, nowMs);
     }
 }
 
 std::vector<u32> SensorReader::TakeChanged()
 {
+    anyChanged_ = false;
     std::vector<u32> changed;
     for (u32 i = 0; i < Count(); ++i) {
         if (changed_[i])
@@ -61,72 +153,57 @@ std::vector<u32> SensorReader::TakeChanged()
     return changed;
 }
 
-ReadStep SensorReader::Next()
+void SensorReader::Set(u32 i, const SensorReading &reading)
 {
-    ++at_;
-    if (at_ < Count())
-        return ReadStep::More;
-    complete_ = true;
-    return ReadStep::Done;
-}
-
-void SensorReader::Set(const SensorReading &reading)
-{
-    if (readings_[at_] == reading)
+    if (readings_[i] == reading)
         return;
-    readings_[at_] = reading;
-    changed_[at_] = true;
+    readings_[i] = reading;
+    changed_[i] = true;
+    anyChanged_ = true;
 }
 
-bool SensorReader::WantsThresholds(u32 i) const
+ReadStep SensorReader::ReadThresholds(Bmc *bmc, u32 i, u64 nowMs)
 {
-    if (repository_->sensors[i].thresholds != SdrThresholds::Readable)
-        return false;
-    return !thresholdsRead_[i] || (i == again_ && !againDone_);
-}
-
-ReadStep SensorReader::Step(Bmc *bmc)
-{
-    // What needs no request is passed over in the same step.
-    while (at_ < Count() && !IsTheBmcs(repository_->sensors[at_])) {
-        if (Next() == ReadStep::Done)
-            return ReadStep::Done;
-    }
-    if (at_ >= Count()) {
-        complete_ = true;
-        return ReadStep::Done;
-    }
-    return WantsThresholds(at_) ? ReadThresholds(bmc) : Read(bmc);
-}
-
-ReadStep SensorReader::ReadThresholds(Bmc *bmc)
-{
-    const SdrSensor &sensor = repository_->sensors[at_];
+    const SdrSensor &sensor = repository_->sensors[i];
     BmcRequest request = {kNetFnSensor, kGetSensorThresholds, 1, {sensor.number}};
     request.lun = sensor.lun;
     const BmcAnswer answer = bmc->Ask(request);
     if (!answer.came)
         return ReadStep::Lost;
-    thresholdsRead_[at_] = true;
-    againDone_ = againDone_ || at_ == again_;
-    SensorReading reading = readings_[at_];
+    // Later in step with the time before; the first time spread over the period.
+    Due &due = due_[i];
+    due.thresholdsMs = due.thresholdsRead
+                           ? std::max(due.thresholdsMs + periods_.thresholdsMs, nowMs)
+                           : nowMs + u64{periods_.thresholdsMs} * (i + 1) / Count();
+    due.thresholdsRead = true;
+    SensorReading reading = readings_[i];
     reading.thresholdMask = answer.Done(7) ? answer.data[0] & 0x3f : 0;
     std::fill(std::begin(reading.thresholds), std::end(reading.thresholds), u8{0});
     if (reading.thresholdMask != 0)
         std::copy_n(answer.data + 1, size_t{kThresholdCount}, reading.thresholds);
-    Set(reading);
+    Set(i, reading);
     return ReadStep::More;
 }
 
-ReadStep SensorReader::Read(Bmc *bmc)
+ReadStep SensorReader::Read(Bmc *bmc, u32 i, u64 nowMs)
 {
-    const SdrSensor &sensor = repository_->sensors[at_];
+    const SdrSensor &sensor = repository_->sensors[i];
     BmcRequest request = {kNetFnSensor, kGetSensorReading, 1, {sensor.number}};
     request.lun = sensor.lun;
     const BmcAnswer answer = bmc->Ask(request);
     if (!answer.came)
         return ReadStep::Lost;
-    SensorReading reading = readings_[at_];
+    // In step with the time before, so that no delay adds up; the first time spread over the
+    // period, so that the BMC is not asked everything at once for ever.
+    Due &due = due_[i];
+    const bool early = due.readingMs > nowMs;  // somebody was in a hurry: the next comes as before
+    due.hurriedMs = kNever;
+    if (!early)
+        due.readingMs = due.read ? std::max(due.readingMs + due.periodMs, nowMs)
+                                 : nowMs + u64{due.periodMs} * (i + 1) / Count();
+    readOnce_ += due.read ? 0 : 1;
+    due.read = true;
+    SensorReading reading = readings_[i];
     reading.denied = answer.Denied();
     reading.valid =
         answer.Done(2) && (answer.data[1] & kUnavailable) == 0 && (answer.data[1] & kScanning) != 0;
@@ -140,6 +217,6 @@ ReadStep SensorReader::Read(Bmc *bmc)
     // The upper two bits of a threshold sensor's state are reserved and often set.
     if (sensor.eventType == kSdrEventThreshold)
         reading.states &= 0x3f;
-    Set(reading);
-    return Next();
+    Set(i, reading);
+    return ReadStep::More;
 }

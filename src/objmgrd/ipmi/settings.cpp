@@ -46,6 +46,12 @@ struct NumberRow {
 constexpr NumberRow kNumbers[] = {
     {"bmc", "port", &IpmiSettings::port, 1, 65535, For::Lan},
     {"poll", "sensors_ms", &IpmiSettings::sensorsMs, 100, 60000, For::Both},
+    {"poll", "temperatures_ms", &IpmiSettings::temperaturesMs, 100, 60000, For::Both},
+    {"poll", "voltages_ms", &IpmiSettings::voltagesMs, 100, 60000, For::Both},
+    {"poll", "currents_ms", &IpmiSettings::currentsMs, 100, 60000, For::Both},
+    {"poll", "fans_ms", &IpmiSettings::fansMs, 100, 60000, For::Both},
+    {"poll", "states_ms", &IpmiSettings::statesMs, 100, 60000, For::Both},
+    {"poll", "thresholds_ms", &IpmiSettings::thresholdsMs, 1000, 3600000, For::Both},
     {"poll", "power_ms", &IpmiSettings::powerMs, 100, 2000, For::Both},
     {"poll", "log_ms", &IpmiSettings::logMs, 100, 60000, For::Both},
     {"poll", "sdr_ms", &IpmiSettings::sdrMs, 1000, 3600000, For::Both},
@@ -53,6 +59,16 @@ constexpr NumberRow kNumbers[] = {
     {"timeouts", "session_ms", &IpmiSettings::sessionMs, 200, 10000, For::Both},
     {"timeouts", "method_ms", &IpmiSettings::methodMs, 1000, 4800, For::Both},
 };
+
+struct KindRow {
+    const char *key;
+    u32 IpmiSettings::*field;
+};
+
+constexpr KindRow kKinds[] = {{"temperatures_ms", &IpmiSettings::temperaturesMs},
+                              {"voltages_ms", &IpmiSettings::voltagesMs},
+                              {"currents_ms", &IpmiSettings::currentsMs},
+                              {"fans_ms", &IpmiSettings::fansMs}};
 
 struct TextRow {
     const char *key;  // of [bmc]
@@ -116,6 +132,7 @@ private:
     void ReadWorkarounds(const toml::node &node);
     template <typename Rows>
     const NameRow *ReadName(const char *what, const Rows &rows, const toml::node &node);
+    void FillKinds(const toml::table &top);
     void CheckWhole(const toml::table &top);
 
     IpmiSettings *settings_;
@@ -251,6 +268,16 @@ void Reader::ReadKey(const char *table, const toml::key &key, const toml::node &
     Fault(key.source(), "unknown key " + Quoted(key.str()) + " in [" + table + "]");
 }
 
+// What is not said of a kind follows sensors_ms.
+void Reader::FillKinds(const toml::table &top)
+{
+    const toml::table *poll = top.get_as<toml::table>("poll");
+    for (const KindRow &row : kKinds) {
+        if (poll == nullptr || !poll->contains(row.key))
+            settings_->*row.field = settings_->sensorsMs;
+    }
+}
+
 void Reader::CheckWhole(const toml::table &top)
 {
     const toml::node *bmc = top.get("bmc");
@@ -285,6 +312,7 @@ void Reader::ReadTop(const toml::table &top)
         for (const auto &[key, node] : *table)
             ReadKey(name, key, node);
     }
+    FillKinds(top);
     CheckWhole(top);
 }
 
@@ -311,4 +339,14 @@ bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings, std::vect
 std::string IpmiBmcName(const IpmiSettings &settings)
 {
     return settings.driver == IpmiDriver::Lan ? settings.host : settings.device;
+}
+
+u32 IpmiLostMs(const IpmiSettings &settings)
+{
+    constexpr u32 kDefaultLostMs = 2700;
+    constexpr u32 kDefaultSessionMs = 2500;
+    constexpr u32 kMarginMs = 500;
+    return settings.sessionMs <= kDefaultSessionMs
+               ? kDefaultLostMs
+               : settings.sessionMs + settings.powerMs + kMarginMs;
 }

@@ -12,14 +12,18 @@
 //   cipher_suite = 3           lan only: 0 to 3, 6 to 8, 11, 12 or 15 to 17
 //   workarounds = []           lan only: names from the table in settings.cpp
 //   [poll]                     milliseconds from one look to the next
-//   sensors_ms = 1000          every sensor, 100 to 60000
+//   sensors_ms = 1900          readings of every kind that is not named below, 100 to 60000
+//   temperatures_ms, voltages_ms, currents_ms (amperes and watts), fans_ms: as sensors_ms
+//   states_ms = 10000          sensors without a number, 100 to 60000; they are looked at, too,
+//   when
+//                              the log has a new entry
+//   thresholds_ms = 60000      thresholds, 1000 to 3600000
 //   power_ms = 500             the power state, 100 to 2000
-//   log_ms = 1000              whether the log changed, 100 to 60000
+//   log_ms = 2000              whether the log changed, 100 to 60000
 //   sdr_ms = 30000             whether the sensor records changed, 1000 to 3600000
 //   [timeouts]                 milliseconds
 //   answer_ms = 1000           lan only: a request (never a power command) without an answer is
-//   sent
-//                              again, 100 to 5000, below session_ms
+//                              sent again, 100 to 5000, below session_ms
 //   session_ms = 2500          a request without an answer has failed, 200 to 10000
 //   method_ms = 4500           a method is answered at the latest, 1000 to 4800
 #ifndef OBJMGRD_IPMI_SETTINGS_H
@@ -42,9 +46,15 @@ struct IpmiSettings {
     u8 cipherSuite = 3;
     u32 workarounds = 0;  // bits of IpmiWorkaround
 
-    u32 sensorsMs = 1000;
+    u32 sensorsMs = 1900;
+    u32 temperaturesMs = 1900;
+    u32 voltagesMs = 1900;
+    u32 currentsMs = 1900;
+    u32 fansMs = 1900;
+    u32 statesMs = 10000;
+    u32 thresholdsMs = 60000;
     u32 powerMs = 500;
-    u32 logMs = 1000;
+    u32 logMs = 2000;
     u32 sdrMs = 30000;
 
     u32 answerMs = 1000;
@@ -76,6 +86,10 @@ bool IpmiSettingsParse(std::string_view text, IpmiSettings *settings, std::vecto
 // The same for a file; one that cannot be read is a fault of line 0.
 bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings,
                       std::vector<FileNote> *notes);
+
+// Without a good answer for so long the BMC counts as lost: 2.7 s, so that clients are told within
+// 3 s; where a request may take longer than the default, as long as that and a pause between two.
+u32 IpmiLostMs(const IpmiSettings &settings);
 
 // "192.0.2.10" or "/dev/ipmi0": the BMC's name in messages.
 std::string IpmiBmcName(const IpmiSettings &settings);

@@ -61,9 +61,10 @@ TEST_F(ScheduleTest, AnUnchangedMachineCostsFewRequestsAndNoChanges)
     }
     EXPECT_FALSE(changes);
     EXPECT_NEAR(Requests(kNetFnChassis, kGetChassisStatus), 20, 1);
-    EXPECT_NEAR(Requests(kNetFnSensor, kGetSensorReading), 20, 2);
-    EXPECT_NEAR(Requests(kNetFnSensor, kGetSensorThresholds), 10, 1);
-    EXPECT_NEAR(Requests(kNetFnStorage, kGetSelInfo), 10, 1);
+    // A temperature every 1.9 s, a state every 10 s.
+    EXPECT_NEAR(Requests(kNetFnSensor, kGetSensorReading), 6, 1);
+    EXPECT_LE(Requests(kNetFnSensor, kGetSensorThresholds), 1u);
+    EXPECT_NEAR(Requests(kNetFnStorage, kGetSelInfo), 5, 1);
     EXPECT_EQ(Requests(kNetFnStorage, kGetSelEntry), 0u);
     EXPECT_EQ(Requests(kNetFnStorage, kGetSdr), 0u);
     EXPECT_LE(Requests(kNetFnStorage, kGetSdrInfo), 1u);
@@ -113,12 +114,12 @@ TEST_F(ScheduleTest, ASensorThatCannotBeReadIsToldAsSuch)
 {
     RunFor(1000);
     machine_.readings.erase(1);
-    RunFor(1500);
+    RunFor(2000);
     EXPECT_EQ(Reading(), "N/A");
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "StatusText"), "unknown");
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Presence detected");
     machine_.readings[1] = {24, 0x40, 0};
-    RunFor(1500);
+    RunFor(2000);
     EXPECT_EQ(Reading(), "24");
 }
 
@@ -188,4 +189,72 @@ TEST_F(ScheduleTest, OneBadSensorRecordIsNamedAndLeftOut)
     EXPECT_EQ(lines_, "BMC bmc: sensor records read: 1 sensors\n"
                       "BMC bmc: sensor record 0x0000 is left out: from byte 37 on, completion code "
                       "0xCA\n");
+}
+
+// 45 sensors, of which 27 have numbers.
+TEST_F(ScheduleTest, AnIdleMachineIsAskedLessThanTwentyTimesASecond)
+{
+    machine_.sdrs.clear();
+    for (u8 number = 1; number <= 45; ++number) {
+        const bool numeric = number % 5 < 3;
+        const u8 type = numeric ? static_cast<u8>(number % 4 + 1) : u8{8};
+        machine_.sdrs.push_back(SdrOf({"S", number, type, numeric ? u8{0x01} : u8{0x6F}, numeric}));
+        machine_.readings[number] = {1, 0x40, 1};
+        machine_.thresholds[number] = {0x18, 0, 0, 0, 40, 50, 0};
+    }
+    RunFor(70000);
+    machine_.requests.clear();
+    RunFor(60000);
+    EXPECT_LT(machine_.requests.size(), 60u * 20);
+    EXPECT_GT(machine_.requests.size(), 60u * 15);
+    EXPECT_NEAR(Requests(kNetFnChassis, kGetChassisStatus), 120, 2);
+}
+
+TEST_F(ScheduleTest, ANewLogEntryMakesTheStatesBeReadAtOnce)
+{
+    RunFor(3000);
+    machine_.readings[2] = {0, 0x40, 2};
+    machine_.sel.push_back(SelEvent(3, 0x60000010));
+    ++machine_.selAdded;
+    RunFor(settings_.logMs + 200);
+    EXPECT_EQ(Records(), "3");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Power Supply Failure detected");
+    // Without one they are read when it is their turn.
+    machine_.readings[2] = {0, 0x40, 1};
+    RunFor(settings_.statesMs + 200);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "State"), "Presence detected");
+}
+
+// A second for each answer: sensors come all the same, and how far they are is said.
+TEST_F(ScheduleTest, ASlowBmcSaysHowFarTheSensorsAre)
+{
+    machine_.latencyMs = 1000;
+    for (u8 number = 10; number < 21; ++number) {
+        machine_.sdrs.push_back(SdrOf({"more", number, 1, 0x01, true, 0}));
+        machine_.readings[number] = {1, 0x40, 0};
+    }
+    RunFor(20000);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Reading"), "none");
+    RunFor(40000);
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(losses_, 0u);
+    EXPECT_NE(lines_.find("BMC bmc: sensors are still being read: 3 of 13 so far\n"),
+              std::string::npos)
+        << lines_;
+    EXPECT_EQ(lines_.find("13 of 13"), std::string::npos);
+    EXPECT_EQ(Power(), "ON");
+}
+
+// The sensors before the log and the identity, which take long on a slow BMC.
+TEST_F(ScheduleTest, SensorsComeFirst)
+{
+    for (u16 id = 3; id < 300; ++id)
+        machine_.sel.push_back(SelEvent(id, 0x60000002));
+    machine_.latencyMs = 20;
+    RunFor(300);
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(Records(), "none");
+    RunFor(15000);
+    EXPECT_EQ(Records(), "299");
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
 }

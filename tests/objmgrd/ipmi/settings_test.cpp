@@ -85,9 +85,12 @@ TEST(IpmiSettings, WhatIsLeftOutHasItsDefault)
     IpmiSettings s;
     EXPECT_EQ(Read("[bmc]\ndriver = \"local\"\n", &s), "right");
     EXPECT_EQ(IpmiBmcName(s), "/dev/ipmi0");
-    EXPECT_EQ(s.sensorsMs, 1000u);
+    for (u32 ms : {s.sensorsMs, s.temperaturesMs, s.voltagesMs, s.currentsMs, s.fansMs})
+        EXPECT_EQ(ms, 1900u);
+    EXPECT_EQ(s.statesMs, 10000u);
+    EXPECT_EQ(s.thresholdsMs, 60000u);
     EXPECT_EQ(s.powerMs, 500u);
-    EXPECT_EQ(s.logMs, 1000u);
+    EXPECT_EQ(s.logMs, 2000u);
     EXPECT_EQ(s.sdrMs, 30000u);
     EXPECT_EQ(s.answerMs, 1000u);
     EXPECT_EQ(s.sessionMs, 2500u);
@@ -97,6 +100,41 @@ TEST(IpmiSettings, WhatIsLeftOutHasItsDefault)
     EXPECT_EQ(s.privilege, 3);
     EXPECT_EQ(s.cipherSuite, 3);
     EXPECT_EQ(s.workarounds, 0u);
+}
+
+TEST(IpmiSettings, KindsFollowSensorsUnlessTheyAreNamed)
+{
+    IpmiSettings s;
+    EXPECT_EQ(Read(std::string(kLan) + "[poll]\nsensors_ms = 3000\nfans_ms = 400\n", &s), "right");
+    EXPECT_EQ(s.temperaturesMs, 3000u);
+    EXPECT_EQ(s.voltagesMs, 3000u);
+    EXPECT_EQ(s.currentsMs, 3000u);
+    EXPECT_EQ(s.fansMs, 400u);
+    EXPECT_EQ(s.statesMs, 10000u);
+    EXPECT_EQ(Read(std::string(kLan) + "[poll]\ntemperatures_ms = 101\nvoltages_ms = 102\n"
+                                       "currents_ms = 103\nstates_ms = 104\n",
+                   &s),
+              "right");
+    EXPECT_EQ(s.sensorsMs, 1900u);
+    EXPECT_EQ(s.temperaturesMs, 101u);
+    EXPECT_EQ(s.voltagesMs, 102u);
+    EXPECT_EQ(s.currentsMs, 103u);
+    EXPECT_EQ(s.fansMs, 1900u);
+    EXPECT_EQ(s.statesMs, 104u);
+}
+
+// Never less than a request and the pause before it may take.
+TEST(IpmiSettings, WhatCountsAsLostFollowsFromTheSettings)
+{
+    IpmiSettings s;
+    EXPECT_EQ(IpmiLostMs(s), 2700u);
+    s.sessionMs = 200;
+    EXPECT_EQ(IpmiLostMs(s), 2700u);
+    s.sessionMs = 2501;
+    EXPECT_EQ(IpmiLostMs(s), 3501u);
+    s.sessionMs = 10000;
+    s.powerMs = 2000;
+    EXPECT_EQ(IpmiLostMs(s), 12500u);
 }
 
 TEST(IpmiSettings, BothSidesOfEachLimit)
@@ -111,6 +149,14 @@ TEST(IpmiSettings, BothSidesOfEachLimit)
     const Row rows[] = {
         {"", "port", 1, 65535, "port is a number from 1 to 65535"},
         {"[poll]\n", "sensors_ms", 100, 60000, "sensors_ms is a number from 100 to 60000"},
+        {"[poll]\n", "temperatures_ms", 100, 60000,
+         "temperatures_ms is a number from 100 to 60000"},
+        {"[poll]\n", "voltages_ms", 100, 60000, "voltages_ms is a number from 100 to 60000"},
+        {"[poll]\n", "currents_ms", 100, 60000, "currents_ms is a number from 100 to 60000"},
+        {"[poll]\n", "fans_ms", 100, 60000, "fans_ms is a number from 100 to 60000"},
+        {"[poll]\n", "states_ms", 100, 60000, "states_ms is a number from 100 to 60000"},
+        {"[poll]\n", "thresholds_ms", 1000, 3600000,
+         "thresholds_ms is a number from 1000 to 3600000"},
         {"[poll]\n", "power_ms", 100, 2000, "power_ms is a number from 100 to 2000"},
         {"[poll]\n", "log_ms", 100, 60000, "log_ms is a number from 100 to 60000"},
         {"[poll]\n", "sdr_ms", 1000, 3600000, "sdr_ms is a number from 1000 to 3600000"},
