@@ -11,7 +11,7 @@ PACKAGES_TEST_INSTALLED="scdoc pkg-config"
 # What scripts that read JSON use, and what holds it against a schema.
 PACKAGES_TEST_SCRIPTS="jq python3 python3-jsonschema"
 # A simulated Redfish service.
-PACKAGES_TEST_REDFISH="libmicrohttpd-dev"
+PACKAGES_TEST_REDFISH="libmicrohttpd-dev openssl"
 PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI \
 $PACKAGES_TEST_REDFISH"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"

@@ -12,13 +12,15 @@ namespace
 {
 
 constexpr char kUsage[] =
-    "Usage: objmgrd-redfish --config FILE [--dir DIR]\n"
+    "Usage: objmgrd-redfish --config FILE [--dir DIR] [--rights FILE]\n"
     "       objmgrd-redfish --config FILE -- COMMAND [ARG...]\n"
-    "       objmgrd-redfish --config FILE --check\n"
+    "       objmgrd-redfish --config FILE [--rights FILE] --check\n"
     "The object manager of a machine whose management controller speaks Redfish.\n"
     "\n"
     "  --config FILE  which service, and how to reach it, in TOML\n"
     "  --dir DIR      serve in DIR (default: $ZOROBJMGR, else /run/zor/objmgr)\n"
+    "  --rights FILE  who may do what, in TOML (default: /etc/zor/rights.toml, where there is\n"
+    "                 one; without it everybody who may connect may look); read again on SIGHUP\n"
     "  -- COMMAND     serve in a private directory while COMMAND runs, with ZOROBJMGR (and\n"
     "                 ZORSSNDIR, unless it is set) pointing there; exit with its status\n"
     "  --check        only say whether FILE, and the files that it names, are right\n"
