@@ -77,6 +77,9 @@ const Program kPrograms[] = {
 #ifdef OBJMGRD_IPMI
     {OBJMGRD_IPMI, "objmgrd-ipmi.8", {"src/objmgrd/service.cpp"}, "--config"},
 #endif
+#ifdef OBJMGRD_REDFISH
+    {OBJMGRD_REDFISH, "objmgrd-redfish.8", {"src/objmgrd/service.cpp"}, "--config"},
+#endif
 };
 
 Names OptionsOfCode(const Program &program)
@@ -169,6 +172,16 @@ TEST(ManPages, KeysOfTheBmcsSettingsAreThoseOfTheGuide)
     const std::string guide = ReadFile("docs/administrator.md");
     EXPECT_EQ(Joined(Matches(ReadFile("docs/man/objmgrd-ipmi.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)")),
               Joined(Matches(guide, R"(\n\| (?:bmc|poll|timeouts) \| `([a-z_]+)` \|)")));
+}
+
+TEST(ManPages, KeysOfTheRedfishSettingsAreThoseOfTheirPageAndTheCode)
+{
+    const std::string keys =
+        Joined(Matches(ReadFile("docs/man/objmgrd-redfish.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)"));
+    EXPECT_EQ(keys, Joined(Matches(ReadFile("docs/redfish.md"),
+                                   R"(\n\| `(?:redfish|poll|timeouts)` \| `([a-z_]+)` \|)")));
+    EXPECT_EQ(keys, Joined(Matches(ReadFile("src/objmgrd/redfish/settings.h"),
+                                   R"(\n//   ([a-z_]+) = )")));
 }
 
 }  // namespace
