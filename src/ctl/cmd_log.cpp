@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // cmd_log.cpp -- log: the records of the event log, and clearing it.
+#include "ctl/archive_reader.h"
 #include "ctl/commands.h"
 #include "ctl/log_select.h"
 #include "ctl/method.h"
 #include "objmgr/schema.h"
+
+#include <string.h>
 
 namespace
 {
@@ -98,6 +101,37 @@ CtlExit Follow(const Options &options, const Console &console)
     }
 }
 
+// The archive, then what of the log is not in it yet. Records of the archive have neither number
+// nor target: the log may give those to others by now.
+CtlExit All(const Options &options, const Console &console)
+{
+    CtlExit status = kExitDone;
+    Answers answers(options, console, kLogForm, Answers::Shape::ManyRows);
+    ViewReader reader;
+    for (const Server &server : CommandServers(options)) {
+        const std::string directory =
+            options.archive + (options.several ? "/" + server.name.text : "");
+        ArchiveContent archive;
+        if (const int error = ArchiveRead(directory, &archive)) {
+            status = CommandBoth(status, CommandFailed(options, console, server, kExitFailed,
+                                                       directory + ": " + strerror(error)));
+            continue;
+        }
+        std::vector<ModelRecord> records;
+        for (const ArchiveRecord &record : archive.records)
+            records.push_back({0, record.time, record.boot, TextValue(record.description)});
+        const ServerView *view = CommandRead(options, console, server, kParts, &reader, &status);
+        const std::vector<ModelRecord> log =
+            view != nullptr ? ModelRecordsOf(*view) : std::vector<ModelRecord>();
+        const size_t known = LogOverlap(archive.marks, LogMarksOf(log));
+        records.insert(records.end(), log.begin() + static_cast<std::ptrdiff_t>(known), log.end());
+        if (options.sinceTime)
+            records = LogSinceTime(records, *options.sinceTime);
+        answers.Add(server, RowsOf(server, records));
+    }
+    return answers.End(status);
+}
+
 }  // namespace
 
 CtlExit CmdLog(const Options &options, const Console &console)
@@ -106,6 +140,8 @@ CtlExit CmdLog(const Options &options, const Console &console)
         return Clear(options, console);
     if (options.follow)
         return Follow(options, console);
+    if (!options.archive.empty())
+        return All(options, console);
     CtlExit status = kExitDone;
     Answers answers(options, console, kLogForm, Answers::Shape::ManyRows);
     ViewReader reader;

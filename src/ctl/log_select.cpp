@@ -25,17 +25,19 @@ std::vector<ModelRecord> LogAfterRecord(const std::vector<ModelRecord> &records,
     return selected;
 }
 
+std::vector<LogMark> LogMarksOf(const std::vector<ModelRecord> &records)
+{
+    std::vector<LogMark> marks;
+    for (const ModelRecord &record : records)
+        marks.push_back(ArchiveMarkOf({0, record.time, record.boot, record.description.text}));
+    return marks;
+}
+
 std::vector<ModelRecord> LogFollower::News(const std::vector<ModelRecord> &records, bool readable)
 {
     if (!readable)
         return {};
-    std::vector<LogMark> marks;
-    for (const ModelRecord &record : records) {
-        const std::string time = record.time   ? std::to_string(*record.time)
-                                 : record.boot ? "boot"
-                                               : "";
-        marks.push_back(LogMarkOf(time, record.description.text));
-    }
+    const std::vector<LogMark> marks = LogMarksOf(records);
     if (marks.empty())
         seen_.clear();
     const size_t known = LogOverlap(seen_, marks);

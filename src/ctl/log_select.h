@@ -3,7 +3,7 @@
 #ifndef CTL_LOG_SELECT_H
 #define CTL_LOG_SELECT_H
 
-#include "archive/log_overlap.h"
+#include "archive/archive_line.h"
 #include "ctl/model.h"
 
 // Records from `time` on. One without a time of its own counts as of the time of the last record
@@ -12,6 +12,9 @@ std::vector<ModelRecord> LogSinceTime(const std::vector<ModelRecord> &records, i
 
 // Records with a number above this one.
 std::vector<ModelRecord> LogAfterRecord(const std::vector<ModelRecord> &records, u32 number);
+
+// What stands for each record where logs are compared.
+std::vector<LogMark> LogMarksOf(const std::vector<ModelRecord> &records);
 
 // Tells which records are new from look to look: for --follow.
 class LogFollower

@@ -320,8 +320,10 @@ Row SystemRow(const Value &server, const ServerView &view, const ModelSystem &sy
 Row RecordRow(const Value &server, const ModelRecord &record)
 {
     return {server,
-            IntegerValue(record.number),
-            TextValue("/system1/logs1/log1/record" + std::to_string(record.number)),
+            record.number == 0 ? Value() : IntegerValue(record.number),
+            record.number == 0
+                ? Value()
+                : TextValue("/system1/logs1/log1/record" + std::to_string(record.number)),
             record.time ? TimeValue(*record.time) : Value(),
             FlagValue(record.boot),
             record.description};

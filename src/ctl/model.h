@@ -43,7 +43,7 @@ struct ModelSensor {
 };
 
 struct ModelRecord {
-    u32 number = 0;           // RecordNum
+    u32 number = 0;           // RecordNum; 0: it is in the log no more
     std::optional<i64> time;  // seconds since 1970; none: it has none
     bool boot = false;        // from before the controller knew the time
     Value description;        // null when it cannot be read

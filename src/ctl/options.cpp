@@ -36,6 +36,7 @@ const char kOptionsUsage[] =
     "  --every N/SECONDS  power, log clear: a pause after every N servers\n"
     "  --since TIME|N     log: records from this time on, or after record N\n"
     "  --follow           log: and those to come\n"
+    "  --all DIR          log: the archive in DIR, too; with -w in DIR/NAME\n"
     "  --count N          watch: end after so many looks\n"
     "  --check            health: as a monitoring plug-in answers\n"
     "  --prometheus       export: the one format that there is\n"
@@ -64,6 +65,7 @@ enum OptionKey : int {
     kKeyCheck,
     kKeyPrometheus,
     kKeyOutput,
+    kKeyAll,
 };
 
 constexpr option kOptions[] = {
@@ -83,6 +85,7 @@ constexpr option kOptions[] = {
     {"check", no_argument, nullptr, kKeyCheck},
     {"prometheus", no_argument, nullptr, kKeyPrometheus},
     {"output", required_argument, nullptr, kKeyOutput},
+    {"all", required_argument, nullptr, kKeyAll},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -96,7 +99,7 @@ constexpr CommandRow kCommands[] = {
     {"sensors", CommandId::Sensors, {kKeyType, kKeyTarget}},
     {"system", CommandId::System, {}},
     {"power", CommandId::Power, {kKeyWait, kKeyYes, kKeyEvery}},
-    {"log", CommandId::Log, {kKeySince, kKeyFollow, kKeyYes, kKeyEvery}},
+    {"log", CommandId::Log, {kKeySince, kKeyFollow, kKeyAll, kKeyYes, kKeyEvery}},
     {"watch", CommandId::Watch, {kKeyType, kKeyTarget, kKeyCount}},
     {"health", CommandId::Health, {kKeyCheck}},
     {"export", CommandId::Export, {kKeyPrometheus, kKeyOutput}},
@@ -251,6 +254,9 @@ std::string ParseOption(int key, const char *value, i64 now, Options *options)
     case kKeyCheck:
         options->check = true;
         break;
+    case kKeyAll:
+        options->archive = value;
+        break;
     case kKeyOutput:
         options->output = value;
         break;
@@ -309,8 +315,11 @@ std::string CheckOptions(const Options &options)
 {
     if (options.waitSeconds && options.action == PowerAction::None)
         return "--wait needs on, off, reset or cycle";
-    if (options.clear && (options.follow || options.sinceTime || options.sinceRecord))
+    const bool archive = !options.archive.empty();
+    if (options.clear && (options.follow || options.sinceTime || options.sinceRecord || archive))
         return "clear takes no options";
+    if (archive && (options.follow || options.sinceRecord))
+        return "--all takes neither --follow nor a record's number";
     const bool endless =
         options.follow || (options.command == CommandId::Watch && options.count == 0);
     if (endless && options.format == OutputFormat::Json)

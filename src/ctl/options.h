@@ -47,6 +47,7 @@ struct Options {
     std::optional<i64> sinceTime;    // seconds since 1970
     std::optional<u32> sinceRecord;  // records after this one
     bool follow = false;
+    std::string archive;    // log --all: this directory; empty: the log alone
     u32 intervalMs = 2000;  // watch
     u32 count = 0;          // watch: so many looks; 0: no end
     bool check = false;     // health: as a monitoring plug-in

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "archive/archive_writer.h"
 #include "ctl/ctl_run.h"
+
+#include <filesystem>
 
 namespace
 {
@@ -62,4 +65,36 @@ TEST(CmdLog, ALogThatCannotBeRead)
     const CtlEnd end = CtlRun("log");
     EXPECT_EQ(end.status, 75);
     EXPECT_EQ(end.err, "smclpctl: the source is silent\n");
+}
+
+TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
+{
+    namespace fs = std::filesystem;
+    std::string directory = fs::temp_directory_path() / "archive.XXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    {
+        ArchiveWriter writer;
+        ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+        ASSERT_EQ(writer.Update({{1, 30, false, "cleared long ago"}}), 0);
+        ASSERT_EQ(writer.Update({}), 0);
+        ASSERT_EQ(writer.Update({{1, 60, false, "one"}, {2, std::nullopt, true, "two"}}), 0);
+    }
+    FakeObjMgr om;
+    Fill(&om);
+    const CtlEnd end = CtlRun("log -f csv --all " + directory);
+    EXPECT_EQ(end.status, 0) << end.err;
+    EXPECT_EQ(end.out, "server,record,target,time,boot,description\r\n"
+                       ",,,1970-01-01T00:00:30Z,false,cleared long ago\r\n"
+                       ",,,1970-01-01T00:01:00Z,false,one\r\n"
+                       ",,,,true,two\r\n"
+                       ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
+                       "\"three, \"\"quoted\"\"\"\r\n");
+    EXPECT_EQ(CtlRun("log --since 1970-01-01T00:02:00Z -f csv --all " + directory).out,
+              CtlRun("log --since 2 -f csv").out);
+    om.openFails = true;
+    const CtlEnd gone = CtlRun("log -f csv --all " + directory);
+    EXPECT_EQ(gone.status, 69);
+    EXPECT_NE(gone.out.find("true,two"), std::string::npos);
+    fs::remove_all(directory);
+    EXPECT_EQ(CtlRun("log --all " + directory).status, 1);
 }

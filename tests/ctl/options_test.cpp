@@ -116,6 +116,16 @@ TEST(Options, Since)
     EXPECT_EQ(Wrong({"log", "--since", "soon"}), "neither a time nor a record's number: soon");
 }
 
+TEST(Options, All)
+{
+    EXPECT_EQ(Right({"log", "--all", "/var/x", "--since", "now"}).archive, "/var/x");
+    EXPECT_EQ(Wrong({"log", "--all", "/x", "--since", "7"}),
+              "--all takes neither --follow nor a record's number");
+    EXPECT_EQ(Wrong({"log", "--all", "/x", "--follow"}),
+              "--all takes neither --follow nor a record's number");
+    EXPECT_EQ(Wrong({"log", "clear", "--all", "/x"}), "clear takes no options");
+}
+
 TEST(Options, Times)
 {
     EXPECT_EQ(Time("today"), "2024-02-29T00:00:00Z");
