@@ -164,6 +164,8 @@ CtlExit CommandRun(const Options &options, const Console &console)
         return CmdWatch(options, console);
     case CommandId::Health:
         return CmdHealth(options, console);
+    case CommandId::Audit:
+        return CmdAudit(options, console);
     case CommandId::Export:
         break;
     }

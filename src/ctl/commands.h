@@ -33,6 +33,7 @@ CtlExit CmdPower(const Options &options, const Console &console);
 CtlExit CmdLog(const Options &options, const Console &console);
 CtlExit CmdWatch(const Options &options, const Console &console);
 CtlExit CmdHealth(const Options &options, const Console &console);
+CtlExit CmdAudit(const Options &options, const Console &console);
 CtlExit CmdExport(const Options &options, const Console &console);
 
 // ---- what they share

@@ -21,6 +21,7 @@ const char kOptionsUsage[] =
     "  log [clear]                  the records of the event log\n"
     "  watch [SECONDS]              what changes, line by line; on a terminal a table\n"
     "  health                       how the server does\n"
+    "  audit                        who logged in and who did what\n"
     "  export                       everything in the text format of Prometheus\n"
     "\n"
     "Options:\n"
@@ -34,11 +35,13 @@ const char kOptionsUsage[] =
     "  --wait SECONDS     power: until the host has the power state that was asked for\n"
     "  --yes              power, log clear: do not ask, however many servers\n"
     "  --every N/SECONDS  power, log clear: a pause after every N servers\n"
-    "  --since TIME|N     log: records from this time on, or after record N\n"
+    "  --since TIME|N     log, audit: from this time on; log: or after record N\n"
     "  --follow           log: and those to come\n"
     "  --all DIR          log: the archive in DIR, too; with -w in DIR/NAME\n"
     "  --count N          watch: end after so many looks\n"
     "  --check            health: as a monitoring plug-in answers\n"
+    "  --file FILE        audit: read this log, of text or journalctl -o json; - is standard "
+    "input\n"
     "  --prometheus       export: the one format that there is\n"
     "  --output FILE      export: into FILE, written whole and then renamed\n"
     "  --help             show this text\n"
@@ -66,6 +69,7 @@ enum OptionKey : int {
     kKeyPrometheus,
     kKeyOutput,
     kKeyAll,
+    kKeyFile,
 };
 
 constexpr option kOptions[] = {
@@ -86,6 +90,7 @@ constexpr option kOptions[] = {
     {"prometheus", no_argument, nullptr, kKeyPrometheus},
     {"output", required_argument, nullptr, kKeyOutput},
     {"all", required_argument, nullptr, kKeyAll},
+    {"file", required_argument, nullptr, kKeyFile},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -102,6 +107,7 @@ constexpr CommandRow kCommands[] = {
     {"log", CommandId::Log, {kKeySince, kKeyFollow, kKeyAll, kKeyYes, kKeyEvery}},
     {"watch", CommandId::Watch, {kKeyType, kKeyTarget, kKeyCount}},
     {"health", CommandId::Health, {kKeyCheck}},
+    {"audit", CommandId::Audit, {kKeySince, kKeyFile}},
     {"export", CommandId::Export, {kKeyPrometheus, kKeyOutput}},
 };
 
@@ -257,6 +263,9 @@ std::string ParseOption(int key, const char *value, i64 now, Options *options)
     case kKeyAll:
         options->archive = value;
         break;
+    case kKeyFile:
+        options->file = value;
+        break;
     case kKeyOutput:
         options->output = value;
         break;
@@ -328,6 +337,8 @@ std::string CheckOptions(const Options &options)
         return "-w and --dir exclude each other";
     if (options.check && options.several)
         return "--check asks one server";
+    if (options.command == CommandId::Audit && (options.several || options.sinceRecord))
+        return "audit takes neither -w nor a record's number: it asks the machine's log";
     if (options.everyServers != 0 && !options.several)
         return "--every needs -w";
     return "";

@@ -23,7 +23,7 @@ enum CtlExit : int {
     kExitNoRight = 77,    // EX_NOPERM
 };
 
-enum class CommandId : u8 { Sensors, System, Power, Log, Watch, Health, Export };
+enum class CommandId : u8 { Sensors, System, Power, Log, Watch, Health, Export, Audit };
 
 enum class PowerAction : u8 { None, On, Off, Reset, Cycle };
 
@@ -51,6 +51,7 @@ struct Options {
     u32 intervalMs = 2000;  // watch
     u32 count = 0;          // watch: so many looks; 0: no end
     bool check = false;     // health: as a monitoring plug-in
+    std::string file;       // audit: this file; "-": standard input; empty: the system's log
     std::string output;     // export: into this file; empty: standard output
 };
 
