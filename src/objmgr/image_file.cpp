@@ -25,19 +25,23 @@ u32 ImageClockMs()
 }
 
 // A set-user-id program must not follow its caller to an image of the caller's making.
-const char *ImageDirectory()
+bool ImageUseDirectory(const char *directory)
 {
-    if (sDirectoryKnown)
-        return sDirectory;
-    const char *directory = secure_getenv("ZOROBJMGR");
+    if (directory == nullptr)
+        directory = secure_getenv("ZOROBJMGR");
     if (directory == nullptr || *directory == '\0')
         directory = kObjMgrDefaultDir;
     const size_t length = strlen(directory);
     if (length + sizeof("/") + sizeof(kStoreSocketName) > sizeof(sDirectory))
-        return nullptr;
+        return false;
     memcpy(sDirectory, directory, length + 1);
     sDirectoryKnown = true;
-    return sDirectory;
+    return true;
+}
+
+const char *ImageDirectory()
+{
+    return sDirectoryKnown || ImageUseDirectory(nullptr) ? sDirectory : nullptr;
 }
 
 static void CloseFd(int *fd)

@@ -2,7 +2,8 @@
 // image_file.h -- the files of the object manager's directory as a client opens them: the sign that
 // the service lives, and the image.
 //
-// The directory is taken from ZOROBJMGR at the first use and stays for the process. One thread.
+// The directory is taken from ZOROBJMGR at the first use and stays for the process, unless a tool
+// takes another. One thread.
 #ifndef OBJMGR_IMAGE_FILE_H
 #define OBJMGR_IMAGE_FILE_H
 
@@ -38,6 +39,10 @@ u32 ImageClockMs();
 // The directory's path, NUL-terminated, without a "/" behind it; null when it is longer than a path
 // may be.
 const char *ImageDirectory();
+
+// Takes another directory from here on; null: that of ZOROBJMGR again. What is open stays so.
+// False, with nothing changed: the path is longer than a path may be.
+bool ImageUseDirectory(const char *directory);
 
 // Opens the directory's files. Serving: *file is open, otherwise nothing is. The heartbeat is not
 // looked at.

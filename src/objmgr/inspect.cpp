@@ -5,6 +5,14 @@
 #include "objmgr/instance.h"
 #include "objmgr/safe_text.h"
 
+bool ObjMgrUseDirectory(const char *directory)
+{
+    if (!ImageUseDirectory(directory))
+        return false;
+    SnapshotForget();
+    return true;
+}
+
 ObjMgrPresence ObjMgrGetPresence()
 {
     return SnapshotPresence();

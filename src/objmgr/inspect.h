@@ -8,6 +8,10 @@
 
 #include "objmgr/image_file.h"
 
+// Takes the service of another directory from here on; null: that of ZOROBJMGR again. To be called
+// while no connection is open. False, with nothing changed: the path is too long.
+bool ObjMgrUseDirectory(const char *directory);
+
 // Why the last Open failed, or Serving. Before the first Open: Absent.
 ObjMgrPresence ObjMgrGetPresence();
 

@@ -194,6 +194,12 @@ static ObjMgrPresence Refresh()
     return ObjMgrPresence::Unreadable;
 }
 
+void SnapshotForget()
+{
+    ForgetNewest();
+    ImageFileClose(&sFile);
+}
+
 Snapshot *SnapshotAcquire()
 {
     sPresence = Refresh();

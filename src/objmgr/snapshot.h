@@ -34,6 +34,10 @@ struct Snapshot {
 Snapshot *SnapshotAcquire();
 void SnapshotRelease(Snapshot *snapshot);
 
+// Forgets the file that copies are read from, so that the next one comes from what then is the
+// directory. Copies that are held stay.
+void SnapshotForget();
+
 // What the last SnapshotAcquire found.
 ObjMgrPresence SnapshotPresence();
 // The head of the file that it read from, or null. It may change at any time.

@@ -1336,3 +1336,32 @@ CLIENT_TEST(MethodLeavesTheSnapshotAlone)
     EXPECT_EQ(ReadIn(handle, "OEM_QARN_System", "PowerStatus"), "ON");
     EXPECT_EQ(Read("OEM_QARN_System", "PowerStatus"), "OFF");
 }
+
+// ---- one process and several services ----
+
+CLIENT_TEST(AToolTakesOneDirectoryAfterTheOther)
+{
+    const World world;
+    const World second({{"OEM_QARN_System", Texts({{"PowerStatus", "OFF"}})}});
+    const auto power = [] {
+        ObjMgrHandle handle = 0;
+        char text[32] = "not open";
+        const ObjMgrInterface *om = ObjMgrGetInterface();
+        if (om->Open(&handle) == 0)
+            om->GetPropertyValue(handle, "OEM_QARN_System", "PowerStatus", sizeof text, text);
+        om->Close(handle);
+        return std::string(text);
+    };
+    EXPECT_EQ(power(), "OFF");  // ZOROBJMGR
+    EXPECT_TRUE(ObjMgrUseDirectory(world.directory.Path().c_str()));
+    EXPECT_EQ(power(), "ON");
+    EXPECT_TRUE(ObjMgrUseDirectory("/nowhere"));
+    EXPECT_EQ(power(), "not open");
+    EXPECT_EQ(ObjMgrGetPresence(), ObjMgrPresence::Absent);
+    EXPECT_TRUE(ObjMgrUseDirectory(world.directory.Path().c_str()));
+    EXPECT_EQ(power(), "ON");
+    EXPECT_FALSE(ObjMgrUseDirectory(std::string(5000, 'x').c_str()));
+    EXPECT_EQ(power(), "ON");
+    EXPECT_TRUE(ObjMgrUseDirectory(nullptr));
+    EXPECT_EQ(power(), "OFF");
+}
