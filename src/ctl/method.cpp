@@ -50,11 +50,10 @@ MethodAnswer MethodInvoke(const std::string &directory, const char *path, const 
     ObjMgrPrivilege privilege = {};
     if (!ReadClaim(&privilege.word))
         return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
-    ViewUseDirectory(directory);
-    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
+    const ObjMgrInterface *objMgr = ViewUseDirectory(directory) ? ObjMgrGetInterface() : nullptr;
     ObjMgrHandle handle = 0;
     if (objMgr == nullptr || objMgr->Open(&handle) != 0)
-        return {kExitNoService, false, "no object manager serves"};
+        return {kExitNoService, false, ViewReasonOf(ObjMgrGetPresence())};
     objMgr->SetPrivilege(handle, &privilege);
     u32 result = 0;
     const CimStatus status = objMgr->InvokeMethod(handle, path, method, args, 0, 0, &result);

@@ -126,7 +126,7 @@ ModelSensor SensorOf(const ServerView &view, const Numbered &row, const SensorKi
     if (kind->unit != nullptr) {
         sensor.reading = NumberOf(instance, kPropertyReading);
         const bool amperes = sensor.kindName == kCurrentKindName;
-        sensor.unit = TextValue(!instance.unit.empty() ? instance.unit
+        sensor.unit = TextValue(!instance.unit.empty() ? SensorUnit(instance.unit)
                                 : amperes              ? std::string_view("A")
                                                        : kind->unit);
         sensor.lowerCritical = NumberOf(instance, kPropertyFailThresholdMin);

@@ -132,6 +132,22 @@ const char *SensorKindName(const SensorKind &kind, std::string_view sensorName)
     return amperes ? kCurrentKindName : kind.name;
 }
 
+std::string_view SensorUnit(std::string_view unit)
+{
+    struct UnitRow {
+        std::string_view source;
+        std::string_view unit;
+    };
+    static constexpr UnitRow kUnits[] = {
+        {"Cel", "C"}, {"degrees C", "C"}, {"Volts", "V"}, {"Amps", "A"}, {"Watts", "W"},
+    };
+    for (const UnitRow &row : kUnits) {
+        if (row.source == unit)
+            return row.unit;
+    }
+    return unit;
+}
+
 Health HealthOfState(std::string_view state)
 {
     const std::string lower = Lower(state);

@@ -55,6 +55,9 @@ const SensorKind *SensorKindOf(u8 type, u8 format);
 // Whether a sensor of a kind is called so: `kind.name`, or kCurrentKindName where the name says it.
 const char *SensorKindName(const SensorKind &kind, std::string_view sensorName);
 
+// A unit as answers have it: sources write degrees Celsius as "C", "Cel" or "degrees C".
+std::string_view SensorUnit(std::string_view unit);
+
 // What a state word means. The words of sensors with thresholds and of the kinds with words of
 // their own are known exactly; of others, as sources write them ("Presence detected, Failure
 // detected"), the worst that is found in them counts.

@@ -24,7 +24,7 @@ struct ViewInstance {
     CimStatus status = kCimOk;
     std::span<const ViewProperty> properties;  // none when the status is not 0
     std::string_view unit;                     // of the reading; empty: not said
-    u32 source = 0;                            // which of ServerView::sources it comes from
+    u32 source = 0;  // which of ServerView::sources it comes from; another number: not said
 };
 
 // Where values come from: a simulated host, a BMC.
@@ -36,7 +36,6 @@ struct ViewSource {
 // The views point into storage that whoever made the view keeps until the next one.
 struct ServerView {
     std::string service;                  // who serves: "objmgrd-ipmi"; empty: not said
-    std::optional<double> heartbeatAge;   // seconds
     std::vector<ViewSource> sources;      // may be empty
     std::vector<ViewInstance> instances;  // in any order
 };

@@ -32,6 +32,26 @@ constexpr u32 kMostRecords = 65535;    // the shell counts records in 16 bits
 
 }  // namespace
 
+const char *ViewReasonOf(ObjMgrPresence presence)
+{
+    switch (presence) {
+    case ObjMgrPresence::NotTrusted:
+        return "others than its owner may write the object manager's directory";
+    case ObjMgrPresence::Dead:
+        return "the object manager has ended";
+    case ObjMgrPresence::Hung:
+        return "the object manager hangs";
+    case ObjMgrPresence::OtherVersion:
+        return "the object manager is of another version";
+    case ObjMgrPresence::Unreadable:
+        return "the object manager cannot be read";
+    case ObjMgrPresence::Serving:
+    case ObjMgrPresence::Absent:
+        break;
+    }
+    return "no object manager serves";
+}
+
 ViewReader::~ViewReader()
 {
     Release();
@@ -44,6 +64,7 @@ void ViewReader::Release()
     handle_ = 0;
     view_ = {};
     keys_.clear();
+    sourceNumbers_.clear();
     properties_.clear();
 }
 
@@ -69,9 +90,28 @@ bool ViewReader::AddInstance(const char *path, std::string_view key,
     }
     keys_.emplace_back(key);
     added.key = keys_.back();
+    added.unit = ObjMgrUnit(instance);
+    added.source = SourceOf(instance);
     added.properties = list;
     view_.instances.push_back(added);
     return added.status == kCimOk;
+}
+
+// The place of an instance's source in the view, which gets it with its first instance.
+u32 ViewReader::SourceOf(const ObjMgrInstance *instance)
+{
+    const u32 number = ObjMgrSourceOf(instance);
+    for (u32 i = 0; i < sourceNumbers_.size(); ++i) {
+        if (sourceNumbers_[i] == number)
+            return i;
+    }
+    ObjMgrSource source;
+    if (number == kImageNoSource || !ObjMgrGetSource(number, &source))
+        return UINT32_MAX;
+    sourceNumbers_.push_back(number);
+    view_.sources.push_back(
+        {source.name, source.heard ? std::optional(source.ageMs / 1000.0) : std::nullopt});
+    return static_cast<u32>(sourceNumbers_.size() - 1);
 }
 
 void ViewReader::AddSensors()
@@ -95,21 +135,29 @@ void ViewReader::AddRecords()
     }
 }
 
-void ViewUseDirectory(const std::string &directory)
+bool ViewUseDirectory(const std::string &directory)
 {
-    if (!directory.empty())
-        setenv("ZOROBJMGR", directory.c_str(), 1);
+    static std::string used;  // changing it costs: every file is opened anew
+    if (directory == used)
+        return true;
+    if (!ObjMgrUseDirectory(directory.empty() ? nullptr : directory.c_str()))
+        return false;
+    used = directory;
+    return true;
 }
 
 const ServerView *ViewReader::Read(const std::string &directory, u32 parts)
 {
     Release();
-    ViewUseDirectory(directory);
-    objMgr_ = ObjMgrGetInterface();
+    const bool used = ViewUseDirectory(directory);
+    objMgr_ = used ? ObjMgrGetInterface() : nullptr;
     if (objMgr_ == nullptr || objMgr_->Open(&handle_) != 0) {
-        reason_ = "no object manager serves";
+        reason_ = used ? ViewReasonOf(ObjMgrGetPresence()) : "the directory's path is too long";
         return nullptr;
     }
+    char name[kImageServiceNameMax + 1];
+    ObjMgrServiceName(name);
+    view_.service = name;
     AddInstance(kSystemClass, kSystemClass, kSystemProperties);
     if ((parts & kViewSensors) != 0)
         AddSensors();

@@ -4,6 +4,7 @@
 #define CTL_VIEW_READER_H
 
 #include "ctl/view.h"
+#include "objmgr/inspect.h"
 
 #include <deque>
 
@@ -16,8 +17,11 @@ enum ViewParts : u32 {
 };
 
 // Points the object manager's client at a directory; empty: the process's own (ZOROBJMGR, else the
-// default).
-void ViewUseDirectory(const std::string &directory);
+// default). False: the path is too long.
+bool ViewUseDirectory(const std::string &directory);
+
+// Why there is nothing to read, for people.
+const char *ViewReasonOf(ObjMgrPresence presence);
 
 // One view at a time: each Read ends what the one before it returned.
 class ViewReader
@@ -37,6 +41,7 @@ private:
     void Release();
     bool AddInstance(const char *path, std::string_view key,
                      std::span<const char *const> properties);
+    u32 SourceOf(const ObjMgrInstance *instance);
     void AddSensors();
     void AddRecords();
 
@@ -44,6 +49,7 @@ private:
     ObjMgrHandle handle_ = 0;
     ServerView view_;
     std::string reason_;
+    std::vector<u32> sourceNumbers_;  // of view_.sources, as the client counts them
     std::deque<std::string> keys_;
     std::deque<std::vector<ViewProperty>> properties_;
 };

@@ -16,7 +16,6 @@ public:
     HandView()
     {
         view.service = "objmgrd-test";
-        view.heartbeatAge = 0.1;
         view.sources = {{"bmc", 0.5}};
         Add("OEM_QARN_System", {{"PowerStatus", "ON"},
                                 {"ServiceTag", "TAG1234"},

@@ -168,3 +168,14 @@ TEST(SensorKinds, HealthOfStates)
     for (const auto &row : kRows)
         EXPECT_STREQ(HealthName(HealthOfState(row.state)), HealthName(row.health)) << row.state;
 }
+
+TEST(SensorKinds, UnitsOfSources)
+{
+    EXPECT_EQ(SensorUnit("Cel"), "C");
+    EXPECT_EQ(SensorUnit("degrees C"), "C");
+    EXPECT_EQ(SensorUnit("RPM"), "RPM");
+    EXPECT_EQ(SensorUnit("Volts"), "V");
+    EXPECT_EQ(SensorUnit("Watts"), "W");
+    EXPECT_EQ(SensorUnit("Amps"), "A");
+    EXPECT_EQ(SensorUnit("%"), "%");
+}

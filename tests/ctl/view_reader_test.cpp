@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "ctl/fake_inspect.h"
 #include "ctl/model.h"
 #include "ctl/view_reader.h"
 #include "support/fake_objmgr.h"
@@ -99,4 +100,61 @@ TEST(ViewReader, AFailedInstanceIsThereWithItsStatus)
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(view->instances[0].status, kCimFailed);
     EXPECT_FALSE(ModelSystemOf(*view).readable);
+}
+
+TEST(ViewReader, UnitsSourcesAndWhoServes)
+{
+    FakeObjMgr om;
+    Fill(&om);
+    gFakeInspect.service = "objmgrd-fake";
+    gFakeInspect.unit = "Cel";
+    gFakeInspect.source = 7;
+    gFakeInspect.sourceFacts = {"bmc", kImageSourceAnswering, true, 1500};
+    {
+        ViewReader reader;
+        const ServerView *view = reader.Read("", kViewAll);
+        ASSERT_NE(view, nullptr);
+        EXPECT_EQ(view->service, "objmgrd-fake");
+        ASSERT_EQ(view->sources.size(), 1u);
+        EXPECT_EQ(view->sources[0].name, "bmc");
+        const ModelSensor sensor = ModelSensorsOf(*view)[0];
+        EXPECT_EQ(sensor.unit.text, "C");
+        EXPECT_EQ(sensor.age, 1.5);
+        gFakeInspect.sourceFacts.heard = false;
+        EXPECT_EQ(ModelSensorsOf(*reader.Read("", kViewAll))[0].age, std::nullopt);
+    }
+    gFakeInspect = {};
+}
+
+TEST(ViewReader, Reasons)
+{
+    FakeObjMgr om;
+    om.openFails = true;
+    ViewReader reader;
+    const std::pair<ObjMgrPresence, const char *> kRows[] = {
+        {ObjMgrPresence::Absent, "no object manager serves"},
+        {ObjMgrPresence::NotTrusted,
+         "others than its owner may write the object manager's directory"},
+        {ObjMgrPresence::Dead, "the object manager has ended"},
+        {ObjMgrPresence::Hung, "the object manager hangs"},
+        {ObjMgrPresence::OtherVersion, "the object manager is of another version"},
+        {ObjMgrPresence::Unreadable, "the object manager cannot be read"},
+    };
+    for (const auto &row : kRows) {
+        gFakeInspect.presence = row.first;
+        EXPECT_EQ(reader.Read("", kViewAll), nullptr);
+        EXPECT_EQ(reader.Reason(), row.second);
+    }
+    gFakeInspect = {};
+}
+
+TEST(ViewReader, ADirectoryIsTakenOnlyWhenItIsAnother)
+{
+    FakeObjMgr om;
+    gFakeInspect = {};
+    ViewReader reader;
+    for (const char *directory : {"/a", "/a", "/b", "", ""})
+        reader.Read(directory, kViewSystem);
+    EXPECT_EQ(gFakeInspect.directories, (std::vector<std::string>{"/a", "/b", "-"}));
+    gFakeInspect = {};
 }

@@ -3,7 +3,7 @@
 //
 // A block of docs/scripting.md that is fenced as ```ctl is typed at the system's shell, in an empty
 // directory: what follows "$ " is typed, everything else is printed. host=NAME behind the word
-// names the simulated server.
+// names the simulated server; with "rack" there are three, n1 to n3, n3 being switched off.
 #include "support/program.h"
 
 #include <filesystem>
@@ -66,6 +66,7 @@ public:
 struct Recipe {
     int line = 0;
     std::string host = "rack-server";
+    bool rack = false;
     std::string typed;  // a script that prints what is typed before its output
     std::string expected;
 };
@@ -82,6 +83,7 @@ std::vector<Recipe> ReadRecipes()
             inside = true;
             recipes.emplace_back();
             recipes.back().line = number;
+            recipes.back().rack = line.find(" rack") != std::string::npos;
             const size_t host = line.find("host=");
             if (host != std::string::npos)
                 recipes.back().host = line.substr(host + 5);
@@ -99,14 +101,36 @@ std::vector<Recipe> ReadRecipes()
 
 }  // namespace
 
+namespace
+{
+
+// The servers n1 to n3 below `directory`, up and running, for as long as a script runs.
+std::string OnRack(const std::string &directory, const std::string &script)
+{
+    std::string text = "trap 'kill $services; wait' EXIT\n";
+    for (const auto &[name, host] : {std::pair("n1", "rack-server"), std::pair("n2", "rack-server"),
+                                     std::pair("n3", "edge-box-off")}) {
+        const std::string own = directory + "/run/" + name;
+        text += "mkdir -p " + own + "; chmod 700 " + own + "; objmgrd-sim --host " +
+                HostFile(host) + " --dir " + own + " & services=\"$services $!\"\n";
+        text += "until smclpctl --dir " + own + " power >/dev/null 2>&1; do sleep 0.05; done\n";
+    }
+    return text + "smclpctl() { command smclpctl --run-dir " + directory + "/run \"$@\"; }\n" +
+           "exec 2>&1\n" + script;
+}
+
+}  // namespace
+
 TEST(Smclpctl, RecipesOfTheGuide)
 {
     const std::vector<Recipe> recipes = ReadRecipes();
     EXPECT_GE(recipes.size(), 10u);
     for (const Recipe &recipe : recipes) {
         const Directory directory;
+        const std::string script =
+            recipe.rack ? OnRack(directory.path, recipe.typed) : recipe.typed;
         const ProgramEnd end =
-            RunScript("cd " + directory.path + " || exit\n" + recipe.typed, recipe.host);
+            RunScript("cd " + directory.path + " || exit\n" + script, recipe.host);
         EXPECT_EQ(end.out, recipe.expected) << "line " << recipe.line << ": " << end.err;
     }
 }
