@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // man_pages_test.cpp -- the manual pages against --help and the options that the code takes.
+#include "smclp/command_table.h"
 #include "support/program.h"
 
 #include <algorithm>
@@ -164,6 +165,18 @@ TEST(ManPages, PagesThatTheyReferToAreThere)
             EXPECT_TRUE(std::filesystem::exists(PROJECT_TOP + file)) << page << ": " << other;
         }
     }
+}
+
+TEST(ManPages, EveryVerbIsOnThePageOfTheShell)
+{
+    const std::string text = ReadFile("docs/man/smclp.1.scd");
+    const std::string verbs = text.substr(text.find("\nVerbs: "), 200);
+    Names known;
+    for (const auto *row = smclpCommandTable; row->id != 0; ++row) {
+        if (row->parse != nullptr)
+            known.insert(row->verb);
+    }
+    EXPECT_EQ(Joined(Matches(verbs.substr(0, verbs.find(". ")), R"(\*([a-z]+)\*)")), Joined(known));
 }
 
 // The guide's table is held against the program by a test of its own.
