@@ -390,6 +390,61 @@ TEST_F(RedfishConversationTest, TasksAreFollowed)
     EXPECT_EQ(reader->Do(OrderKind::Reset, 2500), "1 0");
 }
 
+TEST_F(RedfishConversationTest, WhereAResetLeavesNoSignItsAcceptanceCounts)
+{
+    SimOptions options;
+    options.lastReset = false;
+    ReadAll(options);
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "0 0");
+    EXPECT_NE(reader->Lines().find("shows no sign"), std::string::npos);
+    // One that was not accepted has failed.
+    SimFault fault;
+    fault.status = 500;
+    service->SetFault(kReset, fault);
+    EXPECT_EQ(reader->Do(OrderKind::Reset, 5000), "1 0");
+}
+
+TEST_F(RedfishConversationTest, EmptyCollectionsOfARestartedControllerAreNotBelieved)
+{
+    ReadAll();
+    SimFault fault;
+    fault.body = "{\"Name\": \"Sensors\", \"Members\": [], \"Members@odata.count\": 0}";
+    service->SetFault(kChassis + "/Sensors", fault);
+    service->SetFault(kChassis + "/ThermalSubsystem/Fans", fault);
+    reader->Void();  // found again, and everything is read afresh
+    reader->Becomes(SensorKey(1), "Name", "Intrusion");
+    reader.reset();
+    service->ClearFaults();
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    service->SetFault(kChassis + "/Sensors", fault);
+    service->SetPower(false);
+    reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+    service->SetPower(true);  // discovery follows
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    EXPECT_EQ(reader->Sensors(), kSevenSensors);
+    EXPECT_EQ(reader->Text(SensorKey(3), "Reading"), "4001");
+    service->ClearFaults();
+    reader->Becomes(SensorKey(1), "Reading", "21");
+}
+
+TEST_F(RedfishConversationTest, SeveralRequestsOfAnEndedSessionAreOneLogin)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.temperatures = 30;
+    options.delayMs = 20;
+    ReadAll(options);
+    for (size_t logins = 2; logins <= 4; ++logins) {
+        service->EndSessions();
+        ASSERT_TRUE(WaitUntil([&] { return service->Count("POST", kSessions) == logins; }));
+        ASSERT_TRUE(WaitUntil([&] { return service->Sessions() == 1; }));
+        usleep(500'000);
+        EXPECT_EQ(service->Count("POST", kSessions), logins);
+    }
+    EXPECT_EQ(reader->Why(), "");
+}
+
 TEST_F(RedfishConversationTest, OnlyWhatTheServiceAllows)
 {
     SimOptions options;

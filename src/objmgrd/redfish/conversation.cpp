@@ -221,6 +221,7 @@ bool RedfishConversation::Connect()
     nextPowerMs_ = now;
     if (!session_.token.empty()) {
         // One session for all: the one from before the loss, as long as it is good.
+        freshLogin_ = false;
         fetcher_.SetLogin(HttpLogin::Token, session_.token);
         return true;
     }

@@ -78,6 +78,7 @@ private:
         bool second = false;        // ... the second of them
         bool sent = false;
         bool answered = false;  // ... and the service accepts
+        u64 acceptedMs = 0;
         bool leftOn = false;    // the state was seen to leave On since
         std::string monitor;    // address of the task or its monitor; "": none
         bool taskBusy = false;  // it is being asked

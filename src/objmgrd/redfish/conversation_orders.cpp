@@ -10,6 +10,9 @@ namespace
 
 constexpr u32 kLookAgainMs = 500;
 constexpr u32 kAnswerEarlyMs = 200;
+// A reset that is accepted by a service that tells neither a task nor LastResetTime: the power
+// state is watched for so long.
+constexpr u32 kNoSignMs = 3000;
 
 // By number of OrderKind.
 struct OrderWords {
@@ -134,8 +137,8 @@ void RedfishConversation::Check(Got &&got)
 void RedfishConversation::Send(const std::string &type)
 {
     Action &action = *action_;
-    // What nobody waits for is not done.
-    if (!mailbox_->Waits(action.order.ticket)) {
+    // What nobody waits for is not done; half of a cycle would leave the host off.
+    if (!action.second && !mailbox_->Waits(action.order.ticket)) {
         action_.reset();
         return;
     }
@@ -167,6 +170,7 @@ void RedfishConversation::TakeSent(HttpAnswer &&answer)
         return Answer(kCimFailed, 0);
     }
     action.answered = answer.Good();
+    action.acceptedMs = clock_();
     if (answer.Good()) {
         JsonDocument body;
         body.Read(std::move(answer.body));
@@ -261,6 +265,12 @@ void RedfishConversation::EndIfDone()
     } else {
         done = action.leftOn || IsNewer(action.lastReset, lastReset_) ||
                (action.answered && action.taskDone);
+        // A service that shows no sign of a reset: its word has to do.
+        if (!done && kind == OrderKind::Reset && action.answered && action.monitor.empty() &&
+            lastReset_.empty() && clock_() - action.acceptedMs >= kNoSignMs) {
+            Say(LOG_NOTICE, "reset was accepted; the service shows no sign of whether it is done");
+            done = true;
+        }
     }
     if (!done)
         return;

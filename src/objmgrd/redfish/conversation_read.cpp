@@ -39,6 +39,8 @@ void RedfishConversation::ReadSystem()
 void RedfishConversation::TakeSystem(Got &&got)
 {
     const u64 now = clock_();
+    if (!connected_)
+        return;
     if (!got.Good()) {
         ++powerMissed_;
         powerDenied_ = got.Denied();
@@ -46,6 +48,8 @@ void RedfishConversation::TakeSystem(Got &&got)
             power_ = HostPower::Unknown;
         if (got.Gone())
             nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + kDiscoverAgainMs);
+        if (powerDenied_ && !systemSeen_)
+            return Give(kSystemClass, FailedInstance(kCimAccessDenied));
         return GiveSystem();
     }
     const JsonValue system = got.document.Root();
@@ -318,18 +322,7 @@ bool RedfishConversation::Discover()
             return used.count(LinkName(link)) == 0 && unread.count(LinkName(link)) == 0;
         });
     }
-    const u64 now = clock_();
-    if (found.empty() && !shown_.empty()) {
-        emptySinceMs_ = emptySinceMs_ == 0 ? now : emptySinceMs_;
-        if (now - emptySinceMs_ < kEmptyMs) {
-            for (Shown &shown : shown_)
-                shown.sensor.status = kCimFailed;
-            GiveSensors();
-            return false;
-        }
-    }
-    emptySinceMs_ = 0;
-    TakeDiscovered(std::move(plans), std::move(found), unread, denied, now);
+    TakeDiscovered(std::move(plans), std::move(found), unread, denied, clock_());
 
     if (!reset_.known && !reset_.actionInfo.empty()) {
         const Got info = fetcher_.Get(reset_.actionInfo);
@@ -337,7 +330,7 @@ bool RedfishConversation::Discover()
             TakeActionInfo(info.document.Root(), &reset_);
     }
     ChooseLogService(logListed, owners);
-    nextDiscoveryMs_ = clock_() + settings_.discoveryMs;
+    nextDiscoveryMs_ = clock_() + (emptySinceMs_ != 0 ? kDiscoverAgainMs : settings_.discoveryMs);
     return true;
 }
 
@@ -348,13 +341,30 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
 {
     std::vector<Shown> shown;
     std::set<std::string> ids;
+    std::set<std::pair<std::string, SensorKind>> kinds;  // of which chassis has which
     for (Sensor &sensor : found) {
         ids.insert(sensor.id);
+        kinds.insert({LinkName(plans[sensor.chassis].link), sensor.kind});
         shown.push_back({std::move(sensor), now, 0});
     }
+    // A kind of which a chassis has none any more, though its lists were read.
+    const auto isEmptied = [&](const Sensor &old) {
+        return old.chassis < plans_.size() &&
+               kinds.count({LinkName(plans_[old.chassis].link), old.kind}) == 0;
+    };
+    const bool emptied = std::any_of(shown_.begin(), shown_.end(),
+                                     [&](const Shown &old) { return isEmptied(old.sensor); });
+    if (emptied && emptySinceMs_ == 0)
+        emptySinceMs_ = now;
+    const bool waits = emptied && now - emptySinceMs_ < kEmptyMs;
+    if (!waits)
+        emptySinceMs_ = 0;
     for (Shown &old : shown_) {
         const std::string &document = old.sensor.document;
-        const bool stays = unread.count(document) != 0 ||
+        const bool empty = waits && isEmptied(old.sensor);
+        if (empty)
+            old.sensor.status = kCimFailed;
+        const bool stays = empty || unread.count(document) != 0 ||
                            std::any_of(unread.begin(), unread.end(), [&](const auto &listing) {
                                return IsBelow(document, listing);
                            });

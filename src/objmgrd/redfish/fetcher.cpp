@@ -34,6 +34,7 @@ void Fetcher::SetLogin(HttpLogin login, std::string token)
     token_ = std::move(token);
     unauthorized_ = false;
     goods_ = 0;
+    ++logins_;
 }
 
 HttpRequest Fetcher::MakeGet(const std::string &link) const
@@ -43,6 +44,7 @@ HttpRequest Fetcher::MakeGet(const std::string &link) const
     request.login = login_;
     request.token = token_;
     request.timeoutMs = settings_.answerMs;
+    request.mark = logins_;
     return request;
 }
 
@@ -55,12 +57,13 @@ Got Fetcher::Take(HttpAnswer &&answer)
     got.why = answer.why;
     if (!answer.Came())
         return got;
-    unauthorized_ = unauthorized_ || answer.status == 401;
+    const bool ofThisLogin = answer.mark == logins_;
+    unauthorized_ = unauthorized_ || (ofThisLogin && answer.status == 401);
     if (answer.Good()) {
         bytes_ += answer.body.size();
         if (bytes_ <= kReadingBytesMax)
             got.document.ReadResource(std::move(answer.body));
-        if (got.Good())
+        if (got.Good() && ofThisLogin)
             ++goods_;
     }
     // What is no Redfish at all (a web page) is no sign of life of the service.

@@ -106,6 +106,7 @@ private:
     u32 limit_ = kHttpAtOnce;
     size_t bytes_ = 0;
     u64 goods_ = 0;
+    u32 logins_ = 0;  // marks requests: a late 401 of an older login says nothing of this one
     std::deque<std::pair<HttpRequest, Http::Done>> urgent_;
 };
 

@@ -257,6 +257,7 @@ void Http::State::Finish(CURL *easy, CURLcode code)
     curl_off_t tookUs = 0;
     curl_easy_getinfo(easy, CURLINFO_TOTAL_TIME_T, &tookUs);
     answer.tookMs = static_cast<u32>(tookUs / 1000);
+    answer.mark = transfer->request.mark;
     if (code == CURLE_OK) {
         long status = 0;
         curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);

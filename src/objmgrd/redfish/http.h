@@ -32,6 +32,7 @@ struct HttpRequest {
     std::string token;
     bool followOnce = false;  // also for a POST
     u32 timeoutMs = 10000;
+    u32 mark = 0;  // comes back in the answer
 };
 
 enum class HttpFault : u8 {
@@ -51,6 +52,7 @@ struct HttpAnswer {
     std::string etag;
     u32 retryAfterS = 0;
     u32 tookMs = 0;
+    u32 mark = 0;  // the request's
 
     bool Came() const { return fault == HttpFault::None; }
     bool Good() const { return Came() && status >= 200 && status < 300; }

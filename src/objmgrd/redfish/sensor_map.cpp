@@ -729,6 +729,7 @@ Instance SensorInstance(u32 index, const Sensor &sensor)
     add("Type", std::to_string(row.type));
     add("Format", std::to_string(row.format));
     add("Name", sensor.name);
+    instance.unit = SensorUnit(sensor);
     if (row.format == 1) {
         addLive("Reading", ValueText(sensor, sensor.reading));
         for (const LimitProperty &property : kLimitProperties)
