@@ -12,11 +12,14 @@ PACKAGES_TEST_INSTALLED="scdoc pkg-config"
 PACKAGES_TEST_SCRIPTS="jq python3 python3-jsonschema"
 # A simulated Redfish service.
 PACKAGES_TEST_REDFISH="libmicrohttpd-dev openssl"
+# Login servers that let users in to the shell; tests with sshd itself are skipped where it is not
+# installed, since installing it starts it.
+PACKAGES_TEST_LOGIN="openssh-client dropbear-bin libnss-wrapper"
 PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI \
-$PACKAGES_TEST_REDFISH"
+$PACKAGES_TEST_REDFISH $PACKAGES_TEST_LOGIN"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"
-PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace"
+PACKAGES_CI="clang clang-format clang-tidy libclang-rt-dev strace openssh-server"
 
 # need PACKAGE...: installs those that are missing, as root or through sudo. Says what it does on
 # standard error, so that a command's own output stays clean.
