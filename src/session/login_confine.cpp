@@ -29,8 +29,6 @@ static constexpr u64 kWriteFile = 1u << 1;
 static constexpr u64 kReadFile = 1u << 2;
 static constexpr u64 kReadDirectory = 1u << 3;
 static constexpr u64 kMakeFile = 1u << 8;
-// Readers of the store write its table of readers.
-static constexpr u64 kStoreWrites = kWriteFile;
 static constexpr u64 kFileRights = kExecute | kWriteFile | kReadFile;
 
 struct Ruleset {
@@ -146,7 +144,7 @@ bool LoginConfine(const LoginConfinement *needs)
     if (needs->program != nullptr)
         Allow(ruleset, needs->program, kReadFile | kExecute);
     if (needs->objmgr != nullptr)
-        AllowBeside(ruleset, needs->objmgr, kReadFile | kReadDirectory | kStoreWrites);
+        AllowBeside(ruleset, needs->objmgr, kReadFile | kReadDirectory);
     if (needs->sessions != nullptr)
         Allow(ruleset, needs->sessions, kReadFile | kReadDirectory);
     if (needs->trace != nullptr && access(needs->trace, F_OK) == 0)

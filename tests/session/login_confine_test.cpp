@@ -118,6 +118,7 @@ TEST_F(LoginConfined, EverythingElseIsNot)
     EXPECT_EQ(Opening("/other/secret", O_RDONLY), EACCES);
     EXPECT_EQ(Opening("/other/new", O_WRONLY | O_CREAT), EACCES);
     EXPECT_EQ(Opening("/sessions/77", O_WRONLY), EACCES);
+    EXPECT_EQ(Opening("/zor/objmgr/store", O_WRONLY), EACCES);
     EXPECT_EQ(Opening("/sessions/78", O_WRONLY | O_CREAT), EACCES);
     EXPECT_EQ(Opening("/other", O_RDONLY | O_DIRECTORY), EACCES);
     EXPECT_EQ(Confined([] { return open("/etc/passwd", O_RDONLY) < 0 ? errno : 0; }), EACCES);
