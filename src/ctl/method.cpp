@@ -3,6 +3,7 @@
 #include "ctl/method.h"
 
 #include "ctl/view_reader.h"
+#include "objmgr/connection.h"
 
 #include <charconv>
 #include <stdlib.h>
@@ -50,13 +51,13 @@ MethodAnswer MethodInvoke(const std::string &directory, const char *path, const 
     ObjMgrPrivilege privilege = {};
     if (!ReadClaim(&privilege.word))
         return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
-    const ObjMgrInterface *objMgr = ViewUseDirectory(directory) ? ObjMgrGetInterface() : nullptr;
-    ObjMgrHandle handle = 0;
-    if (objMgr == nullptr || objMgr->Open(&handle) != 0)
+    if (!ViewUseDirectory(directory))
         return {kExitNoService, false, ViewReasonOf(ObjMgrGetPresence())};
-    objMgr->SetPrivilege(handle, &privilege);
+    ObjMgrConnection connection(ObjMgrClose::WhenOpened);
+    if (!connection.HasInterface() || !connection.Open())
+        return {kExitNoService, false, ViewReasonOf(ObjMgrGetPresence())};
+    connection.SetPrivilege(privilege.word);
     u32 result = 0;
-    const CimStatus status = objMgr->InvokeMethod(handle, path, method, args, 0, 0, &result);
-    objMgr->Close(handle);
+    const CimStatus status = connection.Invoke(path, method, args, &result);
     return AnswerOf(status, result);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // main.cpp -- entry and controller probe.
-#include "objmgr/objmgr.h"
+#include "objmgr/connection.h"
 #include "objmgr/schema.h"
 #include "platform/map.h"
 #include "platform/trace.h"
@@ -17,18 +17,17 @@ static constexpr char kFrame[] =
 // an answer came and was no value. Returns 0 when it was, 1 otherwise.
 u32 SmclpGetPowerStatus()
 {
-    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
-    if (objMgr == nullptr) {
+    ObjMgrConnection connection(ObjMgrClose::WhenOpened);
+    if (!connection.HasInterface()) {
         TRACE_ASSERT_FAILED_AT(kUnit, 61);  // a line number that field engineers search for
         return 1;
     }
-    ObjMgrHandle handle = 0;
     char powerStatus[32] = "";
     CimStatus status = kCimOk;
-    const bool opened = objMgr->Open(&handle) == 0;
+    const bool opened = connection.Open();
     if (opened)
-        status = objMgr->GetPropertyValue(handle, kSystemClass, kPropertyPowerStatus,
-                                          sizeof powerStatus, powerStatus);
+        status = connection.GetProperty(kSystemClass, kPropertyPowerStatus, powerStatus,
+                                        sizeof powerStatus);
     if (opened && status == kCimAccessDenied) {
         printf("ERROR: Insufficient user privileges\n");
     } else if (opened && status != kCimOk) {
@@ -39,8 +38,6 @@ u32 SmclpGetPowerStatus()
                "%s\n",
                kFrame, kFrame);
     }
-    if (handle != 0)
-        objMgr->Close(handle);
     return opened && status == kCimOk ? 0 : 1;
 }
 

@@ -12,50 +12,25 @@ namespace
 using Log = std::vector<std::string>;
 }
 
-TEST(ObjMgrConnection, ClosesAtTheEndOfTheScope)
+TEST(ObjMgrConnect, OpensAndTracesNothing)
 {
     FakeObjMgr om;
-    {
-        ObjMgrConnection connection;
-        EXPECT_TRUE(connection.HasInterface());
-        EXPECT_EQ(connection.Handle(), 0u);
-        EXPECT_TRUE(connection.Open());
-        EXPECT_NE(connection.Handle(), 0u);
-        EXPECT_EQ(om.openConnections, 1);
-    }
-    EXPECT_EQ(om.openConnections, 0);
-    EXPECT_EQ(om.log, (Log{"ObjMgrGetInterface", "Open", "Close"}));
+    ObjMgrConnection connection;
+    EXPECT_TRUE(ObjMgrConnect(&connection, "unit", 7));
+    EXPECT_TRUE(connection.IsOpen());
 }
 
-TEST(ObjMgrConnection, ClosesAlsoWhenOpenFailed)
-{
-    FakeObjMgr om;
-    om.openFails = true;
-    {
-        ObjMgrConnection connection;
-        EXPECT_FALSE(connection.Open());
-    }
-    EXPECT_EQ(om.log, (Log{"ObjMgrGetInterface", "Open", "Close 0"}));
-}
-
-TEST(ObjMgrConnection, ClosesAlsoWhenItWasNotOpened)
-{
-    FakeObjMgr om;
-    {
-        const ObjMgrConnection connection;
-    }
-    EXPECT_EQ(om.log, (Log{"ObjMgrGetInterface", "Close 0"}));
-}
-
-TEST(ObjMgrConnection, DoesNothingWithoutInterface)
+TEST(ObjMgrConnect, FailsWithoutInterfaceAndWhenOpenFails)
 {
     FakeObjMgr om;
     om.interfaceMissing = true;
-    {
-        const ObjMgrConnection connection;
-        EXPECT_FALSE(connection.HasInterface());
-    }
-    EXPECT_EQ(om.log, Log{"ObjMgrGetInterface null"});
+    ObjMgrConnection none;
+    EXPECT_FALSE(ObjMgrConnect(&none, "unit", 7));
+    om.interfaceMissing = false;
+    om.openFails = true;
+    ObjMgrConnection failed;
+    EXPECT_FALSE(ObjMgrConnect(&failed, "unit", 7));
+    EXPECT_FALSE(failed.IsOpen());
 }
 
 TEST(ObjMgrHandOverPrivilege, HandsOverTheWordInBase16)
@@ -80,7 +55,7 @@ TEST(ObjMgrHandOverPrivilege, HandsOverTheWordInBase16)
         FakeObjMgr om;
         ObjMgrConnection connection;
         ASSERT_TRUE(connection.Open());
-        EXPECT_TRUE(ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()));
+        EXPECT_TRUE(ObjMgrHandOverPrivilege(connection));
         // The rest of the record is zero, or the log would say so.
         EXPECT_EQ(om.Logged("SetPrivilege"), Log{row.logged});
     }
@@ -94,8 +69,7 @@ TEST(ObjMgrHandOverPrivilege, RefusesAMissingOrUnusableWord)
         FakeObjMgr om;
         ObjMgrConnection connection;
         ASSERT_TRUE(connection.Open());
-        EXPECT_FALSE(ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
-            << (text != nullptr ? text : "missing");
+        EXPECT_FALSE(ObjMgrHandOverPrivilege(connection)) << (text != nullptr ? text : "missing");
         EXPECT_TRUE(om.Logged("SetPrivilege").empty());
     }
 }

@@ -18,14 +18,13 @@ static constexpr u32 kNotDeleted = 11;  // the verb's result where nothing was a
 SMCLP_VERB_PARSER(Delete, VerbSyntax{})
 
 // The connection is open.
-static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
+static u32 ClearOver(const ObjMgrConnection &connection)
 {
-    if (!ObjMgrHandOverPrivilege(objMgr, handle))
+    if (!ObjMgrHandOverPrivilege(connection))
         return kMeNoPrivilege;  // without a word: deliberate
 
     u32 methodResult = 0;
-    const CimStatus status =
-        objMgr->InvokeMethod(handle, kSelPath, kMethodClear, nullptr, 0, 0, &methodResult);
+    const CimStatus status = connection.Invoke(kSelPath, kMethodClear, nullptr, &methodResult);
     if (status == kCimAccessDenied) {
         SmclpOutput("%s", kPrivilegeLine);
         return kMeNoPrivilege;
@@ -40,17 +39,12 @@ static u32 ClearOver(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
 
 static u32 ClearLog()
 {
-    const ObjMgrInterface *objMgr = ObjMgrGetInterface();
-    if (objMgr == nullptr) {
+    ObjMgrConnection connection(ObjMgrClose::WhenOpened);
+    if (!connection.HasInterface()) {
         TRACE_ASSERT_FAILED_AT(kUnit, 149);  // a line number that field engineers search for
         return kNotDeleted;
     }
-    ObjMgrHandle handle = 0;
-    if (objMgr->Open(&handle) != 0)
-        return kNotDeleted;
-    const u32 result = ClearOver(objMgr, handle);
-    objMgr->Close(handle);
-    return result;
+    return connection.Open() ? ClearOver(connection) : kNotDeleted;
 }
 
 u32 SmclpCommandDelete(SmclpSession *, ManagedElement *target, SmclpCommandLine *, void *parameters)

@@ -64,8 +64,7 @@ u32 MeChassisGetSystemProperty(char *out, const char *property)
         TRACE_ASSERT_FAILED(kUnit);
         return 1;
     }
-    const CimStatus status =
-        connection->GetPropertyValue(connection.Handle(), kSystemClass, property, kTextSize, out);
+    const CimStatus status = connection.GetProperty(kSystemClass, property, out, kTextSize);
     return status == kCimOk ? 0 : 1;
 }
 

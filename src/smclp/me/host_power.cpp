@@ -34,8 +34,8 @@ u32 TraceFailure(const char *unit, int line, CimStatus status)
 u32 HostPowerRead(const ObjMgrConnection &connection, const char *unit, int line, char *powerStatus)
 {
     memset(powerStatus, 0, kPowerStatusSize);
-    const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, kPropertyPowerStatus, kPowerStatusSize, powerStatus);
+    const CimStatus status =
+        connection.GetProperty(kSystemClass, kPropertyPowerStatus, powerStatus, kPowerStatusSize);
     if (status == kCimOk)
         return kMeOk;
     if (status != kCimAccessDenied)
@@ -53,8 +53,8 @@ u32 HostPowerRequest(const ObjMgrConnection &connection, const char *unit, int l
         return hostOn ? kMeHostOn : kMeHostOff;
 
     u32 methodResult = 0;  // not looked at: only the status counts
-    const CimStatus status = connection->InvokeMethod(connection.Handle(), kSystemClass, row.method,
-                                                      row.parameter, 0, 0, &methodResult);
+    const CimStatus status =
+        connection.Invoke(kSystemClass, row.method, row.parameter, &methodResult);
     if (status == kCimAccessDenied)
         return kMeNoPrivilege;
     return status == kCimOk ? u32{kMeOk} : TraceFailure(unit, line, status);

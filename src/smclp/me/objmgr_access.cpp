@@ -6,12 +6,11 @@
 
 #include <stdlib.h>
 
-bool ObjMgrHandOverPrivilege(const ObjMgrInterface *objMgr, ObjMgrHandle handle)
+bool ObjMgrHandOverPrivilege(const ObjMgrConnection &connection)
 {
     const char *text = getenv("ZORPRIV");
     if (!StrIsHexValue(text))
         return false;
-    const ObjMgrPrivilege privilege = {StrHexToUINT32(text), {0, 0}};
-    objMgr->SetPrivilege(handle, &privilege);
+    connection.SetPrivilege(StrHexToUINT32(text));
     return true;
 }

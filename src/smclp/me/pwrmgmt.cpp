@@ -52,9 +52,9 @@ constexpr ElementKind kKind = {
 u32 MePwrMgtGetPowerStatus(char *buffer)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
-    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+    if (!ObjMgrHandOverPrivilege(connection))
         return kMeNoPrivilege;
     char powerStatus[kPowerStatusSize];
     const u32 result = HostPowerRead(connection, kUnit, __LINE__, powerStatus);
@@ -66,9 +66,9 @@ u32 MePwrMgtGetPowerStatus(char *buffer)
 u32 MePwrMgtRequestPowerState(u32 operation)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
-    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+    if (!ObjMgrHandOverPrivilege(connection))
         return kMeNoPrivilege;
     char powerStatus[kPowerStatusSize] = "";
     const u32 result = MePwrMgtGetPowerStatus(powerStatus);  // over a connection of its own

@@ -51,18 +51,18 @@ constexpr ElementKind kKind = {
 u32 get_psinfo(u32 index, char *out, const char *property)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return 1;
     alignas(max_align_t) char storage[kSensorStorageSize] = {};
-    ObjMgrInstance *supply = connection->InitInstance(storage, sizeof storage);
+    ObjMgrInstance *supply = connection.InitInstance(storage, sizeof storage);
     if (supply == nullptr) {
         TRACE_ASSERT_FAILED(kUnit);
         return 1;
     }
     const RowPath path = PowerSupplyPath(static_cast<u8>(index));
-    if (connection->GetInstance(connection.Handle(), path.Text(), 0, supply) != kCimOk)
+    if (connection.GetInstance(path.Text(), supply) != kCimOk)
         return 1;
-    const char *text = connection->GetInstanceValue(supply, property);
+    const char *text = connection.GetValue(supply, property);
     if (StrIsEmpty(text)) {
         TRACE_ASSERT_FAILED(kUnit);
         return 1;

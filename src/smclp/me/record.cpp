@@ -21,21 +21,21 @@ constexpr char kUnit[] = "record";
 u32 Fetch(const PropertyRequest &request, const char *property, const char *suffix)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
     char path[kObjectPathSize];
     snprintf(path, sizeof path, "%s%s", LogRecordPath(request.number).Text(), suffix);
     alignas(max_align_t) char storage[kRecordStorageSize] = {};
-    ObjMgrInstance *record = connection->InitInstance(storage, sizeof storage);
+    ObjMgrInstance *record = connection.InitInstance(storage, sizeof storage);
     if (record == nullptr) {
         TRACE_ASSERT_FAILED(kUnit);
         return kMeFailed;
     }
-    if (connection->GetInstance(connection.Handle(), path, 0, record) != kCimOk) {
+    if (connection.GetInstance(path, record) != kCimOk) {
         TRACE_ASSERT_FAILED(kUnit);
         return kMeFailed;
     }
-    const char *text = connection->GetInstanceValue(record, property);
+    const char *text = connection.GetValue(record, property);
     if (text == nullptr)
         return kMeFailed;
     StrCopy(request.value, text, request.length);
@@ -89,11 +89,11 @@ constexpr ElementKind kKind = {
 u32 MeRecordInstanceTag()
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return 0;
     char count[256] = "";
-    const CimStatus status = connection->GetPropertyValue(connection.Handle(), kSelPath,
-                                                          kPropertyNumRecords, sizeof count, count);
+    const CimStatus status =
+        connection.GetProperty(kSelPath, kPropertyNumRecords, count, sizeof count);
     if (status == kCimAccessDenied) {
         TRACE_ACCESS_DENIED(kUnit);
         return 0;

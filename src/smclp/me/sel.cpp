@@ -23,9 +23,8 @@ u32 ReadNumRecords(const PropertyRequest &request)
         TRACE_ASSERT_FAILED(kUnit);
         return kMeFailed;
     }
-    const CimStatus status =
-        connection->GetPropertyValue(connection.Handle(), kSelPath, kPropertyNumRecords,
-                                     static_cast<u16>(request.length), request.value);
+    const CimStatus status = connection.GetProperty(kSelPath, kPropertyNumRecords, request.value,
+                                                    static_cast<u16>(request.length));
     return status == kCimOk ? kMeOk : kMeFailed;
 }
 

@@ -17,7 +17,7 @@ constexpr char kUnit[] = "sensapi";
 // A missing property counts as 0.
 u8 ReadCode(const ObjMgrConnection &connection, const ObjMgrInstance *sensor, const char *property)
 {
-    return StrToUINT8(connection->GetInstanceValue(sensor, property));
+    return StrToUINT8(connection.GetValue(sensor, property));
 }
 
 void TraceFailedRead(CimStatus status)
@@ -36,8 +36,7 @@ bool FindSensor(const ObjMgrConnection &connection, ObjMgrInstance *sensor, u8 t
     u8 lastType = 0;
     u32 match = 1;
     for (;; path.Next()) {
-        const CimStatus status =
-            connection->GetInstance(connection.Handle(), path.Text(), 0, sensor);
+        const CimStatus status = connection.GetInstance(path.Text(), sensor);
         if (status != kCimOk) {
             TraceFailedRead(status);
             TraceLogMessage(kTraceLevel, "ERROR: %s [%d]: SensorType mismatch. Type = %d\n", kUnit,
@@ -62,11 +61,10 @@ u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
     RowPath path = SensorPath(1);
     u16 count = 0;
     for (;; path.Next()) {
-        ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
+        ObjMgrInstance *sensor = connection.InitInstance(storage, sizeof storage);
         if (sensor == nullptr)
             return count;
-        const CimStatus status =
-            connection->GetInstance(connection.Handle(), path.Text(), 0, sensor);
+        const CimStatus status = connection.GetInstance(path.Text(), sensor);
         if (status != kCimOk) {
             TraceFailedRead(status);
             return count;
@@ -83,27 +81,27 @@ u16 CountSensors(const ObjMgrConnection &connection, u8 type, u8 format)
 u32 get_system_name(char *out)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return 1;
-    const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, kPropertyServiceTag, kServiceTagSize, out);
+    const CimStatus status =
+        connection.GetProperty(kSystemClass, kPropertyServiceTag, out, kServiceTagSize);
     return status == kCimOk ? 0 : 1;
 }
 
 u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *property)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return 1;
     alignas(max_align_t) char storage[kSensorStorageSize];  // InitInstance's to fill
-    ObjMgrInstance *sensor = connection->InitInstance(storage, sizeof storage);
+    ObjMgrInstance *sensor = connection.InitInstance(storage, sizeof storage);
     if (sensor == nullptr)
         return 1;
     if (!FindSensor(connection, sensor, static_cast<u8>(type), static_cast<u8>(format), instance))
         return 1;
 
     memset(out, 0, kSensorTextSize);
-    const char *text = connection->GetInstanceValue(sensor, property);
+    const char *text = connection.GetValue(sensor, property);
     if (text == nullptr) {
         TRACE_ASSERT_FAILED(kUnit);
         return 1;
@@ -115,12 +113,12 @@ u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *p
 u16 get_num_instances(u32 type, u32 format)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return 0;
     char powerStatus[kSensorTextSize];
     powerStatus[0] = '\0';
-    const CimStatus status = connection->GetPropertyValue(
-        connection.Handle(), kSystemClass, kPropertyPowerStatus, sizeof powerStatus, powerStatus);
+    const CimStatus status =
+        connection.GetProperty(kSystemClass, kPropertyPowerStatus, powerStatus, sizeof powerStatus);
     if (status != kCimOk) {
         TraceFailedRead(status);
         return 0;

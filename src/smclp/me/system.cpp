@@ -18,11 +18,10 @@ constexpr char kUnit[] = "system";
 u32 ReadSystemProperty(const PropertyRequest &request)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
-    const CimStatus status =
-        connection->GetPropertyValue(connection.Handle(), kSystemClass, request.argument,
-                                     static_cast<u16>(request.length), request.value);
+    const CimStatus status = connection.GetProperty(kSystemClass, request.argument, request.value,
+                                                    static_cast<u16>(request.length));
     return status == kCimOk ? kMeOk : kMeFailed;
 }
 
@@ -30,10 +29,9 @@ u32 ReadSystemProperty(const PropertyRequest &request)
 u32 ReadServiceTag(const PropertyRequest &request)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
-    connection->GetPropertyValue(connection.Handle(), kSystemClass, kPropertyServiceTag,
-                                 kServiceTagSize, request.value);
+    connection.GetProperty(kSystemClass, kPropertyServiceTag, request.value, kServiceTagSize);
     return kMeOk;
 }
 
@@ -70,9 +68,9 @@ constexpr ElementKind kKind = {
 u32 MeSystemPowerOperation(u32, u32 operation)
 {
     ObjMgrConnection connection;
-    if (!connection.Connect(kUnit, __LINE__))
+    if (!ObjMgrConnect(&connection, kUnit, __LINE__))
         return kMeFailed;
-    if (!ObjMgrHandOverPrivilege(connection.operator->(), connection.Handle()))
+    if (!ObjMgrHandOverPrivilege(connection))
         return kMeNoPrivilege;
     char powerStatus[kPowerStatusSize];
     const u32 result = HostPowerRead(connection, kUnit, __LINE__, powerStatus);
