@@ -341,7 +341,7 @@ TEST(Image, HalvesDamagedAtRandomAreNeverReadBeyond)
     const std::string half = HalfWith(kRecords);
     for (int image = 0; image < 10000; ++image) {
         const std::unique_ptr<char[]> damaged = Copy(half, half.size());
-        for (u32 changes = 1 + random() % 4; changes > 0; --changes)
+        for (u64 changes = 1 + random() % 4; changes > 0; --changes)
             damaged[random() % half.size()] = static_cast<char>(random());
         if (!ImageCheckHalf(damaged.get(), half.size(), 1))
             continue;
