@@ -4,6 +4,7 @@
 
 #include "objmgr/object_path.h"
 #include "objmgr/safe_text.h"
+#include "objmgr/schema.h"
 #include "objmgrd/image_publisher.h"
 
 #include <algorithm>
@@ -25,6 +26,7 @@ struct ImageWriter::State {
     ImagePublisher publisher;
     HalfBuilder staged;
     bool isStaged = false;
+    u64 logChanges = 0;
     u64 publishFromUs = 0;
     // The transaction: what it changed so far. Without a value: deleted.
     bool inTransaction = false;
@@ -94,6 +96,8 @@ int ImageWriter::State::Stage()
     if (error != 0)
         return error;
     for (auto &[key, record] : changes) {
+        if (key.starts_with(kLogRecordClass) || key.starts_with(kMessageLogClass))
+            ++logChanges;
         if (record)
             staged.Put(key, std::move(*record));
         else
@@ -189,6 +193,17 @@ void ImageWriter::Abort()
     state_->failure = 0;
     state_->changes.clear();
     state_->faults.reset();
+}
+
+const std::string *ImageWriter::Find(const std::string &key) const
+{
+    const StoredRecord *record = state_ != nullptr ? state_->staged.Find(key) : nullptr;
+    return record != nullptr ? &record->bytes : nullptr;
+}
+
+u64 ImageWriter::LogChanges() const
+{
+    return state_ != nullptr ? state_->logChanges : 0;
 }
 
 bool ImageWriter::IsStaged() const

@@ -53,6 +53,11 @@ public:
     int Commit();
     void Abort();
 
+    // What is staged under a key, packed (PackRecord), or null. Until the next Commit.
+    const std::string *Find(const std::string &key) const;
+    // Grows whenever a commit has changed the event log or one of its records.
+    u64 LogChanges() const;
+
     // Whether something is staged that clients do not see yet.
     bool IsStaged() const;
     // From when on it may be published, CLOCK_MONOTONIC milliseconds.

@@ -10,6 +10,7 @@
 
 #include "objmgr/protocol.h"
 #include "objmgr/schema.h"
+#include "objmgrd/archive_settings.h"
 #include "objmgrd/image_writer.h"
 
 // Who asks: from the socket's peer credentials, and the rights that the server grants.
@@ -53,6 +54,8 @@ class Provider
 {
 public:
     virtual ~Provider() = default;
+    // Where the service keeps log records for good; from the settings, set before the service runs.
+    ArchiveSettings archive;
     // For traces and logs: "sim", "ipmi".
     virtual const char *Name() const = 0;
     // Writes every instance; called once, inside a transaction of the server's. 0 or an errno.

@@ -228,6 +228,8 @@ int Server::State::EndTransaction()
 {
     const int error = store.Commit();
     provider->Committed(error == 0);
+    if (options.archive != nullptr)
+        options.archive->Look(store);
     return error;
 }
 

@@ -16,6 +16,7 @@
 #ifndef OBJMGRD_SERVER_H
 #define OBJMGRD_SERVER_H
 
+#include "objmgrd/log_archive.h"
 #include "objmgrd/provider.h"
 #include "objmgrd/rights.h"
 
@@ -44,6 +45,7 @@ struct ServerOptions {
     // Called with a priority of <syslog.h> and one line without a line break: LOG_ERR what went
     // wrong, LOG_INFO each method call. Null: nothing is logged.
     void (*log)(int priority, const char *line) = nullptr;
+    LogArchive *archive = nullptr;  // looks at the store after each commit; null: none
 };
 
 // Called from Run for each signal that was taken; true: go on, false: Run ends. Equal signals

@@ -169,11 +169,24 @@ bool ReadRights(const char *file, Rights *rights)
     return right;
 }
 
+// An archive that cannot be written is an error of the settings: better told now than missed later.
+bool StartArchive(LogArchive *archive, const Provider &provider)
+{
+    const std::string &directory = provider.archive.directory;
+    const int error = directory.empty() ? 0 : archive->Start(provider.archive, Log);
+    if (error == EBUSY)
+        Complain("archive " + directory + ": another object manager writes there");
+    else if (error != 0)
+        Complain("archive " + directory + ": " + strerror(error));
+    return error == 0;
+}
+
 int StartServer(Server *server, const std::string &directory, bool group, const Rights &rights,
-                Provider *provider)
+                LogArchive *archive, Provider *provider)
 {
     const int error = server->Start(
-        {.directory = directory, .group = group, .rights = rights, .log = Log}, provider);
+        {.directory = directory, .group = group, .rights = rights, .log = Log, .archive = archive},
+        provider);
     if (error == EBUSY)
         Complain(directory + ": another object manager serves there");
     else if (error == EPERM)
@@ -245,8 +258,10 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
     if (dir == nullptr || *dir == '\0')
         dir = kObjMgrDefaultDir;
     const sigset_t signals = BlockSignals({SIGHUP, SIGINT, SIGTERM, kRightsReadSignal});
+    LogArchive archive;  // outlives the server, which looks at it
     Server server;
-    if (StartServer(&server, dir, true, rights, provider) != 0)
+    if (!StartArchive(&archive, *provider) ||
+        StartServer(&server, dir, true, rights, &archive, provider) != 0)
         return kExitFailed;
     Log(LOG_NOTICE, (std::string("serving ") + settings.file + " in " + dir).c_str());
     const char *rightsFile = RightsFile(settings);
@@ -380,8 +395,10 @@ int RunCommand(const Settings &settings, Provider *provider)
         Complain(std::string("no private directory: ") + strerror(error));
         return kExitFailed;
     }
+    LogArchive archive;  // outlives the server, which looks at it
     Server server;
-    if (StartServer(&server, directory.Path(), false, Rights(), provider) != 0)
+    if (!StartArchive(&archive, *provider) ||
+        StartServer(&server, directory.Path(), false, Rights(), &archive, provider) != 0)
         return kExitFailed;
     error = server.AwaitReady(signals, kReadyMostMs);
     if (error != 0)

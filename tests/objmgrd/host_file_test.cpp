@@ -643,3 +643,16 @@ TEST(HostFile, AFileOfMoreThan4MiBIsAFault)
     close(fd);
     unlink(path.c_str());
 }
+
+TEST(HostFile, Archive)
+{
+    const Read right("archive = '/var/lib/zor'\narchive_mb = 1\n");
+    EXPECT_TRUE(right.right);
+    EXPECT_EQ(right.host.archive.directory, "/var/lib/zor");
+    EXPECT_EQ(right.host.archive.megabytes, 1u);
+    EXPECT_EQ(Read("archive = ''\n").notes, "");
+    for (const char *wrong : {"archive = 'here'\n", "archive = 7\n"})
+        EXPECT_EQ(Read(wrong).notes, "h:1:11: archive is an absolute directory\n") << wrong;
+    for (const char *wrong : {"archive_mb = 0\n", "archive_mb = 10001\n", "archive_mb = '1'\n"})
+        EXPECT_EQ(Read(wrong).notes, "h:1:14: archive_mb is a number from 1 to 10000\n") << wrong;
+}

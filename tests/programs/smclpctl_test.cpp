@@ -223,3 +223,35 @@ TEST(Smclpctl, AFullDiskIsSaid)
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.err, "smclpctl: cannot write: No space left on device\n");
 }
+
+// A service that is killed, records that are cleared, a service without the last ones: nothing is
+// lost and nothing is twice.
+TEST(Smclpctl, RecordsStayInTheArchive)
+{
+    const Directory directory;
+    const std::string dir = directory.path + "/om";
+    const ProgramEnd end = RunProgram(
+        {"/usr/bin/env", "PATH=" + Path(), "/bin/sh", "-c",
+         "cd " + directory.path + "; mkdir -m 700 om kept\n" + "{ echo 'archive = \"" +
+             directory.path + "/kept\"'; cat " + HostFile("edge-box-off") +
+             "; } >host.toml\n"
+             "ctl() { smclpctl --dir om \"$@\"; }\n"
+             "serve() { objmgrd-sim --host host.toml --dir " +
+             dir +
+             " & service=$!\n"
+             "until ctl power >/dev/null 2>&1; do sleep 0.05; done; }\n"
+             "all() { ctl log --all kept -f csv | wc -l; }\n"
+             "kept() { until [ \"$(cat kept/*.jsonl | wc -l)\" -ge $1 ]; do sleep 0.05; done; }\n"
+             "serve; kept 3; all; kill -9 $service; wait $service 2>/dev/null; serve; all\n"
+             "ctl log clear; kept 4; ctl log -f csv | wc -l; all\n"
+             "kill $service; wait $service; cat kept/*.jsonl | cut -c1-22"});
+    const std::string record = "{\"schema\":1,\"id\":\"";
+    std::istringstream lines(end.out);
+    std::vector<std::string> got;
+    for (std::string line; std::getline(lines, line);)
+        got.push_back(line.substr(0, record.size()));
+    // Three records and the line of names; the log is empty after clearing, the archive is not.
+    EXPECT_EQ(got, (std::vector<std::string>{"4", "4", "1", "4", record, record, record,
+                                             "{\"schema\":1,\"clear"}))
+        << end.err;
+}

@@ -36,9 +36,11 @@ std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *
             return nullptr;
         }
     }
-    return MakeIpmiProvider(
+    std::unique_ptr<Provider> provider = MakeIpmiProvider(
         *settings, std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Poll),
         std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Control), ServiceLog);
+    provider->archive = settings->archive;
+    return provider;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // settings.h -- the settings of objmgrd-ipmi, read from a TOML file.
 //
+//   archive, archive_mb        before any table: see objmgrd/archive_settings.h
 //   [bmc]
 //   driver = "lan"             "lan": IPMI 2.0 over the network; "local": the kernel's IPMI device
 //   device = "/dev/ipmi0"      local only
@@ -29,6 +30,7 @@
 #ifndef OBJMGRD_IPMI_SETTINGS_H
 #define OBJMGRD_IPMI_SETTINGS_H
 
+#include "objmgrd/archive_settings.h"
 #include "objmgrd/file_note.h"
 
 #include <string_view>
@@ -36,6 +38,7 @@
 enum class IpmiDriver : u8 { Lan, Local };
 
 struct IpmiSettings {
+    ArchiveSettings archive;
     IpmiDriver driver = IpmiDriver::Lan;
     std::string device = "/dev/ipmi0";
     std::string host;

@@ -44,7 +44,9 @@ std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *
         FileNoteAdd(notes, "ca_file " + settings.caFile + ": " + strerror(errno));
         return nullptr;
     }
-    return MakeRedfishProvider(settings, password, ServiceLog);
+    std::unique_ptr<Provider> provider = MakeRedfishProvider(settings, password, ServiceLog);
+    provider->archive = settings.archive;
+    return provider;
 }
 
 }  // namespace

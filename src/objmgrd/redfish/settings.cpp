@@ -208,6 +208,12 @@ void Reader::CheckWhole(const toml::table &redfish)
 void Reader::ReadTop(const toml::table &top)
 {
     for (const auto &[key, node] : top) {
+        std::string fault;
+        if (ArchiveSettingsKey(key.str(), node, &settings_->archive, &fault)) {
+            if (!fault.empty())
+                Fault(node.source(), fault);
+            continue;
+        }
         if (std::none_of(std::begin(kTables), std::end(kTables),
                          [&k = key](const char *name) { return k == name; }))
             Fault(key.source(),

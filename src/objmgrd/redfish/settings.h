@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // settings.h -- which service to read, and how: objmgrd-redfish's settings file, in TOML.
 //
+//   archive, archive_mb        before any table: see objmgrd/archive_settings.h
 //   [redfish]
 //   url = "https://192.0.2.10" scheme, host and port; "http" to this machine itself only
 //   user = "operator"          at most 255 bytes
@@ -29,10 +30,12 @@
 #ifndef OBJMGRD_REDFISH_SETTINGS_H
 #define OBJMGRD_REDFISH_SETTINGS_H
 
+#include "objmgrd/archive_settings.h"
 #include "objmgrd/file_note.h"
 #include "objmgrd/redfish/link.h"
 
 struct RedfishSettings {
+    ArchiveSettings archive;
     Origin origin;
     std::string user;
     std::string passwordFile;

@@ -361,6 +361,12 @@ void Reader::ReadTop(const toml::table &top)
         known.push_back(row.name);
     known.push_back("faults");
     for (const auto &[key, node] : top) {
+        std::string fault;
+        if (ArchiveSettingsKey(key.str(), node, &host_->archive, &fault)) {
+            if (!fault.empty())
+                Fault(node.source(), fault);
+            continue;
+        }
         if (!IsOneOf(known, key.str()))
             Fault(key.source(),
                   "unknown table " + Quoted(key.str()) + " (known: " + Joined(known) + ")");

@@ -40,6 +40,7 @@
 #ifndef OBJMGRD_SIM_HOST_FILE_H
 #define OBJMGRD_SIM_HOST_FILE_H
 
+#include "objmgrd/archive_settings.h"
 #include "objmgrd/file_note.h"
 #include "objmgrd/store_writer.h"
 
@@ -63,6 +64,7 @@ struct HostMethodFault {
 
 // A simulated server. Every row of a class stands in the order of the file.
 struct Host {
+    ArchiveSettings archive;
     std::vector<HostInstance> instances;
     Instance faults;  // the .faults record; without properties: nothing fails
     std::vector<HostMethodFault> methods;

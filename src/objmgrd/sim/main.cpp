@@ -28,7 +28,10 @@ std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *
     Host host;
     if (!HostFileRead(file, &host, notes))
         return nullptr;
-    return std::make_unique<SimProvider>(std::move(host));
+    const ArchiveSettings archive = host.archive;
+    auto provider = std::make_unique<SimProvider>(std::move(host));
+    provider->archive = archive;
+    return provider;
 }
 
 }  // namespace

@@ -237,3 +237,17 @@ TEST(IpmiSettings, AFileThatCannotBeReadIsAFault)
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_EQ(notes[0].text, "larger than 64 KiB");
 }
+
+TEST(IpmiSettings, Archive)
+{
+    IpmiSettings s;
+    EXPECT_EQ(Read(std::string("archive = \"/var/lib/zor\"\narchive_mb = 10000\n") + kLan, &s),
+              "right");
+    EXPECT_EQ(s.archive.directory, "/var/lib/zor");
+    EXPECT_EQ(s.archive.megabytes, 10000u);
+    EXPECT_EQ(Read(kLan, &s), "right");
+    EXPECT_EQ(s.archive.directory, "");
+    EXPECT_EQ(s.archive.megabytes, 16u);
+    EXPECT_EQ(Read(std::string("archive = \"here\"\n") + kLan),
+              "f:1:11: archive is an absolute directory");
+}

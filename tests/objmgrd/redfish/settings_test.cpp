@@ -150,3 +150,14 @@ TEST(RedfishSettings, TheExamplesAreRight)
     EXPECT_FALSE(RedfishSettingsRead("/nowhere", &settings, &notes));
     EXPECT_EQ(notes[0].text, "No such file or directory");
 }
+
+TEST(RedfishSettings, Archive)
+{
+    RedfishSettings settings;
+    EXPECT_EQ(Faults(std::string("archive = '/var/lib/zor'\narchive_mb = 1\n") + kLeast, &settings),
+              "right");
+    EXPECT_EQ(settings.archive.directory, "/var/lib/zor");
+    EXPECT_EQ(settings.archive.megabytes, 1u);
+    EXPECT_EQ(Faults(std::string("archive_mb = 10001\n") + kLeast),
+              "1:14 archive_mb is a number from 1 to 10000");
+}
