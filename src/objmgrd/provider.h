@@ -30,8 +30,8 @@ struct ProviderReply {
     u32 delayMs = 0;   // the reply is sent this much later
     bool send = true;  // false: the caller never gets a reply
     // true: the answer comes later under `ticket`, a number that the provider uses only once;
-    // everything above is without meaning. A call that has none after kServerAnswerTimeoutMs
-    // (server.h) fails at the client; an answer that comes later, or that nobody waits for any
+    // everything above is without meaning. A call that has none after MethodTimeoutMs()
+    // fails at the client; an answer that comes later, or that nobody waits for any
     // more, is dropped.
     bool pending = false;
     u64 ticket = 0;
@@ -76,6 +76,9 @@ public:
         (void)store;
         (void)answers;
     }
+    // How long clients wait for the answer to a method, in milliseconds; 1,000 to 120,000. They
+    // learn it from the image.
+    virtual u32 MethodTimeoutMs() const { return kObjMgrMethodTimeoutMs; }
     // The sources outside the service; none: there is nothing that could be silent.
     virtual std::vector<SourceState> Sources() const { return {}; }
     // Whether the store shows its source by now, or the source is known not to be had. A COMMAND

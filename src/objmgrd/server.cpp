@@ -239,7 +239,8 @@ int Server::State::Open()
     int error = MakeDirectory(options.directory, options.group ? 0750 : 0700);
     if (error == 0)
         error =
-            store.Open(options.directory, {.service = std::string("objmgrd-") + provider->Name()});
+            store.Open(options.directory, {.service = std::string("objmgrd-") + provider->Name(),
+                                           .methodTimeoutMs = provider->MethodTimeoutMs()});
     if (error == 0)
         error = Load();
     if (error != 0)
@@ -496,7 +497,7 @@ ServiceFacts Server::State::FactsFor(const Peer &peer) const
     ServiceFacts facts = {};
     facts.version = kMethodVersion;
     facts.rights = options.rights.Of(peer);
-    facts.methodTimeoutMs = kObjMgrMethodTimeoutMs;
+    facts.methodTimeoutMs = provider->MethodTimeoutMs();
     SetText(facts.name, sizeof facts.name, std::string("objmgrd-") + provider->Name());
     for (const SourceState &source : provider->Sources()) {
         if (facts.sources == kServiceSourcesMax)
@@ -518,7 +519,7 @@ bool Server::State::TakeCall(Connection *connection, const MethodRequest &reques
     if (reply.pending) {
         connection->phase = Connection::Phase::Pending;
         connection->ticket = reply.ticket;
-        connection->due = now + kServerAnswerTimeoutMs;
+        connection->due = now + provider->MethodTimeoutMs();
         return true;
     }
     connection->reply = ReplyOf(reply.status, reply.result);

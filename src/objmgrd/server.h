@@ -29,9 +29,6 @@
 constexpr u32 kServerMaxConnections = 64;
 // From its connecting a client has this long to send its one request.
 constexpr u32 kServerRequestTimeoutMs = 5000;
-// An answer that a provider promised (ProviderReply::pending) is waited for as long as a client
-// waits; then the call fails.
-constexpr u32 kServerAnswerTimeoutMs = kObjMgrMethodTimeoutMs;
 
 // The bits that a caller needs for a method of the instance at `path`.
 u32 ServerNeededPrivilege(const char *path, const char *method);

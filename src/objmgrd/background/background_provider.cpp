@@ -14,6 +14,7 @@
 namespace
 {
 
+constexpr u32 kMethodMarginMs = 500;
 // The thread is in one request at most.
 constexpr u32 kJoinMostMs = 5000;
 
@@ -88,6 +89,7 @@ void BackgroundProvider::Run(Shared *shared)
 
 int BackgroundProvider::Load(StoreWriter *store)
 {
+    source_ = store->AddSource(options_.source);
     // Clients find these failing, and do not take the machine for one without sensors.
     for (const std::string &key :
          {std::string(kSystemClass), std::string(kSelPath), SensorKey(1)}) {
@@ -219,12 +221,33 @@ void BackgroundProvider::AnswerLate(std::vector<ProviderAnswer> *answers)
     }
 }
 
+// When the source was last heard, for tools.
+void BackgroundProvider::TellHeard(StoreWriter *store)
+{
+    const u64 heard = failed_ ? 0 : shared_->mailbox.heardMs.load();
+    if (heard == heardMs_)
+        return;
+    heardMs_ = heard;
+    if (heard != 0)
+        store->Heard(source_, heard);
+    else
+        store->Silent(source_);
+}
+
+u32 BackgroundProvider::MethodTimeoutMs() const
+{
+    return options_.methodMs + kMethodMarginMs;
+}
+
 void BackgroundProvider::Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
 {
     Take(shared_->mailbox.Take(), answers);
     Watch();
     AnswerLate(answers);
-    for (const auto &[key, change] : unsaved_) {
+    TellHeard(store);
+    for (auto &[key, change] : unsaved_) {
+        if (change.has_value())
+            change->source = source_;
         const int error = change.has_value() ? store->Put(key, *change) : store->Delete(key);
         if (error != 0)
             return;

@@ -59,6 +59,8 @@ public:
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
     void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;
+    // A little more than methodMs, so that the answer that it took too long still arrives.
+    u32 MethodTimeoutMs() const override;
     std::vector<SourceState> Sources() const override { return {{options_.source, !failed_}}; }
     bool Ready() const override { return ready_; }
     int PollFd() const override;
@@ -71,6 +73,7 @@ private:
     void Take(News &&news, std::vector<ProviderAnswer> *answers);
     void FailAll();
     void Watch();
+    void TellHeard(StoreWriter *store);
     void AnswerLate(std::vector<ProviderAnswer> *answers);
 
     const BackgroundOptions options_;
@@ -82,6 +85,8 @@ private:
     bool ready_ = false;
     bool failed_ = true;  // nothing of the source is served
     std::string why_;     // the last reason that was logged
+    u16 source_ = kImageNoSource;
+    u64 heardMs_ = 0;  // as the store has it; 0: as one that is silent
     u64 nextTicket_ = 1;
     std::map<u64, u64> open_;  // tickets and when they are due
 };

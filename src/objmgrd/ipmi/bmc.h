@@ -67,8 +67,9 @@ class Bmc
 public:
     virtual ~Bmc() = default;
     // Opens a session, after closing one that is open. *why, unless it is Open: for the
-    // administrator, one line without the password, the same for the same cause.
-    virtual BmcOpening Open(std::string *why) = 0;
+    // administrator, one line without the password, the same for the same cause. limitMs: gives up
+    // after this; 0: after the session's own limit.
+    virtual BmcOpening Open(std::string *why, u32 limitMs = 0) = 0;
     // Ends the session; nothing when there is none. Waits only briefly for the BMC.
     virtual void Close() = 0;
     // Sends a request and waits for its answer, for no longer than the session's limit.

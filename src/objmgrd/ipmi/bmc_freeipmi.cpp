@@ -206,13 +206,13 @@ struct FreeIpmiBmc::State {
     ipmi_ctx_t context = nullptr;
     Alarm alarm;
 
-    bool OpenLan();
-    bool OpenLocal();
+    bool OpenLan(u32 limitMs);
+    bool OpenLocal(u32 limitMs);
     BmcOpening Cause(std::string *why) const;
     void Close();
 };
 
-bool FreeIpmiBmc::State::OpenLan()
+bool FreeIpmiBmc::State::OpenLan(u32 limitMs)
 {
     unsigned int workarounds = IPMI_WORKAROUND_FLAGS_DEFAULT;
     for (const WorkaroundRow &row : kWorkarounds) {
@@ -220,16 +220,16 @@ bool FreeIpmiBmc::State::OpenLan()
             workarounds |= row.library;
     }
     const u32 againMs = use == BmcUse::Control ? kNeverAgainMs : settings->answerMs;
-    const Limit limit(&alarm, settings->sessionMs * kOpeningFactor);
+    const Limit limit(&alarm, limitMs != 0 ? limitMs : settings->sessionMs * kOpeningFactor);
     return ipmi_ctx_open_outofband_2_0(context, Address(*settings).c_str(), settings->user.c_str(),
                                        password->Text(), nullptr, 0, settings->privilege,
                                        settings->cipherSuite, kSessionTimeoutMs, againMs,
                                        workarounds, IPMI_FLAGS_DEFAULT) == 0;
 }
 
-bool FreeIpmiBmc::State::OpenLocal()
+bool FreeIpmiBmc::State::OpenLocal(u32 limitMs)
 {
-    const Limit limit(&alarm, settings->sessionMs);
+    const Limit limit(&alarm, limitMs != 0 ? limitMs : settings->sessionMs);
     return ipmi_ctx_open_inband(context, IPMI_DEVICE_OPENIPMI, 1, 0, 0, settings->device.c_str(),
                                 IPMI_WORKAROUND_FLAGS_DEFAULT, IPMI_FLAGS_DEFAULT) == 0;
 }
@@ -275,7 +275,7 @@ FreeIpmiBmc::~FreeIpmiBmc()
     delete state_;
 }
 
-BmcOpening FreeIpmiBmc::Open(std::string *why)
+BmcOpening FreeIpmiBmc::Open(std::string *why, u32 limitMs)
 {
     Close();
     state_->context = ipmi_ctx_create();
@@ -284,7 +284,7 @@ BmcOpening FreeIpmiBmc::Open(std::string *why)
         return BmcOpening::Silent;
     }
     const bool lan = state_->settings->driver == IpmiDriver::Lan;
-    if (lan ? state_->OpenLan() : state_->OpenLocal())
+    if (lan ? state_->OpenLan(limitMs) : state_->OpenLocal(limitMs))
         return BmcOpening::Open;
     const BmcOpening opening = state_->Cause(why);
     Close();

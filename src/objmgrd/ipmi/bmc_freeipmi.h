@@ -33,7 +33,7 @@ public:
     FreeIpmiBmc(const FreeIpmiBmc &) = delete;
     FreeIpmiBmc &operator=(const FreeIpmiBmc &) = delete;
 
-    BmcOpening Open(std::string *why) override;
+    BmcOpening Open(std::string *why, u32 limitMs = 0) override;
     void Close() override;
     BmcAnswer Ask(const BmcRequest &request) override;
 

@@ -11,7 +11,7 @@ IpmiConversation::IpmiConversation(const IpmiSettings &settings, std::unique_ptr
       clock_(clock), session_(bmc_.get(), mailbox, clock),
       publication_("BMC " + IpmiBmcName(settings), mailbox),
       schedule_(&settings_, &session_, &publication_, clock),
-      methods_(&session_, control_.get(), &schedule_, &publication_, mailbox, clock)
+      methods_(&settings_, &session_, control_.get(), &schedule_, &publication_, mailbox, clock)
 {
 }
 

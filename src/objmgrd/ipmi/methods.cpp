@@ -2,6 +2,7 @@
 // methods.cpp -- see methods.h.
 #include "objmgrd/ipmi/methods.h"
 
+#include <algorithm>
 #include <syslog.h>
 
 namespace
@@ -12,6 +13,11 @@ constexpr u8 kPowerDown = 0;
 constexpr u8 kPowerUp = 1;
 constexpr u8 kPowerCycle = 2;
 constexpr u8 kHardReset = 3;
+
+constexpr u32 kOpeningLeastMs = 100;
+// Every so manieth opening is a long one.
+constexpr u32 kLongTurn = 8;
+constexpr u32 kLongTurnDoubtful = 3;
 
 // Clear SEL (section 31.9).
 constexpr u8 kEraseBegin = 0xAA;
@@ -95,7 +101,10 @@ void Methods::EndIfLate(u64 now)
     }
     if (now + (begun ? kAnswerEarlyMs : kLatestBeginMs) < action_->order.dueMs)
         return;
-    Say(LOG_WARNING, begun ? "not seen done in time" : "not begun in time");
+    if (!begun && !action_->why.empty())
+        Say(LOG_WARNING, "not begun in time: no session for it: " + action_->why);
+    else
+        Say(LOG_WARNING, begun ? "not seen done in time" : "not begun in time");
     Answer(kCimFailed, 0);
 }
 
@@ -143,17 +152,39 @@ void Methods::StepCheck()
     action_->phase = Phase::Open;
 }
 
+// A packet that is lost costs one short attempt; now and then comes a long one, for a BMC that
+// takes longer than it did before. What the session for reading took may be so long only since a
+// packet of its own was lost.
+u32 Methods::OpeningLimitMs() const
+{
+    const u32 opening = session_->OpeningMs();
+    const bool doubtful = opening == 0 || opening >= settings_.answerMs;
+    const u64 usual = doubtful ? u64{session_->AnswerMs()} * 12 : u64{opening} * 3;
+    const u64 brief = usual + kOpeningLeastMs;
+    const u32 turn = doubtful ? kLongTurnDoubtful : kLongTurn;
+    const bool isLong = action_->openings % turn == turn - 1;
+    const u64 limit = isLong ? std::max<u64>(brief * 8, u64{opening} * 2) : brief;
+    return static_cast<u32>(std::min<u64>(limit, IpmiLostMs(settings_) - kOpeningPauseMs));
+}
+
 void Methods::StepOpen()
 {
+    const u64 before = clock_();
+    const u64 last = action_->order.dueMs - kLatestBeginMs;
+    const u32 left = static_cast<u32>(last > before ? last - before : 1);
     std::string why;
-    const BmcOpening opening = control_->Open(&why);
+    const BmcOpening opening = control_->Open(&why, std::min(OpeningLimitMs(), left));
     if (opening == BmcOpening::Open) {
+        session_->Opened(clock_() - before);
         action_->phase = Phase::Send;
         return;
     }
-    // Nothing was done so far: once more does no harm.
-    if (opening == BmcOpening::Silent && action_->openings++ == 0)
+    if (opening == BmcOpening::Silent) {
+        ++action_->openings;
+        action_->why = why;
+        action_->stepMs = clock_() + kOpeningPauseMs;
         return;
+    }
     Say(LOG_WARNING, "not sent: " + why);
     Answer(kCimFailed, 0);
 }

@@ -2,8 +2,9 @@
 // methods.h -- what is done to the machine, once: power commands and clearing the log.
 //
 // One order at a time, in steps of one request. A power command is sent in a session of its own,
-// on which no request is ever repeated, and is said to be done when the power state says so. Before
-// it is sent, the power state is looked at, and whether anybody still waits.
+// on which no request is ever repeated. Opening it executes nothing, so that is tried in short
+// attempts for as long as there is time. A command is said to be done when the power state says so.
+// Before it is sent, the power state is looked at, and whether anybody still waits.
 #ifndef OBJMGRD_IPMI_METHODS_H
 #define OBJMGRD_IPMI_METHODS_H
 
@@ -11,6 +12,8 @@
 
 // A power state that is waited for, and an erasure, is looked at again after this.
 constexpr u32 kLookAgainMs = 100;
+// Between two openings of the session for a power command whatever is due is read.
+constexpr u32 kOpeningPauseMs = 20;
 // A method is not begun later than this before its answer is due, and is answered this much early.
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
@@ -19,10 +22,10 @@ class Methods
 {
 public:
     // All of them must outlive this object. control: the session for power commands.
-    Methods(PollSession *session, Bmc *control, Schedule *schedule, Publication *publication,
-            Mailbox *mailbox, BackgroundClock clock)
-        : session_(session), control_(control), schedule_(schedule), publication_(publication),
-          mailbox_(mailbox), clock_(clock)
+    Methods(const IpmiSettings *settings, PollSession *session, Bmc *control, Schedule *schedule,
+            Publication *publication, Mailbox *mailbox, BackgroundClock clock)
+        : settings_(*settings), session_(session), control_(control), schedule_(schedule),
+          publication_(publication), mailbox_(mailbox), clock_(clock)
     {
     }
 
@@ -44,7 +47,8 @@ private:
     struct Action {
         Order order;
         u64 stepMs = 0;    // the next step is due
-        u32 openings = 0;  // of the control session
+        u32 openings = 0;  // of the control session, in vain
+        std::string why;   // the last one's
         u32 readings = 0;  // Reread: complete readings of the log before
         u16 reservation = 0;
         Phase phase = Phase::Check;
@@ -54,6 +58,7 @@ private:
 
     void StepCheck();
     void StepOpen();
+    u32 OpeningLimitMs() const;
     void StepSend();
     void StepConfirm();
     void StepReserve();
@@ -63,6 +68,7 @@ private:
     void Answer(CimStatus status, u32 result);
     void End();
 
+    const IpmiSettings &settings_;
     PollSession *const session_;
     Bmc *const control_;
     Schedule *const schedule_;

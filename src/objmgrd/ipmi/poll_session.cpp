@@ -14,20 +14,35 @@ u64 Pause(u32 firstMs, u32 mostMs, u32 failures)
     return std::min<u64>(u64{firstMs} << std::min(failures, 10u), mostMs);
 }
 
+// Follows what becomes slower, and at once what becomes quicker; never 0.
+u32 Quickest(u32 before, u64 tookMs)
+{
+    const u32 took = static_cast<u32>(std::max<u64>(tookMs, 1));
+    return before == 0 || took < before ? took : before + (took - before) / 16;
+}
+
 }  // namespace
 
-BmcOpening PollSession::Open(std::string *why)
+BmcOpening PollSession::Open(std::string *why, u32 limitMs)
 {
-    const BmcOpening opening = bmc_->Open(why);
+    const u64 before = clock_();
+    const BmcOpening opening = bmc_->Open(why, limitMs);
     open_ = opening == BmcOpening::Open;
-    if (open_)
+    if (open_) {
+        Opened(clock_() - before);
         return opening;
+    }
     const bool refused = opening == BmcOpening::Refused;
     const u32 first = refused ? kRefusedFirstMs : kRetryFirstMs;
     const u32 most = refused ? kRefusedMostMs : kRetryMostMs;
     nextOpenMs_ = clock_() + Pause(first, most, failures_);
     ++failures_;
     return opening;
+}
+
+void PollSession::Opened(u64 tookMs)
+{
+    openingMs_ = Quickest(openingMs_, tookMs);
 }
 
 void PollSession::Close()
@@ -38,7 +53,10 @@ void PollSession::Close()
 
 BmcAnswer PollSession::Ask(const BmcRequest &request)
 {
+    const u64 before = clock_();
     BmcAnswer answer = bmc_->Ask(request);
+    if (answer.came)
+        answerMs_ = Quickest(answerMs_, clock_() - before);
     for (u32 tries = 1;
          tries < kBusyTries && answer.came && answer.code == kBmcNodeBusy && !mailbox_->HasOrder();
          ++tries)

@@ -31,13 +31,19 @@ public:
     bool IsOpen() const { return open_; }
     // When the next opening is due, where there is no session.
     u64 NextOpenMs() const { return nextOpenMs_; }
-    BmcOpening Open(std::string *why) override;
+    BmcOpening Open(std::string *why, u32 limitMs = 0) override;
     void Close() override;
     BmcAnswer Ask(const BmcRequest &request) override;
     // Whether a request since the last call was not answered: the session is no good any more.
     bool TakeSilence();
     // After that: closes the session and says when the next one is due.
     void Lose();
+    // How long the BMC takes for an answer, and for opening a session, when nothing is lost on the
+    // way: the quickest of late. 0: not known.
+    u32 AnswerMs() const { return answerMs_; }
+    u32 OpeningMs() const { return openingMs_; }
+    // Another session was opened in this time.
+    void Opened(u64 tookMs);
     // The BMC is in order: the pauses begin anew.
     void Works() { failures_ = 0; }
 
@@ -46,6 +52,8 @@ private:
     Mailbox *const mailbox_;
     const BackgroundClock clock_;
     bool open_ = false;
+    u32 answerMs_ = 0;
+    u32 openingMs_ = 0;
     bool silent_ = false;  // a request was not answered
     u64 nextOpenMs_ = 0;
     u32 failures_ = 0;  // since the BMC was last in order

@@ -174,6 +174,7 @@ Instance SensorInstance(u32 index, const SdrSensor &sensor, const SensorReading 
     out.Add(kPropertyType, std::to_string(place.type));
     out.Add(kPropertyFormat, std::to_string(SensorFormat(sensor)));
     out.Add(kPropertyName, place.name);
+    instance.unit = place.unit;
     if (SensorFormat(sensor) == kFormatThreshold)
         AddThresholdKind(sensor, place, reading, &out);
     else

@@ -57,7 +57,7 @@ constexpr NumberRow kNumbers[] = {
     {"poll", "sdr_ms", &IpmiSettings::sdrMs, 1000, 3600000, For::Both},
     {"timeouts", "answer_ms", &IpmiSettings::answerMs, 100, 5000, For::Lan},
     {"timeouts", "session_ms", &IpmiSettings::sessionMs, 200, 10000, For::Both},
-    {"timeouts", "method_ms", &IpmiSettings::methodMs, 1000, 4800, For::Both},
+    {"timeouts", "method_ms", &IpmiSettings::methodMs, 1000, 60000, For::Both},
 };
 
 struct KindRow {

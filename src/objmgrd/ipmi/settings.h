@@ -26,7 +26,7 @@
 //   answer_ms = 1000           lan only: a request (never a power command) without an answer is
 //                              sent again, 100 to 5000, below session_ms
 //   session_ms = 2500          a request without an answer has failed, 200 to 10000
-//   method_ms = 4500           a method is answered at the latest, 1000 to 4800
+//   method_ms = 4500           a method is answered at the latest, 1000 to 60000
 #ifndef OBJMGRD_IPMI_SETTINGS_H
 #define OBJMGRD_IPMI_SETTINGS_H
 

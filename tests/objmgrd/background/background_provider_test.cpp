@@ -77,9 +77,10 @@ private:
     {
         if (Has("deaf"))
             return 0;
-        const bool slow = Has("slow");
-        if (slow)
+        if (Has("slow"))
             usleep(600000);
+        if (Has("slower"))
+            usleep(7000000);
         std::ofstream(logFile, std::ios::app)
             << "order " << static_cast<int>(order.kind)
             << (mailbox_->Waits(order.ticket) ? "" : ": nobody waits") << "\n";
@@ -258,6 +259,54 @@ TEST_F(BackgroundProviderTest, AnOrderThatIsTooLateIsAnsweredAsFailedAndSaidToBe
     // One that is never answered fails as well.
     Switch("deaf", true);
     EXPECT_EQ(Call(kSystem, "Stop"), "1 0");
+}
+
+// Clients wait as long as the service says, and a little longer, not for a time of their own.
+TEST(BackgroundProviderTime, ClientsLearnHowLongAMethodTakes)
+{
+    BackgroundOptions options = Options();
+    options.methodMs = 4500;
+    const auto make = [](Mailbox *mailbox) {
+        return std::make_unique<Thermometer>("/nonexistent", mailbox);
+    };
+    EXPECT_EQ(BackgroundProvider(options, make).MethodTimeoutMs(), 5000u);
+    options.methodMs = 60000;
+    EXPECT_EQ(BackgroundProvider(options, make).MethodTimeoutMs(), 60500u);
+    const BackgroundProvider provider(options, make);
+    ASSERT_EQ(provider.Sources().size(), 1u);
+    EXPECT_EQ(provider.Sources()[0].name, "Thermometer");
+    EXPECT_FALSE(provider.Sources()[0].answers);
+}
+
+TEST(BackgroundProviderTime, AMethodOfSevenSecondsIsAnswered)
+{
+    const TestDirectory directory;
+    const TestDirectory switches;
+    logFile = switches.Path() + "/log";
+    std::ofstream(switches.Path() + "/slower") << "on";
+    BackgroundOptions options = Options();
+    options.methodMs = 9000;
+    options.lostMs = 20000;
+    ServedProcess served(ServerOptions{.directory = directory.Path()}, [&] {
+        return new BackgroundProvider(options, [&](Mailbox *mailbox) {
+            return std::make_unique<Thermometer>(switches.Path(), mailbox);
+        });
+    });
+    ASSERT_TRUE(served.started);
+    for (u32 i = 0; i < 500 && ReadFresh(directory.Path(), kSystem, "PowerStatus") != "ON"; ++i)
+        usleep(10000);
+    InFreshProcess([&] {
+        setenv("ZOROBJMGR", directory.Path().c_str(), 1);
+        const ObjMgrInterface *objmgr = ObjMgrGetInterface();
+        ObjMgrHandle handle = 0;
+        ASSERT_EQ(objmgr->Open(&handle), 0u);
+        const ObjMgrPrivilege privilege = {0x7, {0, 0}};
+        u32 result = 0;
+        objmgr->SetPrivilege(handle, &privilege);
+        EXPECT_EQ(objmgr->InvokeMethod(handle, kSystem, "Stop", nullptr, 0, 0, &result), 0u);
+        EXPECT_EQ(result, 7u);
+        objmgr->Close(handle);
+    });
 }
 
 TEST(BackgroundProviderEnd, TheConversationHasTheLastWord)

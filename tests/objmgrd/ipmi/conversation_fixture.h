@@ -94,7 +94,7 @@ protected:
         const u64 ticket = ++ticket_;
         const u64 begun = fakeNowMs;
         EXPECT_TRUE(box_.Give({ticket, kind, begun + settings_.methodMs}));
-        while (answers_.count(ticket) == 0 && fakeNowMs < begun + 6000)
+        while (answers_.count(ticket) == 0 && fakeNowMs < begun + settings_.methodMs + 1500)
             RunFor(1);
         tookMs_ = fakeNowMs - begun;
         return answers_.count(ticket) != 0 ? answers_[ticket] : "none";

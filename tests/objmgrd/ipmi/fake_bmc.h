@@ -175,6 +175,7 @@ inline SelRecord SelEvent(u16 id, u32 seconds, u8 sensor = 1)
 struct FakeMachine {
     u32 latencyMs = 1;
     u32 silenceMs = 2500;
+    u32 openingMs = 0;  // of a session; 0: latencyMs
 
     BmcOpening opening = BmcOpening::Open;
     std::string why = "no answer from bmc";
@@ -207,6 +208,8 @@ struct FakeMachine {
     u32 openSessions = 0;
     // Called before each request; true: *answer is the answer.
     std::function<bool(const BmcRequest &, BmcAnswer *)> hook;
+    // Called before each opening of the session for control; true: a packet is lost.
+    std::function<bool()> openingHook;
 
     u32 Count(u8 netFn, u8 command) const
     {
@@ -237,16 +240,26 @@ public:
         machine_.nextOn = machine_.on;
     }
     ~FakeBmc() override { Close(); }
-    BmcOpening Open(std::string *why) override
+    BmcOpening Open(std::string *why, u32 limitMs = 0) override
     {
         Close();
         (control_ ? machine_.controlOpenings : machine_.openings)++;
+        if (control_ && machine_.openingHook && machine_.openingHook()) {
+            fakeNowMs += limitMs != 0 ? limitMs : machine_.silenceMs;
+            *why = machine_.why;
+            return BmcOpening::Silent;
+        }
         if (machine_.silent || machine_.opening != BmcOpening::Open) {
             fakeNowMs += machine_.silent ? machine_.silenceMs : machine_.latencyMs;
             *why = machine_.why;
             return machine_.silent ? BmcOpening::Silent : machine_.opening;
         }
-        fakeNowMs += machine_.latencyMs;
+        if (limitMs != 0 && machine_.openingMs >= limitMs) {
+            fakeNowMs += limitMs;
+            *why = machine_.why;
+            return BmcOpening::Silent;
+        }
+        fakeNowMs += machine_.openingMs != 0 ? machine_.openingMs : machine_.latencyMs;
         open_ = true;
         machine_.openSessions++;
         return BmcOpening::Open;

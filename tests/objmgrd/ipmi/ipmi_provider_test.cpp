@@ -33,10 +33,10 @@ public:
         : FakeBmc(machine, control), state_(*machine), directory_(std::move(directory))
     {
     }
-    BmcOpening Open(std::string *why) override
+    BmcOpening Open(std::string *why, u32 limitMs = 0) override
     {
         Look();
-        return FakeBmc::Open(why);
+        return FakeBmc::Open(why, limitMs);
     }
     BmcAnswer Ask(const BmcRequest &request) override
     {

@@ -178,9 +178,13 @@ TEST_F(MethodsTest, AControlSessionThatDoesNotComeAboutDoesNothing)
     EXPECT_EQ(Do(OrderKind::Stop), "1 0");
     EXPECT_TRUE(machine_.controls.empty());
     EXPECT_EQ(machine_.controlOpenings, 1u);
-    machine_.opening = BmcOpening::Silent;
+    // Nobody answers it: tried until the method's time is over.
+    machine_.openingHook = [] { return true; };
     EXPECT_EQ(Do(OrderKind::Stop), "1 0");
-    EXPECT_EQ(machine_.controlOpenings, 3u);
+    EXPECT_GE(machine_.controlOpenings, 10u);
+    EXPECT_LE(tookMs_, settings_.methodMs);
+    EXPECT_NE(lines_.find("power off: not begun in time: no session for it: no answer from bmc"),
+              std::string::npos);
     EXPECT_TRUE(machine_.controls.empty());
     EXPECT_EQ(Power(), "ON");
 }
@@ -266,4 +270,76 @@ TEST_F(MethodsTest, AClearThatIsNotAnsweredIsAFailureAndNotRepeated)
     machine_.hook = nullptr;
     RunFor(2000);
     EXPECT_EQ(Records(), "2");
+}
+
+// ---- poor networks and slow hosts ----
+
+// Two attempts of five come about: no command fails, and each is sent once.
+TEST_F(MethodsTest, LostPacketsOfAnOpeningCostNoCommand)
+{
+    RunFor(1000);
+    u32 seed = 1;
+    machine_.openingHook = [&] {
+        seed = seed * 1664525 + 1013904223;
+        return (seed >> 24) % 5 < 3;
+    };
+    for (u32 i = 0; i < 150; ++i) {
+        EXPECT_EQ(Do(OrderKind::Stop), "0 0") << i;
+        EXPECT_EQ(Do(OrderKind::Start), "0 0") << i;
+    }
+    EXPECT_EQ(machine_.controls.size(), 300u);
+    EXPECT_GT(machine_.controlOpenings, 500u);
+}
+
+// A BMC that opens sessions slowly gets the time that it needs, also where it was quicker before.
+TEST_F(MethodsTest, AnOpeningThatTakesLongComesAboutInTime)
+{
+    RunFor(1000);
+    for (u32 ms : {50u, 300u, 600u}) {
+        machine_.openingMs = ms;
+        EXPECT_EQ(Do(OrderKind::Stop), "0 0") << ms;
+        EXPECT_EQ(Do(OrderKind::Start), "0 0") << ms;
+    }
+}
+
+TEST_F(MethodsTest, ABmcThatAlwaysOpensSlowlyIsGivenTheTime)
+{
+    machine_.openingMs = 1500;
+    RunFor(5000);
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+}
+
+// Readings go on while the session does not come about.
+TEST_F(MethodsTest, AnOpeningDoesNotHoldTheReadingsUp)
+{
+    RunFor(1000);
+    machine_.openingHook = [] { return true; };
+    u64 last = fakeNowMs;
+    u64 longest = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetChassisStatus) {
+            longest = std::max(longest, fakeNowMs - last);
+            last = fakeNowMs;
+        }
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_LE(longest, 2000u);
+    EXPECT_EQ(losses_, 0u);
+    EXPECT_EQ(Power(), "ON");
+}
+
+// The button is pressed for four seconds, and the host takes another three.
+TEST_F(MethodsTest, ASlowerHostIsWaitedForWhereTheSettingSaysSo)
+{
+    RunFor(1000);
+    machine_.powerLagMs = 7000;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    machine_.SetPower(true);
+    RunFor(1000);
+    settings_.methodMs = 15000;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_GE(tookMs_, 7000u);
+    EXPECT_LE(tookMs_, 7300u);
 }

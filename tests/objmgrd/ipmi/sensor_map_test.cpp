@@ -243,3 +243,11 @@ TEST(SensorMap, StatesAreThoseOfTheKind)
     EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "Type"), "0");
     EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "StateValue"), "none");
 }
+
+// For tools: the shell says units by the place alone.
+TEST(SensorMap, TheInstanceSaysTheUnitOfItsReading)
+{
+    EXPECT_EQ(SensorInstance(1, Sensor(1, 0x01), Good(1, 0)).unit, "C");
+    EXPECT_EQ(SensorInstance(1, Sensor(4, 0x01), Good(1, 0)).unit, "RPM");
+    EXPECT_EQ(SensorInstance(1, Sensor(41, 0x6F), Good(1, 0)).unit, "");
+}
