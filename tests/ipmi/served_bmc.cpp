@@ -77,15 +77,15 @@ long StatusKb(pid_t pid, const std::string &key)
 }
 
 std::string SettingsText(const IpmiSim &bmc, const ServiceSettings &settings,
-                         const std::string &passwordFile)
+                         const std::string &passwordFile, const std::string &cache)
 {
     return "[bmc]\ndriver = \"lan\"\nhost = \"" + bmc.Host() +
            "\"\nport = " + std::to_string(settings.port == 0 ? bmc.Port() : settings.port) +
            "\nuser = \"" + settings.user.name + "\"\npassword_file = \"" + passwordFile +
            "\"\nprivilege = \"" + settings.privilege +
            "\"\ncipher_suite = " + std::to_string(settings.cipherSuite) +
-           "\nworkarounds = [\"open_session_privilege\"]\n[poll]\n" + settings.poll +
-           "[timeouts]\n" + settings.timeouts;
+           "\nworkarounds = [\"open_session_privilege\"]\ncache_directory = \"" + cache +
+           "\"\n[poll]\n" + settings.poll + "[timeouts]\n" + settings.timeouts;
 }
 
 }  // namespace
@@ -102,7 +102,7 @@ IpmiService::IpmiService(const IpmiSim &bmc, const ServiceSettings &settings)
               (settings.password.empty() ? settings.user.password : settings.password) +
                   std::string("\n"),
               0600);
-    WriteText(config, SettingsText(bmc, settings, password), 0600);
+    WriteText(config, SettingsText(bmc, settings, password, directory_ + "/cache"), 0600);
     mkdir((directory_ + "/objmgr").c_str(), 0700);
     mkdir((directory_ + "/sessions").c_str(), 0700);
 

@@ -48,7 +48,8 @@ SensorPeriods PeriodsOf(const IpmiSettings &settings)
 Schedule::Schedule(const IpmiSettings *settings, PollSession *session, Publication *publication,
                    BackgroundClock clock)
     : settings_(*settings), session_(session), publication_(publication), clock_(clock),
-      lostMs_(IpmiLostMs(*settings)), identity_(publication)
+      lostMs_(IpmiLostMs(*settings)), file_(settings->cacheDirectory, IpmiBmcAddress(*settings)),
+      identity_(publication)
 {
     Forget(0);
 }
@@ -167,6 +168,8 @@ void Schedule::LookEverywhere(u64 now)
 
 void Schedule::StepSdr(bool begins, u64 now)
 {
+    if (!fileRead_)
+        RecallSdr();
     if (begins)
         sdr_.Start();
     const ReadStep step = sdr_.Step(session_);
@@ -200,6 +203,34 @@ void Schedule::SdrFailed(u64 now)
     sdr_.Forget();
 }
 
+void Schedule::RecallSdr()
+{
+    fileRead_ = true;
+    if (file_.Read(&recalled_))
+        sdr_.Recall(recalled_.stamp, std::move(recalled_.records));
+}
+
+// The records, and the thresholds once all are known. What was left out may be readable next time.
+void Schedule::KeepSdr()
+{
+    if (!SdrStampTells(sdr_.Stamp()) || !sdr_.Skipped().empty() || !sensors_.Complete() ||
+        !sensors_.ThresholdsComplete())
+        return;
+    SdrKept kept = {.stamp = sdr_.Stamp(), .records = sdr_.Records(), .thresholds = {}};
+    for (u32 i = 0; i < sensors_.Count(); ++i) {
+        if (repository_.sensors[i].thresholds != SdrThresholds::Readable)
+            continue;
+        SdrKeptThresholds row = {
+            .sensor = static_cast<u16>(i), .mask = sensors_.Reading(i).thresholdMask, .values = {}};
+        std::copy_n(sensors_.Reading(i).thresholds, size_t{kThresholdCount}, row.values);
+        kept.thresholds.push_back(row);
+    }
+    const std::string fault = file_.Write(kept);
+    if (!fault.empty() && fault != keepFault_)
+        publication_->Say(LOG_WARNING, "the sensor records cannot be kept: " + fault);
+    keepFault_ = fault;
+}
+
 void Schedule::SayWhatWasSkipped()
 {
     u32 lines = 0;
@@ -227,11 +258,13 @@ void Schedule::EndSdr(ReadStep step, u64 now)
     sdrKnown_ = true;
     sdrSettled_ = true;
     if (!sdr_.Changed() && was)
-        return;
+        return KeepSdr();
+    const bool kept = sdr_.Recalled();
     if (sdr_.Changed()) {
         repository_ = sdr_.Repository();
-        publication_->Say(LOG_NOTICE, "sensor records read: " +
-                                          std::to_string(repository_.sensors.size()) + " sensors");
+        publication_->Say(LOG_NOTICE,
+                          (kept ? "sensor records as kept: " : "sensor records read: ") +
+                              std::to_string(repository_.sensors.size()) + " sensors");
         SayWhatWasSkipped();
         const std::string without = SensorsWithoutPlace(repository_);
         if (!without.empty())
@@ -242,6 +275,11 @@ void Schedule::EndSdr(ReadStep step, u64 now)
         publication_->ForgetLog();  // its records name the sensors
     }
     sensors_.Reset(&repository_, PeriodsOf(settings_), now);
+    for (const SdrKeptThresholds &row : recalled_.thresholds) {
+        if (kept && row.sensor < sensors_.Count())
+            sensors_.RecallThresholds(row.sensor, row.mask, row.values);
+    }
+    recalled_ = SdrKept();
     sensorsGiven_ = false;
     progressMs_ = now + kProgressMs;
     dueMs_[kLogTask] = now;
@@ -277,8 +315,11 @@ bool Schedule::IsGiveDue(u64 now) const
 void Schedule::GiveSensors(u64 now)
 {
     sensorsGivenMs_ = now;
+    const bool first = !sensorsGiven_;
     sensorsGiven_ = true;
     publication_->GiveSensors(&sensors_, repository_);
+    if (first)
+        KeepSdr();
 }
 
 void Schedule::SayHowFar(u64 now)

@@ -9,7 +9,7 @@
 
 #include "objmgrd/ipmi/identity_reader.h"
 #include "objmgrd/ipmi/poll_session.h"
-#include "objmgrd/ipmi/sdr_reader.h"
+#include "objmgrd/ipmi/sdr_file.h"
 #include "objmgrd/ipmi/settings.h"
 
 class Schedule
@@ -56,6 +56,8 @@ private:
     void EndSdr(ReadStep step, u64 now);
     void SdrFailed(u64 now);
     void SayWhatWasSkipped();
+    void RecallSdr();
+    void KeepSdr();
     void EndLog(ReadStep step, u64 now);
 
     const IpmiSettings &settings_;
@@ -66,6 +68,9 @@ private:
     const u32 lostMs_;
 
     // ---- readers and what they found
+    SdrFile file_;
+    SdrKept recalled_;       // what an earlier process read, until it is taken
+    std::string keepFault_;  // the last one that was said
     SdrReader sdr_;
     SdrRepository repository_;
     SensorReader sensors_;
@@ -85,6 +90,7 @@ private:
 
     // ---- what holds since the last Forget
     bool sdrKnown_ = false;
+    bool fileRead_ = false;      // since the start
     bool sensorsGiven_ = false;  // all of them, since the repository was read
     bool logWanted_ = false;     // a method waits for the log
     bool sdrSettled_ = false;    // it is known, or known not to be had

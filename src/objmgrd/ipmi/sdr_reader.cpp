@@ -220,6 +220,7 @@ ReadStep SdrReader::NextRecord()
         SdrAdd(&repository_, record.data(), record.size());
     stamp_ = fresh_;
     known_ = true;
+    isRecalled_ = false;
     changed_ = true;
     return ReadStep::Done;
 }
@@ -233,4 +234,5 @@ void SdrReader::Recall(const SdrStamp &stamp, std::vector<std::vector<u8>> recor
     stamp_ = stamp;
     known_ = true;
     recalled_ = true;
+    isRecalled_ = true;
 }

@@ -48,6 +48,8 @@ public:
     // ---- for a reading that outlives the process (sdr_file.h)
     const SdrStamp &Stamp() const { return stamp_; }
     const std::vector<std::vector<u8>> &Records() const { return records_; }
+    // Whether Repository() is what Recall gave.
+    bool Recalled() const { return isRecalled_; }
     // What an earlier process read: the next look takes it where the stamp is still that.
     void Recall(const SdrStamp &stamp, std::vector<std::vector<u8>> records);
 
@@ -68,6 +70,7 @@ private:
     Phase phase_ = Phase::Info;
     bool known_ = false;
     bool recalled_ = false;  // it is known from an earlier process, and not taken yet
+    bool isRecalled_ = false;
     bool changed_ = false;
     SdrStamp stamp_;
     SdrStamp fresh_;

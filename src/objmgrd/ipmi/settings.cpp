@@ -82,6 +82,7 @@ constexpr TextRow kTexts[] = {
     {"host", &IpmiSettings::host, 255, For::Lan},
     {"user", &IpmiSettings::user, kIpmiUserMax, For::Lan},
     {"password_file", &IpmiSettings::passwordFile, 4095, For::Lan},
+    {"cache_directory", &IpmiSettings::cacheDirectory, 3800, For::Both},
 };
 
 // What is left of [bmc].
@@ -355,4 +356,10 @@ u32 IpmiLostMs(const IpmiSettings &settings)
     return settings.sessionMs <= kDefaultSessionMs
                ? kDefaultLostMs
                : settings.sessionMs + settings.powerMs + kMarginMs;
+}
+
+std::string IpmiBmcAddress(const IpmiSettings &settings)
+{
+    return settings.driver == IpmiDriver::Lan ? settings.host + ":" + std::to_string(settings.port)
+                                              : settings.device;
 }

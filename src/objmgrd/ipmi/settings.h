@@ -12,6 +12,10 @@
 //   privilege = "operator"     lan only: user, operator or administrator
 //   cipher_suite = 3           lan only: 0 to 3, 6 to 8, 11, 12 or 15 to 17
 //   workarounds = []           lan only: names from the table in settings.cpp
+//   cache_directory = "/var/cache/zor"
+//                              where the sensor records are kept between two starts
+//                              (ipmi/sdr_file.h);
+//                              "": nowhere
 //   [poll]                     milliseconds from one look to the next
 //   sensors_ms = 1900          readings of every kind that is not named below, 100 to 60000
 //   temperatures_ms, voltages_ms, currents_ms (amperes and watts), fans_ms: as sensors_ms
@@ -48,6 +52,8 @@ struct IpmiSettings {
     u8 privilege = 3;  // IPMI: 2 user, 3 operator, 4 administrator
     u8 cipherSuite = 3;
     u32 workarounds = 0;  // bits of IpmiWorkaround
+
+    std::string cacheDirectory = "/var/cache/zor";
 
     u32 sensorsMs = 1900;
     u32 temperaturesMs = 1900;
@@ -93,6 +99,9 @@ bool IpmiSettingsRead(const std::string &file, IpmiSettings *settings,
 // Without a good answer for so long the BMC counts as lost: 2.7 s, so that clients are told within
 // 3 s; where a request may take longer than the default, as long as that and a pause between two.
 u32 IpmiLostMs(const IpmiSettings &settings);
+
+// "192.0.2.10:623" or "/dev/ipmi0": tells BMCs apart.
+std::string IpmiBmcAddress(const IpmiSettings &settings);
 
 // "192.0.2.10" or "/dev/ipmi0": the BMC's name in messages.
 std::string IpmiBmcName(const IpmiSettings &settings);

@@ -15,6 +15,7 @@ inline IpmiSettings SettingsOfTest()
 {
     IpmiSettings settings;
     settings.host = "bmc";
+    settings.cacheDirectory = "";
     return settings;
 }
 

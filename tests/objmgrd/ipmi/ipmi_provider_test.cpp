@@ -123,6 +123,7 @@ private:
         machine->frus = {{0, FruOf({{}, {}, ProductArea("Maker", "Product", "SERIAL")})}};
         IpmiSettings settings;
         settings.host = "bmc";
+        settings.cacheDirectory = "";
         settings.powerMs = 100;
         settings.methodMs = 1500;
         return MakeIpmiProvider(

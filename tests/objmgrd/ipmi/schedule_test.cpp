@@ -3,6 +3,7 @@
 #include "objmgrd/ipmi/schedule.h"
 
 #include "objmgrd/ipmi/conversation_fixture.h"
+#include "support/objmgr_process.h"
 
 using ScheduleTest = ConversationTest;
 
@@ -257,4 +258,94 @@ TEST_F(ScheduleTest, SensorsComeFirst)
     RunFor(15000);
     EXPECT_EQ(Records(), "299");
     EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
+}
+
+// ---- between two starts ----
+
+class KeptRepository : public ConversationTest
+{
+protected:
+    // A service that runs for this long; what it gave at last is in store_.
+    void Start(u64 ms)
+    {
+        settings_.cacheDirectory = directory_.Path();
+        machine_.requests.clear();
+        store_.clear();
+        Mailbox box;
+        IpmiConversation conversation(settings_, std::make_unique<FakeBmc>(&machine_, false),
+                                      std::make_unique<FakeBmc>(&machine_, true), &box, FakeClock);
+        for (const u64 end = fakeNowMs + ms; fakeNowMs < end;) {
+            const u32 wait = conversation.Step();
+            News news = box.Take();
+            for (auto &[key, change] : news.changes)
+                store_[key] = *change;
+            for (const LogLine &line : news.lines)
+                lines_ += line.text + "\n";
+            fakeNowMs += wait;
+        }
+    }
+    std::string Threshold() const { return Value("OEM_QARN_Sensor.Index=1", "FailThresholdMax"); }
+
+    TestDirectory directory_;
+};
+
+TEST_F(KeptRepository, ASecondStartReadsNoRecords)
+{
+    Start(1000);
+    EXPECT_GT(Requests(kNetFnStorage, kGetSdr), 0u);
+    Start(1000);
+    EXPECT_EQ(Requests(kNetFnStorage, kGetSdr), 0u);
+    EXPECT_EQ(Reading(), "23");
+    EXPECT_EQ(Threshold(), "50");
+    EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "Description"),
+              "T1: Upper Critical - going high, asserted (reading 100 C, threshold 90 C)");
+    EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n"
+                      "BMC bmc: sensor records as kept: 2 sensors\n");
+}
+
+TEST_F(KeptRepository, AnotherRepositoryIsRead)
+{
+    Start(1000);
+    machine_.sdrs.pop_back();
+    ++machine_.sdrStamp;
+    Start(1000);
+    EXPECT_GT(Requests(kNetFnStorage, kGetSdr), 0u);
+    Start(1000);
+    EXPECT_EQ(Requests(kNetFnStorage, kGetSdr), 0u);
+}
+
+TEST_F(KeptRepository, ABmcWithoutTimeStampsIsAlwaysRead)
+{
+    machine_.sdrStamp = 0;
+    for (u32 i = 0; i < 2; ++i) {
+        Start(1000);
+        EXPECT_GT(Requests(kNetFnStorage, kGetSdr), 0u);
+    }
+}
+
+// What somebody has set meanwhile is seen soon after the start.
+TEST_F(KeptRepository, ThresholdsAreReadSoonAfterTheStart)
+{
+    Start(1000);
+    machine_.thresholds[1][5] = 60;
+    machine_.latencyMs = 100;
+    Start(600);
+    EXPECT_EQ(Threshold(), "50");
+    Start(3000);
+    EXPECT_EQ(Threshold(), "60");
+}
+
+// At 200 ms for each answer, 33 sensors, of which 19 have thresholds to read.
+TEST_F(KeptRepository, ARestartOnASlowBmcNeedsOneRequestForEachSensor)
+{
+    machine_.sdrs.clear();
+    for (u8 number = 1; number <= 33; ++number) {
+        machine_.sdrs.push_back(SdrOf({"S", number, 1, 0x01, true, number <= 19 ? u8{1} : u8{0}}));
+        machine_.readings[number] = {1, 0x40, 0};
+        machine_.thresholds[number] = {0x18, 0, 0, 0, 40, 50, 0};
+    }
+    Start(5000);
+    machine_.latencyMs = 200;
+    Start(9000);
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=33", "Reading"), "1");
 }
