@@ -88,6 +88,8 @@ User=zor
 Group=zor
 RuntimeDirectory=zor/%i
 RuntimeDirectoryMode=0750
+StateDirectory=zor/archive/%i
+StateDirectoryMode=0750
 UMask=0027
 
 # Neither PrivateUsers nor RootDirectory: who a caller is, the kernel says by numbers that must
