@@ -125,13 +125,6 @@ SensorPlace PlaceOfThresholdSensor(const SdrSensor &sensor)
 
 }  // namespace
 
-u32 SensorFormat(const SdrSensor &sensor)
-{
-    if (sensor.eventType == kSdrEventThreshold)
-        return kFormatThreshold;
-    return sensor.eventType == kSdrEventRedundancy ? kFormatRedundancy : kFormatDiscrete;
-}
-
 SensorPlace SensorPlaceOf(const SdrSensor &sensor)
 {
     // Without numbers there is no unit that could be wrong.

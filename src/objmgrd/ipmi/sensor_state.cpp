@@ -4,7 +4,7 @@
 #include "objmgrd/ipmi/sensor_state.h"
 
 #include "objmgrd/ipmi/event_words.h"
-#include "objmgrd/ipmi/sensor_place.h"
+#include "objmgrd/ipmi/sensor_type.h"
 
 #include <algorithm>
 #include <iterator>
