@@ -81,7 +81,7 @@ TEST_F(Faults, BmcThatIsGoneAndStartsAgain)
     Serve();
     bmc.Kill();
     ExpectLoss();
-    TestSleepMs(1000);
+    SleepMs(1000);
     ASSERT_EQ(bmc.Restart(), "");
     ExpectRecovery();
 }
@@ -125,7 +125,7 @@ TEST_F(Faults, WrongPasswordIsSaidAndNotTriedTooOften)
     PutRelay();
     ServeUnready({.password = "not-the-password"});
     ASSERT_TRUE(WaitUntil([&] { return Out("version") == kNoBmcText; }));
-    TestSleepMs(3000);
+    SleepMs(3000);
     EXPECT_TRUE(SaysNoBmc());
     EXPECT_TRUE(service->Lives());
     EXPECT_LT(relay->Counts().requests, 100u);
@@ -185,10 +185,10 @@ TEST_P(FaultyNetwork, IsSurvivedWithoutGrowing)
          .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
     ASSERT_TRUE(WaitUntil([&] { return Works(); }));
     relay->Set(GetParam().faults);
-    TestSleepMs(1500);
+    SleepMs(1500);
     const long before = service->AnonymousKb();
     const u64 requests = relay->Counts().requests;
-    for (const i64 end = TestNowMs() + 5000; TestNowMs() < end; TestSleepMs(100)) {
+    for (const i64 end = NowMs() + 5000; NowMs() < end; SleepMs(100)) {
         SaysNoBmc();  // either way, but an answer
         ASSERT_TRUE(service->Lives());
     }
@@ -243,7 +243,7 @@ TEST_F(Faults, BmcThatTalksNonsenseInsideASession)
                                      kIpmiLogInfo,       kIpmiSdrInfo,       kIpmiSdrRecord};
     for (const IpmiCommand command : kCommands)
         relay->Edit(command, nonsense);
-    for (const i64 end = TestNowMs() + 5000; TestNowMs() < end; TestSleepMs(50)) {
+    for (const i64 end = NowMs() + 5000; NowMs() < end; SleepMs(50)) {
         Out("show -level all -display properties /system1");
         ASSERT_TRUE(service->Lives());
     }
@@ -275,7 +275,7 @@ TEST_F(Faults, EndsInGoodOrderWhileTheBmcIsSilent)
 {
     Serve();
     bmc.Freeze();
-    TestSleepMs(500);
+    SleepMs(500);
     EXPECT_EQ(service->Terminate(), 0);
     EXPECT_EQ(Out("version"), "");
 }

@@ -2,6 +2,8 @@
 // ipmi_sim.cpp -- a BMC of OpenIPMI's simulator.
 #include "ipmi/ipmi_sim.h"
 
+#include "support/clock.h"
+
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <errno.h>
@@ -64,19 +66,6 @@ while [ $# -ge 2 ]; do
 done
 exit 0
 )sh";
-
-i64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * i64{1000} + now.tv_nsec / 1'000'000;
-}
-
-void SleepMs(long milliseconds)
-{
-    const timespec pause = {milliseconds / 1000, milliseconds % 1000 * 1'000'000};
-    nanosleep(&pause, nullptr);
-}
 
 bool WriteFile(const std::string &path, const std::string &bytes, mode_t mode = 0644)
 {

@@ -19,9 +19,9 @@ protected:
     // What the shell says, within its time.
     std::string Timed(const std::string &line)
     {
-        const i64 start = TestNowMs();
+        const i64 start = NowMs();
         const std::string out = Out(line);
-        EXPECT_LT(TestNowMs() - start, kAnswerLimitMs) << line;
+        EXPECT_LT(NowMs() - start, kAnswerLimitMs) << line;
         return out;
     }
     // `set` at the power management service.
@@ -175,7 +175,7 @@ TEST_F(Power, LostReplyToACycleDoesNotCycleTwice)
     relay->DropRepliesTo(kIpmiChassisControl, 100);
     Set("9");
     ASSERT_TRUE(WaitUntil([&] { return bmc.PowerIsOn() && bmc.Actions().size() >= 16; }));
-    TestSleepMs(1500);  // a second one would come within the retransmission time
+    SleepMs(1500);  // a second one would come within the retransmission time
     EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
 }
 

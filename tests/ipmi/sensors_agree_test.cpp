@@ -249,7 +249,7 @@ TEST_F(SensorsAgree, AfterReadingsAndStatesHaveChanged)
     }));
     // That was the last change, but a sensor before it may have been read earlier in the same
     // round: several rounds more.
-    TestSleepMs(2000);
+    SleepMs(2000);
     CheckAll();
 }
 

@@ -22,30 +22,6 @@ const char kNoBmcText[] =
     "is no longer responding on your system.\n"
     "========================================================================\n";
 
-i64 TestNowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * i64{1000} + now.tv_nsec / 1'000'000;
-}
-
-void TestSleepMs(long milliseconds)
-{
-    const timespec pause = {milliseconds / 1000, milliseconds % 1000 * 1'000'000};
-    nanosleep(&pause, nullptr);
-}
-
-bool WaitUntil(const std::function<bool()> &isSo, int limitMs)
-{
-    const i64 deadline = TestNowMs() + limitMs;
-    while (!isSo()) {
-        if (TestNowMs() > deadline)
-            return false;
-        TestSleepMs(20);
-    }
-    return true;
-}
-
 namespace
 {
 

@@ -6,6 +6,7 @@
 #include "ipmi/ipmi_relay.h"
 #include "ipmi/ipmi_sim.h"
 #include "ipmi/ipmi_tools.h"
+#include "support/clock.h"
 #include "support/program.h"
 
 #include <functional>
@@ -14,14 +15,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-// Long enough for any machine; a test that needs it all has failed.
-constexpr int kPatienceMs = 30'000;
-
-i64 TestNowMs();
-void TestSleepMs(long milliseconds);
-// Asks again and again until it is so.
-bool WaitUntil(const std::function<bool()> &isSo, int limitMs = kPatienceMs);
 
 // The lines of the settings file that tests change.
 struct ServiceSettings {

@@ -171,7 +171,7 @@ TEST_F(Secret, IsNowhereButInItsFile)
     Serve({.user = kSimLongPassword});
     EXPECT_EQ(Out("stop /system1"), "system was stopped successfully.\n");
     bmc.Freeze();
-    TestSleepMs(3000);
+    SleepMs(3000);
     bmc.Thaw();
     ASSERT_TRUE(WaitUntil([&] { return IsReady(); }));
 

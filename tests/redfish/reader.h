@@ -6,24 +6,11 @@
 #include "objmgrd/background/background_provider.h"
 #include "objmgrd/redfish/conversation.h"
 #include "redfish/service.h"
+#include "support/clock.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
-
-// Long enough for any machine; a test that needs it all has failed.
-constexpr int kPatienceMs = 30'000;
-
-// Asks again and again until it is so.
-inline bool WaitUntil(const std::function<bool()> &isSo, int limitMs = kPatienceMs)
-{
-    for (int ms = 0; ms < limitMs; ms += 20) {
-        if (isSo())
-            return true;
-        usleep(20'000);
-    }
-    return isSo();
-}
 
 // Settings that look often, for a service; the password is SimService's.
 inline RedfishSettings QuickSettings(const SimService &service, const std::string &sessionFile)

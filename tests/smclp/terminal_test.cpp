@@ -95,7 +95,7 @@ public:
     {
         for (int waited = 0; seen_.find(text) == std::string::npos; waited += 100) {
             pollfd input = {master_, POLLIN, 0};
-            if (waited >= kChildPatienceMs) {
+            if (waited >= kPatienceMs) {
                 ADD_FAILURE() << "no \"" << text << "\" in \"" << seen_ << "\"";
                 break;
             }
@@ -127,7 +127,7 @@ public:
     bool BecomesRaw() const
     {
         for (int waited = 0; !IsRaw(); waited += 2) {
-            if (waited >= kChildPatienceMs)
+            if (waited >= kPatienceMs)
                 return false;
             SleepMs(2);
         }

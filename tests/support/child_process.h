@@ -5,6 +5,7 @@
 #ifndef TESTS_SUPPORT_CHILD_PROCESS_H
 #define TESTS_SUPPORT_CHILD_PROCESS_H
 
+#include "support/clock.h"
 #include "support/test_shell.h"
 
 #include <errno.h>
@@ -15,31 +16,17 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
-
-// Long enough for any machine; a test that needs it all has failed.
-constexpr int kChildPatienceMs = 20'000;
-
-inline void SleepMs(long milliseconds)
-{
-    const timespec pause = {milliseconds / 1000, milliseconds % 1000 * 1'000'000};
-    nanosleep(&pause, nullptr);
-}
 
 // Waits until a child ends; its wait status. One that does not end is killed, which the status
 // shows.
 inline int WaitForChild(pid_t child)
 {
     int status = 0;
-    for (int waited = 0; waitpid(child, &status, WNOHANG) == 0; waited += 5) {
-        if (waited >= kChildPatienceMs) {
-            ADD_FAILURE() << "the process does not end";
-            kill(child, SIGKILL);
-            waitpid(child, &status, 0);
-            break;
-        }
-        SleepMs(5);
+    if (!WaitUntil([&] { return waitpid(child, &status, WNOHANG) != 0; })) {
+        ADD_FAILURE() << "the process does not end";
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
     }
     return status;
 }

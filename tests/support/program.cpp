@@ -2,6 +2,8 @@
 // program.cpp -- built programs run by tests.
 #include "support/program.h"
 
+#include "support/clock.h"
+
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
@@ -10,21 +12,12 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
 {
 
-constexpr int kPatienceMs = 10'000;
 constexpr int kRunLimitMs = 30'000;
-
-int64_t NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
-}
 
 int StatusOf(int wait)
 {
@@ -39,12 +32,6 @@ int StatusOf(int wait)
     argv.push_back(nullptr);
     execvp(argv[0], argv.data());
     _exit(127);
-}
-
-void SleepMs(long ms)
-{
-    const timespec pause = {ms / 1000, ms % 1000 * 1'000'000};
-    nanosleep(&pause, nullptr);
 }
 
 }  // namespace
