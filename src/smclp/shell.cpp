@@ -90,6 +90,11 @@ u32 RunInteractively(SmclpSession *session)
 
 u32 SmclpInit()
 {
+    return SmclpInitFrom(meTable);
+}
+
+u32 SmclpInitFrom(const MeConstructor *kinds)
+{
     for (const auto &pool : kPools)
         MemMgrAddPool(pool.blockSize, pool.blockCount);
     SmclpCommandListInit();
@@ -98,7 +103,7 @@ u32 SmclpInit()
         TRACE_ASSERT_FAILED_AT(kSmclpUnit, 90);  // a line number that field engineers search for
         return result;
     }
-    return SmclpDiscoverElements();
+    return SmclpDiscoverFrom(kinds);
 }
 
 u32 SmclpUninit()

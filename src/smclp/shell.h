@@ -3,11 +3,13 @@
 #ifndef SMCLP_SHELL_H
 #define SMCLP_SHELL_H
 
-#include "platform/types.h"
+#include "smclp/me/me.h"
 
 // Registers the memory pools, builds the command list and the tree of targets. Returns 0, or the
 // non-zero result of the session manager or of discovery.
 u32 SmclpInit();
+// The same with the tree of another table of kinds than meTable (SmclpDiscoverFrom).
+u32 SmclpInitFrom(const MeConstructor *kinds);
 
 // Frees the command list; always returns 0. The tree lives until the process ends.
 u32 SmclpUninit();

@@ -8,6 +8,7 @@
 #include "smclp/discovery.h"
 #include "smclp/session.h"
 #include "support/fake_objmgr.h"
+#include "support/sensor_pairs.h"
 #include "support/shell_tables.h"
 #include "support/test_shell.h"
 
@@ -54,12 +55,8 @@ void Print(const char *when)
 // A server with `each` sensors of every kind that the shell knows, and as many records.
 void Fill(FakeObjMgr *om, int each)
 {
-    static constexpr const char *kPairs[][2] = {{"1", "1"}, {"4", "1"}, {"4", "3"},  {"2", "2"},
-                                                {"2", "1"}, {"3", "1"}, {"5", "2"},  {"41", "2"},
-                                                {"8", "2"}, {"8", "3"}, {"192", "2"}};
     for (int i = 0; i < each; ++i) {
-        for (const auto &pair : kPairs)
-            om->AddSensor(pair[0], pair[1], {"Name", "a sensor", "Reading", "12"});
+        AddEverySensor(om, "12");
         om->AddRecord("Thu Jan 01 00:00:00 2026", "20260101000000", "a record");
     }
 }

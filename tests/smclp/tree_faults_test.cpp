@@ -6,6 +6,7 @@
 #include "smclp/dispatch.h"
 #include "support/hand_tree.h"
 #include "support/kind_checks.h"
+#include "support/walked_kinds.h"
 
 #include <map>
 #include <set>
@@ -55,7 +56,7 @@ protected:
     const ScopedEnv privilege{"ZORPRIV", "1ff"};
     const TraceCapture traces;
     FakeObjMgr om;
-    TestShell shell;
+    TestShell shell{kWalkedKinds};
     u32 result = 0;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/str.h"
 #include "support/hand_tree.h"
 #include "support/kind_checks.h"
+#include "support/walked_kinds.h"
 
 #include <algorithm>
 #include <map>
@@ -102,7 +103,7 @@ protected:
     const ScopedEnv privilege{"ZORPRIV", "1ff"};
     const TraceCapture traces;
     FakeObjMgr om;
-    TestShell shell;
+    TestShell shell{kWalkedKinds};
 };
 
 // 1 temperature, 2 fans, 1 record.

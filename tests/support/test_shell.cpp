@@ -142,9 +142,9 @@ void ResetShellGlobals()
     histFull = 0;
 }
 
-TestShell::TestShell()
+TestShell::TestShell(const MeConstructor *kinds)
 {
-    EXPECT_EQ(SmclpInit(), 0u);
+    EXPECT_EQ(SmclpInitFrom(kinds), 0u);
     EXPECT_EQ(SmclpCreateSession(&session_), 0u);
 }
 

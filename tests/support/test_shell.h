@@ -72,7 +72,8 @@ private:
 class TestShell
 {
 public:
-    TestShell();
+    // kinds: what the tree is built from.
+    explicit TestShell(const MeConstructor *kinds = meTable);
     ~TestShell();
     TestShell(const TestShell &) = delete;
     TestShell &operator=(const TestShell &) = delete;
