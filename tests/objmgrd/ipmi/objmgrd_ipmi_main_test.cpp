@@ -66,7 +66,8 @@ TEST_F(ObjmgrdIpmi, HelpVersionAndUsage)
 {
     const End help = Run({"--help"});
     EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.out.substr(0, 49), "Usage: objmgrd-ipmi --config FILE [--dir DIR]\n   ");
+    EXPECT_TRUE(
+        help.out.starts_with("Usage: objmgrd-ipmi --config FILE [--dir DIR] [--rights FILE]\n   "));
     EXPECT_EQ(Run({"--version"}).out, "objmgrd-ipmi " ZOR_VERSION "\n");
     const End usage = Run({});
     EXPECT_EQ(usage.status, 2);
