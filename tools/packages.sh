@@ -3,7 +3,7 @@
 
 # For the shell on a simulated server alone, and for all programs.
 PACKAGES_RUN="cmake g++ ninja-build libargtable2-dev libtomlplusplus-dev"
-PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-dev"
+PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-dev libmicrohttpd-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
 PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
 # What is made and installed beside the programs.

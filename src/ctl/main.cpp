@@ -2,7 +2,11 @@
 // main.cpp -- smclpctl: the same truth as the shell's for scripts and monitoring.
 #include "ctl/commands.h"
 
+#include <algorithm>
+#include <errno.h>
+#include <limits.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace
@@ -13,6 +17,18 @@ bool NoColor()
 {
     const char *none = getenv("NO_COLOR");
     return none != nullptr && *none != '\0';
+}
+
+// The program that listens stands beside this one. Returns only when it cannot be started.
+int BecomeListener(char **argv)
+{
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    const std::string self(path, static_cast<size_t>(std::max<ssize_t>(length, 0)));
+    const std::string listener = self + "-listen";
+    execv(listener.c_str(), argv);
+    fprintf(stderr, "smclpctl: %s: %s\n", listener.c_str(), strerror(errno));
+    return kExitFailed;
 }
 
 bool Ask(const std::string &question)
@@ -37,6 +53,8 @@ int main(int argc, char **argv)
         fputs(options.help ? kOptionsUsage : "smclpctl " ZOR_VERSION "\n", stdout);
         return fflush(stdout) == 0 ? kExitDone : kExitFailed;
     }
+    if (!options.listen.empty())
+        return BecomeListener(argv);
     Console console;
     console.terminal = isatty(STDOUT_FILENO) == 1;
     console.color = console.terminal && !NoColor();

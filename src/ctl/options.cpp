@@ -44,6 +44,7 @@ const char kOptionsUsage[] =
     "input\n"
     "  --prometheus       export: the one format that there is\n"
     "  --output FILE      export: into FILE, written whole and then renamed\n"
+    "  --listen ADDR:PORT  export: answer Prometheus over HTTP there; :PORT is loopback\n"
     "  --help             show this text\n"
     "  --version          show the version\n"
     "\n"
@@ -70,6 +71,7 @@ enum OptionKey : int {
     kKeyOutput,
     kKeyAll,
     kKeyFile,
+    kKeyListen,
 };
 
 constexpr option kOptions[] = {
@@ -91,6 +93,7 @@ constexpr option kOptions[] = {
     {"output", required_argument, nullptr, kKeyOutput},
     {"all", required_argument, nullptr, kKeyAll},
     {"file", required_argument, nullptr, kKeyFile},
+    {"listen", required_argument, nullptr, kKeyListen},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -108,7 +111,7 @@ constexpr CommandRow kCommands[] = {
     {"watch", CommandId::Watch, {kKeyType, kKeyTarget, kKeyCount}},
     {"health", CommandId::Health, {kKeyCheck}},
     {"audit", CommandId::Audit, {kKeySince, kKeyFile}},
-    {"export", CommandId::Export, {kKeyPrometheus, kKeyOutput}},
+    {"export", CommandId::Export, {kKeyPrometheus, kKeyOutput, kKeyListen}},
 };
 
 struct ActionRow {
@@ -263,6 +266,9 @@ std::string ParseOption(int key, const char *value, i64 now, Options *options)
     case kKeyAll:
         options->archive = value;
         break;
+    case kKeyListen:
+        options->listen = value;
+        break;
     case kKeyFile:
         options->file = value;
         break;
@@ -335,6 +341,8 @@ std::string CheckOptions(const Options &options)
         return "this has no end, and JSON needs one: take --format jsonl";
     if (options.several && !options.directory.empty())
         return "-w and --dir exclude each other";
+    if (!options.listen.empty() && !options.output.empty())
+        return "--listen and --output exclude each other";
     if (options.check && options.several)
         return "--check asks one server";
     if (options.command == CommandId::Audit && (options.several || options.sinceRecord))

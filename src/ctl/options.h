@@ -52,6 +52,7 @@ struct Options {
     u32 count = 0;          // watch: so many looks; 0: no end
     bool check = false;     // health: as a monitoring plug-in
     std::string file;       // audit: this file; "-": standard input; empty: the system's log
+    std::string listen;     // export: answer scrapes there; empty: answer once
     std::string output;     // export: into this file; empty: standard output
 };
 

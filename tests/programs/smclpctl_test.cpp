@@ -255,3 +255,38 @@ TEST(Smclpctl, RecordsStayInTheArchive)
                                              "{\"schema\":1,\"clear"}))
         << end.err;
 }
+
+#ifdef SMCLPCTL_LISTEN
+TEST(Smclpctl, AnswersAScraper)
+{
+    const Directory directory;
+    const ProgramEnd end = RunScript(
+        "cd " + directory.path +
+        "\nsmclpctl export --listen :0 2>said & pid=$!\n"
+        "until grep -q listening said; do sleep 0.05; done\n"
+        "cat >ask <<'END'\n"
+        "import sys, urllib.error, urllib.request\n"
+        "for path in '/metrics', '/', '/none':\n"
+        "    try:\n"
+        "        with urllib.request.urlopen(sys.argv[1] + path, timeout=10) as answer:\n"
+        "            text = answer.read().decode()\n"
+        "            print(answer.status, answer.headers['Content-Type'], len(text) > 30)\n"
+        "            if path == '/metrics':\n"
+        "                print('smclp_up 1' in text, text.count('smclp_temperature_celsius{'))\n"
+        "    except urllib.error.HTTPError as error:\n"
+        "        print(error.code)\n"
+        "END\n"
+        "python3 ask http://$(sed 's/.* on //' said)\n"
+        "kill $pid; wait $pid; echo $?");
+    EXPECT_EQ(end.out, "200 text/plain; version=0.0.4; charset=utf-8 True\n"
+                       "True 8\n"
+                       "200 text/plain True\n"
+                       "404\n"
+                       "0\n")
+        << end.err;
+    EXPECT_EQ(RunScript("smclpctl export --listen nowhere").status, 2);
+    const ProgramEnd taken = RunScript("smclpctl export --listen 192.0.2.1:1");
+    EXPECT_EQ(taken.status, 1);
+    EXPECT_EQ(taken.err, "smclpctl: 192.0.2.1:1: Cannot assign requested address\n");
+}
+#endif
