@@ -186,6 +186,23 @@ TEST_F(RedfishConversationTest, WithoutSessionsThereIsBasic)
     EXPECT_EQ(service->Count("POST", kSessions), 0u);
 }
 
+TEST_F(RedfishConversationTest, ALogThatCannotBeReadIsNotAnEmptyOne)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    service->AddLogEntry("1", "First");
+    SimFault fault;
+    fault.status = 500;
+    service->SetFault(std::string(kRoot) + "/Managers/M1/LogServices/SEL", fault);
+    service->SetFault(kSystem + "/LogServices", fault);
+    service->SetFault(std::string(kRoot) + "/Managers/M1/LogServices", fault);
+    Read();
+    reader->Becomes(std::string(kSelPath), "NumRecords", "(status 1)");
+    service->ClearFaults();
+    reader->Becomes(std::string(kSelPath), "NumRecords", "1");
+}
+
 TEST_F(RedfishConversationTest, WhenAllSessionsAreTakenItWaits)
 {
     SimOptions options;

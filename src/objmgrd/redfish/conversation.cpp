@@ -199,7 +199,10 @@ bool RedfishConversation::Connect()
 {
     fetcher_.SetLogin(HttpLogin::None, "");
     fetcher_.BeginReading();
-    const Got root = fetcher_.Get(kRootLink);
+    Got root = fetcher_.Get(kRootLink);
+    // Some know it without the slash only.
+    if (root.Gone())
+        root = fetcher_.Get(std::string(kRootLink, sizeof kRootLink - 2));
     if (mailbox_->Stopped())
         return false;
     if (!root.Good()) {
@@ -281,7 +284,8 @@ bool RedfishConversation::LogIn()
         Lose("no session: " + answer.why);
         return false;
     }
-    if (answer.status == 404 || answer.status == 405 || answer.status == 501) {
+    const bool without = answer.Good() && answer.token.empty();
+    if (without || answer.status == 404 || answer.status == 405 || answer.status == 501) {
         fetcher_.SetLogin(HttpLogin::Basic, "");
         return true;
     }

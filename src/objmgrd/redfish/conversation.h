@@ -179,6 +179,7 @@ private:
     std::string logMark_;  // count and newest entry when it was read
     bool logKnown_ = false;
     bool logTried_ = false;
+    bool logUnsure_ = false;  // whether there is one could not be read
     bool logDenied_ = false;
     u64 logGoodMs_ = 0;
     std::vector<LogEntry> log_;

@@ -464,6 +464,14 @@ void RedfishConversation::ChooseLogService(const std::vector<Listed> &listed,
         }
     }
     const int chosen = !settings_.log.empty() && services.size() == 1 ? 0 : ChooseLog(services);
+    const bool unsure = settings_.log.empty()
+                            ? std::any_of(listed.begin(), listed.end(),
+                                          [](const Listed &one) { return one.unsure != 0; })
+                            : !named.Good();
+    nextLogMs_ = clock_();
+    logUnsure_ = chosen < 0 && unsure && logEntries_.empty();
+    if (chosen < 0 && unsure)
+        return;
     std::string entries;
     logClear_.clear();
     if (chosen >= 0) {
@@ -480,7 +488,6 @@ void RedfishConversation::ChooseLogService(const std::vector<Listed> &listed,
     // All of it is read now and then, whatever the cheap ways to ask say.
     logMark_.clear();
     logEtag_.clear();
-    nextLogMs_ = clock_();
 }
 
 // Asks as cheaply as the service allows. *known: the answer is sure.
@@ -525,6 +532,10 @@ void RedfishConversation::EndLog(bool read, CimStatus status)
 // all: also when nothing seems to have changed.
 void RedfishConversation::ReadLog(bool all)
 {
+    if (logUnsure_) {
+        nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + 2 * kDiscoverAgainMs);
+        return EndLog(false, kCimFailed);
+    }
     if (logEntries_.empty()) {
         log_.clear();
         return EndLog(true, kCimOk);

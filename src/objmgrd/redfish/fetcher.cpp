@@ -190,6 +190,11 @@ struct Page {
     bool expanded;  // asked for with its members
 };
 
+bool IsUnsure(const Got &got)
+{
+    return !got.Good() && !got.Gone() && !got.Denied();
+}
+
 struct Progress {
     std::set<std::string> pages;  // addresses that were read
     std::set<std::string> seen;   // names of members
@@ -239,6 +244,7 @@ std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings
                 mine.failed = true;
                 listed.denied += got[p].Denied();
                 listed.gone += got[p].Gone();
+                listed.unsure += IsUnsure(got[p]);
                 continue;
             }
             documents->push_back(std::move(got[p].document));
@@ -310,6 +316,7 @@ std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings
                 all[i].failed += !got[at].Good();
                 all[i].gone += got[at].Gone();
                 all[i].denied += got[at].Denied();
+                all[i].unsure += IsUnsure(got[at]);
                 ++at;
             }
         }

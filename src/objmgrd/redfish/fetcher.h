@@ -42,6 +42,7 @@ struct Listed {
     u32 failed = 0;                 // of these
     u32 gone = 0;                   // of these, 404
     u32 denied = 0;                 // of these, 403
+    u32 unsure = 0;                 // pages and members that may be there, but did not come
 };
 
 class Fetcher

@@ -27,7 +27,7 @@ constexpr NumberRow kNumbers[] = {
     {"poll", "discovery_ms", &RedfishSettings::discoveryMs, 30000, 3600000},
     {"timeouts", "answer_ms", &RedfishSettings::answerMs, 1000, 30000},
     {"timeouts", "lost_ms", &RedfishSettings::lostMs, 2000, 60000},
-    {"timeouts", "method_ms", &RedfishSettings::methodMs, 1000, 120000},
+    {"timeouts", "method_ms", &RedfishSettings::methodMs, 1000, 119000},
 };
 
 struct TextRow {

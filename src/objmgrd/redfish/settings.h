@@ -26,7 +26,7 @@
 //   [timeouts]                 milliseconds
 //   answer_ms = 10000          a request without an answer has failed, 1000 to 30000
 //   lost_ms = 15000            without any answer for so long everything is unknown, 2000 to 60000
-//   method_ms = 30000          a method is answered at the latest, 1000 to 120000
+//   method_ms = 30000          a method is answered at the latest, 1000 to 119000
 #ifndef OBJMGRD_REDFISH_SETTINGS_H
 #define OBJMGRD_REDFISH_SETTINGS_H
 

@@ -57,7 +57,7 @@ TEST(RedfishSettings, Everything)
                "tls_name = 'BMC.example'\nsystem = '1'\nlog = '/redfish/v1/l'\ntag = 'sku'\n"
                "cycle = 'refuse'\nsession_file = '/s'\n[poll]\npower_ms = 500\n"
                "sensors_ms = 60000\nlog_ms = 1000\ndiscovery_ms = 30000\n[timeouts]\n"
-               "answer_ms = 1000\nlost_ms = 60000\nmethod_ms = 120000\n",
+               "answer_ms = 1000\nlost_ms = 60000\nmethod_ms = 119000\n",
                &settings),
         "right");
     EXPECT_EQ(settings.origin.port, 8443u);
@@ -69,7 +69,7 @@ TEST(RedfishSettings, Everything)
     EXPECT_TRUE(settings.skuIsTag);
     EXPECT_TRUE(settings.refuseCycle);
     EXPECT_EQ(RedfishSessionFile(settings), "/s");
-    EXPECT_EQ(settings.methodMs, 120000u);
+    EXPECT_EQ(settings.methodMs, 119000u);
 }
 
 TEST(RedfishSettings, LimitsOfNumbers)
@@ -83,8 +83,8 @@ TEST(RedfishSettings, LimitsOfNumbers)
     EXPECT_EQ(With("[timeouts]\nanswer_ms = '1'\n"),
               "5:13 answer_ms is a number from 1000 to 30000");
     EXPECT_EQ(With("[timeouts]\nlost_ms = 1999\n"), "5:11 lost_ms is a number from 2000 to 60000");
-    EXPECT_EQ(With("[timeouts]\nmethod_ms = 120001\n"),
-              "5:13 method_ms is a number from 1000 to 120000");
+    EXPECT_EQ(With("[timeouts]\nmethod_ms = 119001\n"),
+              "5:13 method_ms is a number from 1000 to 119000");
 }
 
 TEST(RedfishSettings, Faults)
