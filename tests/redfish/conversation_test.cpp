@@ -312,6 +312,27 @@ TEST_F(RedfishConversationTest, AfterALossEverythingIsReadAgain)
     EXPECT_EQ(service->Count("POST", kSessions), 1u);
 }
 
+TEST_F(RedfishConversationTest, EachPartHasAnAgeOfItsOwn)
+{
+    ReadAll();
+    SimFault fault;
+    fault.status = 500;
+    service->SetFault(kEntries, fault);
+    service->SetFault(kEntries + "?$top=1", fault);
+    usleep(300'000);
+    const u64 log = reader->HeardMs(RedfishPart::Log);
+    const u64 identity = reader->HeardMs(RedfishPart::Identity);
+    const u64 since = BackgroundNowMs();
+    EXPECT_TRUE(WaitUntil([&] {
+        return reader->HeardMs(RedfishPart::Power) > since &&
+               reader->HeardMs(RedfishPart::Sensors) > since;
+    }));
+    EXPECT_EQ(reader->HeardMs(RedfishPart::Log), log);
+    EXPECT_EQ(reader->HeardMs(RedfishPart::Identity), identity);
+    EXPECT_GT(log, 0u);
+    EXPECT_GT(identity, 0u);
+}
+
 TEST_F(RedfishConversationTest, OfSeveralSystemsTheSettingsNameOne)
 {
     SimOptions options;

@@ -100,6 +100,11 @@ public:
         Take();
         return why_;
     }
+    u64 HeardMs(RedfishPart part)
+    {
+        Take();
+        return heard_[part];
+    }
     std::string Lines()
     {
         Take();
@@ -149,6 +154,8 @@ private:
             else
                 instances_.erase(key);
         }
+        for (const auto &[part, ms] : news.heard)
+            heard_[static_cast<RedfishPart>(part)] = ms;
         answers_.insert(answers_.end(), news.answers.begin(), news.answers.end());
         for (const LogLine &line : news.lines)
             lines_ += line.text + "\n";
@@ -160,6 +167,7 @@ private:
     std::thread thread_;
     std::atomic<bool> killed_ = false;
     std::map<std::string, Instance> instances_;
+    std::map<RedfishPart, u64> heard_;
     std::vector<ProviderAnswer> answers_;
     std::string lines_;
     std::string why_;

@@ -90,6 +90,8 @@ void BackgroundProvider::Run(Shared *shared)
 int BackgroundProvider::Load(StoreWriter *store)
 {
     source_ = store->AddSource(options_.source);
+    for (const char *part : options_.parts)
+        parts_.push_back(store->AddSource(part));
     // Clients find these failing, and do not take the machine for one without sensors.
     for (const std::string &key :
          {std::string(kSystemClass), std::string(kSelPath), SensorKey(1)}) {
@@ -158,8 +160,12 @@ void BackgroundProvider::Committed(bool done)
 void BackgroundProvider::FailAll()
 {
     unsaved_.clear();
-    for (const std::string &key : keys_)
+    for (const std::string &key : keys_) {
         unsaved_[key] = FailedInstance(kCimFailed);
+        unsaved_[key]->source = source_;
+    }
+    for (u16 part = 0; part < parts_.size(); ++part)
+        untold_[part] = 0;
     failed_ = true;
 }
 
@@ -180,12 +186,16 @@ void BackgroundProvider::Take(News &&news, std::vector<ProviderAnswer> *answers)
         why_.clear();
     }
     for (auto &[key, change] : news.changes) {
-        if (change.has_value())
+        if (change.has_value()) {
             keys_.insert(key);
-        else
+            change->source = change->source < parts_.size() ? parts_[change->source] : source_;
+        } else {
             keys_.erase(key);
+        }
         unsaved_.insert_or_assign(key, std::move(change));
     }
+    for (const auto &[part, ms] : news.heard)
+        untold_[part] = ms;
     for (const LogLine &line : news.lines)
         options_.log(line.priority, line.text.c_str());
     for (const ProviderAnswer &answer : news.answers) {
@@ -224,6 +234,15 @@ void BackgroundProvider::AnswerLate(std::vector<ProviderAnswer> *answers)
 // When the source was last heard, for tools.
 void BackgroundProvider::TellHeard(StoreWriter *store)
 {
+    for (const auto &[part, ms] : untold_) {
+        if (part >= parts_.size())
+            continue;
+        if (ms != 0)
+            store->Heard(parts_[part], ms);
+        else
+            store->Silent(parts_[part]);
+    }
+    untold_.clear();
     const u64 heard = failed_ ? 0 : shared_->mailbox.heardMs.load();
     if (heard == heardMs_)
         return;
@@ -246,8 +265,6 @@ void BackgroundProvider::Tick(StoreWriter *store, std::vector<ProviderAnswer> *a
     AnswerLate(answers);
     TellHeard(store);
     for (auto &[key, change] : unsaved_) {
-        if (change.has_value())
-            change->source = source_;
         const int error = change.has_value() ? store->Put(key, *change) : store->Delete(key);
         if (error != 0)
             return;

@@ -33,6 +33,10 @@ struct BackgroundOptions {
         silent;    // why it cannot be read when it gives no answer: "no answer from 192.0.2.10"
     u32 lostMs;    // without a good answer for this long the source counts as lost
     u32 methodMs;  // a method is answered at the latest
+    // Parts of the source that are heard each for itself (News::heard), by number from 0, for
+    // tools: "power", "log". An instance names its part as Instance::source; one that names none is
+    // the source's as a whole.
+    std::vector<const char *> parts = {};
     // Called on the serving thread with a priority of <syslog.h> and one line.
     void (*log)(int priority, const char *line);
     BackgroundClock clock = BackgroundNowMs;
@@ -86,7 +90,9 @@ private:
     bool failed_ = true;  // nothing of the source is served
     std::string why_;     // the last reason that was logged
     u16 source_ = kImageNoSource;
-    u64 heardMs_ = 0;  // as the store has it; 0: as one that is silent
+    std::vector<u16> parts_;     // of the store
+    std::map<u16, u64> untold_;  // parts that were heard since, as News::heard
+    u64 heardMs_ = 0;            // as the store has it; 0: as one that is silent
     u64 nextTicket_ = 1;
     std::map<u64, u64> open_;  // tickets and when they are due
 };

@@ -93,6 +93,8 @@ void Mailbox::Post(u32 generation, News news)
     if (generation == generation_) {
         for (auto &[key, change] : news.changes)
             news_.changes.insert_or_assign(key, std::move(change));
+        for (const auto &[part, ms] : news.heard)
+            news_.heard[part] = ms;
     }
     for (ProviderAnswer &answer : news.answers)
         news_.answers.push_back(answer);

@@ -46,6 +46,9 @@ struct News {
     // Everything that there is to read has been read once.
     bool settled = false;
     StoreChanges changes;
+    // Parts of the source (BackgroundOptions::parts) and when each was heard, on the service's
+    // clock; 0: it is silent.
+    std::map<u16, u64> heard;
     std::vector<ProviderAnswer> answers;
     std::vector<LogLine> lines;
 };

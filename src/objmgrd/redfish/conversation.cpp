@@ -323,14 +323,20 @@ bool RedfishConversation::LogIn()
 
 // ---- what clients are given ----
 
-void RedfishConversation::Give(const std::string &key, const Instance &instance)
+void RedfishConversation::Heard(RedfishPart part, u64 ms)
 {
+    news_.heard[static_cast<u16>(part)] = ms;
+}
+
+void RedfishConversation::Give(const std::string &key, Instance instance, RedfishPart part)
+{
+    instance.source = static_cast<u16>(part);
     std::string words = WordsOf(instance);
     std::string &before = given_[key];
     if (before == words)
         return;
     before = std::move(words);
-    news_.changes[key] = instance;
+    news_.changes[key] = std::move(instance);
 }
 
 void RedfishConversation::Remove(const std::string &key)
@@ -346,7 +352,7 @@ void RedfishConversation::GiveSystem()
     Instance instance = SystemInstance(facts_, power_);
     if (powerDenied_)
         instance.properties[0] = {kPropertyPowerStatus, kCimAccessDenied, ""};
-    Give(kSystemClass, instance);
+    Give(kSystemClass, std::move(instance), RedfishPart::Power);
 }
 
 void RedfishConversation::GiveSensors()
@@ -355,12 +361,13 @@ void RedfishConversation::GiveSensors()
     u32 supply = 0;
     for (const Shown &shown : shown_) {
         ++index;
-        Give(SensorKey(index), SensorInstance(index, shown.sensor));
+        Give(SensorKey(index), SensorInstance(index, shown.sensor), RedfishPart::Sensors);
         if (shown.sensor.kind != SensorKind::Supply)
             continue;
         ++supply;
         if (shown.sensor.wattage != 0)
-            Give(PowerSupplyKey(supply), PowerSupplyInstance(supply, shown.sensor.wattage));
+            Give(PowerSupplyKey(supply), PowerSupplyInstance(supply, shown.sensor.wattage),
+                 RedfishPart::Sensors);
         else
             Remove(PowerSupplyKey(supply));
     }
@@ -375,17 +382,18 @@ void RedfishConversation::GiveLog()
     const std::string key(kSelPath);
     if (!logKnown_) {
         const CimStatus status = logDenied_ ? kCimAccessDenied : kCimFailed;
-        Give(key, FailedInstance(status));
+        Give(key, FailedInstance(status), RedfishPart::Log);
         for (u32 number = 1; given_.count(SelRecordKey(number)) != 0; ++number)
-            Give(SelRecordKey(number), FailedInstance(status));
+            Give(SelRecordKey(number), FailedInstance(status), RedfishPart::Log);
         return;
     }
     u32 number = 0;
     for (const LogEntry &entry : log_) {
         ++number;
-        Give(SelRecordKey(number), SelRecordInstance(number, entry.times, entry.description));
+        Give(SelRecordKey(number), SelRecordInstance(number, entry.times, entry.description),
+             RedfishPart::Log);
     }
-    Give(key, SelLogInstance(number));
+    Give(key, SelLogInstance(number), RedfishPart::Log);
     while (given_.count(SelRecordKey(++number)) != 0)
         Remove(SelRecordKey(number));
 }
@@ -398,7 +406,7 @@ void RedfishConversation::Say(int priority, std::string text)
 void RedfishConversation::Post()
 {
     const bool some = news_.lost || news_.settled || !news_.changes.empty() ||
-                      !news_.answers.empty() || !news_.lines.empty();
+                      !news_.heard.empty() || !news_.answers.empty() || !news_.lines.empty();
     if (!some)
         return;
     mailbox_->Post(generation_, std::move(news_));

@@ -33,6 +33,10 @@ constexpr u32 kRedfishRetryMostMs = 8000;
 constexpr u32 kRedfishRefusedFirstMs = 2000;
 constexpr u32 kRedfishRefusedMostMs = 300000;
 
+// Parts of the service that are heard each for itself (BackgroundOptions::parts).
+enum class RedfishPart : u16 { Power, Sensors, Log, Identity };
+inline constexpr const char *kRedfishParts[] = {"power", "sensors", "log", "identity"};
+
 class RedfishConversation : public Conversation
 {
 public:
@@ -120,7 +124,8 @@ private:
     std::string EntryKey(const LogEntry &entry) const;
 
     // ---- what clients are given
-    void Give(const std::string &key, const Instance &instance);
+    void Give(const std::string &key, Instance instance, RedfishPart part);
+    void Heard(RedfishPart part, u64 ms);
     void Remove(const std::string &key);
     void GiveSystem();
     void GiveSensors();

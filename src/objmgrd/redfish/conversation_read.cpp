@@ -49,7 +49,7 @@ void RedfishConversation::TakeSystem(Got &&got)
         if (got.Gone())
             nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + kDiscoverAgainMs);
         if (powerDenied_ && !systemSeen_)
-            return Give(kSystemClass, FailedInstance(kCimAccessDenied));
+            return Give(kSystemClass, FailedInstance(kCimAccessDenied), RedfishPart::Power);
         return GiveSystem();
     }
     const JsonValue system = got.document.Root();
@@ -58,6 +58,7 @@ void RedfishConversation::TakeSystem(Got &&got)
     powerDenied_ = false;
     powerGoodMs_ = now;
     powerMissed_ = 0;
+    Heard(RedfishPart::Power, now);
     lastReset_ = system["LastResetTime"].Text();
     if (action_.has_value())
         action_->leftOn = action_->leftOn || (action_->sent && power_ == HostPower::Off);
@@ -301,6 +302,8 @@ bool RedfishConversation::Discover()
         powerMissed_ = 0;
     }
     reset_ = ResetActionOf(origin, system);
+    // Not older than when the reading began.
+    Heard(RedfishPart::Identity, start);
     GiveSystem();
 
     // Which sensors there are.
@@ -396,9 +399,11 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
     shown_ = std::move(shown);
     sensorsRead_ = true;
     nextSensorsMs_ = now + settings_.sensorsMs;
+    if (!ids.empty())
+        Heard(RedfishPart::Sensors, lastDiscoveryMs_);
     GiveSensors();
     if (shown_.empty() && !denied.empty())
-        Give(SensorKey(1), FailedInstance(kCimAccessDenied));
+        Give(SensorKey(1), FailedInstance(kCimAccessDenied), RedfishPart::Sensors);
 }
 
 // ---- rounds ----
@@ -440,6 +445,8 @@ void RedfishConversation::ReadSensors()
                              });
         shown.sensor.status = refused ? kCimAccessDenied : kCimFailed;
     }
+    if (!found.empty())
+        Heard(RedfishPart::Sensors, start);
     GiveSensors();
     if (gone != 0)
         nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + 2 * kDiscoverAgainMs);
@@ -519,6 +526,7 @@ void RedfishConversation::EndLog(bool read, CimStatus status)
     if (read) {
         logKnown_ = true;
         logGoodMs_ = now;
+        Heard(RedfishPart::Log, now);
         GiveLog();
     } else if (status == kCimAccessDenied || now - logGoodMs_ >= kOldMs) {
         logKnown_ = false;

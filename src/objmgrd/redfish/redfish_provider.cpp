@@ -8,13 +8,15 @@ std::unique_ptr<Provider> MakeRedfishProvider(const RedfishSettings &settings,
                                               BackgroundClock clock)
 {
     const std::string &name = settings.origin.host;
-    const BackgroundOptions options = {.name = "redfish",
-                                       .source = "Redfish service " + name,
-                                       .silent = "no answer from " + name,
-                                       .lostMs = settings.lostMs,
-                                       .methodMs = settings.methodMs,
-                                       .log = log,
-                                       .clock = clock};
+    const BackgroundOptions options = {
+        .name = "redfish",
+        .source = "Redfish service " + name,
+        .silent = "no answer from " + name,
+        .lostMs = settings.lostMs,
+        .methodMs = settings.methodMs,
+        .parts = {std::begin(kRedfishParts), std::end(kRedfishParts)},
+        .log = log,
+        .clock = clock};
     return std::make_unique<BackgroundProvider>(options, [&](Mailbox *mailbox) {
         return std::make_unique<RedfishConversation>(settings, std::move(password), mailbox, clock);
     });

@@ -160,3 +160,19 @@ TEST(Mailbox, WaitingDoesNotBeginAfterSomethingCame)
     EXPECT_FALSE(IsReadable(box.WakeFd()));
     EXPECT_TRUE(box.HasOrder());
 }
+
+TEST(Mailbox, PartsAreHeardInTheirOwnGenerationOnly)
+{
+    Mailbox mailbox;
+    News news;
+    news.heard = {{0, 5}, {1, 6}};
+    mailbox.Post(mailbox.Generation(), news);
+    news.heard = {{1, 8}};
+    mailbox.Post(mailbox.Generation(), news);
+    const u32 old = mailbox.Generation();
+    mailbox.Void();
+    news.heard = {{0, 9}};
+    mailbox.Post(old, news);
+    EXPECT_EQ(mailbox.Take().heard, (std::map<u16, u64>{{0, 5}, {1, 8}}));
+    EXPECT_TRUE(mailbox.Take().heard.empty());
+}
