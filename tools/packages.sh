@@ -5,7 +5,7 @@
 PACKAGES_RUN="cmake g++ ninja-build libargtable2-dev libtomlplusplus-dev"
 PACKAGES_BUILD="$PACKAGES_RUN libfreeipmi-dev libcurl4-openssl-dev libjansson-dev libmicrohttpd-dev"
 # A simulated BMC, and the tools that the service for a real one is compared with.
-PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools"
+PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools prometheus-ipmi-exporter"
 # What is made and installed beside the programs.
 PACKAGES_TEST_INSTALLED="scdoc pkg-config"
 # What scripts that read JSON use, and what holds it against a schema.
