@@ -173,6 +173,12 @@ struct BadNetwork {
     RelayFaults faults;
 };
 
+// Its name as ctest has it, too.
+void PrintTo(const BadNetwork &network, std::ostream *out)
+{
+    *out << network.name;
+}
+
 class FaultyNetwork : public Faults, public testing::WithParamInterface<BadNetwork>
 {
 };
