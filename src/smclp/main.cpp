@@ -5,6 +5,7 @@
 #include "platform/map.h"
 #include "platform/trace.h"
 #include "smclp/output.h"
+#include "smclp/results.h"
 #include "smclp/shell.h"
 
 #include <stdio.h>
@@ -20,7 +21,7 @@ u32 SmclpGetPowerStatus()
     ObjMgrConnection connection(ObjMgrClose::WhenOpened);
     if (!connection.HasInterface()) {
         TRACE_ASSERT_FAILED_AT(kUnit, 61);  // a line number that field engineers search for
-        return 1;
+        return kSmclpFailed;
     }
     char powerStatus[32] = "";
     CimStatus status = kCimOk;
@@ -38,7 +39,7 @@ u32 SmclpGetPowerStatus()
                "%s\n",
                kFrame, kFrame);
     }
-    return opened && status == kCimOk ? 0 : 1;
+    return opened && status == kCimOk ? kSmclpOk : kSmclpFailed;
 }
 
 int main(int argc, char **argv)
@@ -47,7 +48,7 @@ int main(int argc, char **argv)
     u32 status = 0;
     if (MapInit(argc, argv) != 0)
         TRACE_ASSERT_FAILED_AT(kUnit, 131);  // a line number that field engineers search for
-    else if (SmclpGetPowerStatus() == 0 && SmclpInit() == 0) {
+    else if (SmclpGetPowerStatus() == kSmclpOk && SmclpInit() == kSmclpOk) {
         status = SmclpShell(argc, argv);
         SmclpUninit();
     }

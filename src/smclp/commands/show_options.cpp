@@ -159,7 +159,7 @@ u32 TakeRequest(ShowPara *para, i32 errors, bool targetRefused)
         return 0;
     }
     if (errors >= 2)
-        return 4;
+        return kParseUnexpected;
     if (help->count == 0 && level->count == 0 && display->count == 0 && version->count == 0)
         para->showRequest = kShowDisplay;
     return 0;

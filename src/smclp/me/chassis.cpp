@@ -20,7 +20,7 @@ u32 FromSystem(const PropertyRequest &request)
 {
     char text[kTextSize] = "";
     const u32 result = MeChassisGetSystemProperty(text, request.argument);
-    if (result == 0)
+    if (result == kMeOk)
         StrCopy(request.value, text, request.length);
     return result;
 }
@@ -62,10 +62,10 @@ u32 MeChassisGetSystemProperty(char *out, const char *property)
     ObjMgrConnection connection;
     if (!connection.HasInterface() || !connection.Open()) {
         TRACE_ASSERT_FAILED(kUnit);
-        return 1;
+        return kMeFailed;
     }
     const CimStatus status = connection.GetProperty(kSystemClass, property, out, kTextSize);
-    return status == kCimOk ? 0 : 1;
+    return status == kCimOk ? kMeOk : kMeFailed;
 }
 
 ME_SINGLE_KIND(MeChassis, kKind)

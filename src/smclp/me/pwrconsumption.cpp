@@ -17,7 +17,7 @@ u32 WriteVariant(const PropertyRequest &request, const char *power, const char *
 {
     u32 isAmperage = 0;
     const u32 result = is_amperage_sensor(request.number, &isAmperage);
-    if (result == 0)
+    if (result == kMeOk)
         StrCopy(request.value, isAmperage != 0 ? amperage : power, request.length);
     return result;
 }
@@ -26,7 +26,7 @@ u32 DeviceId(const PropertyRequest &request)
 {
     u32 isAmperage = 0;
     const u32 result = is_amperage_sensor(request.number, &isAmperage);
-    if (result != 0)
+    if (result != kMeOk)
         return result;
     PropertyRequest numbered = request;
     numbered.argument = isAmperage != 0 ? "AMPERAGE " : "POWER CONSUMPTION ";
@@ -42,7 +42,7 @@ u32 Threshold(const PropertyRequest &request)
 {
     u32 isAmperage = 0;
     const u32 result = is_amperage_sensor(request.number, &isAmperage);
-    if (result != 0)
+    if (result != kMeOk)
         return result;
     if (isAmperage == 0)
         return FromSensor(request);
@@ -92,7 +92,7 @@ u32 is_amperage_sensor(u32 instance, u32 *flag)
 {
     char name[kSensorTextSize] = "";
     const u32 result = get_num_sensor_data(instance, name, kPropertyName);
-    if (result == 0)
+    if (result == kMeOk)
         *flag = strstr(name, "Current") != nullptr ? 1 : 0;
     return result;
 }

@@ -17,7 +17,7 @@ u32 FromPowerSupply(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
     const u32 result = get_psinfo(request.number, work, request.argument);
-    if (result == 0)
+    if (result == kMeOk)
         StrCopy(request.value, work, request.length);
     return result;
 }
@@ -52,23 +52,23 @@ u32 get_psinfo(u32 index, char *out, const char *property)
 {
     ObjMgrConnection connection;
     if (!ObjMgrConnect(&connection, kUnit, __LINE__))
-        return 1;
+        return kMeFailed;
     alignas(max_align_t) char storage[kSensorStorageSize] = {};
     ObjMgrInstance *supply = connection.InitInstance(storage, sizeof storage);
     if (supply == nullptr) {
         TRACE_ASSERT_FAILED(kUnit);
-        return 1;
+        return kMeFailed;
     }
     const RowPath path = PowerSupplyPath(static_cast<u8>(index));
     if (connection.GetInstance(path.Text(), supply) != kCimOk)
-        return 1;
+        return kMeFailed;
     const char *text = connection.GetValue(supply, property);
     if (StrIsEmpty(text)) {
         TRACE_ASSERT_FAILED(kUnit);
-        return 1;
+        return kMeFailed;
     }
     StrCopy(out, text, kSensorTextSize);
-    return 0;
+    return kMeOk;
 }
 
 ME_SENSOR_KIND(MePwrSupSensor, get_pwrsupdata, kKind)

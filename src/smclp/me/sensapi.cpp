@@ -82,32 +82,32 @@ u32 get_system_name(char *out)
 {
     ObjMgrConnection connection;
     if (!ObjMgrConnect(&connection, kUnit, __LINE__))
-        return 1;
+        return kMeFailed;
     const CimStatus status =
         connection.GetProperty(kSystemClass, kPropertyServiceTag, out, kServiceTagSize);
-    return status == kCimOk ? 0 : 1;
+    return status == kCimOk ? kMeOk : kMeFailed;
 }
 
 u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *property)
 {
     ObjMgrConnection connection;
     if (!ObjMgrConnect(&connection, kUnit, __LINE__))
-        return 1;
+        return kMeFailed;
     alignas(max_align_t) char storage[kSensorStorageSize];  // InitInstance's to fill
     ObjMgrInstance *sensor = connection.InitInstance(storage, sizeof storage);
     if (sensor == nullptr)
-        return 1;
+        return kMeFailed;
     if (!FindSensor(connection, sensor, static_cast<u8>(type), static_cast<u8>(format), instance))
-        return 1;
+        return kMeFailed;
 
     memset(out, 0, kSensorTextSize);
     const char *text = connection.GetValue(sensor, property);
     if (text == nullptr) {
         TRACE_ASSERT_FAILED(kUnit);
-        return 1;
+        return kMeFailed;
     }
     StrCopy(out, text, kSensorTextSize);
-    return 0;
+    return kMeOk;
 }
 
 u16 get_num_instances(u32 type, u32 format)
@@ -141,8 +141,8 @@ u32 add_properties(ManagedElement *element, const char *const *names, u16 count)
 {
     for (u16 i = 0; i < count; ++i) {
         const u32 result = MeAddProperty(element, names[i], "");
-        if (result != 0)
+        if (result != kMeOk)
             return result;
     }
-    return 0;
+    return kMeOk;
 }

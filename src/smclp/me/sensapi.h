@@ -18,12 +18,12 @@ struct ManagedElement;
 constexpr size_t kSensorTextSize = 1024;  // bytes of a sensor's text, its NUL included
 
 // The managed system's name (its service tag) into `out`, at least 64 bytes, cut to 63
-// characters. Returns 0, or 1 with `out` as it was; only a missing interface is traced.
+// characters. Returns kMeOk, or kMeFailed with `out` as it was; only a missing interface is traced.
 u32 get_system_name(char *out);
 
 // Property `property` of sensor number `instance` of a kind into `out`, kSensorTextSize bytes
-// that are cleared first. Reads no instance after the one looked for. Returns 0, or 1: no
-// connection, no such sensor, access denied (with `out` as it was), no such property (with `out`
+// that are cleared first. Reads no instance after the one looked for. Returns kMeOk, or kMeFailed:
+// no connection, no such sensor, access denied (with `out` as it was), no such property (with `out`
 // cleared). The end of the list is traced like any other failed read, and then the type that
 // was read last (0: none), also traced.
 u32 get_sensor_data(u32 type, u32 format, u32 instance, char *out, const char *property);
@@ -37,7 +37,8 @@ u16 get_num_instances(u32 type, u32 format);
 // the form { "good" "bad" }. Returns dst.
 char *get_possible_states_string(char *dst, const char *const *texts, u32 count);
 
-// Adds properties with empty values. Returns the first non-zero result of MeAddProperty, else 0.
+// Adds properties with empty values. Returns the first result of MeAddProperty that is not kMeOk,
+// else kMeOk.
 u32 add_properties(ManagedElement *element, const char *const *names, u16 count);
 
 #endif

@@ -22,7 +22,7 @@ u32 FromSystemName(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
     const u32 result = get_system_name(work);
-    if (result == 0)
+    if (result == kMeOk)
         StrCopy(request.value, work, request.length);
     return result;
 }
@@ -37,7 +37,7 @@ u32 FromSensor(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
     const u32 result = Read(request, work);
-    if (result == 0)
+    if (result == kMeOk)
         StrCopy(request.value, work, request.length);
     return result;
 }
@@ -55,7 +55,7 @@ u32 FromStateCode(const PropertyRequest &request)
 {
     char work[kSensorTextSize] = "";
     const u32 result = Read(request, work);
-    if (result != 0)
+    if (result != kMeOk)
         return result;
     const char *text = request.sensor->defaultState;
     const u32 code = StrToUINT32(work);

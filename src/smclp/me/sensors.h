@@ -6,13 +6,13 @@
 #include "smclp/me/kinds.h"
 
 // Tells amperage sensors from power consumption sensors, which share Type and Format, by their
-// name: *flag becomes 1 when it contains "Current" (case matters), else 0. Returns 0, or 1 with
-// *flag as it was when the name cannot be read.
+// name: *flag becomes 1 when it contains "Current" (case matters), else 0. Returns kMeOk, or
+// kMeFailed with *flag as it was when the name cannot be read.
 u32 is_amperage_sensor(u32 instance, u32 *flag);
 
 // Property `property` of the power supply whose PowerSupplyIndex is the low 8 bits of `index`
-// into `out` (kSensorTextSize bytes). Returns 0, or 1 with `out` as it was: traced for a missing
-// interface and for a missing or empty text, not for a power supply that does not exist.
+// into `out` (kSensorTextSize bytes). Returns kMeOk, or kMeFailed with `out` as it was: traced for
+// a missing interface and for a missing or empty text, not for a power supply that does not exist.
 u32 get_psinfo(u32 index, char *out, const char *property);
 
 #endif
