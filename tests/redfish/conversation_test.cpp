@@ -288,6 +288,38 @@ TEST_F(RedfishConversationTest, ARedirectToTheSamePlaceIsFollowedOnce)
     EXPECT_EQ(reader->Text(SensorKey(1), "Reading"), "22");
 }
 
+TEST_F(RedfishConversationTest, AnswersMayBeCompressedChunkedAndSlow)
+{
+    // {"Name": "Temp 1", "ReadingType": "Temperature", "Reading": 77}
+    static constexpr char kGzip[] =
+        "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xab\x56\xf2\x4b\xcc\x4d\x55\xb2"
+        "\x52\x50\x0a\x49\xcd\x2d\x50\x30\x54\xd2\x51\x50\x0a\x4a\x4d\x4c\xc9\xcc"
+        "\x4b\x0f\xa9\x2c\x80\x4b\xa4\x16\x25\x96\x94\x16\xa5\x22\xc9\x02\x65\xcc"
+        "\xcd\x6b\x01\xcc\x4f\x65\x22\x3f\x00\x00\x00";
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.encoding = "gzip";
+    fault.body = std::string(kGzip, sizeof kGzip - 1);
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "77");
+    // Compressed data that ends early is no answer.
+    fault.body = std::string(kGzip, sizeof kGzip - 20);
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    fault = SimFault();
+    fault.chunked = true;
+    fault.slowMs = 5;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "21");
+    // A byte now and then does not hold the others for longer than a request may take.
+    fault.slowMs = 500;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+}
+
 TEST_F(RedfishConversationTest, SlowIsNotLost)
 {
     SimOptions options;

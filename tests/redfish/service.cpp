@@ -626,6 +626,8 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
     }
     if (fault.body.has_value())
         answer = *fault.body;
+    if (!fault.encoding.empty())
+        headers["Content-Encoding"] = fault.encoding;
     if (fault.garbage != 0)
         answer = "{\"Name\": \"" + std::string(fault.garbage, 'x') + "\"}";
     return leave(Send(connection, status, std::move(answer), headers, fault));

@@ -29,6 +29,7 @@ struct SimFault {
     bool chunked = false;
     std::string location;             // of a redirect (status 307, 308)
     std::optional<std::string> body;  // in place of the document
+    std::string encoding;             // Content-Encoding of the body
     size_t garbage = 0;               // that many bytes of 'x' inside a text
 };
 
