@@ -50,7 +50,7 @@ void RedfishConversation::StepOrders()
         Order order;
         if (!mailbox_->NextOrder(&order))
             return;
-        action_.emplace();
+        action_.emplace(Action());
         action_->order = order;
         action_->stepMs = now;
     }
