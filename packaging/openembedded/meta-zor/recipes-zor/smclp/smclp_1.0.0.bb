@@ -35,7 +35,7 @@ GROUPADD_PARAM:${PN} = "--system zor"
 USERADD_PARAM:${PN} = "--system --gid zor --home-dir /run/zor --no-create-home \
     --shell ${base_sbindir}/nologin zor"
 
-PACKAGES =+ "${PN}-objmgr ${PN}-objmgr-ipmi"
+PACKAGES =+ "${PN}-objmgr ${PN}-objmgr-ipmi ${PN}-objmgr-redfish"
 
 FILES:${PN} += "${datadir} ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/tmpfiles.d"
 FILES:${PN}-objmgr = " \
@@ -49,7 +49,13 @@ FILES:${PN}-objmgr-ipmi = " \
     ${datadir}/bash-completion/completions/objmgrd-ipmi \
     ${systemd_system_unitdir}/objmgrd-ipmi@.service \
 "
+FILES:${PN}-objmgr-redfish = " \
+    ${bindir}/objmgrd-redfish \
+    ${datadir}/bash-completion/completions/objmgrd-redfish \
+    ${systemd_system_unitdir}/objmgrd-redfish@.service \
+"
 RDEPENDS:${PN}-objmgr = "${PN}"
 RDEPENDS:${PN}-objmgr-ipmi = "${PN}"
+RDEPENDS:${PN}-objmgr-redfish = "${PN}"
 CONFFILES:${PN} = "${sysconfdir}/zor/rights.toml"
 CONFFILES:${PN}-objmgr = "${sysconfdir}/zor/objmgr.toml"
