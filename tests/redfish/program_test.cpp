@@ -291,9 +291,11 @@ TEST_F(RedfishProgram, GarbageDoesNotFillTheMemory)
     ASSERT_TRUE(WaitUntil([&] { return count() >= 3; }));
     const long early = StatusKb(served.Pid(), "VmHWM");
     ASSERT_TRUE(WaitUntil([&] { return count() >= 9; }));
-    // What one round takes at the most, over and over.
-    EXPECT_LT(StatusKb(served.Pid(), "VmHWM"), early + 20'000);
-    EXPECT_LT(early, 120'000);
+    // What one round takes at the most, over and over. A sanitizer holds back what is freed.
+    if (!ZOR_SANITIZED) {
+        EXPECT_LT(StatusKb(served.Pid(), "VmHWM"), early + 20'000);
+        EXPECT_LT(early, 120'000);
+    }
     // It still answers.
     service->ClearFaults();
     const size_t before = service->Count("GET", "/redfish/v1/Systems/S1");
