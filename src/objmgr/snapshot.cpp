@@ -107,6 +107,7 @@ static void Describe(Snapshot *copy, u32 size, u32 count)
     copy->slotMask = le32toh(half.slots) - 1;
     copy->size = size;
     copy->next = 0;
+    copy->missing[0] = '\0';
     copy->count = count;
     copy->start[0] = ImageLoad(&head->start[0]);
     copy->start[1] = ImageLoad(&head->start[1]);

@@ -19,8 +19,9 @@ struct Snapshot {
     u8 *states;  // RecordState: one for each place where a record may begin (kImageRecordAlign)
     const ImageSlot *slots;
     u32 slotMask;
-    u32 size;  // of the half
-    u32 next;  // behind the record that was found last, where a walk goes on; the reader's
+    u32 size;          // of the half
+    u32 next;          // behind the record that was found last, where a walk goes on; the reader's
+    char missing[48];  // a path that leads nowhere, or empty; the reader's
     u32 methodTimeoutMs;  // how long to wait for the answer to a method, as the service says
     // The snapshot's own.
     size_t mapped;  // bytes at `half`
