@@ -76,7 +76,8 @@ static Snapshot *MakeRoom(u32 size)
     sNewest = nullptr;
     Snapshot *free = FindUnused();
     const size_t pages = (wanted + kImageHeadSize - 1) / kImageHeadSize * kImageHeadSize;
-    void *memory = mmap(nullptr, pages, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void *memory = mmap(nullptr, pages, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (memory == MAP_FAILED)
         return nullptr;
     free->half = static_cast<u8 *>(memory);
