@@ -122,6 +122,8 @@ private:
     void Run();
     int UpstreamOf(const sockaddr_in &client);
     void TakeRequest();
+    bool IsUnlucky();
+    u32 chance_ = 1;
     void TakeReply(const Client &client);
     void CountRequest(const Bytes &packet);
     bool IsLost(const Bytes &packet, const Message &message);
@@ -237,12 +239,21 @@ void IpmiRelay::Impl::TakeRequest()
         return;
     packet.resize(static_cast<size_t>(count));
     CountRequest(packet);
+    if (IsUnlucky())
+        return;
     (void)!send(UpstreamOf(from), packet.data(), packet.size(), 0);
+}
+
+// The same in every run.
+bool IpmiRelay::Impl::IsUnlucky()
+{
+    chance_ = chance_ * 1664525 + 1013904223;
+    return (chance_ >> 16) % 100 < faults.lossPercent;
 }
 
 bool IpmiRelay::Impl::IsLost(const Bytes &packet, const Message &message)
 {
-    if (faults.dropEvery != 0 && seen_ % faults.dropEvery == 0)
+    if (IsUnlucky() || (faults.dropEvery != 0 && seen_ % faults.dropEvery == 0))
         return true;
     if (message.start == 0)
         return false;

@@ -30,7 +30,8 @@ constexpr IpmiCommand kIpmiLogClear = {0x0A, 0x47};
 
 // What happens to replies, one in `every` of them; 0 is none.
 struct RelayFaults {
-    u32 delayMs = 0;  // of every reply
+    u32 lossPercent = 0;  // of requests and of replies, without a pattern
+    u32 delayMs = 0;      // of every reply
     u32 dropEvery = 0;
     u32 garbleEvery = 0;  // some bytes behind the first four are changed
     u32 repeatEvery = 0;

@@ -222,4 +222,31 @@ TEST_F(Power, WhileAllIsBeingPolled)
     EXPECT_EQ(bmc.Actions(), "power 0\npower 1\nreset 1\n");
 }
 
+size_t TimesIn(const std::string &text, const std::string &part)
+{
+    size_t times = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at)
+        ++times;
+    return times;
+}
+
+// What fails is a command that was sent and whose answer never came, and nothing else.
+TEST_F(Power, OpeningsOfASessionAreRepeatedOnAPoorNetwork)
+{
+    PutRelay();
+    Serve();
+    relay->Set({.lossPercent = 5});
+    size_t failures = 0;
+    for (int i = 0; i < 20; ++i) {
+        const std::string out = Timed("reset /system1");
+        failures += out == kReset ? 0u : 1u;
+    }
+    const std::string log = service->Log();
+    EXPECT_LE(failures, TimesIn(log, "sent once and not answered")) << log;
+    EXPECT_EQ(TimesIn(log, "not begun"), 0u) << log;
+    EXPECT_EQ(TimesIn(log, "not sent"), 0u) << log;
+    EXPECT_EQ(TimesIn(log, "cannot be read"), 0u) << log;
+    EXPECT_LE(TimesIn(bmc.Actions(), "reset 1"), 20u);
+}
+
 }  // namespace

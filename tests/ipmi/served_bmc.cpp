@@ -59,9 +59,8 @@ std::string SettingsText(const IpmiSim &bmc, const ServiceSettings &settings,
            "\"\nport = " + std::to_string(settings.port == 0 ? bmc.Port() : settings.port) +
            "\nuser = \"" + settings.user.name + "\"\npassword_file = \"" + passwordFile +
            "\"\nprivilege = \"" + settings.privilege +
-           "\"\ncipher_suite = " + std::to_string(settings.cipherSuite) +
-           "\nworkarounds = [\"open_session_privilege\"]\ncache_directory = \"" + cache +
-           "\"\n[poll]\n" + settings.poll + "[timeouts]\n" + settings.timeouts;
+           "\"\ncipher_suite = " + std::to_string(settings.cipherSuite) + "\ncache_directory = \"" +
+           cache + "\"\n[poll]\n" + settings.poll + "[timeouts]\n" + settings.timeouts;
 }
 
 }  // namespace

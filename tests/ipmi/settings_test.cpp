@@ -83,7 +83,7 @@ TEST_F(Settings, WrongOnesAreSaidWithTheirLine)
     ExpectWrong(Right() + "workarounds = [\"magic\"]\n", 6);
     ExpectWrong(Right() + "[poll]\nsensors_ms = 1\n", 7);
     ExpectWrong(Right() + "[poll]\npower_ms = 0.5\n", 7);
-    ExpectWrong(Right() + "[timeouts]\nmethod_ms = 60000\n", 7);
+    ExpectWrong(Right() + "[timeouts]\nmethod_ms = 60001\n", 7);
     ExpectWrong(Right() + "[colours]\n", 6);
     ExpectWrong("[bmc]\ndriver = \"lan\n", 2);
     ExpectWrong("[bmc]\ndriver = \"serial\"\n", 2);

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
+#include <utility>
 
 #include <freeipmi/freeipmi.h>
 
@@ -23,6 +24,20 @@ constexpr u32 kOpeningFactor = 2;
 constexpr u32 kCloseMs = 300;
 // A signal that comes just before the waiting begins would be lost: it is sent again.
 constexpr long kAgainMs = 20;
+
+// After so many answers it is known how long the BMC takes; a request is sent again after a few
+// times that.
+constexpr u32 kAdaptAfter = 4;
+constexpr u32 kAgainFactor = 6;
+constexpr u32 kAgainMarginMs = 20;
+constexpr u32 kAgainLeastMs = 25;
+
+u64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
 
 int LimitSignal()
 {
@@ -126,8 +141,7 @@ constexpr CauseRow kLanCauses[] = {
     {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, BmcOpening::Refused,
      "%h does not let user %u open a session with privilege %p"},
     {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, BmcOpening::Refused,
-     "%h does not let user %u open a session with privilege %p (some BMCs need the workaround "
-     "open_session_privilege for that)"},
+     "%h does not let user %u open a session with privilege %p"},
     {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, BmcOpening::Refused,
      "%h does not do cipher suite %c"},
     {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, BmcOpening::Refused, "%h does not do cipher suite %c"},
@@ -206,6 +220,13 @@ struct FreeIpmiBmc::State {
     ipmi_ctx_t context = nullptr;
     Alarm alarm;
 
+    bool openSessionPrivilege = false;  // this BMC needs that workaround, as was seen
+    u32 againMs = 0;                    // a request without an answer is sent again
+    u32 answers = 0;                    // of this session
+    u32 quickestMs = 0;                 // ... and how long the quickest of them took
+
+    BmcOpening Open(std::string *why, u32 limitMs);
+    void Adapt(u64 tookMs);
     bool OpenLan(u32 limitMs);
     bool OpenLocal(u32 limitMs);
     BmcOpening Cause(std::string *why) const;
@@ -219,7 +240,8 @@ bool FreeIpmiBmc::State::OpenLan(u32 limitMs)
         if ((settings->workarounds & row.ours) != 0)
             workarounds |= row.library;
     }
-    const u32 againMs = use == BmcUse::Control ? kNeverAgainMs : settings->answerMs;
+    if (openSessionPrivilege)
+        workarounds |= IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE;
     const Limit limit(&alarm, limitMs != 0 ? limitMs : settings->sessionMs * kOpeningFactor);
     return ipmi_ctx_open_outofband_2_0(context, Address(*settings).c_str(), settings->user.c_str(),
                                        password->Text(), nullptr, 0, settings->privilege,
@@ -275,20 +297,65 @@ FreeIpmiBmc::~FreeIpmiBmc()
     delete state_;
 }
 
-BmcOpening FreeIpmiBmc::Open(std::string *why, u32 limitMs)
+BmcOpening FreeIpmiBmc::State::Open(std::string *why, u32 limitMs)
 {
-    Close();
-    state_->context = ipmi_ctx_create();
-    if (state_->context == nullptr) {
+    context = ipmi_ctx_create();
+    if (context == nullptr) {
         *why = strerror(errno);
         return BmcOpening::Silent;
     }
-    const bool lan = state_->settings->driver == IpmiDriver::Lan;
-    if (lan ? state_->OpenLan(limitMs) : state_->OpenLocal(limitMs))
+    const bool lan = settings->driver == IpmiDriver::Lan;
+    if (lan ? OpenLan(limitMs) : OpenLocal(limitMs))
         return BmcOpening::Open;
-    const BmcOpening opening = state_->Cause(why);
+    const BmcOpening opening = Cause(why);
+    const bool privilege =
+        lan && ipmi_ctx_errnum(context) == IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED;
     Close();
-    return opening;
+    if (!privilege || openSessionPrivilege)
+        return opening;
+    // Some BMCs take the privilege of a session only as these ask for it. Where that is refused as
+    // well, the first answer stands; a packet that is lost says nothing.
+    openSessionPrivilege = true;
+    std::string second;
+    const BmcOpening again = Open(&second, limitMs);
+    openSessionPrivilege = again != BmcOpening::Refused;
+    if (again == BmcOpening::Refused)
+        return opening;
+    *why = second;
+    return again;
+}
+
+// How soon a request is sent again has to be said when a session is opened, before anything is
+// known about the network. So a second session takes the place of one that would wait too long.
+void FreeIpmiBmc::State::Adapt(u64 tookMs)
+{
+    const u32 took = static_cast<u32>(std::min<u64>(tookMs, kSessionTimeoutMs));
+    quickestMs = answers == 0 ? took : std::min(quickestMs, took);
+    if (++answers != kAdaptAfter)
+        return;
+    const u32 right =
+        std::clamp(quickestMs * kAgainFactor + kAgainMarginMs, kAgainLeastMs, settings->answerMs);
+    if (right * 2 > againMs)
+        return;
+    const ipmi_ctx_t before = context;
+    const u32 beforeMs = std::exchange(againMs, right);
+    std::string ignored;
+    if (Open(&ignored, 0) != BmcOpening::Open) {
+        context = before;
+        againMs = beforeMs;
+        return;
+    }
+    const Limit limit(&alarm, kCloseMs);
+    ipmi_ctx_close(before);
+    ipmi_ctx_destroy(before);
+}
+
+BmcOpening FreeIpmiBmc::Open(std::string *why, u32 limitMs)
+{
+    Close();
+    state_->againMs = state_->use == BmcUse::Control ? kNeverAgainMs : state_->settings->answerMs;
+    state_->answers = 0;
+    return state_->Open(why, limitMs);
 }
 
 void FreeIpmiBmc::Close()
@@ -306,9 +373,11 @@ BmcAnswer FreeIpmiBmc::Ask(const BmcRequest &request)
     const u32 size = std::min<u32>(request.size, kBmcRequestMax);
     out[0] = request.command;
     memcpy(out + 1, request.data, size);
-    const Limit limit(&state_->alarm, state_->settings->sessionMs);
+    const u64 before = NowMs();
+    state_->alarm.Set(state_->settings->sessionMs);
     const int got =
         ipmi_cmd_raw(state_->context, request.lun, request.netFn, out, 1 + size, in, sizeof in);
+    state_->alarm.Set(0);
     if (got < 0) {
         const int error = ipmi_ctx_errnum(state_->context);
         for (const AnswerRow &row : kAnswers) {
@@ -323,5 +392,7 @@ BmcAnswer FreeIpmiBmc::Ask(const BmcRequest &request)
         answer.size = static_cast<u8>(got - 2);
         memcpy(answer.data, in + 2, answer.size);
     }
+    if (state_->use == BmcUse::Poll && state_->settings->driver == IpmiDriver::Lan)
+        state_->Adapt(NowMs() - before);
     return answer;
 }

@@ -4,6 +4,7 @@
 
 #include "objmgrd/text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace
@@ -23,8 +24,40 @@ void AppendUtf8(std::string *text, u32 character)
     }
 }
 
+// The bytes of one character of UTF-8 beyond ASCII that begins here; 0: none does.
+size_t Utf8Length(const u8 *bytes, size_t size)
+{
+    const u8 first = bytes[0];
+    const size_t length = first >= 0xc2 && first <= 0xdf   ? 2
+                          : first >= 0xe0 && first <= 0xef ? 3
+                          : first >= 0xf0 && first <= 0xf4 ? 4
+                                                           : 0;
+    if (length == 0 || length > size)
+        return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if ((bytes[i] & 0xc0) != 0x80)
+            return 0;
+    }
+    return length;
+}
+
+// Many BMCs write UTF-8 where IPMI says Latin-1.
+bool IsUtf8(const u8 *bytes, size_t size)
+{
+    for (size_t i = 0; i < size && bytes[i] != 0;) {
+        const size_t length = bytes[i] < 0x80 ? 1 : Utf8Length(bytes + i, size - i);
+        if (length == 0)
+            return false;
+        i += length;
+    }
+    return true;
+}
+
 std::string FromLatin1(const u8 *bytes, size_t size)
 {
+    if (IsUtf8(bytes, size))
+        return std::string(reinterpret_cast<const char *>(bytes),
+                           static_cast<size_t>(std::find(bytes, bytes + size, u8{0}) - bytes));
     std::string text;
     for (size_t i = 0; i < size && bytes[i] != 0; ++i)
         AppendUtf8(&text, bytes[i]);

@@ -102,7 +102,7 @@ void Methods::EndIfLate(u64 now)
     if (now + (begun ? kAnswerEarlyMs : kLatestBeginMs) < action_->order.dueMs)
         return;
     if (!begun && !action_->why.empty())
-        Say(LOG_WARNING, "not begun in time: no session for it: " + action_->why);
+        Say(LOG_WARNING, "not begun in time: " + action_->why);
     else
         Say(LOG_WARNING, begun ? "not seen done in time" : "not begun in time");
     Answer(kCimFailed, 0);
@@ -144,8 +144,11 @@ void Methods::StepCheck()
         return;
     if (answer.Denied())
         return Answer(kCimAccessDenied, 0);
-    if (!answer.Done(1))
+    if (!answer.Done(1)) {
+        action_->why = "the power state is not known: " + BmcCodeWords(answer.code);
         return LookAgain();
+    }
+    action_->why.clear();
     const bool on = publication_->Power() == BmcPower::On;
     if (on != RowOf(action_->order.kind).needsOn)
         return Answer(kCimOk, kMethodNotApplicable);
@@ -181,7 +184,7 @@ void Methods::StepOpen()
     }
     if (opening == BmcOpening::Silent) {
         ++action_->openings;
-        action_->why = why;
+        action_->why = "no session for it: " + why;
         action_->stepMs = clock_() + kOpeningPauseMs;
         return;
     }

@@ -48,7 +48,7 @@ private:
         Order order;
         u64 stepMs = 0;    // the next step is due
         u32 openings = 0;  // of the control session, in vain
-        std::string why;   // the last one's
+        std::string why;   // it could not be begun so far
         u32 readings = 0;  // Reread: complete readings of the log before
         u16 reservation = 0;
         Phase phase = Phase::Check;

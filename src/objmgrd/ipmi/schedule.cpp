@@ -81,12 +81,19 @@ BmcAnswer Schedule::AskPower()
     if (answer.Done(1)) {
         power = (answer.data[0] & kPowerIsOn) != 0 ? BmcPower::On : BmcPower::Off;
         powerMs_ = now;
+        powerFaultSaid_ = false;
         session_->Works();
     } else if (answer.Denied()) {
         power = BmcPower::Denied;
         powerMs_ = now;
     } else if (now - powerMs_ > lostMs_) {
         power = BmcPower::Unknown;
+    }
+    if (answer.code != kBmcDone && !answer.Denied() && !BmcIsBusy(answer.code) &&
+        !powerFaultSaid_) {
+        publication_->Say(LOG_WARNING,
+                          "the power state is not known: " + BmcCodeWords(answer.code));
+        powerFaultSaid_ = true;
     }
     publication_->SetPower(power);
     return answer;

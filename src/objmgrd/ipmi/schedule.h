@@ -90,11 +90,12 @@ private:
 
     // ---- what holds since the last Forget
     bool sdrKnown_ = false;
-    bool fileRead_ = false;      // since the start
-    bool sensorsGiven_ = false;  // all of them, since the repository was read
-    bool logWanted_ = false;     // a method waits for the log
-    bool sdrSettled_ = false;    // it is known, or known not to be had
-    u32 sdrCollisions_ = 0;      // readings in a row that other readers spoilt
+    bool powerFaultSaid_ = false;  // since it was known
+    bool fileRead_ = false;        // since the start
+    bool sensorsGiven_ = false;    // all of them, since the repository was read
+    bool logWanted_ = false;       // a method waits for the log
+    bool sdrSettled_ = false;      // it is known, or known not to be had
+    u32 sdrCollisions_ = 0;        // readings in a row that other readers spoilt
 };
 
 #endif

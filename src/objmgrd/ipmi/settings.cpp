@@ -7,6 +7,9 @@
 #include "objmgrd/toml.h"
 
 #include <algorithm>
+#include <fstream>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 namespace
 {
@@ -279,9 +282,37 @@ void Reader::FillKinds(const toml::table &top)
     }
 }
 
+// The driver of a character device, as the kernel lists it; "" where it does not.
+std::string DriverOf(dev_t device)
+{
+    std::ifstream list("/proc/devices");
+    std::string word;
+    while (list >> word && word != "Character")
+        ;
+    list >> word;  // devices:
+    u32 number = 0;
+    while (list >> number >> word) {
+        if (number == major(device))
+            return word;
+    }
+    return "";
+}
+
+// A device that is not there may come with its kernel module.
+bool MayBeIpmi(const std::string &device)
+{
+    struct stat info;
+    if (stat(device.c_str(), &info) != 0)
+        return true;
+    const std::string driver = S_ISCHR(info.st_mode) ? DriverOf(info.st_rdev) : "none";
+    return driver.empty() || driver == "ipmidev";
+}
+
 void Reader::CheckWhole(const toml::table &top)
 {
     const toml::node *bmc = top.get("bmc");
+    if (bmc != nullptr && settings_->driver == IpmiDriver::Local && !MayBeIpmi(settings_->device))
+        Fault(bmc->source(), Quoted(settings_->device) + " is no IPMI device");
     const toml::node *timeouts = top.get("timeouts");
     if (bmc != nullptr && settings_->driver == IpmiDriver::Lan && settings_->host.empty() &&
         faults_ == 0)

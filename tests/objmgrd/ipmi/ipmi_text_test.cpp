@@ -24,6 +24,18 @@ TEST(IpmiText, Latin1BecomesUtf8UpToItsNul)
     EXPECT_EQ(Text(IpmiEncoding::Latin1, {' ', ' '}), "");
 }
 
+TEST(IpmiText, Utf8StaysWhatItIs)
+{
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {'L', 0xc3, 0xbc, 'f', 't'}), "L\xc3\xbc"
+                                                                       "ft");
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {0xe2, 0x84, 0x83}), "\xe2\x84\x83");
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {0xf0, 0x9f, 0x8c, 0xa1, 0, 'x'}), "\xf0\x9f\x8c\xa1");
+    // Cut off, or otherwise no UTF-8: Latin-1.
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {'a', 0xc3}), "a\xc3\x83");
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {0xc3, 0xbc, 0xfc}), "\xc3\x83\xc2\xbc\xc3\xbc");
+    EXPECT_EQ(Text(IpmiEncoding::Latin1, {0xc0, 0x80}), "\xc3\x80\xc2\x80");
+}
+
 TEST(IpmiText, BcdPlus)
 {
     EXPECT_EQ(Text(IpmiEncoding::BcdPlus, {0x12, 0x3b, 0xc4, 0xde, 0xfa}), "123-.4:,_");

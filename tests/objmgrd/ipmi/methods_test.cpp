@@ -343,3 +343,24 @@ TEST_F(MethodsTest, ASlowerHostIsWaitedForWhereTheSettingSaysSo)
     EXPECT_GE(tookMs_, 7000u);
     EXPECT_LE(tookMs_, 7300u);
 }
+
+TEST_F(MethodsTest, APowerStateThatTheBmcDoesNotKnowIsSaidOnce)
+{
+    RunFor(1000);
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xFF);
+        return request.command == kGetChassisStatus;
+    };
+    RunFor(10000);
+    EXPECT_EQ(Power(), "status 1");
+    const std::string line = "BMC bmc: the power state is not known: completion code 0xFF\n";
+    ASSERT_NE(lines_.find(line), std::string::npos);
+    EXPECT_EQ(lines_.find(line), lines_.rfind(line));
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_NE(lines_.find("power off: not begun in time: the power state is not known: completion "
+                          "code 0xFF"),
+              std::string::npos);
+    machine_.hook = nullptr;
+    RunFor(1000);
+    EXPECT_EQ(Power(), "ON");
+}

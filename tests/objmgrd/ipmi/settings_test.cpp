@@ -217,6 +217,15 @@ TEST(IpmiSettings, AKeyOfTheOtherDriverIsAFault)
               "f:4:1: device goes with driver \"local\" only");
 }
 
+TEST(IpmiSettings, ADeviceThatIsNoneIsRefused)
+{
+    for (const char *device : {"/dev/null", "/dev/tty", "/etc/passwd", "/tmp"})
+        EXPECT_EQ(Read(std::string("[bmc]\ndriver = \"local\"\ndevice = \"") + device + "\"\n"),
+                  std::string("f:1:1: \"") + device + "\" is no IPMI device");
+    // It may come with its kernel module.
+    EXPECT_EQ(Read("[bmc]\ndriver = \"local\"\ndevice = \"/dev/ipmi17\"\n"), "right");
+}
+
 TEST(IpmiSettings, EveryFaultIsTold)
 {
     EXPECT_EQ(Read("[bmc]\ndriver = \"lan\"\nport = 0\nx = 1\n[poll]\npower_ms = 1\n"),
