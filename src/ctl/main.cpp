@@ -58,6 +58,10 @@ int main(int argc, char **argv)
     Console console;
     console.terminal = isatty(STDOUT_FILENO) == 1;
     console.color = console.terminal && !NoColor();
+    // Few writes for much; what is to go out at once is flushed.
+    static char buffer[1 << 16];
+    if (!console.terminal)
+        setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
     if (isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
         console.ask = Ask;
     return CommandRun(options, console);

@@ -2,11 +2,11 @@
 // model.cpp -- see model.h.
 #include "ctl/model.h"
 
+#include "ctl/calendar.h"
 #include "objmgr/schema.h"
 
 #include <algorithm>
 #include <charconv>
-#include <time.h>
 
 namespace
 {
@@ -207,21 +207,14 @@ std::optional<i64> ModelTimeOfDigits(std::string_view digits)
         !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; }))
         return std::nullopt;
     const auto field = [&](size_t at, size_t length) {
-        return static_cast<int>(WholeNumber(digits.substr(at, length)));
+        return WholeNumber(digits.substr(at, length));
     };
-    tm parts = {};
-    parts.tm_year = field(0, 4) - 1900;
-    parts.tm_mon = field(4, 2) - 1;
-    parts.tm_mday = field(6, 2);
-    parts.tm_hour = field(8, 2);
-    parts.tm_min = field(10, 2);
-    parts.tm_sec = field(12, 2);
-    tm again = parts;
-    const time_t seconds = timegm(&again);  // puts right what is no day, which shows it
-    const bool same = again.tm_mon == parts.tm_mon && again.tm_mday == parts.tm_mday &&
-                      again.tm_hour == parts.tm_hour && again.tm_min == parts.tm_min &&
-                      again.tm_sec == parts.tm_sec && again.tm_year == parts.tm_year;
-    return same ? std::optional<i64>(seconds) : std::nullopt;
+    return CalendarSeconds({.year = field(0, 4),
+                            .month = field(4, 2),
+                            .day = field(6, 2),
+                            .hour = field(8, 2),
+                            .minute = field(10, 2),
+                            .second = field(12, 2)});
 }
 
 ModelSystem ModelSystemOf(const ServerView &view)

@@ -2,10 +2,11 @@
 // value.cpp -- see value.h.
 #include "ctl/value.h"
 
+#include "ctl/calendar.h"
+
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <time.h>
 
 namespace
 {
@@ -144,11 +145,11 @@ double NumberOfValue(const Value &value)
 
 Value TimeValue(i64 seconds)
 {
-    const time_t time = static_cast<time_t>(seconds);
-    tm parts = {};
-    char text[64];
-    if (gmtime_r(&time, &parts) == nullptr ||
-        strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+    const CalendarTime time = CalendarOfSeconds(seconds);
+    if (time.year < 0 || time.year > 9999)
         return {};
+    char text[40];
+    snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ", static_cast<u32>(time.year),
+             time.month, time.day, time.hour, time.minute, time.second);
     return {ValueKind::Text, text};
 }

@@ -39,6 +39,7 @@ Value FlagValue(bool flag);
 double NumberOfValue(const Value &value);
 
 // A point in time as RFC 3339 writes it, in UTC: "2024-02-29T06:58:12Z". seconds: since 1970.
+// Null beyond the years 0 to 9999.
 Value TimeValue(i64 seconds);
 
 #endif
