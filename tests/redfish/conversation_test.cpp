@@ -571,6 +571,28 @@ TEST_F(RedfishConversationTest, AnOrderDoesNotWaitForARound)
     EXPECT_LT(members, 40u);
 }
 
+TEST_F(RedfishConversationTest, AnOrderDoesNotWaitForWhatHangs)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.temperatures = 12;
+    Serve(options);
+    RedfishSettings settings = Settings();
+    settings.answerMs = 8000;
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    SimFault fault;
+    fault.hang = true;
+    for (int i = 1; i <= 12; ++i)
+        service->SetFault(kChassis + "/Sensors/Temp" + std::to_string(i), fault);
+    // The first of them have run into their limit, the next ones hang.
+    const std::string fifth = kChassis + "/Sensors/Temp5";
+    service->ForgetRequests();
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", fifth) == 1; }));
+    EXPECT_EQ(reader->Do(OrderKind::Stop, 5000), "0 0");
+    EXPECT_EQ(Power(), "OFF");
+}
+
 TEST_F(RedfishConversationTest, TheLogIsCleared)
 {
     Serve();

@@ -12,6 +12,10 @@ constexpr u32 kPumpMs = 100;
 // With so many requests the best number at a time is looked for, the first few one by one.
 constexpr size_t kMeasureLeast = 16;
 constexpr size_t kMeasureFirst = 4;
+// While answers take so long, or do not come, one place is left to urgent requests: they would wait
+// for as long as a request may take.
+constexpr u32 kSlowMs = 800;
+constexpr u32 kSlowForMs = 60000;
 constexpr char kExpand[] = "?$expand=.($levels=1)";
 
 }  // namespace
@@ -55,6 +59,8 @@ Got Fetcher::Take(HttpAnswer &&answer)
     got.status = answer.status;
     got.etag = answer.etag;
     got.why = answer.why;
+    if (answer.tookMs > kSlowMs)
+        slowUntilMs_ = clock_() + kSlowForMs;
     if (!answer.Came())
         return got;
     const bool ofThisLogin = answer.mark == logins_;
@@ -85,6 +91,12 @@ void Fetcher::StartUrgent()
         urgent_.pop_front();
         http_.Start(std::move(request), std::move(done));
     }
+}
+
+// Requests of a reading that may be on their way.
+u32 Fetcher::Room() const
+{
+    return clock_() < slowUntilMs_ ? std::min(limit_, kHttpAtOnce - 1) : limit_;
 }
 
 void Fetcher::Wait(u32 ms)
@@ -122,7 +134,7 @@ Got Fetcher::Get(const std::string &link, const std::string &etag)
         bool done = false;
     };
     const auto place = std::make_shared<Place>();
-    while (http_.OnTheirWay() >= limit_ && !stop_()) {
+    while (http_.OnTheirWay() >= Room() && !stop_()) {
         Wait(kPumpMs);
         between_();
     }
@@ -153,7 +165,7 @@ std::vector<Got> Fetcher::GetAll(const std::vector<std::string> &links, bool mea
         const bool first = measure && batch->done < kMeasureFirst;
         if (measure && !first && measureStart == 0)
             measureStart = clock_();
-        const u32 most = first ? 1 : measure ? kHttpAtOnce : limit_;
+        const u32 most = first ? 1 : measure ? kHttpAtOnce : Room();
         StartUrgent();
         while (next < links.size() && http_.OnTheirWay() < most) {
             const size_t mine = next++;

@@ -93,6 +93,7 @@ public:
 
 private:
     void StartUrgent();
+    u32 Room() const;
 
     const RedfishSettings &settings_;
     const Clock clock_;
@@ -105,6 +106,7 @@ private:
     bool unauthorized_ = false;
     u64 heardMs_ = 0;
     u32 limit_ = kHttpAtOnce;
+    u64 slowUntilMs_ = 0;  // an answer took long not long ago
     size_t bytes_ = 0;
     u64 goods_ = 0;
     u32 logins_ = 0;  // marks requests: a late 401 of an older login says nothing of this one
