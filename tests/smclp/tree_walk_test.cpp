@@ -631,10 +631,10 @@ TEST_F(FullHost, EveryKindHasAnAddress)
 {
     size_t rows = 0;
     for (const KindRow &row : kRows) {
-        EXPECT_EQ(meTable[rows++], row.constructor) << row.address;
+        EXPECT_EQ(kWalkedKinds[rows++], row.constructor) << row.address;
         EXPECT_EQ(shell.At(row.address), ElementOf(row.constructor)) << row.address;
     }
-    EXPECT_EQ(meTable[rows], nullptr);
+    EXPECT_EQ(kWalkedKinds[rows], nullptr);
 }
 
 TEST_F(FullHost, EveryKindShowsItsFirstAndItsLastPropertyAsTyped)

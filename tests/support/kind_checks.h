@@ -18,7 +18,8 @@
 inline ManagedElement *ElementOf(MeConstructor constructor)
 {
     const SmclpMeIdMapping *entry = pMeMapping;
-    for (const MeConstructor *row = meTable; *row != nullptr && entry != nullptr; ++row) {
+    for (const MeConstructor *row = TestShell::Kinds(); *row != nullptr && entry != nullptr;
+         ++row) {
         if (*row == constructor)
             return entry->element;
         entry = entry->next;

@@ -142,8 +142,16 @@ void ResetShellGlobals()
     histFull = 0;
 }
 
+static const MeConstructor *gKinds = meTable;
+
+const MeConstructor *TestShell::Kinds()
+{
+    return gKinds;
+}
+
 TestShell::TestShell(const MeConstructor *kinds)
 {
+    gKinds = kinds;
     EXPECT_EQ(SmclpInitFrom(kinds), 0u);
     EXPECT_EQ(SmclpCreateSession(&session_), 0u);
 }

@@ -74,6 +74,8 @@ class TestShell
 public:
     // kinds: what the tree is built from.
     explicit TestShell(const MeConstructor *kinds = meTable);
+    // Those of the shell that was made last.
+    static const MeConstructor *Kinds();
     ~TestShell();
     TestShell(const TestShell &) = delete;
     TestShell &operator=(const TestShell &) = delete;
