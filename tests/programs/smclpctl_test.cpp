@@ -256,6 +256,16 @@ TEST(Smclpctl, RecordsStayInTheArchive)
         << end.err;
 }
 
+TEST(Smclpctl, WhatItExportsIsRightForPrometheus)
+{
+    const ProgramEnd end = RunScript("command -v promtool >/dev/null || { echo none; exit; }\n"
+                                     "smclpctl export | promtool check metrics; echo $?");
+    if (end.out == "none\n")
+        GTEST_SKIP() << "no promtool (Debian: prometheus)";
+    EXPECT_EQ(end.out, "0\n") << end.err;
+    EXPECT_EQ(end.err, "");
+}
+
 #ifdef SMCLPCTL_LISTEN
 TEST(Smclpctl, AnswersAScraper)
 {
