@@ -59,11 +59,11 @@ public:
     // For traces and logs: "sim", "ipmi".
     virtual const char *Name() const = 0;
     // Writes every instance; called once, inside a transaction of the server's. 0 or an errno.
-    virtual int Load(ImageWriter *store) = 0;
+    virtual int Load(StoreWriter *store) = 0;
     // Carries out a method that the caller has the right to. What it writes to the store is one
     // transaction of the server's, committed before the reply is sent.
     virtual ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                                 ImageWriter *store) = 0;
+                                 StoreWriter *store) = 0;
     // Called at the end of the transaction of each Load, Invoke and Tick. true: what the call wrote
     // is in the store; false: none of it is, and whoever waited for it is told of a failure. The
     // provider's own memory has to follow.
@@ -71,7 +71,7 @@ public:
     // Called about every `TickMs()` milliseconds (0: never) and as soon as PollFd() is readable,
     // inside a transaction. Answers that it adds are sent once what it wrote is in the store.
     virtual u32 TickMs() const { return 0; }
-    virtual void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers)
+    virtual void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
     {
         (void)store;
         (void)answers;

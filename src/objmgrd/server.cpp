@@ -160,7 +160,7 @@ u32 ServerNeededPrivilege(const char *path, const char *method)
 struct Server::State {
     ServerOptions options;
     Provider *provider = nullptr;
-    ImageWriter store;
+    StoreWriter store;
     int dirFd = -1;
     int listenFd = -1;
     std::vector<Connection> connections;  // oldest first

@@ -15,8 +15,8 @@ class SourceProvider : public Provider
 public:
     explicit SourceProvider(bool answers) : answers_(answers) {}
     const char *Name() const override { return "test"; }
-    int Load(ImageWriter *) override { return 0; }
-    ProviderReply Invoke(const Caller &, const MethodRequest &, ImageWriter *) override
+    int Load(StoreWriter *) override { return 0; }
+    ProviderReply Invoke(const Caller &, const MethodRequest &, StoreWriter *) override
     {
         return {};
     }

@@ -37,12 +37,12 @@ public:
     {
     }
     const char *Name() const override { return "test"; }
-    int Load(ImageWriter *store) override
+    int Load(StoreWriter *store) override
     {
         return loadError_ != 0 ? loadError_ : Set(store, "fresh");
     }
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         ImageWriter *store) override
+                         StoreWriter *store) override
     {
         const std::string method = request.method;
         ProviderReply reply = {.status = kCimOk};
@@ -75,7 +75,7 @@ public:
         return reply;
     }
     u32 TickMs() const override { return tickMs_; }
-    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override
+    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
     {
         if (tickMs_ != 0)
             Set(store, "tick " + std::to_string(++ticks_));
@@ -101,11 +101,11 @@ private:
         const u64 one = 1;
         return {.status = write(eventFd_, &one, sizeof one) == sizeof one ? kCimOk : kCimFailed};
     }
-    static int Set(ImageWriter *store, const char *key, const std::string &text)
+    static int Set(StoreWriter *store, const char *key, const std::string &text)
     {
         return store->Put(key, {kCimOk, {{"Value", kCimOk, text}}});
     }
-    static int Set(ImageWriter *store, const std::string &text)
+    static int Set(StoreWriter *store, const std::string &text)
     {
         return store->Put(kPath, {kCimOk, {{"Value", kCimOk, text}}});
     }
@@ -597,7 +597,7 @@ class LateProvider : public TestProvider
 {
 public:
     explicit LateProvider(u32 ticks) : TestProvider(10), left_(ticks) {}
-    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override
+    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
     {
         TestProvider::Tick(store, answers);
         if (left_ > 0 && --left_ == 0)

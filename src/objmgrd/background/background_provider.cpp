@@ -87,7 +87,7 @@ void BackgroundProvider::Run(Shared *shared)
     shared->conversation->End();
 }
 
-int BackgroundProvider::Load(ImageWriter *store)
+int BackgroundProvider::Load(StoreWriter *store)
 {
     source_ = store->AddSource(options_.source);
     for (const char *part : options_.parts)
@@ -123,7 +123,7 @@ int BackgroundProvider::Load(ImageWriter *store)
 }
 
 ProviderReply BackgroundProvider::Invoke(const Caller &, const MethodRequest &request,
-                                         ImageWriter *)
+                                         StoreWriter *)
 {
     ObjectPath path;
     if (ObjectPathParse(request.path, &path) != kCimOk)
@@ -232,7 +232,7 @@ void BackgroundProvider::AnswerLate(std::vector<ProviderAnswer> *answers)
 }
 
 // When the source was last heard, for tools.
-void BackgroundProvider::TellHeard(ImageWriter *store)
+void BackgroundProvider::TellHeard(StoreWriter *store)
 {
     for (const auto &[part, ms] : untold_) {
         if (part >= parts_.size())
@@ -258,7 +258,7 @@ u32 BackgroundProvider::MethodTimeoutMs() const
     return options_.methodMs + kMethodMarginMs;
 }
 
-void BackgroundProvider::Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers)
+void BackgroundProvider::Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
 {
     Take(shared_->mailbox.Take(), answers);
     Watch();

@@ -57,12 +57,12 @@ public:
     BackgroundProvider &operator=(const BackgroundProvider &) = delete;
 
     const char *Name() const override { return options_.name; }
-    int Load(ImageWriter *store) override;
+    int Load(StoreWriter *store) override;
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         ImageWriter *store) override;
+                         StoreWriter *store) override;
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
-    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override;
+    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;
     // A little more than methodMs, so that the answer that it took too long still arrives.
     u32 MethodTimeoutMs() const override;
     std::vector<SourceState> Sources() const override { return {{options_.source, !failed_}}; }
@@ -77,7 +77,7 @@ private:
     void Take(News &&news, std::vector<ProviderAnswer> *answers);
     void FailAll();
     void Watch();
-    void TellHeard(ImageWriter *store);
+    void TellHeard(StoreWriter *store);
     void AnswerLate(std::vector<ProviderAnswer> *answers);
 
     const BackgroundOptions options_;

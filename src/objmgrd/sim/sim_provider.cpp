@@ -70,7 +70,7 @@ bool TakesArgs(Method method, const MethodRequest &request)
 
 SimProvider::SimProvider(Host host) : host_(std::move(host)) {}
 
-int SimProvider::Load(ImageWriter *store)
+int SimProvider::Load(StoreWriter *store)
 {
     for (const HostInstance &instance : host_.instances) {
         const int error = store->Put(instance.key, instance.instance);
@@ -98,7 +98,7 @@ const HostMethodFault *SimProvider::FaultOf(const std::string &method) const
     return nullptr;
 }
 
-ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, ImageWriter *store)
+ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, StoreWriter *store)
 {
     ObjectPath path;
     if (ObjectPathParse(request.path, &path) != kCimOk)
@@ -130,7 +130,7 @@ ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, 
 }
 
 ProviderReply SimProvider::Act(HostInstance *target, const MethodRequest &request,
-                               ImageWriter *store)
+                               StoreWriter *store)
 {
     if (MethodOf(target->key, request.method) == Method::Clear)
         return Clear(target, store);
@@ -138,7 +138,7 @@ ProviderReply SimProvider::Act(HostInstance *target, const MethodRequest &reques
 }
 
 ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &request,
-                                 ImageWriter *store)
+                                 StoreWriter *store)
 {
     const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
     if (power != nullptr && power->status != kCimOk)
@@ -164,7 +164,7 @@ ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &requ
     return {.status = kCimOk};
 }
 
-ProviderReply SimProvider::Clear(HostInstance *log, ImageWriter *store)
+ProviderReply SimProvider::Clear(HostInstance *log, StoreWriter *store)
 {
     HostInstance changed = *log;
     SetProperty(&changed.instance, kPropertyNumRecords, "0");

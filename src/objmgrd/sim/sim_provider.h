@@ -30,9 +30,9 @@ public:
     explicit SimProvider(Host host);
 
     const char *Name() const override { return "sim"; }
-    int Load(ImageWriter *store) override;
+    int Load(StoreWriter *store) override;
     ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         ImageWriter *store) override;
+                         StoreWriter *store) override;
     void Committed(bool done) override;
 
 private:
@@ -41,9 +41,9 @@ private:
 
     HostInstance *Find(const std::string &key);
     const HostMethodFault *FaultOf(const std::string &method) const;
-    ProviderReply Act(HostInstance *target, const MethodRequest &request, ImageWriter *store);
-    ProviderReply Power(HostInstance *system, const MethodRequest &request, ImageWriter *store);
-    ProviderReply Clear(HostInstance *log, ImageWriter *store);
+    ProviderReply Act(HostInstance *target, const MethodRequest &request, StoreWriter *store);
+    ProviderReply Power(HostInstance *system, const MethodRequest &request, StoreWriter *store);
+    ProviderReply Clear(HostInstance *log, StoreWriter *store);
 
     Host host_;
     u32 resets_ = 0;
