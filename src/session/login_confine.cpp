@@ -16,6 +16,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#if defined(__has_feature)  // Clang's
+#define ZOR_HAS_ADDRESS_SANITIZER __has_feature(address_sanitizer)
+#else
+#define ZOR_HAS_ADDRESS_SANITIZER 0
+#endif
+
 // The numbers are the same on every architecture.
 static constexpr long kCreateRuleset = 444;
 static constexpr long kAddRule = 445;
@@ -127,7 +133,7 @@ static void AllowLibraries(int ruleset)
     Allow(ruleset, "/etc/ld.so.cache", kReadFile);
     Allow(ruleset, "/etc/localtime", kReadFile);  // the system log's stamps
     Allow(ruleset, "/usr/share/zoneinfo", kReadFile);
-#if defined(__SANITIZE_ADDRESS__) || defined(ZOR_SANITIZED)
+#if defined(__SANITIZE_ADDRESS__) || ZOR_HAS_ADDRESS_SANITIZER
     Allow(ruleset, "/proc/self", kReadFile | kReadDirectory);  // the sanitizer looks at its memory
 #endif
 }
