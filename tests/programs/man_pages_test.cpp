@@ -183,7 +183,8 @@ TEST(ManPages, EveryVerbIsOnThePageOfTheShell)
 TEST(ManPages, KeysOfTheBmcsSettingsAreThoseOfTheGuide)
 {
     const std::string guide = ReadFile("docs/administrator.md");
-    EXPECT_EQ(Joined(Matches(ReadFile("docs/man/objmgrd-ipmi.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)")),
+    EXPECT_EQ(Joined(Matches(ReadFile("docs/man/objmgrd-ipmi.toml.5.scd"),
+                             R"((?:\n|, )\*([a-z_]+)\*(?=, \*|\n\t))")),
               Joined(Matches(guide, R"(\n\| (?:bmc|poll|timeouts) \| `([a-z_]+)` \|)")));
 }
 
