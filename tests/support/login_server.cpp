@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -127,6 +128,7 @@ pid_t Start(const std::vector<std::string> &words, const std::string &log)
     for (int other = 3; other < 256; ++other)
         close(other);
     setsid();
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is killed leaves no server behind
     std::vector<char *> argv;
     for (const std::string &word : words)
         argv.push_back(const_cast<char *>(word.c_str()));
