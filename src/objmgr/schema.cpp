@@ -19,13 +19,22 @@ RowPath::RowPath(const char *head, size_t length, u32 number)
     text_[end_] = '\0';
 }
 
-const MethodRow *SchemaFindMethod(const char *path, const char *method)
+const MethodRow *SchemaFindMethod(const char *path, const char *method, const MethodRow *table,
+                                  size_t rows)
 {
     const size_t length = strcspn(path, ".");
-    for (const MethodRow &row : kMethodTable) {
-        if (strlen(row.className) == length && memcmp(row.className, path, length) == 0 &&
-            strcmp(row.method, method) == 0)
-            return &row;
+    for (const MethodRow *row = table; row != table + rows; ++row) {
+        if (strlen(row->className) == length && memcmp(row->className, path, length) == 0 &&
+            strcmp(row->method, method) == 0)
+            return row;
     }
     return nullptr;
+}
+
+bool SchemaTakesArgument(const MethodRow *row, const char *argument)
+{
+    if (argument == nullptr || *argument == '\0')
+        return true;
+    return row->argument != nullptr &&
+           (strcmp(row->argument, kAnyArgument) == 0 || strcmp(row->argument, argument) == 0);
 }

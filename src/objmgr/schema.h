@@ -158,9 +158,10 @@ struct MethodRow {
     MethodId id;
     const char *className;
     const char *method;
-    const char *argument;  // the one argument text that it takes; null: none
+    const char *argument;  // the one argument text that it takes; null: none; kAnyArgument: any
     u32 right;             // the bits of objmgr/privilege.h that a caller needs
 };
+inline constexpr char kAnyArgument[] = "*";
 
 // To add a method: a row here, its right in objmgr/privilege.h, and what the sources of data do.
 inline constexpr MethodRow kMethodTable[] = {
@@ -170,8 +171,15 @@ inline constexpr MethodRow kMethodTable[] = {
     {MethodId::Clear, kMessageLogClass, kMethodClear, nullptr, kPrivilegeClearLog},
 };
 
+inline constexpr size_t kMethodCount = sizeof kMethodTable / sizeof kMethodTable[0];
+
 // The row of a method of the class that `path` begins with (up to its end or the first point);
 // null: the class has no such method.
-const MethodRow *SchemaFindMethod(const char *path, const char *method);
+const MethodRow *SchemaFindMethod(const char *path, const char *method,
+                                  const MethodRow *table = kMethodTable,
+                                  size_t rows = kMethodCount);
+
+// Whether a method takes an argument text; null and an empty text are none.
+bool SchemaTakesArgument(const MethodRow *row, const char *argument);
 
 #endif

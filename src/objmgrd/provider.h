@@ -13,11 +13,45 @@
 #include "objmgrd/archive_settings.h"
 #include "objmgrd/image_writer.h"
 
+#include <memory>
+#include <mutex>
+
 // Who asks: from the socket's peer credentials, and the rights that the server grants.
 struct Caller {
     u32 uid;
     u32 pid;
     u32 privilege;
+};
+
+// The connection of a caller, for a source that takes its time: between taking a call up and
+// sending it on the caller may have given up, and what was reported as failed is not to be done.
+class CallerLink
+{
+public:
+    explicit CallerLink(int fd) : fd_(fd) {}
+    CallerLink(const CallerLink &) = delete;
+    CallerLink &operator=(const CallerLink &) = delete;
+
+    // Whether somebody waits for the answer: asks the kernel, so that it holds also while the
+    // serving thread is busy. From any thread.
+    bool StillWaits() const;
+    // The server's: nobody waits any more.
+    void End();
+
+private:
+    mutable std::mutex mutex_;
+    int fd_;  // -1: it has ended
+};
+
+// A method call as it reaches a provider: parsed, of a method and an instance that exist, with an
+// argument that the method takes, and allowed.
+struct MethodCall {
+    const MethodRow *row;  // of the table of methods (objmgr/schema.h)
+    std::string key;       // the instance's path in the store
+    std::string argument;  // empty: none
+    Caller caller;
+    u64 dueMs;  // CLOCK_MONOTONIC: nobody waits for an answer that comes later
+    std::shared_ptr<const CallerLink> link;  // null: somebody always waits
 };
 
 // Return word of a power method that the host's state leaves nothing to do for: Start of a host
@@ -60,10 +94,13 @@ public:
     virtual const char *Name() const = 0;
     // Writes every instance; called once, inside a transaction of the server's. 0 or an errno.
     virtual int Load(StoreWriter *store) = 0;
-    // Carries out a method that the caller has the right to. What it writes to the store is one
-    // transaction of the server's, committed before the reply is sent.
-    virtual ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                                 StoreWriter *store) = 0;
+    // Whether there is an instance of this key: methods of others are not invoked.
+    virtual bool Has(const std::string &key) const = 0;
+    // Carries out a method. What it writes to the store is one transaction of the server's,
+    // published before the reply is sent.
+    virtual ProviderReply Invoke(const MethodCall &call, StoreWriter *store) = 0;
+    // Nobody waits for the pending call any more. What was not begun is not to be done.
+    virtual void Withdraw(u64 ticket) { (void)ticket; }
     // Called at the end of the transaction of each Load, Invoke and Tick. true: what the call wrote
     // is in the store; false: none of it is, and whoever waited for it is told of a failure. The
     // provider's own memory has to follow.

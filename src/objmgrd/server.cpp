@@ -4,16 +4,17 @@
 
 #include "objmgr/object_path.h"
 #include "objmgr/schema.h"
+#include "objmgrd/listener.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
@@ -29,7 +30,6 @@ constexpr u64 kAcceptPauseMs = 100;
 constexpr u64 kNever = ~u64{0};
 // What could not be published (a full file system) is tried again after this time.
 constexpr u64 kPublishPauseMs = 500;
-constexpr int kBacklog = 64;
 // Places in the list of polled descriptors; the signals' is the first.
 constexpr size_t kPolledListener = 1;
 constexpr size_t kPolledProvider = 2;
@@ -63,26 +63,16 @@ struct Connection {
     Phase phase = Phase::Asking;
     u64 due;  // Asking: it is dropped then; Pending, Late: the reply is sent then; else kNever
     Peer peer = {};
-    Caller caller = {};
     MethodReply reply = {.status = kCimFailed, .result = 0};  // Pending: if no answer comes
     u64 ticket = 0;                                           // Pending only
     bool staged = false;                                      // Late: its effect is not published
-    std::string call = {};                                    // what was asked, for the log
+    RecordCall call = {};                                     // what was asked, for the record
+    std::shared_ptr<CallerLink> link = {};
 };
 
 MethodReply ReplyOf(CimStatus status, u32 result)
 {
     return {status, status == kCimOk ? result : 0};
-}
-
-// "uid 0 pid 1: METHOD of PATH (ARGS)"
-std::string CallText(const Caller &caller, const MethodRequest &request)
-{
-    std::string line = "uid " + std::to_string(caller.uid) + " pid " + std::to_string(caller.pid) +
-                       ": " + request.method + " of " + request.path;
-    if (request.hasArgs)
-        line += std::string(" (") + request.args + ")";
-    return line;
 }
 
 void SendReply(int fd, const MethodReply &reply)
@@ -107,40 +97,6 @@ void SetText(char *to, size_t size, const std::string &text)
     to[length] = '\0';
 }
 
-// Name of a file in the directory that is open as `dirFd`; fits sun_path however long the path
-// of the directory is.
-void SocketAddress(int dirFd, sockaddr_un *address)
-{
-    *address = {};
-    address->sun_family = AF_UNIX;
-    snprintf(address->sun_path, sizeof address->sun_path, "/proc/self/fd/%d/%s", dirFd,
-             kStoreSocketName);
-}
-
-// 0 or an errno value; *out is a non-blocking listener whose name stands in the directory.
-int Listen(int dirFd, bool group, int *out)
-{
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return errno;
-    sockaddr_un address;
-    SocketAddress(dirFd, &address);
-    // The umask is the process's: it is put back, since a child may be started later. Nobody can
-    // connect before listen.
-    const mode_t before = umask(group ? 0117 : 0177);
-    const int bound = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
-    umask(before);
-    if (bound != 0 || listen(fd, kBacklog) != 0) {
-        const int error = errno;
-        close(fd);
-        if (bound == 0)
-            unlinkat(dirFd, kStoreSocketName, 0);
-        return error;
-    }
-    *out = fd;
-    return 0;
-}
-
 bool IsOutOfDescriptors(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
@@ -148,21 +104,13 @@ bool IsOutOfDescriptors(int error)
 
 }  // namespace
 
-u32 ServerNeededPrivilege(const char *path, const char *method)
-{
-    ObjectPath parsed;
-    if (ObjectPathParse(path, &parsed) != kCimOk)
-        return kPrivilegeAll;
-    const MethodRow *row = SchemaFindMethod(parsed.key, method);
-    return row != nullptr ? row->right : kPrivilegeAll;
-}
-
 struct Server::State {
     ServerOptions options;
     Provider *provider = nullptr;
     StoreWriter store;
     int dirFd = -1;
-    int listenFd = -1;
+    Listener listener;
+    bool listenFails = false;
     std::vector<Connection> connections;  // oldest first
     std::vector<pollfd> polled;
     u64 nextHeartbeat = 0;
@@ -200,15 +148,20 @@ struct Server::State {
     void AcceptAll(u64 now);
     void PauseAccept(int error, u64 now);
     void Accept(int fd, u64 now);
-    void DropOne();
+    bool MakeRoom(u32 uid);
+    void Discard(Connection *connection);
+    bool DropOldestAsking(u32 uid);
 
     bool Serve(Connection *connection, short events, u64 now);
     bool ReadRequest(Connection *connection, u64 now);
     bool TakeCall(Connection *connection, const MethodRequest &request, u64 now);
+    void TakeNotice(const Connection &connection, const LoginNotice &notice) const;
     ServiceFacts FactsFor(const Peer &peer) const;
-    ProviderReply Judge(const Caller &caller, const MethodRequest &request);
-    ProviderReply Invoke(const Caller &caller, const MethodRequest &request);
-    void LogCall(const Connection &connection, const MethodReply &reply) const;
+    CimStatus Parse(const MethodRequest &request, const Caller &caller, MethodCall *call) const;
+    ProviderReply Invoke(const MethodCall &call);
+    void WriteDown(const Connection &connection, RecordResult result, u32 number = 0) const;
+    void WriteDown(const Connection &connection, const MethodReply &reply) const;
+    void CheckListener();
 };
 
 int Server::State::Load()
@@ -248,22 +201,18 @@ int Server::State::Open()
     dirFd = open(options.directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (dirFd < 0)
         return errno;
-    // The alive lock is ours: a socket that is there belongs to nobody.
-    if (unlinkat(dirFd, kStoreSocketName, 0) != 0 && errno != ENOENT)
-        return errno;
-    error = Listen(dirFd, options.group, &listenFd);
+    // The lock is ours: a socket that is there belongs to nobody.
+    error = listener.Open(
+        dirFd, {.group = options.group, .kernelRefuses = options.kernelRefusesDescriptors});
     return error != 0 ? error : store.Publish();
 }
 
 void Server::State::Close()
 {
-    for (const Connection &connection : connections)
-        close(connection.fd);
+    for (Connection &connection : connections)
+        Discard(&connection);
     connections.clear();
-    if (listenFd >= 0) {
-        unlinkat(dirFd, kStoreSocketName, 0);
-        close(listenFd);
-    }
+    listener.Close();
     if (dirFd >= 0)
         close(dirFd);
     store.Close();
@@ -277,6 +226,22 @@ void Server::State::Heartbeat()
     fatal = store.Check();
     if (fatal != 0)
         LogError("the directory or the files in it are not this service's any more", fatal);
+    else
+        CheckListener();
+    if (options.beat != nullptr)
+        options.beat();
+}
+
+// A full file system is the one thing that may keep it from listening; there may be room later.
+void Server::State::CheckListener()
+{
+    bool anew = false;
+    const int error = listener.Check(&anew);
+    if (anew)
+        Log(LOG_WARNING, "somebody has removed or replaced the socket: listening anew");
+    if (error != 0 && !listenFails)
+        LogError("nobody can connect: the socket cannot be made", error);
+    listenFails = error != 0;
 }
 
 u64 Server::State::PublishDue() const
@@ -328,7 +293,7 @@ void Server::State::Answer(const ProviderAnswer &answer)
     if (found == connections.end())
         return;
     const MethodReply reply = ReplyOf(answer.status, answer.result);
-    LogCall(*found, reply);
+    WriteDown(*found, reply);
     if (store.IsStaged()) {
         found->reply = reply;
         found->phase = Connection::Phase::Late;
@@ -337,7 +302,8 @@ void Server::State::Answer(const ProviderAnswer &answer)
         return;
     }
     SendReply(found->fd, reply);
-    close(found->fd);
+    found->phase = Connection::Phase::Late;  // nothing to withdraw
+    Discard(&*found);
     connections.erase(found);
 }
 
@@ -376,7 +342,7 @@ void Server::State::Poll(int signalFd, int *result)
     polled.clear();
     polled.push_back({signalFd, POLLIN, 0});
     // A negative descriptor is passed over.
-    polled.push_back({acceptFrom > now ? -1 : listenFd, POLLIN, 0});
+    polled.push_back({acceptFrom > now ? -1 : listener.Fd(), POLLIN, 0});
     polled.push_back({provider->PollFd(), POLLIN, 0});
     for (const Connection &connection : connections) {
         const bool asking = connection.phase == Connection::Phase::Asking;
@@ -394,19 +360,17 @@ void Server::State::ServeConnections(u64 now)
         if (Serve(&connection, polled[kPolledConnections + i].revents, now))
             connections[kept++] = std::move(connection);
         else
-            close(connection.fd);
+            Discard(&connection);
     }
     connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(kept), connections.end());
 }
 
 void Server::State::AcceptAll(u64 now)
 {
-    // What is left in the backlog waits for the next round. Where all places are taken it is one
-    // a round, so that a client which has just come gets the time to ask before it is dropped.
-    bool full = false;
-    for (u32 i = 0; i < kServerMaxConnections && !full; ++i) {
-        full = connections.size() == kServerMaxConnections;
-        const int fd = accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    // What is left in the backlog waits for the next round, so that a client which has just come
+    // gets the time to ask before it is dropped for another.
+    for (u32 i = 0; i < kServerUidConnections; ++i) {
+        const int fd = accept4(listener.Fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd >= 0) {
             Accept(fd, now);
         } else if (errno != EINTR && errno != ECONNABORTED) {
@@ -429,27 +393,54 @@ void Server::State::PauseAccept(int error, u64 now)
 void Server::State::Accept(int fd, u64 now)
 {
     Connection connection = {.fd = fd, .due = now + kServerRequestTimeoutMs};
-    if (PeerOf(fd, &connection.peer) != 0) {
-        close(fd);
-        return;
-    }
     acceptFails = false;
-    if (connections.size() == kServerMaxConnections)
-        DropOne();
-    connection.caller.uid = connection.peer.uid;
-    connection.caller.pid = connection.peer.pid;
-    connections.push_back(std::move(connection));
+    if (PeerOf(fd, &connection.peer) != 0 || !MakeRoom(connection.peer.uid))
+        listener.Drop(fd);
+    else
+        connections.push_back(std::move(connection));
 }
 
-void Server::State::DropOne()
+// Whether there is a place for one more of this uid; may drop others that have not asked.
+bool Server::State::MakeRoom(u32 uid)
 {
-    auto victim = std::find_if(connections.begin(), connections.end(), [](const Connection &c) {
-        return c.phase == Connection::Phase::Asking;
-    });
+    std::map<u32, u32> asking;
+    u32 ofUid = 0;
+    for (const Connection &connection : connections) {
+        ofUid += connection.peer.uid == uid ? 1 : 0;
+        if (connection.phase == Connection::Phase::Asking)
+            ++asking[connection.peer.uid];
+    }
+    if (ofUid >= kServerUidConnections)
+        return DropOldestAsking(uid);
+    if (connections.size() < kServerMaxConnections)
+        return true;
+    const auto most = std::max_element(asking.begin(), asking.end(),
+                                       [](auto &a, auto &b) { return a.second < b.second; });
+    return most != asking.end() && DropOldestAsking(most->first);
+}
+
+// False: every one of them has been taken up.
+bool Server::State::DropOldestAsking(u32 uid)
+{
+    const auto victim =
+        std::find_if(connections.begin(), connections.end(), [=](const Connection &c) {
+            return c.peer.uid == uid && c.phase == Connection::Phase::Asking;
+        });
     if (victim == connections.end())
-        victim = connections.begin();
-    close(victim->fd);
+        return false;
+    Discard(&*victim);
     connections.erase(victim);
+    return true;
+}
+
+// Ends it; the caller takes it out of the list.
+void Server::State::Discard(Connection *connection)
+{
+    if (connection->link != nullptr)
+        connection->link->End();
+    if (connection->phase == Connection::Phase::Pending)
+        provider->Withdraw(connection->ticket);
+    listener.Drop(connection->fd);
 }
 
 // False: the connection has ended.
@@ -460,12 +451,13 @@ bool Server::State::Serve(Connection *connection, short events, u64 now)
             return ReadRequest(connection, now);
         return now < connection->due;
     }
-    if ((events & (POLLHUP | POLLERR)) != 0)
-        return false;
-    if (now < connection->due || connection->staged)
+    const bool gone = (events & (POLLHUP | POLLERR)) != 0;
+    if (!gone && (now < connection->due || connection->staged))
         return true;
     if (connection->phase == Connection::Phase::Pending)
-        LogCall(*connection, connection->reply);
+        WriteDown(*connection, RecordResult::Unanswered);
+    if (gone)
+        return false;
     SendReply(connection->fd, connection->reply);
     return false;
 }
@@ -473,7 +465,7 @@ bool Server::State::Serve(Connection *connection, short events, u64 now)
 bool Server::State::ReadRequest(Connection *connection, u64 now)
 {
     u8 packet[kMethodPacketMax];
-    const ssize_t size = recv(connection->fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
+    const ssize_t size = listener.Receive(connection->fd, packet, sizeof packet);
     if (size < 0)
         return errno == EAGAIN || errno == EINTR;
     const size_t length = static_cast<size_t>(size);
@@ -486,10 +478,17 @@ bool Server::State::ReadRequest(Connection *connection, u64 now)
     if (kind == RequestKind::Question)
         SendFacts(connection->fd, FactsFor(connection->peer));
     else if (kind == RequestKind::LoginNotice && LoginParseNotice(packet, length, &notice))
-        SendReply(connection->fd, {kCimOk, 0});
+        TakeNotice(*connection, notice);
     else
         SendReply(connection->fd, {kCimInvalidParameter, 0});
     return false;
+}
+
+void Server::State::TakeNotice(const Connection &connection, const LoginNotice &notice) const
+{
+    if (options.record != nullptr)
+        options.record->Login(connection.peer, notice);
+    SendReply(connection.fd, {kCimOk, 0});
 }
 
 ServiceFacts Server::State::FactsFor(const Peer &peer) const
@@ -512,18 +511,38 @@ ServiceFacts Server::State::FactsFor(const Peer &peer) const
 // False: the connection has ended.
 bool Server::State::TakeCall(Connection *connection, const MethodRequest &request, u64 now)
 {
+    connection->call = {.session = request.session,
+                        .command = request.method,
+                        .argument = request.args,
+                        .target = request.path,
+                        .result = RecordResult::Failed,
+                        .number = 0};
     // What is claimed grants nothing.
-    connection->caller.privilege = request.privilege.word & options.rights.Of(connection->peer);
-    connection->call = CallText(connection->caller, request);
-    const ProviderReply reply = Judge(connection->caller, request);
+    const Caller caller = {.uid = connection->peer.uid,
+                           .pid = connection->peer.pid,
+                           .privilege =
+                               request.privilege.word & options.rights.Of(connection->peer)};
+    connection->link = std::make_shared<CallerLink>(connection->fd);
+    MethodCall call;
+    call.dueMs = now + provider->MethodTimeoutMs();
+    call.link = connection->link;
+    ProviderReply reply = {.status = Parse(request, caller, &call)};
+    if (reply.status == kCimOk) {
+        // It was told that nobody answered: so nothing happens.
+        if (!connection->link->StillWaits()) {
+            WriteDown(*connection, RecordResult::Gone);
+            return false;
+        }
+        reply = Invoke(call);
+    }
     if (reply.pending) {
         connection->phase = Connection::Phase::Pending;
         connection->ticket = reply.ticket;
-        connection->due = now + provider->MethodTimeoutMs();
+        connection->due = call.dueMs;
         return true;
     }
     connection->reply = ReplyOf(reply.status, reply.result);
-    LogCall(*connection, connection->reply);
+    WriteDown(*connection, connection->reply);
     connection->staged = store.IsStaged();
     if (reply.send && reply.delayMs == 0 && !connection->staged) {
         SendReply(connection->fd, connection->reply);
@@ -534,19 +553,39 @@ bool Server::State::TakeCall(Connection *connection, const MethodRequest &reques
     return true;
 }
 
-ProviderReply Server::State::Judge(const Caller &caller, const MethodRequest &request)
+// The one place where a call is taken apart and refused. kCimOk, with *call complete, or what the
+// caller gets: first of all whether he may, so that a refusal tells nothing about what is there.
+CimStatus Server::State::Parse(const MethodRequest &request, const Caller &caller,
+                               MethodCall *call) const
 {
-    const u32 needed = ServerNeededPrivilege(request.path, request.method);
+    ObjectPath path;
+    const CimStatus status = ObjectPathParse(request.path, &path);
+    const MethodRow *row = status == kCimOk ? SchemaFindMethod(path.key, request.method,
+                                                               options.methods, options.methodCount)
+                                            : nullptr;
+    const u32 needed = row != nullptr ? row->right : kPrivilegeAll;
     if ((caller.privilege & needed) != needed)
-        return {.status = kCimAccessDenied};
-    return Invoke(caller, request);
+        return kCimAccessDenied;
+    if (status != kCimOk)
+        return status;
+    if (!provider->Has(path.key))
+        return kCimNotFound;
+    if (row == nullptr)
+        return kCimMethodNotFound;
+    if (!SchemaTakesArgument(row, request.args))
+        return kCimInvalidParameter;
+    call->row = row;
+    call->key = path.key;
+    call->argument = request.args;
+    call->caller = caller;
+    return kCimOk;
 }
 
-ProviderReply Server::State::Invoke(const Caller &caller, const MethodRequest &request)
+ProviderReply Server::State::Invoke(const MethodCall &call)
 {
     int error = store.Begin();
     if (error == 0) {
-        const ProviderReply reply = provider->Invoke(caller, request, &store);
+        const ProviderReply reply = provider->Invoke(call, &store);
         error = EndTransaction();
         if (error == 0)
             return reply;
@@ -555,16 +594,24 @@ ProviderReply Server::State::Invoke(const Caller &caller, const MethodRequest &r
     return {.status = kCimFailed};
 }
 
-void Server::State::LogCall(const Connection &connection, const MethodReply &reply) const
+void Server::State::WriteDown(const Connection &connection, RecordResult result, u32 number) const
 {
-    std::string line = connection.call;
+    if (options.record == nullptr)
+        return;
+    RecordCall call = connection.call;
+    call.result = result;
+    call.number = number;
+    options.record->Call(connection.peer, call);
+}
+
+void Server::State::WriteDown(const Connection &connection, const MethodReply &reply) const
+{
     if (reply.status == kCimOk)
-        line += ": done, result " + std::to_string(reply.result);
+        WriteDown(connection, RecordResult::Done, reply.result);
     else if (reply.status == kCimAccessDenied)
-        line += ": refused";
+        WriteDown(connection, RecordResult::Refused);
     else
-        line += ": failed, status " + std::to_string(reply.status);
-    Log(LOG_INFO, line);
+        WriteDown(connection, RecordResult::Failed, reply.status);
 }
 
 Server::~Server()

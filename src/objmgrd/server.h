@@ -4,34 +4,37 @@
 // One thread, one poll loop, no waiting for anybody: a client that is slow, silent or gone costs
 // nothing but its connection. Reads do not pass through here, clients read the store themselves.
 //
-// Privileges. A method call is judged before the provider sees it, by class and method alone,
-// whether or not the instance exists, so that a refusal tells nothing about what is there:
-//   - a method of the table in objmgr/schema.h needs the bits that its row says;
-//   - every other method, also on a path that is none, needs all of kPrivilegeAll (default deny);
-//   - a caller without the bits gets kCimAccessDenied, and nothing happens;
-//   - a caller with them gets what the provider answers, for an unknown method
-//     kCimMethodNotFound or kCimNotFound.
+// A method call is parsed once, here, against the table of methods (objmgr/schema.h), and refused
+// once, before the provider sees it:
+//   - the right that the table gives the method is needed, for a method that is not there, also on
+//   a
+//     path that is none, all of kPrivilegeAll (default deny); without it the answer is
+//     kCimAccessDenied, whether or not the instance exists;
+//   - then kCimInvalidParameter for a path that is none, kCimNotFound where there is no such
+//     instance, kCimMethodNotFound where its class has no such method, kCimInvalidParameter for an
+//     argument that the method does not take.
 // What counts is what the request claims and the caller has by right (objmgrd/rights.h). Who he is
-// says the kernel.
+// says the kernel. A caller that has hung up before its request is taken up gets nothing done.
 #ifndef OBJMGRD_SERVER_H
 #define OBJMGRD_SERVER_H
 
 #include "objmgrd/log_archive.h"
 #include "objmgrd/provider.h"
+#include "objmgrd/record.h"
 #include "objmgrd/rights.h"
 
 #include <signal.h>
 #include <string>
 #include <sys/signalfd.h>
 
-// Connections at a time. Beyond that the oldest one that has not asked yet is dropped, or the
-// oldest of all where every one has.
+// Connections at a time, of one uid and of all. One more of a uid costs that uid its own oldest
+// that has not asked yet; one more than all takes it from the uid that has most of those. Where
+// every one has been taken up it is the new one that goes: a call that was taken up is never
+// dropped.
+constexpr u32 kServerUidConnections = 16;
 constexpr u32 kServerMaxConnections = 64;
 // From its connecting a client has this long to send its one request.
 constexpr u32 kServerRequestTimeoutMs = 5000;
-
-// The bits that a caller needs for a method of the instance at `path`.
-u32 ServerNeededPrivilege(const char *path, const char *method);
 
 struct ServerOptions {
     std::string directory;
@@ -39,8 +42,16 @@ struct ServerOptions {
     // 0660), false: the owner alone (0700, 0600). A directory that exists keeps its mode.
     bool group = false;
     Rights rights = {};
+    // Where calls and logins are written down. Null: nowhere. Must outlive Stop.
+    Record *record = nullptr;
+    // Called with each heartbeat. Null: not.
+    void (*beat)() = nullptr;
+    // The table of methods.
+    const MethodRow *methods = kMethodTable;
+    size_t methodCount = kMethodCount;
+    bool kernelRefusesDescriptors = true;  // objmgrd/listener.h
     // Called with a priority of <syslog.h> and one line without a line break: LOG_ERR what went
-    // wrong, LOG_INFO each method call. Null: nothing is logged.
+    // wrong. Null: nothing is logged.
     void (*log)(int priority, const char *line) = nullptr;
     LogArchive *archive = nullptr;  // looks at the store after each commit; null: none
 };

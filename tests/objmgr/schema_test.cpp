@@ -71,6 +71,21 @@ TEST(Schema, EveryMethodIsFoundByClassAndName)
     EXPECT_EQ(std::size(kMethodTable), 4u);
 }
 
+TEST(Schema, AnArgumentIsTakenWhereTheTableSaysSo)
+{
+    const MethodRow *reset = SchemaFindMethod("OEM_QARN_System", "Reset");
+    EXPECT_TRUE(SchemaTakesArgument(reset, nullptr));
+    EXPECT_TRUE(SchemaTakesArgument(reset, ""));
+    EXPECT_TRUE(SchemaTakesArgument(reset, "Mode=PowerCycle"));
+    EXPECT_FALSE(SchemaTakesArgument(reset, "Mode=Powercycle"));
+    EXPECT_FALSE(SchemaTakesArgument(reset, "*"));
+    const MethodRow *stop = SchemaFindMethod("OEM_QARN_System", "Stop");
+    EXPECT_TRUE(SchemaTakesArgument(stop, nullptr));
+    EXPECT_FALSE(SchemaTakesArgument(stop, "Mode=PowerCycle"));
+    const MethodRow any = {MethodId::Start, "C", "M", kAnyArgument, 1};
+    EXPECT_TRUE(SchemaTakesArgument(&any, "whatever"));
+}
+
 TEST(Schema, EverythingElseIsNoMethod)
 {
     EXPECT_EQ(SchemaFindMethod("OEM_QARN_System", "start"), nullptr);

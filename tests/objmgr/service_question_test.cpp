@@ -16,10 +16,8 @@ public:
     explicit SourceProvider(bool answers) : answers_(answers) {}
     const char *Name() const override { return "test"; }
     int Load(StoreWriter *) override { return 0; }
-    ProviderReply Invoke(const Caller &, const MethodRequest &, StoreWriter *) override
-    {
-        return {};
-    }
+    bool Has(const std::string &) const override { return false; }
+    ProviderReply Invoke(const MethodCall &, StoreWriter *) override { return {}; }
     std::vector<SourceState> Sources() const override
     {
         return {{"BMC 192.0.2.10", answers_}, {std::string(100, 's'), true}};

@@ -2,15 +2,21 @@
 // Tests of objmgrd/server: each runs a server in a process of its own and talks to its socket.
 #include "objmgrd/server.h"
 
+#include "objmgr/service_question.h"
+#include "support/lingering.h"
 #include "support/objmgr_store.h"
 #include "support/served_process.h"
 
 #include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
 #include <sys/eventfd.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <fstream>
 #include <list>
 #include <sstream>
@@ -20,13 +26,36 @@ namespace
 
 constexpr u32 kAll = 0x7;
 constexpr char kPath[] = "Test";
+constexpr char kMissing[] = "Test.Is=Missing";
+
+constexpr MethodRow Row(const char *method, const char *argument = nullptr)
+{
+    return {MethodId::Start, kPath, method, argument, kPrivilegeAll};
+}
+
+constexpr MethodRow kTestMethods[] = {
+    Row("Set", kAnyArgument),
+    Row("Late"),
+    Row("Never"),
+    Row("Uid"),
+    Row("Pid"),
+    Row("Rights"),
+    Row("Fail"),
+    Row("BadKey"),
+    Row("Wait", kAnyArgument),
+    Row("Answer"),
+    Row("AnswerUnstored"),
+    Row("Commits"),
+    Row("Withdrawn"),
+    Row("StillWaits"),
+    Row("One", "Mode=One"),
+    kMethodTable[0],
+    kMethodTable[1],
+    kMethodTable[2],
+    kMethodTable[3],
+};
 
 int logFd = -1;
-
-void LogToFile(int priority, const char *line)
-{
-    dprintf(logFd, "%d %s\n", priority, line);
-}
 
 // Each method of "Test" shows one ability of the server.
 class TestProvider : public Provider
@@ -41,13 +70,14 @@ public:
     {
         return loadError_ != 0 ? loadError_ : Set(store, "fresh");
     }
-    ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         StoreWriter *store) override
+    bool Has(const std::string &key) const override { return key != kMissing; }
+    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override
     {
-        const std::string method = request.method;
+        const std::string method = call.row->method;
+        const Caller &caller = call.caller;
         ProviderReply reply = {.status = kCimOk};
         if (method == "Set")
-            reply.status = Set(store, request.args) == 0 ? kCimOk : kCimFailed;
+            reply.status = Set(store, call.argument) == 0 ? kCimOk : kCimFailed;
         else if (method == "Late")
             reply = {.status = kCimOk, .result = 5, .delayMs = 700};
         else if (method == "Never")
@@ -63,17 +93,22 @@ public:
         else if (method == "BadKey")
             store->Put("", Instance());
         else if (method == "Wait")
-            reply = Promise(strtoul(request.args, nullptr, 10));
+            reply = Promise(call);
         else if (method == "Answer")
             reply = Give({{7, kCimOk, 70}, {8, 3, 80}, {99, kCimOk, 0}}, kPath);
         else if (method == "AnswerUnstored")
             reply = Give({{7, kCimOk, 70}}, "");
         else if (method == "Commits")
             Set(store, kPath, committed_);
+        else if (method == "Withdrawn")
+            Set(store, kPath, withdrawn_);
+        else if (method == "StillWaits")
+            Set(store, kPath, link_->StillWaits() ? "waits" : "gone");
         else
             reply.status = kCimMethodNotFound;
         return reply;
     }
+    void Withdraw(u64 ticket) override { withdrawn_ += std::to_string(ticket) + " "; }
     u32 TickMs() const override { return tickMs_; }
     void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
     {
@@ -92,7 +127,11 @@ public:
 
 private:
     // Promises an answer to this call.
-    ProviderReply Promise(u64 ticket) { return {.pending = true, .ticket = ticket}; }
+    ProviderReply Promise(const MethodCall &call)
+    {
+        link_ = call.link;
+        return {.pending = true, .ticket = strtoul(call.argument.c_str(), nullptr, 10)};
+    }
     // Gives the answers at the next opportunity.
     ProviderReply Give(std::vector<ProviderAnswer> answers, const char *key)
     {
@@ -116,6 +155,8 @@ private:
     const int eventFd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     std::vector<ProviderAnswer> answers_;
     const char *answerKey_ = kPath;
+    std::shared_ptr<const CallerLink> link_;  // of the last promise
+    std::string withdrawn_;
     std::string committed_;  // one sign for each transaction: "+" stored, "-" not
 };
 
@@ -126,7 +167,9 @@ Provider *MakeProvider()
 
 ServerOptions In(const TestDirectory &directory)
 {
-    return {.directory = directory.Path() + "/objmgr"};
+    return {.directory = directory.Path() + "/objmgr",
+            .methods = kTestMethods,
+            .methodCount = std::size(kTestMethods)};
 }
 
 mode_t ModeOf(const std::string &path)
@@ -160,26 +203,6 @@ protected:
 };
 
 }  // namespace
-
-TEST(ServerNeededPrivilege, KnowsItsMethods)
-{
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", "Start"), 0x2u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", "Stop"), 0x2u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", "Reset"), 0x2u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_MessageLog.Name=SEL", "Clear"), 0x4u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_MessageLog.Name=OTHER", "Clear"), 0x4u);
-}
-
-TEST(ServerNeededPrivilege, EverythingElseNeedsEveryRight)
-{
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", "start"), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", "Clear"), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_System", ""), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_Syste", "Start"), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege("OEM_QARN_Systems", "Start"), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege("", "Start"), 0x7u);
-    EXPECT_EQ(ServerNeededPrivilege(".faults", "Start"), 0x7u);
-}
 
 TEST_F(ServerTest, AMethodWithoutTheRightIsRefused)
 {
@@ -368,14 +391,14 @@ TEST_F(ServerTest, ASilentClientIsDroppedAfter5Seconds)
     EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "fresh");
 }
 
-TEST_F(ServerTest, TheOldestSilentClientMakesRoomForThe65th)
+TEST_F(ServerTest, OneConnectionMoreThan16CostsTheOldestThatHasNotAsked)
 {
     ServedProcess served(options_, MakeProvider);
     RawCall never(options_.directory);
     never.Ask(kAll, kPath, "Never");
     EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");  // so Never has been read
     std::list<RawCall> silent;
-    for (int i = 0; i < 63; ++i)
+    for (int i = 0; i < 15; ++i)
         silent.emplace_back(options_.directory);
     EXPECT_EQ(silent.front().Answer(300), "silent");
     EXPECT_EQ(Call(kAll, kPath, "Set", "y"), "0 0");
@@ -385,18 +408,51 @@ TEST_F(ServerTest, TheOldestSilentClientMakesRoomForThe65th)
     EXPECT_EQ(never.Answer(0), "silent");
 }
 
-TEST_F(ServerTest, WhereEveryClientHasAskedTheOldestIsDropped)
+TEST_F(ServerTest, ACallThatWasTakenUpIsNeverDroppedForANewOne)
 {
     ServedProcess served(options_, MakeProvider);
     std::list<RawCall> asked;
-    for (int i = 0; i < 64; ++i) {
+    for (int i = 0; i < 16; ++i) {
         asked.emplace_back(options_.directory);
-        asked.back().Ask(kAll, kPath, "Never");
+        asked.back().Ask(kAll, kPath, i == 0 ? "Wait" : "Never", i == 0 ? "7" : nullptr);
     }
     EXPECT_EQ(asked.back().Answer(300), "silent");
-    EXPECT_EQ(Call(kAll, kPath, "Set", "y"), "0 0");
-    EXPECT_EQ(asked.front().Answer(), "closed");
-    EXPECT_EQ(std::next(asked.begin())->Answer(0), "silent");
+    RawCall refused(options_.directory);
+    EXPECT_EQ(refused.Answer(), "closed");
+    for (RawCall &call : asked)
+        EXPECT_EQ(call.Answer(0), "silent");
+    asked.back().Close();
+    usleep(100000);
+    EXPECT_EQ(Call(kAll, kPath, "Answer"), "0 0");
+    EXPECT_EQ(asked.front().Answer(), "0 70");
+}
+
+// Connections of one uid cost no other anything.
+TEST_F(ServerTest, AnotherUserIsServedHoweverManyConnectOfOne)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to become another user";
+    ServedProcess served(options_, MakeProvider);
+    chmod(directory_.Path().c_str(), 0755);
+    chmod(options_.directory.c_str(), 0755);
+    chmod((options_.directory + "/socket").c_str(), 0666);
+    std::list<ChildProcess> crowds;
+    for (uid_t uid = 20001; uid <= 20006; ++uid) {
+        crowds.emplace_back([&, uid] {
+            if (setresuid(uid, uid, uid) != 0)
+                return;
+            std::list<RawCall> silent;
+            for (;;) {
+                silent.emplace_back(options_.directory);
+                if (silent.size() > 40)
+                    silent.pop_front();
+                usleep(1000);
+            }
+        });
+    }
+    usleep(200000);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
 }
 
 TEST_F(ServerTest, ClientsThatVanishAreHarmless)
@@ -416,7 +472,7 @@ TEST_F(ServerTest, ManyClientsAtOnceAreAllServed)
 {
     ServedProcess served(options_, MakeProvider);
     std::list<ChildProcess> clients;
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 16; ++i) {
         clients.emplace_back([&] {
             for (int call = 0; call < 20; ++call)
                 EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
@@ -564,12 +620,52 @@ TEST_F(ServerTest, ADirectoryMayHaveALongName)
     EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
 }
 
-TEST_F(ServerTest, EachCallIsLogged)
+// A served process whose record goes to a file.
+class RecordedProcess
 {
-    const std::string file = directory_.Path() + "/log";
-    logFd = open(file.c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
-    options_.log = LogToFile;
-    ServedProcess served(options_, MakeProvider);
+public:
+    explicit RecordedProcess(ServerOptions options, const std::string &file)
+        : served_(With(options, file), [&] {
+              // In the serving process: the thread is there.
+              record_.Start({.write = Write});
+              return new TestProvider;
+          })
+    {
+    }
+    ServedProcess &Served() { return served_; }
+
+private:
+    static void Write(void *, const char *line) { dprintf(logFd, "%s\n", line); }
+    ServerOptions With(ServerOptions options, const std::string &file)
+    {
+        logFd = open(file.c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
+        options.record = &record_;
+        return options;
+    }
+
+    Record record_;
+    ServedProcess served_;
+};
+
+std::string LinesOf(const std::string &file, size_t lines)
+{
+    std::string text;
+    for (int i = 0; i < 1000; ++i) {
+        std::ifstream input(file);
+        std::stringstream all;
+        all << input.rdbuf();
+        text = all.str();
+        if (static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) >= lines)
+            break;
+        usleep(10000);
+    }
+    return text;
+}
+
+TEST_F(ServerTest, EachCallIsWrittenDown)
+{
+    const std::string file = directory_.Path() + "/record";
+    RecordedProcess recorded(options_, file);
     Call(kAll, kPath, "Uid");
     Call(kAll, kPath, "Set", "a\nb");
     Call(0, kPath, "Set", "x");
@@ -579,17 +675,430 @@ TEST_F(ServerTest, EachCallIsLogged)
     EXPECT_EQ(pending.Answer(100), "silent");
     Call(kAll, kPath, "Answer");
     EXPECT_EQ(pending.Answer(), "0 70");
+    Call(kAll, kPath, "Nothing");
+    const std::string user = geteuid() == 0 ? "root" : "";
+    std::string log = LinesOf(file, 7);
     close(logFd);
-    std::ifstream input(file);
-    std::stringstream log;
-    log << input.rdbuf();
-    const std::string who =
-        "6 uid " + std::to_string(getuid()) + " pid " + std::to_string(getpid()) + ": ";
-    EXPECT_EQ(log.str(),
-              who + "Uid of Test: done, result " + std::to_string(getuid()) + "\n" + who +
-                  "Set of Test (a?b): done, result 0\n" + who + "Set of Test (x): refused\n" + who +
-                  "Fail of Test: failed, status 7\n" + who + "Answer of Test: done, result 0\n" +
-                  who + "Wait of Test (7): done, result 70\n");
+    const std::string pid = " pid=" + std::to_string(getpid());
+    std::string expected;
+    for (const char *rest : {"command=Uid argument=- target=Test result=done value=UID",
+                             "command=Set argument=\"a?b\" target=Test result=done value=0",
+                             "command=Set argument=x target=Test result=refused",
+                             "command=Fail argument=- target=Test result=failed status=7",
+                             "command=Answer argument=- target=Test result=done value=0",
+                             "command=Wait argument=7 target=Test result=done value=70",
+                             "command=Nothing argument=- target=Test result=failed status=17"})
+        expected +=
+            "uid=" + std::to_string(getuid()) + pid + " session=- claimed_address=- " + rest + "\n";
+    expected.replace(expected.find("UID"), 3, std::to_string(getuid()));
+    // The user's name is the system's matter.
+    std::string withoutNames;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_EQ(line.find("event=call user="), 0u) << line;
+        withoutNames += line.substr(line.find("uid=")) + "\n";
+    }
+    EXPECT_EQ(withoutNames, expected);
+}
+
+TEST_F(ServerTest, WhatCameToNothingIsWrittenDown)
+{
+    const std::string file = directory_.Path() + "/record";
+    RecordedProcess recorded(options_, file);
+    {
+        RawCall pending(options_.directory);
+        pending.Ask(kAll, kPath, "Wait", "7");
+        EXPECT_EQ(pending.Answer(100), "silent");
+    }
+    recorded.Served().Child().Stop();
+    {
+        RawCall gone(options_.directory);
+        gone.Ask(kAll, kPath, "Set", "gone");
+    }
+    recorded.Served().Child().Continue();
+    const std::string log = LinesOf(file, 2);
+    close(logFd);
+    EXPECT_NE(log.find("command=Wait argument=7 target=Test result=unanswered\n"),
+              std::string::npos)
+        << log;
+    EXPECT_NE(log.find("command=Set argument=gone target=Test result=gone\n"), std::string::npos)
+        << log;
+}
+
+TEST_F(ServerTest, LoginsAreWrittenDown)
+{
+    const std::string file = directory_.Path() + "/record";
+    RecordedProcess recorded(options_, file);
+    const LoginNotice notice = {LoginEvent::Refusal, 7, 0, "192.0.2.7", "no right"};
+    EXPECT_EQ(ServiceTell(options_.directory.c_str(), 10000, &notice), ServiceAnswer::Serving);
+    const std::string log = LinesOf(file, 1);
+    close(logFd);
+    EXPECT_EQ(log.find("event=refusal user="), 0u);
+    EXPECT_NE(log.find(" uid=" + std::to_string(getuid()) + " pid=" + std::to_string(getpid()) +
+                       " session=- claimed_address=192.0.2.7 reason=\"no right\"\n"),
+              std::string::npos)
+        << log;
+}
+
+// ---- callers that give up ----
+
+TEST_F(ServerTest, ACallerThatHasHungUpGetsNothingDone)
+{
+    ServedProcess served(options_, MakeProvider);
+    served.Child().Stop();
+    {
+        RawCall call(options_.directory);
+        call.Ask(kAll, kPath, "Set", "too late");
+        EXPECT_EQ(call.Answer(100), "silent");
+    }
+    served.Child().Continue();
+    EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "fresh");
+}
+
+TEST_F(ServerTest, AProviderIsToldThatNobodyWaitsAnyMore)
+{
+    ServedProcess served(options_, MakeProvider);
+    {
+        RawCall call(options_.directory);
+        call.Ask(kAll, kPath, "Wait", "7");
+        EXPECT_EQ(call.Answer(100), "silent");
+        EXPECT_EQ(Call(kAll, kPath, "StillWaits"), "0 0");
+        EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "waits");
+    }
+    EXPECT_EQ(Call(kAll, kPath, "StillWaits"), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "gone");
+    EXPECT_EQ(Call(kAll, kPath, "Withdrawn"), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "7 ");
+}
+
+// Also while the serving thread does not come to look: the kernel knows.
+TEST(CallerLink, KnowsBeforeTheServerDoes)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    CallerLink link(ends[0]);
+    EXPECT_TRUE(link.StillWaits());
+    EXPECT_EQ(send(ends[1], "x", 1, 0), 1);
+    EXPECT_TRUE(link.StillWaits());
+    close(ends[1]);
+    EXPECT_FALSE(link.StillWaits());
+    close(ends[0]);
+}
+
+TEST(CallerLink, MayEndWithTheConnection)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    CallerLink link(ends[0]);
+    link.End();
+    EXPECT_FALSE(link.StillWaits());
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// ---- parsing, and what is refused ----
+
+TEST_F(ServerTest, WhatIsNotThereIsSaidOnlyToWhoMayDoIt)
+{
+    ServedProcess served(options_, MakeProvider);
+    EXPECT_EQ(Call(kAll, kMissing, "Set", "x"), "6 0");
+    EXPECT_EQ(Call(kAll, kMissing, "Nothing"), "6 0");
+    EXPECT_EQ(Call(kAll, kPath, "Nothing"), "17 0");
+    EXPECT_EQ(Call(kAll, "no path.", "Set", "x"), "4 0");
+    for (const char *path : {kMissing, kPath, "no path."})
+        EXPECT_EQ(Call(0x6, path, "Nothing"), "2 0") << path;
+}
+
+TEST_F(ServerTest, AnArgumentThatIsNotTakenIsRefused)
+{
+    ServedProcess served(options_, MakeProvider);
+    EXPECT_EQ(Call(kAll, kPath, "Uid", "x"), "4 0");
+    EXPECT_EQ(Call(kAll, kPath, "Uid", ""), "0 " + std::to_string(getuid()));
+    EXPECT_EQ(Call(kAll, kPath, "One", "Mode=Two"), "4 0");
+    EXPECT_EQ(Call(kAll, kPath, "One", "Mode=One"), "17 0");  // the provider's own answer
+    EXPECT_EQ(Call(kAll, kMissing, "Uid", "x"), "6 0");
+}
+
+// ---- rights ----
+
+// Runs `body` in a process of this user, with these groups.
+template <typename Body>
+void AsUser(uid_t uid, gid_t gid, const std::vector<gid_t> &groups, const Body &body)
+{
+    InFreshProcess([&] {
+        ASSERT_EQ(setgroups(groups.size(), groups.data()), 0);
+        ASSERT_EQ(setresgid(gid, gid, gid), 0);
+        ASSERT_EQ(setresuid(uid, uid, uid), 0);
+        body();
+    });
+}
+
+class ServerRights : public ServerTest
+{
+protected:
+    // Everybody may connect.
+    void Serve(const char *rights)
+    {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs root, to become another user";
+        std::vector<FileNote> notes;
+        ASSERT_TRUE(RightsParse(rights, &options_.rights, &notes));
+        served_ = std::make_unique<ServedProcess>(options_, MakeProvider);
+        ASSERT_TRUE(served_->started);
+        chmod(directory_.Path().c_str(), 0755);
+        chmod(options_.directory.c_str(), 0755);
+        chmod((options_.directory + "/socket").c_str(), 0666);
+    }
+
+    std::unique_ptr<ServedProcess> served_;
+};
+
+TEST_F(ServerRights, AForgedClaimGrantsNothing)
+{
+    Serve("[users]\n1234567 = ['login', 'clear-log']\n");
+    if (IsSkipped())
+        return;
+    AsUser(1234567, 1234567, {}, [&] {
+        EXPECT_EQ(Call(0xffffffff, "OEM_QARN_System", "Stop"), "2 0");
+        EXPECT_EQ(Call(0xffffffff, "OEM_QARN_MessageLog.Name=SEL", "Clear"), "17 0");
+        // Less can be claimed than there is.
+        EXPECT_EQ(Call(0x3, "OEM_QARN_MessageLog.Name=SEL", "Clear"), "2 0");
+    });
+    AsUser(1234568, 1234568, {},
+           [&] { EXPECT_EQ(Call(0xffffffff, "OEM_QARN_MessageLog.Name=SEL", "Clear"), "2 0"); });
+}
+
+TEST_F(ServerRights, AGroupCountsForItsMembersAlone)
+{
+    Serve("[groups]\n7001 = ['login', 'power']\n");
+    if (IsSkipped())
+        return;
+    const auto stop = [&](const char *expected) {
+        return [&, expected] { EXPECT_EQ(Call(kAll, "OEM_QARN_System", "Stop"), expected); };
+    };
+    AsUser(1234567, 7001, {}, stop("17 0"));
+    AsUser(1234567, 7002, {7001}, stop("17 0"));
+    AsUser(1234567, 7002, {7003}, stop("2 0"));
+    AsUser(1234567, 0, {0}, stop("2 0"));
+    std::vector<gid_t> seventy;
+    for (gid_t group = 8000; group < 8069; ++group)
+        seventy.push_back(group);
+    AsUser(1234567, 7002, seventy, stop("2 0"));
+    seventy.push_back(7001);
+    AsUser(1234567, 7002, seventy, stop("17 0"));
+}
+
+TEST_F(ServerRights, WhoConnectedCountsAndNotWhoAsks)
+{
+    Serve("[users]\n1234567 = ['login', 'power']\n");
+    if (IsSkipped())
+        return;
+    // The descriptor of one who may not, used by one who may, and the other way round.
+    InFreshProcess([&] {
+        ASSERT_EQ(setresuid(1234568, 1234568, 0), 0);
+        RawCall theirs(options_.directory);
+        ASSERT_EQ(setresuid(-1u, 0, 0), 0);
+        ASSERT_EQ(setresuid(1234567, 1234567, 1234567), 0);
+        theirs.Ask(kAll, "OEM_QARN_System", "Stop");
+        EXPECT_EQ(theirs.Answer(), "2 0");
+    });
+    InFreshProcess([&] {
+        ASSERT_EQ(setresuid(1234567, 1234567, 0), 0);
+        RawCall theirs(options_.directory);
+        ASSERT_EQ(setresuid(-1u, 0, 0), 0);
+        ASSERT_EQ(setresuid(1234568, 1234568, 1234568), 0);
+        theirs.Ask(kAll, "OEM_QARN_System", "Stop");
+        EXPECT_EQ(theirs.Answer(), "17 0");
+    });
+}
+
+TEST_F(ServerRights, GroupsThatChangeLaterChangeNothing)
+{
+    Serve("[groups]\n7001 = ['login', 'power']\n");
+    if (IsSkipped())
+        return;
+    InFreshProcess([&] {
+        const gid_t member = 7001;
+        ASSERT_EQ(setgroups(1, &member), 0);
+        ASSERT_EQ(setresgid(7002, 7002, 7002), 0);
+        ASSERT_EQ(setresuid(1234567, 1234567, 0), 0);
+        RawCall call(options_.directory);
+        ASSERT_EQ(setresuid(-1u, 0, 0), 0);
+        ASSERT_EQ(setgroups(0, nullptr), 0);
+        ASSERT_EQ(setresuid(1234567, 1234567, 1234567), 0);
+        call.Ask(kAll, "OEM_QARN_System", "Stop");
+        EXPECT_EQ(call.Answer(), "17 0");
+        EXPECT_EQ(Call(kAll, "OEM_QARN_System", "Stop"), "2 0");
+    });
+}
+
+// A user of another namespace that has no number here.
+TEST_F(ServerRights, WhoHasNoNumberHereHasNoRight)
+{
+    Serve("[users]\n65534 = ['login', 'power']\n[groups]\n65534 = ['login', 'power']\n");
+    if (IsSkipped())
+        return;
+    AsUser(65534, 65534, {65534}, [&] {
+        ServiceFacts facts;
+        EXPECT_EQ(ServiceAsk(options_.directory.c_str(), 10000, &facts), ServiceAnswer::NoRight);
+        EXPECT_EQ(Call(kAll, "OEM_QARN_System", "Stop"), "2 0");
+    });
+    // Root of a namespace of its own is who it was outside.
+    AsUser(1234567, 1234567, {}, [&] {
+        // Otherwise what stands in /proc is root's.
+        prctl(PR_SET_DUMPABLE, 1);
+        if (unshare(CLONE_NEWUSER) != 0)
+            return;
+        std::ofstream("/proc/self/uid_map") << "0 1234567 1";
+        EXPECT_EQ(getuid(), 0u);
+        EXPECT_EQ(Call(kAll, "OEM_QARN_System", "Stop"), "2 0");
+    });
+}
+
+TEST_F(ServerRights, WithoutAFileOthersMayLookAndChangeNothing)
+{
+    Serve("[users]\n");
+    if (IsSkipped())
+        return;
+    served_.reset();
+    options_.rights = Rights();
+    served_ = std::make_unique<ServedProcess>(options_, MakeProvider);
+    chmod((options_.directory + "/socket").c_str(), 0666);
+    AsUser(1234567, 0, {0}, [&] {
+        ServiceFacts facts;
+        EXPECT_EQ(ServiceAsk(options_.directory.c_str(), 10000, &facts), ServiceAnswer::Serving);
+        EXPECT_EQ(facts.rights, 0x1u);
+        EXPECT_EQ(Call(kAll, "OEM_QARN_System", "Stop"), "2 0");
+        EXPECT_EQ(Call(kAll, "OEM_QARN_MessageLog.Name=SEL", "Clear"), "2 0");
+    });
+}
+
+// ---- descriptors that are passed along, and what happens to the socket ----
+
+class ServerDescriptors : public ServerTest, public testing::WithParamInterface<bool>
+{
+protected:
+    ServerDescriptors() { options_.kernelRefusesDescriptors = GetParam(); }
+};
+
+TEST_P(ServerDescriptors, HoldNobody)
+{
+    ServedProcess served(options_, MakeProvider);
+    u8 packet[kMethodPacketMax];
+    const ObjMgrPrivilege all = {kAll, {0, 0}};
+    const u32 size = MethodPackRequest(&all, kPath, "Set", "with a descriptor", packet);
+    for (int i = 0; i < 3; ++i) {
+        const LingeringSocket lingering;
+        if (!lingering.right)
+            GTEST_SKIP() << "needs TCP on the loopback interface";
+        RawCall call(options_.directory);
+        // As its only packet, or behind one that is right.
+        if (i == 1)
+            call.Ask(kAll, kPath, "Never");
+        lingering.SendOver(call.Fd(), packet, size);
+        if (i == 2)
+            usleep(100000);
+        call.Close();
+        EXPECT_EQ(Call(kAll, kPath, "Set", "x"), "0 0");
+    }
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "x");
+    // Also at the end: what is in the queues then.
+    const LingeringSocket lingering;
+    RawCall call(options_.directory);
+    call.Ask(kAll, kPath, "Never");
+    lingering.SendOver(call.Fd(), packet, size);
+    const u64 before = MonotonicMs();
+    EXPECT_EQ(served.Terminate(), 0);
+    EXPECT_LT(MonotonicMs() - before, 20000u);
+}
+
+TEST_P(ServerDescriptors, ThatComeWithARequestAreRefusedWithIt)
+{
+    ServedProcess served(options_, MakeProvider);
+    u8 packet[kMethodPacketMax];
+    const ObjMgrPrivilege all = {kAll, {0, 0}};
+    const u32 size = MethodPackRequest(&all, kPath, "Set", "with a descriptor", packet);
+    const LingeringSocket lingering;
+    if (!lingering.right)
+        GTEST_SKIP() << "needs TCP on the loopback interface";
+    RawCall call(options_.directory);
+    const bool sent = lingering.SendOver(call.Fd(), packet, size);
+    EXPECT_EQ(call.Answer(sent ? 10000 : 0), sent ? "closed" : "silent");
+    EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "fresh");
+}
+
+TEST_P(ServerDescriptors, WithoutThemEverythingIsAsEver)
+{
+    ServedProcess served(options_, MakeProvider);
+    for (int i = 0; i < 300; ++i)
+        ASSERT_EQ(Call(kAll, kPath, "Set", std::to_string(i).c_str()), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "299");
+    RawCall call(options_.directory);
+    call.Send("", 0);
+    EXPECT_EQ(call.Answer(), "4 0");
+    EXPECT_EQ(served.Terminate(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(KernelRefuses, ServerDescriptors, testing::Bool());
+
+TEST_F(ServerTest, ASocketThatIsRemovedOrReplacedIsMadeAnew)
+{
+    ServedProcess served(options_, MakeProvider);
+    const std::string socketPath = options_.directory + "/socket";
+    const auto servedAgain = [&] {
+        for (int i = 0; i < 500; ++i) {
+            if (Call(kAll, kPath, "Set", "x") == "0 0")
+                return true;
+            usleep(10000);
+        }
+        return false;
+    };
+    unlink(socketPath.c_str());
+    EXPECT_TRUE(servedAgain());
+    unlink(socketPath.c_str());
+    std::ofstream(socketPath) << "not a socket";
+    EXPECT_TRUE(servedAgain());
+    // Another one listens under the name.
+    unlink(socketPath.c_str());
+    const int other = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(other, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_TRUE(servedAgain());
+    close(other);
+    EXPECT_EQ(ModeOf(socketPath), 0600u);
+    // Whom the administrator lets connect is his affair.
+    chmod(socketPath.c_str(), 0666);
+    usleep(1000000);
+    EXPECT_EQ(ModeOf(socketPath), 0666u);
+}
+
+// Times that the process gave the processor away by itself.
+u64 WakeUpsOf(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/status");
+    const std::string wanted = "voluntary_ctxt_switches:";
+    for (std::string line; std::getline(file, line);) {
+        if (line.compare(0, wanted.size(), wanted) == 0)
+            return strtoul(line.c_str() + wanted.size(), nullptr, 10);
+    }
+    return 0;
+}
+
+TEST_F(ServerTest, AnIdleServerWakesUpAtMostThreeTimesASecond)
+{
+    ServedProcess served(options_, MakeProvider);
+    usleep(500000);
+    const u64 before = WakeUpsOf(served.Child().Pid());
+    ASSERT_NE(before, 0u);
+    const u64 beganMs = MonotonicMs();
+    usleep(3000000);
+    const u64 wakeUps = WakeUpsOf(served.Child().Pid()) - before;
+    EXPECT_LE(wakeUps * 1000, 3 * (MonotonicMs() - beganMs) + 1000);
+    EXPECT_GE(wakeUps, 3u);  // it is not dead
 }
 
 // Ready after some ticks of 10 ms; 0: never.

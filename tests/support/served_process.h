@@ -115,6 +115,7 @@ public:
             return "closed";
         return std::to_string(reply.status) + " " + std::to_string(reply.result);
     }
+    int Fd() const { return fd_; }
     void Close()
     {
         if (fd_ >= 0)

@@ -2,7 +2,6 @@
 // background_provider.cpp -- see background_provider.h.
 #include "objmgrd/background/background_provider.h"
 
-#include "objmgr/object_path.h"
 #include "objmgrd/instances.h"
 
 #include <cerrno>
@@ -18,26 +17,18 @@ constexpr u32 kMethodMarginMs = 500;
 // The thread is in one request at most.
 constexpr u32 kJoinMostMs = 5000;
 
-struct OrderRow {
-    const char *key;
-    const char *method;
-    OrderKind kind;
-};
-
-const OrderRow kMethods[] = {
-    {kSystemClass, kMethodStart, OrderKind::Start},
-    {kSystemClass, kMethodStop, OrderKind::Stop},
-    {kSystemClass, kMethodReset, OrderKind::Reset},
-    {kSelPath, kMethodClear, OrderKind::Clear},
-};
-
-const OrderRow *FindMethod(const char *key, const char *method)
+OrderKind OrderOf(const MethodCall &call)
 {
-    for (const OrderRow &row : kMethods) {
-        if (strcmp(row.key, key) == 0 && strcmp(row.method, method) == 0)
-            return &row;
+    switch (call.row->id) {
+    case MethodId::Start:
+        return OrderKind::Start;
+    case MethodId::Stop:
+        return OrderKind::Stop;
+    case MethodId::Reset:
+        return call.argument.empty() ? OrderKind::Reset : OrderKind::PowerCycle;
+    default:
+        return OrderKind::Clear;
     }
-    return nullptr;
 }
 
 }  // namespace
@@ -122,32 +113,28 @@ int BackgroundProvider::Load(StoreWriter *store)
     return error;
 }
 
-ProviderReply BackgroundProvider::Invoke(const Caller &, const MethodRequest &request,
-                                         StoreWriter *)
+bool BackgroundProvider::Has(const std::string &key) const
 {
-    ObjectPath path;
-    if (ObjectPathParse(request.path, &path) != kCimOk)
-        return {.status = kCimInvalidParameter};
-    if (keys_.find(path.key) == keys_.end())
-        return {.status = kCimNotFound};
-    const OrderRow *row = FindMethod(path.key, request.method);
-    if (row == nullptr)
-        return {.status = kCimMethodNotFound};
-    // An empty text is no argument.
-    const bool args = request.hasArgs && request.args[0] != '\0';
-    const bool cycle =
-        row->kind == OrderKind::Reset && strcmp(request.args, kPowerCycleArgument) == 0;
-    if (args && !cycle)
-        return {.status = kCimInvalidParameter};
+    return keys_.find(key) != keys_.end();
+}
 
+ProviderReply BackgroundProvider::Invoke(const MethodCall &call, StoreWriter *)
+{
     Order order;
     order.ticket = nextTicket_++;
-    order.kind = args ? OrderKind::PowerCycle : row->kind;
+    order.kind = OrderOf(call);
+    order.link = call.link;
     order.dueMs = options_.clock() + options_.methodMs;
     if (!shared_->mailbox.Give(order))
         return {.status = kCimFailed};
     open_[order.ticket] = order.dueMs;
     return {.pending = true, .ticket = order.ticket};
+}
+
+void BackgroundProvider::Withdraw(u64 ticket)
+{
+    shared_->mailbox.Withdraw(ticket);
+    open_.erase(ticket);
 }
 
 void BackgroundProvider::Committed(bool done)

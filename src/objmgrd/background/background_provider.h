@@ -58,8 +58,9 @@ public:
 
     const char *Name() const override { return options_.name; }
     int Load(StoreWriter *store) override;
-    ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         StoreWriter *store) override;
+    bool Has(const std::string &key) const override;
+    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override;
+    void Withdraw(u64 ticket) override;
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
     void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;

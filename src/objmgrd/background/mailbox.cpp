@@ -21,6 +21,11 @@ void Raise(int fd)
     (void)!write(fd, &one, sizeof one);
 }
 
+bool SomebodyWaits(const std::shared_ptr<const CallerLink> &link)
+{
+    return link == nullptr || link->StillWaits();
+}
+
 void Lower(int fd)
 {
     u64 count;
@@ -108,12 +113,15 @@ void Mailbox::Post(u32 generation, News news)
 bool Mailbox::NextOrder(Order *order)
 {
     const std::lock_guard lock(mutex_);
-    if (orders_.empty())
-        return false;
-    *order = orders_.front();
-    orders_.pop_front();
-    inHand_ = order->ticket;
-    return true;
+    while (!orders_.empty()) {
+        *order = std::move(orders_.front());
+        orders_.pop_front();
+        inHand_ = order->ticket;
+        inHandLink_ = order->link;
+        if (SomebodyWaits(order->link))
+            return true;
+    }
+    return false;
 }
 
 bool Mailbox::HasOrder()
@@ -125,7 +133,7 @@ bool Mailbox::HasOrder()
 bool Mailbox::Waits(u64 ticket)
 {
     const std::lock_guard lock(mutex_);
-    return inHand_ == ticket;
+    return inHand_ == ticket && SomebodyWaits(inHandLink_);
 }
 
 void Mailbox::Wait(u32 ms)

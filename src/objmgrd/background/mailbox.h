@@ -27,7 +27,8 @@ enum class OrderKind : u8 { Start, Stop, Reset, PowerCycle, Clear };
 struct Order {
     u64 ticket = 0;
     OrderKind kind = OrderKind::Start;
-    u64 dueMs = 0;  // on the service's clock: answered by then
+    u64 dueMs = 0;                                     // on the service's clock: answered by then
+    std::shared_ptr<const CallerLink> link = nullptr;  // null: somebody always waits
 };
 
 // By key; nothing instead of an instance: there is none any more.
@@ -80,10 +81,11 @@ public:
     // Adds news; of an older generation only the answers and the lines are taken. A loss takes
     // the place of every change that has not been fetched.
     void Post(u32 generation, News news);
-    // The oldest order that somebody waits for.
+    // The oldest order that somebody waits for; those before it are dropped.
     bool NextOrder(Order *order);
     bool HasOrder();
-    // Whether somebody waits for the order that NextOrder gave out last.
+    // Whether somebody waits for the order that NextOrder gave out last: asks the caller's
+    // connection, too, which the serving thread may not have looked at for a while.
     bool Waits(u64 ticket);
     bool Stopped() const { return stopped_; }
     // Waits until the time is over, or something came since the last waiting: an order, a new
@@ -103,6 +105,7 @@ private:
     News news_;
     std::deque<Order> orders_;
     u64 inHand_ = 0;  // the order that was given out last; 0: nobody waits for it
+    std::shared_ptr<const CallerLink> inHandLink_;
     std::atomic<u32> generation_ = 0;
     std::atomic<bool> stopped_ = false;
 };

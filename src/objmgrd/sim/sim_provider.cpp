@@ -2,8 +2,6 @@
 // sim_provider.cpp -- see sim_provider.h.
 #include "objmgrd/sim/sim_provider.h"
 
-#include "objmgr/object_path.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -38,34 +36,6 @@ bool IsRecord(const HostInstance &host)
     return host.key.compare(0, strlen(kLogRecordPathHead), kLogRecordPathHead) == 0;
 }
 
-enum class Method { Start, Stop, Reset, Clear, Unknown };
-
-// The method that a name means for the instance of this key.
-Method MethodOf(const std::string &key, const std::string &name)
-{
-    if (key == kSystemClass && name == kMethodStart)
-        return Method::Start;
-    if (key == kSystemClass && name == kMethodStop)
-        return Method::Stop;
-    if (key == kSystemClass && name == kMethodReset)
-        return Method::Reset;
-    if (key == kSelPath.text && name == kMethodClear)
-        return Method::Clear;
-    return Method::Unknown;
-}
-
-// An empty text is no argument.
-bool HasArgs(const MethodRequest &request)
-{
-    return request.hasArgs && request.args[0] != '\0';
-}
-
-bool TakesArgs(Method method, const MethodRequest &request)
-{
-    return !HasArgs(request) ||
-           (method == Method::Reset && strcmp(request.args, kPowerCycleArgument) == 0);
-}
-
 }  // namespace
 
 SimProvider::SimProvider(Host host) : host_(std::move(host)) {}
@@ -98,30 +68,28 @@ const HostMethodFault *SimProvider::FaultOf(const std::string &method) const
     return nullptr;
 }
 
-ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, StoreWriter *store)
+bool SimProvider::Has(const std::string &key) const
 {
-    ObjectPath path;
-    if (ObjectPathParse(request.path, &path) != kCimOk)
-        return {.status = kCimInvalidParameter};
-    HostInstance *target = Find(path.key);
+    return std::any_of(host_.instances.begin(), host_.instances.end(),
+                       [&](const HostInstance &instance) { return instance.key == key; });
+}
+
+ProviderReply SimProvider::Invoke(const MethodCall &call, StoreWriter *store)
+{
+    HostInstance *target = Find(call.key);
     if (target == nullptr)
         return {.status = kCimNotFound};
-    const Method method = MethodOf(target->key, request.method);
-    if (method == Method::Unknown)
-        return {.status = kCimMethodNotFound};
-    if (!TakesArgs(method, request))
-        return {.status = kCimInvalidParameter};
     if (target->instance.status != kCimOk)
         return {.status = target->instance.status};
 
-    const HostMethodFault *fault = FaultOf(request.method);
+    const HostMethodFault *fault = FaultOf(call.row->method);
     ProviderReply reply;
     if (fault != nullptr && fault->status != kCimOk)
         reply.status = fault->status;
     else if (fault != nullptr && fault->hasReturn)
         reply = {.status = kCimOk, .result = fault->returnWord};
     else
-        reply = Act(target, request, store);
+        reply = Act(target, call, store);
     if (fault != nullptr) {
         reply.delayMs = fault->delayMs;
         reply.send = fault->reply;
@@ -129,37 +97,33 @@ ProviderReply SimProvider::Invoke(const Caller &, const MethodRequest &request, 
     return reply;
 }
 
-ProviderReply SimProvider::Act(HostInstance *target, const MethodRequest &request,
-                               StoreWriter *store)
+ProviderReply SimProvider::Act(HostInstance *target, const MethodCall &call, StoreWriter *store)
 {
-    if (MethodOf(target->key, request.method) == Method::Clear)
-        return Clear(target, store);
-    return Power(target, request, store);
+    return call.row->id == MethodId::Clear ? Clear(target, store) : Power(target, call, store);
 }
 
-ProviderReply SimProvider::Power(HostInstance *system, const MethodRequest &request,
-                                 StoreWriter *store)
+ProviderReply SimProvider::Power(HostInstance *system, const MethodCall &call, StoreWriter *store)
 {
     const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
     if (power != nullptr && power->status != kCimOk)
         return {.status = power->status};
     const bool isOn = power != nullptr && power->text == kPowerStatusOn;
-    const Method method = MethodOf(system->key, request.method);
-    if (isOn == (method == Method::Start))
+    const MethodId method = call.row->id;
+    if (isOn == (method == MethodId::Start))
         return {.status = kCimOk, .result = kMethodNotApplicable};
 
     HostInstance changed = *system;
-    if (method == Method::Reset) {
+    if (method == MethodId::Reset) {
         SetProperty(&changed.instance, kPropertyLastReset,
-                    HasArgs(request) ? "PowerCycle" : kMethodReset);
+                    !call.argument.empty() ? "PowerCycle" : kMethodReset);
         SetProperty(&changed.instance, kPropertyResetCount, std::to_string(resets_ + 1));
     } else {
         SetProperty(&changed.instance, kPropertyPowerStatus,
-                    method == Method::Start ? kPowerStatusOn : kPowerStatusOff);
+                    method == MethodId::Start ? kPowerStatusOn : kPowerStatusOff);
     }
     if (store->Put(changed.key, changed.instance) != 0)
         return {.status = kCimFailed};
-    effect_ = method == Method::Reset ? Effect::Reset : Effect::Power;
+    effect_ = method == MethodId::Reset ? Effect::Reset : Effect::Power;
     changed_ = std::move(changed);
     return {.status = kCimOk};
 }

@@ -13,11 +13,9 @@
 // of one that is off, change nothing and answer status 0 with kMethodNotApplicable. Sensors stay as
 // they are when the power goes.
 //
-// Status: kCimInvalidParameter for a path that is none and for arguments that the method does not
-// take; kCimNotFound where there is no such instance; kCimMethodNotFound for any other method; the
-// instance's own status where the host file gives it one. All these come before what the host
-// file plans for the method ([faults.methods]). A server whose PowerStatus has a status answers
-// that to a power method that has nothing else planned. A property with a status keeps it.
+// Status: the instance's own where the host file gives it one; that comes before what the host file
+// plans for the method ([faults.methods]). A server whose PowerStatus has a status answers that to
+// a power method that has nothing else planned. A property with a status keeps it.
 #ifndef OBJMGRD_SIM_SIM_PROVIDER_H
 #define OBJMGRD_SIM_SIM_PROVIDER_H
 
@@ -31,8 +29,8 @@ public:
 
     const char *Name() const override { return "sim"; }
     int Load(StoreWriter *store) override;
-    ProviderReply Invoke(const Caller &caller, const MethodRequest &request,
-                         StoreWriter *store) override;
+    bool Has(const std::string &key) const override;
+    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override;
     void Committed(bool done) override;
 
 private:
@@ -41,8 +39,8 @@ private:
 
     HostInstance *Find(const std::string &key);
     const HostMethodFault *FaultOf(const std::string &method) const;
-    ProviderReply Act(HostInstance *target, const MethodRequest &request, StoreWriter *store);
-    ProviderReply Power(HostInstance *system, const MethodRequest &request, StoreWriter *store);
+    ProviderReply Act(HostInstance *target, const MethodCall &call, StoreWriter *store);
+    ProviderReply Power(HostInstance *system, const MethodCall &call, StoreWriter *store);
     ProviderReply Clear(HostInstance *log, StoreWriter *store);
 
     Host host_;

@@ -3,7 +3,10 @@
 #include "objmgrd/background/mailbox.h"
 
 #include <gtest/gtest.h>
+
 #include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -107,6 +110,28 @@ TEST(Mailbox, LinesAreLimited)
         box.Post(0, std::move(news));
     }
     EXPECT_EQ(box.Take().lines.size(), 64u);
+}
+
+// The caller may give up while the serving thread does not come to look.
+TEST(Mailbox, WhoHasHungUpIsNotWaitedFor)
+{
+    int gone[2];
+    int waits[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, gone), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, waits), 0);
+    Mailbox box;
+    box.Give({1, OrderKind::Stop, 0, std::make_shared<CallerLink>(gone[0])});
+    box.Give({2, OrderKind::Start, 0, std::make_shared<CallerLink>(waits[0])});
+    close(gone[1]);
+    Order order;
+    ASSERT_TRUE(box.NextOrder(&order));
+    EXPECT_EQ(order.ticket, 2u);
+    EXPECT_TRUE(box.Waits(2));
+    close(waits[1]);
+    EXPECT_FALSE(box.Waits(2));
+    EXPECT_FALSE(box.NextOrder(&order));
+    close(gone[0]);
+    close(waits[0]);
 }
 
 TEST(Mailbox, AWithdrawnOrderIsNotGivenOutAndNobodyWaitsForIt)
