@@ -2,11 +2,14 @@
 // service.cpp -- see service.h.
 #include "objmgrd/service.h"
 
+#include "objmgrd/notify.h"
 #include "objmgrd/rights_reload.h"
 #include "objmgrd/server.h"
 #include "platform/syslog_line.h"
+#include "session/registry.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -47,6 +50,8 @@ struct Settings {
 int stderrPriority = -1;
 const char *programName = "";
 SyslogLine systemLog = SyslogTo(nullptr, LOG_DAEMON);
+SyslogLine recordLog = SyslogTo(nullptr, LOG_AUTHPRIV);  // of the record's thread
+Notify notify;
 
 // A method call goes to the system log in any case: the terminal is its user's.
 void Log(int priority, const char *line)
@@ -60,6 +65,38 @@ void Log(int priority, const char *line)
 void LogError(const std::string &what, int error)
 {
     Log(LOG_ERR, (what + ": " + strerror(error)).c_str());
+}
+
+void WriteRecord(void *, const char *line)
+{
+    SyslogWrite(&recordLog, LOG_INFO, line);
+}
+
+// Whose a session is, the owner of its file says; what stands in it is his.
+bool FindSession(void *, u32 id, u32 uid, std::string *address)
+{
+    RegistryEntry entry;
+    if (RegistryFind(RegistryDirectory(), id, RegistryWhose::Anyone, &entry) != kRegistryOk)
+        return false;
+    const bool theirs = entry.live && entry.owner == uid;
+    if (theirs)
+        *address = entry.record.addressText;
+    if (theirs && address->empty() && entry.record.address != 0) {
+        const in_addr client = {htonl(entry.record.address)};
+        char text[INET_ADDRSTRLEN];
+        *address = inet_ntop(AF_INET, &client, text, sizeof text);
+    }
+    RegistryRelease(&entry);
+    return theirs;
+}
+
+// With each heartbeat.
+void OnBeat()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    notify.Watchdog(static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000);
+    SyslogTellLost(&systemLog);
 }
 
 // What keeps the program from starting is for whoever starts it, wherever logs go.
@@ -181,12 +218,11 @@ bool StartArchive(LogArchive *archive, const Provider &provider)
     return error == 0;
 }
 
-int StartServer(Server *server, const std::string &directory, bool group, const Rights &rights,
-                LogArchive *archive, Provider *provider)
+// What it writes and looks at outlives the server.
+int StartServer(Server *server, const ServerOptions &options, Provider *provider)
 {
-    const int error = server->Start(
-        {.directory = directory, .group = group, .rights = rights, .log = Log, .archive = archive},
-        provider);
+    const std::string &directory = options.directory;
+    const int error = server->Start(options, provider);
     if (error == EBUSY)
         Complain(directory + ": another object manager serves there");
     else if (error == EPERM)
@@ -258,17 +294,35 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
     if (dir == nullptr || *dir == '\0')
         dir = kObjMgrDefaultDir;
     const sigset_t signals = BlockSignals({SIGHUP, SIGINT, SIGTERM, kRightsReadSignal});
-    LogArchive archive;  // outlives the server, which looks at it
+    // Before the threads of the provider.
+    notify.Open();
+    Record record;
+    int error = record.Start({.write = WriteRecord, .session = FindSession});
+    if (error != 0)
+        LogError("nothing can be written down", error);
+    LogArchive archive;
     Server server;
-    if (!StartArchive(&archive, *provider) ||
-        StartServer(&server, dir, true, rights, &archive, provider) != 0)
+    if (!StartArchive(&archive, *provider) || StartServer(&server,
+                                                          {.directory = dir,
+                                                           .group = true,
+                                                           .rights = rights,
+                                                           .record = &record,
+                                                           .beat = OnBeat,
+                                                           .log = Log,
+                                                           .archive = &archive},
+                                                          provider) != 0)
         return kExitFailed;
-    Log(LOG_NOTICE, (std::string("serving ") + settings.file + " in " + dir).c_str());
+    const std::string serving = std::string("serving ") + settings.file + " in " + dir;
+    Log(LOG_NOTICE, serving.c_str());
+    notify.Ready();
+    notify.Status(serving);
     const char *rightsFile = RightsFile(settings);
     RightsReload reload(rightsFile != nullptr ? rightsFile : "", kRightsReadSignal);
     Service service = {&server, rightsFile, &reload};
-    const int error = server.Run(signals, OnServiceSignal, &service);
+    error = server.Run(signals, OnServiceSignal, &service);
+    notify.Stopping();
     server.Stop();
+    record.Stop();
     if (error != 0)
         LogError("stopped", error);
     else
@@ -395,10 +449,19 @@ int RunCommand(const Settings &settings, Provider *provider)
         Complain(std::string("no private directory: ") + strerror(error));
         return kExitFailed;
     }
-    LogArchive archive;  // outlives the server, which looks at it
+    Record record;
+    error = record.Start({.write = WriteRecord, .session = FindSession});
+    if (error != 0)
+        LogError("nothing can be written down", error);
+    LogArchive archive;
     Server server;
-    if (!StartArchive(&archive, *provider) ||
-        StartServer(&server, directory.Path(), false, Rights(), &archive, provider) != 0)
+    if (!StartArchive(&archive, *provider) || StartServer(&server,
+                                                          {.directory = directory.Path(),
+                                                           .record = &record,
+                                                           .beat = OnBeat,
+                                                           .log = Log,
+                                                           .archive = &archive},
+                                                          provider) != 0)
         return kExitFailed;
     error = server.AwaitReady(signals, kReadyMostMs);
     if (error != 0)
@@ -439,6 +502,7 @@ int ServiceMain(const ServiceProgram &program, int argc, char **argv)
 
     signal(SIGPIPE, SIG_IGN);
     systemLog.name = program.name;
+    recordLog.name = program.name;
     if (settings.command != nullptr)
         stderrPriority = LOG_ERR;
     else if (settings.check || isatty(STDERR_FILENO) == 1)
