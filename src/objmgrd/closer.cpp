@@ -42,6 +42,9 @@ void CloseRange(unsigned first, unsigned last)
     CloseRange(static_cast<unsigned>(fd) + 1, ~0u);
     if (getppid() != parent)
         _exit(0);
+    // A descriptor is closed with the message after it: by then the service has closed its own, and
+    // this is the last one.
+    int taken = -1;
     for (;;) {
         char byte;
         iovec part = {&byte, 1};
@@ -56,9 +59,10 @@ void CloseRange(unsigned first, unsigned last)
             _exit(0);
         const cmsghdr *head = CMSG_FIRSTHDR(&message);
         if (head != nullptr && head->cmsg_type == SCM_RIGHTS) {
-            int taken;
             memcpy(&taken, CMSG_DATA(head), sizeof taken);
+        } else if (taken >= 0) {
             close(taken);
+            taken = -1;
         }
     }
 }
@@ -134,14 +138,20 @@ bool Closer::Give(int fd) const
 
 void Closer::Close(int fd)
 {
-    if (pid_ > 0) {
-        shutdown(fd, SHUT_RDWR);
-        if (!Give(fd)) {
-            Kill();
-            // It is not the last one that closes it, where the new one takes it.
-            if (Start() == 0)
-                Give(fd);
-        }
+    if (pid_ <= 0) {
+        close(fd);
+        return;
     }
+    shutdown(fd, SHUT_RDWR);
+    if (!Give(fd)) {
+        Kill();
+        if (Start() == 0)
+            Give(fd);
+    }
+    // Not the last one: the process, or what is on its way to it, has another.
     close(fd);
+    if (pid_ > 0 && send(fd_, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL) != 1) {
+        Kill();
+        Start();
+    }
 }

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -51,8 +52,39 @@ public:
     LingeringSocket &operator=(const LingeringSocket &) = delete;
 
     // A packet with the descriptor over a connected local socket; afterwards whoever has the packet
-    // holds the descriptor alone. False where it was refused.
+    // holds the descriptor alone. False where it was refused. A child sends it: whoever closes his
+    // own too late would linger himself, and a process that ends does not.
     bool SendOver(int connection, const void *packet = "x", size_t bytes = 1) const
+    {
+        int go[2];
+        if (pipe(go) != 0)
+            return false;
+        const pid_t child = fork();
+        if (child == 0) {
+            char byte;
+            _exit(read(go[0], &byte, 1) == 1 && Send(connection, packet, bytes) ? 0 : 1);
+        }
+        close(fd_);
+        fd_ = -1;
+        int status = 1;
+        if (write(go[1], "g", 1) == 1)
+            waitpid(child, &status, 0);
+        close(go[0]);
+        close(go[1]);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    static timespec Now()
+    {
+        timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return now;
+    }
+
+    bool right = false;  // it lingers
+
+private:
+    bool Send(int connection, const void *packet, size_t bytes) const
     {
         union {
             cmsghdr head;
@@ -69,24 +101,9 @@ public:
         head->cmsg_type = SCM_RIGHTS;
         head->cmsg_len = CMSG_LEN(sizeof fd_);
         memcpy(CMSG_DATA(head), &fd_, sizeof fd_);
-        const bool sent = sendmsg(connection, &message, MSG_NOSIGNAL) >= 0;
-        if (sent) {
-            close(fd_);
-            fd_ = -1;
-        }
-        return sent;
+        return sendmsg(connection, &message, MSG_NOSIGNAL) >= 0;
     }
 
-    static timespec Now()
-    {
-        timespec now;
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        return now;
-    }
-
-    bool right = false;  // it lingers
-
-private:
     mutable int fd_ = -1;
     int other_ = -1;
 };
