@@ -2,7 +2,7 @@
 // fuzz_method_request.cpp -- any bytes as a packet on the object manager's socket, both ways.
 #include "objmgr/privilege.h"
 #include "objmgr/protocol.h"
-#include "objmgrd/server.h"
+#include "objmgr/schema.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -38,7 +38,9 @@ void CheckRequest(const u8 *packet, size_t size)
     u8 again[kMethodPacketMax];
     const u32 packed = MethodPackRequest(&request.privilege, request.path, request.method,
                                          request.hasArgs ? request.args : nullptr, again);
-    if (packed != size || memcmp(again, packet, size) != 0)
+    MethodSetSession(again, request.session);
+    if (packed != size || memcmp(again, packet, size) != 0 ||
+        MethodRequestKind(packet, size) != RequestKind::Method)
         abort();
     // A byte less or more is no request.
     again[packed < kMethodPacketMax ? packed : 0] = 0;
@@ -47,9 +49,10 @@ void CheckRequest(const u8 *packet, size_t size)
         (packed < kMethodPacketMax && MethodParseRequest(again, size + 1, &other)))
         abort();
 
-    // No request needs nothing at all, and none needs rights that nobody can hold.
-    const u32 needed = ServerNeededPrivilege(request.path, request.method);
-    if (needed == 0 || (needed & ~kPrivilegeAll) != 0)
+    // No method needs nothing at all, and none needs rights that nobody can hold.
+    const MethodRow *row = SchemaFindMethod(request.path, request.method);
+    if (row != nullptr && (row->right == 0 || (row->right & ~kPrivilegeAll) != 0 ||
+                           !SchemaTakesArgument(row, nullptr)))
         abort();
 }
 
@@ -69,6 +72,45 @@ void CheckReply(const u8 *packet, size_t size)
     MethodReply parsed;
     if (!MethodParseReply(again, size, &parsed) || parsed.status != reply.status ||
         parsed.result != reply.result)
+        abort();
+}
+
+// The answer to the question who serves: what is none says nothing but a version.
+void CheckFacts(const u8 *packet, size_t size)
+{
+    ServiceFacts facts;
+    if (!ServiceParseFacts(packet, size, &facts)) {
+        const u32 version = facts.version;
+        facts.version = 0;
+        const ServiceFacts none = {};
+        if (memcmp(&facts, &none, sizeof none) != 0 || (version != 0 && size < 8))
+            abort();
+        return;
+    }
+    CheckText(facts.name, sizeof facts.name);
+    if (facts.version != kMethodVersion || facts.sources > kServiceSourcesMax)
+        abort();
+    for (u32 i = 0; i < facts.sources; ++i)
+        CheckText(facts.source[i].name, sizeof facts.source[i].name);
+    u8 again[kMethodPacketMax];
+    if (ServicePackFacts(&facts, again) != size || memcmp(again, packet, size) != 0)
+        abort();
+}
+
+void CheckNotice(const u8 *packet, size_t size)
+{
+    LoginNotice notice;
+    if (!LoginParseNotice(packet, size, &notice))
+        return;
+    CheckText(notice.address, sizeof notice.address);
+    CheckText(notice.reason, sizeof notice.reason);
+    if (notice.event > LoginEvent::Logout ||
+        MethodRequestKind(packet, size) != RequestKind::LoginNotice)
+        abort();
+    u8 again[kMethodPacketMax];
+    LoginNotice other;
+    if (LoginPackNotice(&notice, again) != size || !LoginParseNotice(again, size, &other) ||
+        memcmp(&notice, &other, sizeof notice) != 0)
         abort();
 }
 
@@ -105,6 +147,8 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     const std::vector<u8> packet(data, data + size);
     CheckRequest(packet.data(), size);
     CheckReply(packet.data(), size);
+    CheckFacts(packet.data(), size);
+    CheckNotice(packet.data(), size);
     std::vector<char> bytes(data, data + size);
     bytes.push_back('\0');
     CheckTexts(bytes);

@@ -12,6 +12,8 @@
 #include "objmgr/object_path.h"
 #include "objmgr/reader.h"
 
+#include <stdlib.h>
+
 // Whether the simulated host has planned that this call fails; counts it.
 static bool IsPlanned(FaultPoint point)
 {
@@ -115,6 +117,16 @@ static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const c
     return kCimOk;
 }
 
+// The login session that this process belongs to, for the service's record; 0: none. The service
+// looks whose it is.
+static u32 SessionOfLogin()
+{
+    const char *id = getenv("ZORSID");
+    char *end = nullptr;
+    const unsigned long long number = id != nullptr ? strtoull(id, &end, 10) : 0;
+    return end != nullptr && *end == '\0' && number <= UINT32_MAX ? static_cast<u32>(number) : 0;
+}
+
 // The connection keeps its snapshot: what the method changed is seen by the next connection.
 static CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char *method,
                               const char *args, u32, u32, u32 *result)
@@ -129,6 +141,7 @@ static CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char 
     const u32 size = MethodPackRequest(&connection->privilege, parsed.key, method, args, packet);
     if (size == 0)
         return kCimInvalidParameter;
+    MethodSetSession(packet, SessionOfLogin());
     MethodReply reply;
     const CimStatus status =
         MethodCall(packet, size, connection->snapshot->methodTimeoutMs, &reply);

@@ -192,6 +192,26 @@ CLIENT_TEST(ResultIsWrittenWithStatusZeroOnly)
     EXPECT_EQ(ObjMgrGetInterface()->InvokeMethod(handle, "C", "M", nullptr, 0, 0, nullptr), kCimOk);
 }
 
+CLIENT_TEST(AMethodCallNamesTheLoginsSession)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), [](int fd) {
+        MethodRequest request;
+        ReceiveRequest(fd, &request);
+        Reply(fd, kCimOk, request.session);
+    });
+    const struct {
+        const char *id;
+        u32 session;
+    } rows[] = {{"3735928559", 3735928559u}, {"4294967296", 0}, {"7x", 0}, {"", 0}};
+    for (const auto &row : rows) {
+        setenv("ZORSID", row.id, 1);
+        EXPECT_EQ(Invoke("C", "M", nullptr), (Outcome{0, row.session})) << row.id;
+    }
+    unsetenv("ZORSID");
+    EXPECT_EQ(Invoke("C", "M", nullptr), (Outcome{0, 0}));
+}
+
 CLIENT_TEST(BadMethodCallsAreRefusedBeforeTheyAreSent)
 {
     World world;
