@@ -313,13 +313,14 @@ BmcOpening FreeIpmiBmc::State::Open(std::string *why, u32 limitMs)
     Close();
     if (!privilege || openSessionPrivilege)
         return opening;
-    // Some BMCs take the privilege of a session only as these ask for it. Where that is refused as
-    // well, the first answer stands; a packet that is lost says nothing.
+    // Some BMCs take the privilege of a session only as these ask for it. Where it is refused then
+    // as well, the first answer stands. Another refusal (a wrong password) is the BMC's true word
+    // and the privilege was not what it minded; a packet that is lost says nothing.
     openSessionPrivilege = true;
     std::string second;
     const BmcOpening again = Open(&second, limitMs);
-    openSessionPrivilege = again != BmcOpening::Refused;
-    if (again == BmcOpening::Refused)
+    openSessionPrivilege = again != BmcOpening::Refused || second != *why;
+    if (!openSessionPrivilege)
         return opening;
     *why = second;
     return again;
