@@ -81,7 +81,4 @@ private:
     State *state_ = nullptr;
 };
 
-// Until every provider says ImageWriter.
-using StoreWriter = ImageWriter;
-
 #endif

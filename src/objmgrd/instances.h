@@ -4,8 +4,8 @@
 #ifndef OBJMGRD_INSTANCES_H
 #define OBJMGRD_INSTANCES_H
 
+#include "objmgrd/image_writer.h"
 #include "objmgrd/log_time.h"
-#include "objmgrd/store_writer.h"
 
 std::string SensorKey(u32 index);       // "OEM_QARN_Sensor.Index=3"
 std::string SelRecordKey(u32 number);   // "OEM_QARN_LogRecord.LogName=SEL,RecordNum=7"

@@ -93,12 +93,12 @@ public:
     // For traces and logs: "sim", "ipmi".
     virtual const char *Name() const = 0;
     // Writes every instance; called once, inside a transaction of the server's. 0 or an errno.
-    virtual int Load(StoreWriter *store) = 0;
+    virtual int Load(ImageWriter *store) = 0;
     // Whether there is an instance of this key: methods of others are not invoked.
     virtual bool Has(const std::string &key) const = 0;
     // Carries out a method. What it writes to the store is one transaction of the server's,
     // published before the reply is sent.
-    virtual ProviderReply Invoke(const MethodCall &call, StoreWriter *store) = 0;
+    virtual ProviderReply Invoke(const MethodCall &call, ImageWriter *store) = 0;
     // Nobody waits for the pending call any more. What was not begun is not to be done.
     virtual void Withdraw(u64 ticket) { (void)ticket; }
     // Called at the end of the transaction of each Load, Invoke and Tick. true: what the call wrote
@@ -108,7 +108,7 @@ public:
     // Called about every `TickMs()` milliseconds (0: never) and as soon as PollFd() is readable,
     // inside a transaction. Answers that it adds are sent once what it wrote is in the store.
     virtual u32 TickMs() const { return 0; }
-    virtual void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
+    virtual void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers)
     {
         (void)store;
         (void)answers;

@@ -107,7 +107,7 @@ bool IsOutOfDescriptors(int error)
 struct Server::State {
     ServerOptions options;
     Provider *provider = nullptr;
-    StoreWriter store;
+    ImageWriter store;
     int dirFd = -1;
     Listener listener;
     bool listenFails = false;

@@ -15,7 +15,7 @@
 #include <toml++/toml.h>
 
 #include "objmgrd/file_note.h"
-#include "objmgrd/store_writer.h"
+#include "objmgrd/image_writer.h"
 
 // Parses `text` and lets reader->ReadTop(table) take it apart, which adds its notes to *notes; they
 // are brought into the order of the file. A text that is no TOML is one fault, and the reader is

@@ -15,9 +15,9 @@ class SourceProvider : public Provider
 public:
     explicit SourceProvider(bool answers) : answers_(answers) {}
     const char *Name() const override { return "test"; }
-    int Load(StoreWriter *) override { return 0; }
+    int Load(ImageWriter *) override { return 0; }
     bool Has(const std::string &) const override { return false; }
-    ProviderReply Invoke(const MethodCall &, StoreWriter *) override { return {}; }
+    ProviderReply Invoke(const MethodCall &, ImageWriter *) override { return {}; }
     std::vector<SourceState> Sources() const override
     {
         return {{"BMC 192.0.2.10", answers_}, {std::string(100, 's'), true}};

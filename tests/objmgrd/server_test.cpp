@@ -66,12 +66,12 @@ public:
     {
     }
     const char *Name() const override { return "test"; }
-    int Load(StoreWriter *store) override
+    int Load(ImageWriter *store) override
     {
         return loadError_ != 0 ? loadError_ : Set(store, "fresh");
     }
     bool Has(const std::string &key) const override { return key != kMissing; }
-    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override
+    ProviderReply Invoke(const MethodCall &call, ImageWriter *store) override
     {
         const std::string method = call.row->method;
         const Caller &caller = call.caller;
@@ -110,7 +110,7 @@ public:
     }
     void Withdraw(u64 ticket) override { withdrawn_ += std::to_string(ticket) + " "; }
     u32 TickMs() const override { return tickMs_; }
-    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
+    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override
     {
         if (tickMs_ != 0)
             Set(store, "tick " + std::to_string(++ticks_));
@@ -140,11 +140,11 @@ private:
         const u64 one = 1;
         return {.status = write(eventFd_, &one, sizeof one) == sizeof one ? kCimOk : kCimFailed};
     }
-    static int Set(StoreWriter *store, const char *key, const std::string &text)
+    static int Set(ImageWriter *store, const char *key, const std::string &text)
     {
         return store->Put(key, {kCimOk, {{"Value", kCimOk, text}}});
     }
-    static int Set(StoreWriter *store, const std::string &text)
+    static int Set(ImageWriter *store, const std::string &text)
     {
         return store->Put(kPath, {kCimOk, {{"Value", kCimOk, text}}});
     }
@@ -1106,7 +1106,7 @@ class LateProvider : public TestProvider
 {
 public:
     explicit LateProvider(u32 ticks) : TestProvider(10), left_(ticks) {}
-    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override
+    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override
     {
         TestProvider::Tick(store, answers);
         if (left_ > 0 && --left_ == 0)

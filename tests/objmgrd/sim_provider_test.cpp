@@ -171,7 +171,7 @@ TEST(SimProvider, AnEffectThatIsNotStoredHasNotHappened)
         std::vector<FileNote> notes;
         ASSERT_TRUE(HostFileParse(std::string(kOn) + kTwoRecords, &host, &notes));
         SimProvider provider(std::move(host));
-        StoreWriter store;
+        ImageWriter store;
         ASSERT_EQ(store.Open(directory.Path()), 0);
         ASSERT_EQ(store.Begin(), 0);
         ASSERT_EQ(provider.Load(&store), 0);

@@ -78,7 +78,7 @@ void BackgroundProvider::Run(Shared *shared)
     shared->conversation->End();
 }
 
-int BackgroundProvider::Load(StoreWriter *store)
+int BackgroundProvider::Load(ImageWriter *store)
 {
     source_ = store->AddSource(options_.source);
     for (const char *part : options_.parts)
@@ -118,7 +118,7 @@ bool BackgroundProvider::Has(const std::string &key) const
     return keys_.find(key) != keys_.end();
 }
 
-ProviderReply BackgroundProvider::Invoke(const MethodCall &call, StoreWriter *)
+ProviderReply BackgroundProvider::Invoke(const MethodCall &call, ImageWriter *)
 {
     Order order;
     order.ticket = nextTicket_++;
@@ -219,7 +219,7 @@ void BackgroundProvider::AnswerLate(std::vector<ProviderAnswer> *answers)
 }
 
 // When the source was last heard, for tools.
-void BackgroundProvider::TellHeard(StoreWriter *store)
+void BackgroundProvider::TellHeard(ImageWriter *store)
 {
     for (const auto &[part, ms] : untold_) {
         if (part >= parts_.size())
@@ -245,7 +245,7 @@ u32 BackgroundProvider::MethodTimeoutMs() const
     return options_.methodMs + kMethodMarginMs;
 }
 
-void BackgroundProvider::Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers)
+void BackgroundProvider::Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers)
 {
     Take(shared_->mailbox.Take(), answers);
     Watch();

@@ -57,13 +57,13 @@ public:
     BackgroundProvider &operator=(const BackgroundProvider &) = delete;
 
     const char *Name() const override { return options_.name; }
-    int Load(StoreWriter *store) override;
+    int Load(ImageWriter *store) override;
     bool Has(const std::string &key) const override;
-    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override;
+    ProviderReply Invoke(const MethodCall &call, ImageWriter *store) override;
     void Withdraw(u64 ticket) override;
     void Committed(bool done) override;
     u32 TickMs() const override { return 100; }
-    void Tick(StoreWriter *store, std::vector<ProviderAnswer> *answers) override;
+    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override;
     // A little more than methodMs, so that the answer that it took too long still arrives.
     u32 MethodTimeoutMs() const override;
     std::vector<SourceState> Sources() const override { return {{options_.source, !failed_}}; }
@@ -78,7 +78,7 @@ private:
     void Take(News &&news, std::vector<ProviderAnswer> *answers);
     void FailAll();
     void Watch();
-    void TellHeard(StoreWriter *store);
+    void TellHeard(ImageWriter *store);
     void AnswerLate(std::vector<ProviderAnswer> *answers);
 
     const BackgroundOptions options_;

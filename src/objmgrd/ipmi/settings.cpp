@@ -3,7 +3,7 @@
 #include "objmgrd/ipmi/settings.h"
 
 #include "objmgr/store.h"
-#include "objmgrd/store_writer.h"
+#include "objmgrd/image_writer.h"
 #include "objmgrd/toml.h"
 
 #include <algorithm>

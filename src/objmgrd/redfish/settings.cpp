@@ -2,7 +2,7 @@
 // settings.cpp -- see settings.h. The keys are a table; a wrong one is never guessed at.
 #include "objmgrd/redfish/settings.h"
 
-#include "objmgrd/store_writer.h"
+#include "objmgrd/image_writer.h"
 #include "objmgrd/toml.h"
 
 #include <algorithm>

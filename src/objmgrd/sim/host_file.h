@@ -42,7 +42,7 @@
 
 #include "objmgrd/archive_settings.h"
 #include "objmgrd/file_note.h"
-#include "objmgrd/store_writer.h"
+#include "objmgrd/image_writer.h"
 
 #include <string>
 #include <string_view>

@@ -40,7 +40,7 @@ bool IsRecord(const HostInstance &host)
 
 SimProvider::SimProvider(Host host) : host_(std::move(host)) {}
 
-int SimProvider::Load(StoreWriter *store)
+int SimProvider::Load(ImageWriter *store)
 {
     for (const HostInstance &instance : host_.instances) {
         const int error = store->Put(instance.key, instance.instance);
@@ -74,7 +74,7 @@ bool SimProvider::Has(const std::string &key) const
                        [&](const HostInstance &instance) { return instance.key == key; });
 }
 
-ProviderReply SimProvider::Invoke(const MethodCall &call, StoreWriter *store)
+ProviderReply SimProvider::Invoke(const MethodCall &call, ImageWriter *store)
 {
     HostInstance *target = Find(call.key);
     if (target == nullptr)
@@ -97,12 +97,12 @@ ProviderReply SimProvider::Invoke(const MethodCall &call, StoreWriter *store)
     return reply;
 }
 
-ProviderReply SimProvider::Act(HostInstance *target, const MethodCall &call, StoreWriter *store)
+ProviderReply SimProvider::Act(HostInstance *target, const MethodCall &call, ImageWriter *store)
 {
     return call.row->id == MethodId::Clear ? Clear(target, store) : Power(target, call, store);
 }
 
-ProviderReply SimProvider::Power(HostInstance *system, const MethodCall &call, StoreWriter *store)
+ProviderReply SimProvider::Power(HostInstance *system, const MethodCall &call, ImageWriter *store)
 {
     const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
     if (power != nullptr && power->status != kCimOk)
@@ -128,7 +128,7 @@ ProviderReply SimProvider::Power(HostInstance *system, const MethodCall &call, S
     return {.status = kCimOk};
 }
 
-ProviderReply SimProvider::Clear(HostInstance *log, StoreWriter *store)
+ProviderReply SimProvider::Clear(HostInstance *log, ImageWriter *store)
 {
     HostInstance changed = *log;
     SetProperty(&changed.instance, kPropertyNumRecords, "0");

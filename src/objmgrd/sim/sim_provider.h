@@ -28,9 +28,9 @@ public:
     explicit SimProvider(Host host);
 
     const char *Name() const override { return "sim"; }
-    int Load(StoreWriter *store) override;
+    int Load(ImageWriter *store) override;
     bool Has(const std::string &key) const override;
-    ProviderReply Invoke(const MethodCall &call, StoreWriter *store) override;
+    ProviderReply Invoke(const MethodCall &call, ImageWriter *store) override;
     void Committed(bool done) override;
 
 private:
@@ -39,9 +39,9 @@ private:
 
     HostInstance *Find(const std::string &key);
     const HostMethodFault *FaultOf(const std::string &method) const;
-    ProviderReply Act(HostInstance *target, const MethodCall &call, StoreWriter *store);
-    ProviderReply Power(HostInstance *system, const MethodCall &call, StoreWriter *store);
-    ProviderReply Clear(HostInstance *log, StoreWriter *store);
+    ProviderReply Act(HostInstance *target, const MethodCall &call, ImageWriter *store);
+    ProviderReply Power(HostInstance *system, const MethodCall &call, ImageWriter *store);
+    ProviderReply Clear(HostInstance *log, ImageWriter *store);
 
     Host host_;
     u32 resets_ = 0;

@@ -314,7 +314,7 @@ TEST(BackgroundProviderEnd, TheConversationHasTheLastWord)
     InFreshProcess([] {
         const TestDirectory directory;
         logFile = directory.Path() + "/log";
-        StoreWriter store;
+        ImageWriter store;
         ASSERT_EQ(store.Open(directory.Path()), 0);
         ASSERT_EQ(store.Begin(), 0);
         {
@@ -338,7 +338,7 @@ TEST(BackgroundProviderStore, WhatIsNotStoredIsGivenAgain)
         BackgroundProvider provider(Options(), [&](Mailbox *mailbox) {
             return std::make_unique<Thermometer>(directory.Path(), mailbox);
         });
-        StoreWriter store;
+        ImageWriter store;
         ASSERT_EQ(store.Open(directory.Path()), 0);
         ASSERT_EQ(store.Begin(), 0);
         ASSERT_EQ(provider.Load(&store), 0);

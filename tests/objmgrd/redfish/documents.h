@@ -3,8 +3,8 @@
 #ifndef TESTS_OBJMGRD_REDFISH_DOCUMENTS_H
 #define TESTS_OBJMGRD_REDFISH_DOCUMENTS_H
 
+#include "objmgrd/image_writer.h"
 #include "objmgrd/redfish/json.h"
-#include "objmgrd/store_writer.h"
 
 #include <gtest/gtest.h>
 #include <list>
