@@ -70,16 +70,15 @@ void Notify::Open()
         unsetenv(variable);
 }
 
-// What is not taken at once is lost: the init system hears the next one.
-void Notify::Send(const std::string &text)
+// False: the init system's queue is full. Nobody waits for it.
+bool Notify::Send(const std::string &text)
 {
-    if (fd_ >= 0)
-        (void)!send(fd_, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    return fd_ < 0 || send(fd_, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 void Notify::Ready()
 {
-    Send("READY=1");
+    readyUntold_ = !Send("READY=1");
 }
 
 void Notify::Stopping()
@@ -94,8 +93,8 @@ void Notify::Status(const std::string &text)
 
 void Notify::Watchdog(u64 nowMs)
 {
-    if (watchdogMs_ == 0 || nowMs < watchdogFrom_)
-        return;
-    Send("WATCHDOG=1");
-    watchdogFrom_ = nowMs + watchdogMs_ / 2;
+    if (readyUntold_)
+        Ready();
+    if (watchdogMs_ != 0 && nowMs >= watchdogFrom_ && Send("WATCHDOG=1"))
+        watchdogFrom_ = nowMs + watchdogMs_ / 2;
 }

@@ -21,20 +21,23 @@ public:
     // below does nothing. Call it before there are threads.
     void Open();
 
+    // Told again with each call of Watchdog until the init system takes it: without it the service
+    // would be ended as one that does not start.
     void Ready();
     void Stopping();
     // One line for whoever asks how the service is.
     void Status(const std::string &text);
     // The service works: sent when half of the time that the watchdog gives is over, so call it
-    // more often than that.
+    // more often than that. One that the init system does not take is sent again by the next call.
     void Watchdog(u64 nowMs);
     // How often the watchdog wants to hear at the least, milliseconds; 0: there is none.
     u32 WatchdogMs() const { return watchdogMs_; }
 
 private:
-    void Send(const std::string &text);
+    bool Send(const std::string &text);
 
     int fd_ = -1;
+    bool readyUntold_ = false;
     u32 watchdogMs_ = 0;
     u64 watchdogFrom_ = 0;
 };

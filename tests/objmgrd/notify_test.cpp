@@ -82,6 +82,29 @@ TEST_F(Init, HearsTheWatchdogTwiceAsOftenAsItHasTo)
     EXPECT_EQ(Heard(), "WATCHDOG=1");
 }
 
+TEST_F(Init, HearsOnceThereIsRoomWhatItHadNoRoomFor)
+{
+    Listen(directory_.Path() + "/notify");
+    setenv("WATCHDOG_USEC", "2000000", 1);
+    notify_.Open();
+    for (int i = 0; i < 100000; ++i)
+        notify_.Status("busy");
+    notify_.Ready();
+    notify_.Watchdog(5000);
+    for (std::string heard = "?"; !heard.empty();) {
+        heard = Heard();
+        EXPECT_TRUE(heard.empty() || heard == "STATUS=busy") << heard;
+    }
+    notify_.Watchdog(5400);
+    EXPECT_EQ(Heard(), "READY=1");
+    EXPECT_EQ(Heard(), "WATCHDOG=1");
+    notify_.Watchdog(6399);
+    EXPECT_EQ(Heard(), "");
+    notify_.Watchdog(6400);
+    EXPECT_EQ(Heard(), "WATCHDOG=1");
+    EXPECT_EQ(Heard(), "");
+}
+
 TEST_F(Init, WatchesAnotherProcess)
 {
     Listen(directory_.Path() + "/notify");
