@@ -32,8 +32,11 @@ u32 NumberOfName(const char *name)
     return number;
 }
 
-int ReadAll(int fd, u64 size, std::string *text)
+int ReadAll(int fd, u64 bytes, std::string *text)
 {
+    const size_t size = static_cast<size_t>(bytes);
+    if (size != bytes)
+        return EFBIG;  // more than a 32-bit service can hold
     text->resize(size);
     for (size_t got = 0; got < size;) {
         const ssize_t now = pread(fd, text->data() + got, size - got, static_cast<off_t>(got));

@@ -262,7 +262,7 @@ TEST_F(GroupMember, HoldsNobodyUpWithLocksAndMaps)
 static size_t FreePages(const std::string &path)
 {
     struct statvfs info = {};
-    return statvfs(path.c_str(), &info) == 0 ? info.f_bfree : 0;
+    return statvfs(path.c_str(), &info) == 0 ? static_cast<size_t>(info.f_bfree) : 0;
 }
 
 // Leaves `pages` free.

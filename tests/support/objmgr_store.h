@@ -93,7 +93,8 @@ inline std::string HalfOf(const std::string &image)
     const u32 done = le32toh(head.done);
     const u64 offset = kImageHeadSize + u64{done & 1} * le32toh(head.halfCapacity);
     const u32 size = le32toh(head.halfSize[done & 1]);
-    return offset + size <= image.size() ? image.substr(offset, size) : std::string();
+    return offset + size <= image.size() ? image.substr(static_cast<size_t>(offset), size)
+                                         : std::string();
 }
 
 // All records of the image in use by their keys, packed as they stand.

@@ -41,11 +41,12 @@ class Reading
 public:
     explicit Reading(std::string_view bytes) : left_(bytes) {}
 
-    std::string_view Bytes(size_t count)
+    std::string_view Bytes(u64 bytes)
     {
-        right_ = right_ && count <= left_.size();
+        right_ = right_ && bytes <= left_.size();
         if (!right_)
             return {};
+        const size_t count = static_cast<size_t>(bytes);
         const std::string_view taken = left_.substr(0, count);
         left_.remove_prefix(count);
         return taken;
