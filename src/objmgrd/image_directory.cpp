@@ -133,7 +133,7 @@ void ImageDirectory::RetireLeftover()
             old.head = nullptr;
         }
     }
-    RemoveImage();
+    unlinkat(directoryFd_, kStoreImageName, 0);
     Retire(&old);
 }
 
@@ -230,9 +230,10 @@ void ImageDirectory::Retire(WritableImage *image)
     *image = {};
 }
 
-void ImageDirectory::RemoveImage()
+void ImageDirectory::RemoveImage(const WritableImage &image)
 {
-    unlinkat(directoryFd_, kStoreImageName, 0);
+    if (image.fd >= 0 && IsAt(kStoreImageName, image.fd))
+        unlinkat(directoryFd_, kStoreImageName, 0);
 }
 
 static bool IsSame(const struct stat &a, const struct stat &b)

@@ -52,7 +52,8 @@ public:
     // Tells readers that the file is not the image any more, gives its room back although readers
     // may still have it open, and closes it. Does not touch the name.
     static void Retire(WritableImage *image);
-    void RemoveImage();
+    // Takes the image's name away from this file; another service's file keeps it.
+    void RemoveImage(const WritableImage &image);
 
     // Whether everything is still this service's: *aliveGone and *imageGone say what has to be made
     // again. ESTALE: the directory or the lock has been replaced or may be written by others, so

@@ -46,8 +46,7 @@ static void SetName(char *out, size_t size, const std::string &name)
 
 ImagePublisher::~ImagePublisher()
 {
-    if (IsPublished())
-        directory_.RemoveImage();
+    directory_.RemoveImage(image_);
     ImageDirectory::Retire(&image_);
     directory_.Discard(&next_);
 }

@@ -79,12 +79,17 @@ int Listener::Open(int dirFd, const ListenerOptions &options)
     return refuses_ ? 0 : closer_.Start();
 }
 
+bool Listener::HasName() const
+{
+    struct stat now;
+    return fd_ >= 0 && fstatat(dirFd_, kStoreSocketName, &now, AT_SYMLINK_NOFOLLOW) == 0 &&
+           now.st_dev == name_.st_dev && now.st_ino == name_.st_ino && S_ISSOCK(now.st_mode);
+}
+
 int Listener::Check(bool *anew)
 {
     *anew = false;
-    struct stat now;
-    if (fd_ >= 0 && fstatat(dirFd_, kStoreSocketName, &now, AT_SYMLINK_NOFOLLOW) == 0 &&
-        now.st_dev == name_.st_dev && now.st_ino == name_.st_ino && S_ISSOCK(now.st_mode))
+    if (HasName())
         return 0;
     int fd;
     const int error = Listen(&fd);
@@ -99,10 +104,10 @@ int Listener::Check(bool *anew)
 
 void Listener::Close()
 {
-    if (fd_ >= 0) {
+    if (HasName())
         unlinkat(dirFd_, kStoreSocketName, 0);
+    if (fd_ >= 0)
         Drop(fd_);
-    }
     fd_ = -1;
     closer_.Stop();
 }

@@ -33,7 +33,7 @@ public:
     // do not; who waits in the old one's queue has to come again. *anew: that was done. 0 or an
     // errno value, with nobody listening under the name.
     int Check(bool *anew);
-    // Removes the name and stops listening.
+    // Removes the name, unless another socket has it by now, and stops listening.
     void Close();
 
     // Non-blocking; readable when somebody connects. -1: closed.
@@ -48,6 +48,7 @@ public:
 
 private:
     int Listen(int *out);
+    bool HasName() const;
 
     ListenerOptions options_;
     int dirFd_ = -1;

@@ -448,6 +448,19 @@ TEST(ImageWriter, CloseAfterTheDirectoryWasReplacedLeavesOthersFilesAlone)
     EXPECT_EQ(Names(path), (std::vector<std::string>{"alive", "image", "lock"}));
 }
 
+TEST(ImageWriter, CloseAfterTheLockWasRemovedLeavesTheNextServicesImage)
+{
+    TestDirectory directory;
+    ImageWriter writer;
+    ASSERT_EQ(PublishAll(&writer, directory.Path(), kSystem), 0);
+    ASSERT_EQ(unlink((directory.Path() + "/lock").c_str()), 0);
+    ImageWriter next;
+    ASSERT_EQ(PublishAll(&next, directory.Path(), {{"Next", {}}}), 0);
+    writer.Close();
+    EXPECT_EQ(KeysAt(directory.Path()), "Next");
+    EXPECT_EQ(Names(directory.Path()), (std::vector<std::string>{"alive", "image", "lock"}));
+}
+
 // ---- transactions ----
 
 TEST(ImageWriter, CallsOutOfOrderAreRefused)

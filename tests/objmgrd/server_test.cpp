@@ -556,6 +556,21 @@ TEST_F(ServerTest, AtTheEndSocketAndStoreAreGone)
     EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "not open");
 }
 
+TEST_F(ServerTest, AtTheEndASocketThatAnotherOneMadeStays)
+{
+    ServedProcess served(options_, MakeProvider);
+    const std::string socketPath = options_.directory + "/socket";
+    // Stopped, so that it does not take the name back first.
+    ASSERT_EQ(kill(served.Child().Pid(), SIGSTOP), 0);
+    ASSERT_EQ(unlink(socketPath.c_str()), 0);
+    ASSERT_EQ(unlink((options_.directory + "/lock").c_str()), 0);
+    std::ofstream(socketPath) << "another one's";
+    usleep(600000);  // the next heartbeat, which ends it, is due
+    ASSERT_EQ(kill(served.Child().Pid(), SIGCONT), 0);
+    served.Child().Wait();
+    EXPECT_EQ(access(socketPath.c_str(), F_OK), 0);
+}
+
 TEST_F(ServerTest, ASignalMayGoOn)
 {
     ServedProcess served(options_, MakeProvider);
