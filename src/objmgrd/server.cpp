@@ -119,6 +119,7 @@ struct Server::State {
     u64 publishFrom = 0;  // after one that failed: no other earlier
     int fatal = 0;        // errno of what cannot be mended: the service has to end
     bool publishFails = false;
+    bool tickFails = false;
     bool acceptFails = false;
 
     int Open();
@@ -274,8 +275,10 @@ void Server::State::Tick()
         provider->Tick(&store, &answers);
         error = EndTransaction();
     }
-    if (error != 0)
+    // Once, however many ticks it lasts.
+    if (error != 0 && !tickFails)
         LogError("the store cannot be brought up to date", error);
+    tickFails = error != 0;
     for (ProviderAnswer &answer : answers) {
         if (error != 0)
             answer = {.ticket = answer.ticket};

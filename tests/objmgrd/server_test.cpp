@@ -1169,6 +1169,43 @@ TEST(Server, AwaitReadyServesUntilTheProviderIsReady)
     ExpectAwaited(5, 20000, false, true, 40);
 }
 
+// What its ticks write can be stored ('+') or not ('-'); ready after the last of them.
+class UnstoredProvider : public TestProvider
+{
+public:
+    explicit UnstoredProvider(std::string ticks) : TestProvider(10), left_(std::move(ticks)) {}
+    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *) override
+    {
+        if (left_.empty())
+            return;
+        store->Put(left_[0] == '+' ? kPath : "", {});
+        left_.erase(0, 1);
+    }
+    bool Ready() const override { return left_.empty(); }
+
+private:
+    std::string left_;
+};
+
+std::vector<std::string> loggedLines;
+
+TEST(Server, WhatCannotBeStoredIsLoggedOnceUntilItCanBe)
+{
+    const TestDirectory directory;
+    UnstoredProvider provider("-----+--+");
+    ServerOptions options = In(directory);
+    options.log = [](int, const char *line) { loggedLines.push_back(line); };
+    loggedLines.clear();
+    Server server;
+    ASSERT_EQ(server.Start(options, &provider), 0);
+    sigset_t none;
+    sigemptyset(&none);
+    EXPECT_EQ(server.AwaitReady(none, 20000), 0);
+    EXPECT_TRUE(provider.Ready());
+    const std::string line = "the store cannot be brought up to date: Invalid argument";
+    EXPECT_EQ(loggedLines, (std::vector<std::string>{line, line}));
+}
+
 TEST(Server, AwaitReadyEndsAtItsLimit)
 {
     ExpectAwaited(0, 300, false, false, 300);
