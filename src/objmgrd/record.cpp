@@ -226,11 +226,13 @@ void *Record::Run(void *argument)
             const u32 uid = named ? static_cast<u32>(strtoul(rest.c_str(), nullptr, 10)) : 0;
             write("event=dropped " + (named ? "user=" + shared.UserOf(uid) + " uid=" : "") + rest);
         }
+        const bool told =
+            shared.options.tellLost == nullptr || shared.options.tellLost(shared.options.context);
         lock.lock();
         if (ending)
             break;
-        const u64 next = shared.NextMs();
         const u64 now = NowMs();
+        const u64 next = std::min(shared.NextMs(), told ? ~u64{0} : now + shared.options.tellMs);
         const auto somethingToDo = [&] { return shared.ending || !shared.entries.empty(); };
         if (next == ~u64{0})
             shared.changed.wait(lock, somethingToDo);

@@ -33,6 +33,7 @@
 
 constexpr u32 kRecordLinesMost = 20;
 constexpr u32 kRecordWindowMs = 10000;
+constexpr u32 kRecordTellMs = 5000;
 constexpr u32 kRecordUidsMost = 256;   // beyond so many at once the others share one count
 constexpr u32 kRecordQueueMost = 512;  // lines that wait for the thread
 
@@ -57,7 +58,11 @@ struct RecordOptions {
     bool (*session)(void *context, u32 id, u32 uid, std::string *address) = nullptr;
     // The name of a uid. Null: the system's.
     bool (*user)(u32 uid, std::string *name) = nullptr;
+    // Tells the log how many lines it did not take. False: it does not take that either, so it is
+    // called again after tellMs. Null: nothing is lost.
+    bool (*tellLost)(void *context) = nullptr;
     u32 windowMs = kRecordWindowMs;
+    u32 tellMs = kRecordTellMs;
 };
 
 class Record

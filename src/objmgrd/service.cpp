@@ -72,6 +72,12 @@ void WriteRecord(void *, const char *line)
     SyslogWrite(&recordLog, LOG_INFO, line);
 }
 
+bool TellLostRecords(void *)
+{
+    SyslogTellLost(&recordLog);
+    return recordLog.lost == 0;
+}
+
 // Whose a session is, the owner of its file says; what stands in it is his.
 bool FindSession(void *, u32 id, u32 uid, std::string *address)
 {
@@ -297,7 +303,8 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
     // Before the threads of the provider.
     notify.Open();
     Record record;
-    int error = record.Start({.write = WriteRecord, .session = FindSession});
+    int error =
+        record.Start({.write = WriteRecord, .session = FindSession, .tellLost = TellLostRecords});
     if (error != 0)
         LogError("nothing can be written down", error);
     LogArchive archive;
@@ -450,7 +457,8 @@ int RunCommand(const Settings &settings, Provider *provider)
         return kExitFailed;
     }
     Record record;
-    error = record.Start({.write = WriteRecord, .session = FindSession});
+    error =
+        record.Start({.write = WriteRecord, .session = FindSession, .tellLost = TellLostRecords});
     if (error != 0)
         LogError("nothing can be written down", error);
     LogArchive archive;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <unistd.h>
@@ -91,6 +92,25 @@ protected:
 };
 
 using Texts = std::vector<std::string>;
+
+TEST_F(RecordTest, WhatTheLogDidNotTakeIsToldUntilItTakesThat)
+{
+    static std::atomic<int> calls;
+    calls = 0;
+    ASSERT_EQ(record_.Start({.write = Write,
+                             .context = &lines_,
+                             .user = User,
+                             .tellLost = [](void *) { return ++calls >= 4; },
+                             .tellMs = 10}),
+              0);
+    for (int i = 0; i < 1000 && calls < 4; ++i)
+        usleep(10'000);
+    EXPECT_EQ(calls, 4);  // without any other line
+    usleep(100'000);
+    EXPECT_EQ(calls, 4);
+    record_.Stop();
+    EXPECT_EQ(calls, 5);
+}
 
 TEST_F(RecordTest, ACallIsOneLine)
 {
