@@ -25,24 +25,30 @@ static bool Fails()
     return true;
 }
 
-extern "C" {
-void *__real_mmap(void *at, size_t size, int protection, int flags, int fd, off_t offset);
-void *__wrap_mmap(void *at, size_t size, int protection, int flags, int fd, off_t offset);
-void *__wrap_mmap64(void *at, size_t size, int protection, int flags, int fd, off_t offset)
-    __attribute__((alias("__wrap_mmap")));
-ssize_t __real_pread(int fd, void *to, size_t size, off_t offset);
-ssize_t __wrap_pread(int fd, void *to, size_t size, off_t offset);
-ssize_t __wrap_pread64(int fd, void *to, size_t size, off_t offset)
-    __attribute__((alias("__wrap_pread")));
+// Where a long is too short for a file's size, the calls with 64-bit offsets have names and
+// arguments of their own.
+#ifdef __LP64__
+#define REAL(call) __real_##call
+#define WRAP(call) __wrap_##call
+#else
+#define REAL(call) __real_##call##64
+#define WRAP(call) __wrap_##call##64
+#endif
 
-void *__wrap_mmap(void *at, size_t size, int protection, int flags, int fd, off_t offset)
+extern "C" {
+void *REAL(mmap)(void *at, size_t size, int protection, int flags, int fd, off_t offset);
+void *WRAP(mmap)(void *at, size_t size, int protection, int flags, int fd, off_t offset);
+ssize_t REAL(pread)(int fd, void *to, size_t size, off_t offset);
+ssize_t WRAP(pread)(int fd, void *to, size_t size, off_t offset);
+
+void *WRAP(mmap)(void *at, size_t size, int protection, int flags, int fd, off_t offset)
 {
-    return Fails() ? MAP_FAILED : __real_mmap(at, size, protection, flags, fd, offset);
+    return Fails() ? MAP_FAILED : REAL(mmap)(at, size, protection, flags, fd, offset);
 }
 
-ssize_t __wrap_pread(int fd, void *to, size_t size, off_t offset)
+ssize_t WRAP(pread)(int fd, void *to, size_t size, off_t offset)
 {
-    return Fails() ? -1 : __real_pread(fd, to, size, offset);
+    return Fails() ? -1 : REAL(pread)(fd, to, size, offset);
 }
 }
 
