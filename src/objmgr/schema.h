@@ -155,20 +155,20 @@ inline constexpr char kPowerCycleArgument[] = "Mode=PowerCycle";
 enum class MethodId : u8 { Start, Stop, Reset, Clear };
 
 struct MethodRow {
-    MethodId id;
     const char *className;
     const char *method;
     const char *argument;  // the one argument text that it takes; null: none; kAnyArgument: any
     u32 right;             // the bits of objmgr/privilege.h that a caller needs
+    MethodId id;
 };
 inline constexpr char kAnyArgument[] = "*";
 
 // To add a method: a row here, its right in objmgr/privilege.h, and what the sources of data do.
 inline constexpr MethodRow kMethodTable[] = {
-    {MethodId::Start, kSystemClass, kMethodStart, nullptr, kPrivilegePowerControl},
-    {MethodId::Stop, kSystemClass, kMethodStop, nullptr, kPrivilegePowerControl},
-    {MethodId::Reset, kSystemClass, kMethodReset, kPowerCycleArgument, kPrivilegePowerControl},
-    {MethodId::Clear, kMessageLogClass, kMethodClear, nullptr, kPrivilegeClearLog},
+    {kSystemClass, kMethodStart, nullptr, kPrivilegePowerControl, MethodId::Start},
+    {kSystemClass, kMethodStop, nullptr, kPrivilegePowerControl, MethodId::Stop},
+    {kSystemClass, kMethodReset, kPowerCycleArgument, kPrivilegePowerControl, MethodId::Reset},
+    {kMessageLogClass, kMethodClear, nullptr, kPrivilegeClearLog, MethodId::Clear},
 };
 
 inline constexpr size_t kMethodCount = sizeof kMethodTable / sizeof kMethodTable[0];

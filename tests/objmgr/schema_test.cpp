@@ -82,7 +82,7 @@ TEST(Schema, AnArgumentIsTakenWhereTheTableSaysSo)
     const MethodRow *stop = SchemaFindMethod("OEM_QARN_System", "Stop");
     EXPECT_TRUE(SchemaTakesArgument(stop, nullptr));
     EXPECT_FALSE(SchemaTakesArgument(stop, "Mode=PowerCycle"));
-    const MethodRow any = {MethodId::Start, "C", "M", kAnyArgument, 1};
+    const MethodRow any = {"C", "M", kAnyArgument, 1, MethodId::Start};
     EXPECT_TRUE(SchemaTakesArgument(&any, "whatever"));
 }
 

@@ -30,7 +30,7 @@ constexpr char kMissing[] = "Test.Is=Missing";
 
 constexpr MethodRow Row(const char *method, const char *argument = nullptr)
 {
-    return {MethodId::Start, kPath, method, argument, kPrivilegeAll};
+    return {kPath, method, argument, kPrivilegeAll, MethodId::Start};
 }
 
 constexpr MethodRow kTestMethods[] = {
