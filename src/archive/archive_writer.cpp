@@ -2,6 +2,8 @@
 // archive_writer.cpp -- see archive_writer.h.
 #include "archive/archive_writer.h"
 
+#include "archive/archive_file.h"
+
 #include <algorithm>
 #include <dirent.h>
 #include <errno.h>
@@ -20,16 +22,6 @@ void CloseFd(int *fd)
     if (*fd >= 0)
         close(*fd);
     *fd = -1;
-}
-
-// The number in "log-000012.jsonl"; 0: it is none of the archive's files.
-u32 NumberOfName(const char *name)
-{
-    unsigned number = 0;
-    int end = 0;
-    if (sscanf(name, "log-%6u.jsonl%n", &number, &end) != 1 || end == 0 || name[end] != '\0')
-        return 0;
-    return number;
 }
 
 int ReadAll(int fd, u64 bytes, std::string *text)
@@ -76,13 +68,6 @@ ArchiveWriter::~ArchiveWriter()
     CloseFd(&directory_);
 }
 
-std::string ArchiveWriter::NameOf(u32 number) const
-{
-    char name[32];
-    snprintf(name, sizeof name, "log-%06u.jsonl", number);
-    return name;
-}
-
 void ArchiveWriter::Remember(LogMark mark)
 {
     if (seen_.size() == kArchiveMarksMost)
@@ -109,7 +94,7 @@ int ArchiveWriter::Open(const std::string &directory, u64 mostBytes)
     if (list == nullptr)
         return errno;
     while (const dirent *entry = readdir(list)) {
-        if (const u32 number = NumberOfName(entry->d_name))
+        if (const u32 number = ArchiveFileNumber(entry->d_name).value_or(0))
             numbers.push_back(number);
     }
     closedir(list);
@@ -127,7 +112,8 @@ int ArchiveWriter::ReadFile(u32 number)
     if (file_ >= 0)
         older_.push_back({fileNumber_, fileSize_});
     CloseFd(&file_);
-    file_ = openat(directory_, NameOf(number).c_str(), O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
+    file_ = openat(directory_, ArchiveFileName(number).c_str(),
+                   O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC);
     struct stat info;
     if (file_ < 0 || fstat(file_, &info) != 0)
         return errno;
@@ -160,14 +146,14 @@ int ArchiveWriter::Cut(u64 size)
 
 int ArchiveWriter::StartFile(u32 number)
 {
-    const int fd = openat(directory_, NameOf(number).c_str(),
+    const int fd = openat(directory_, ArchiveFileName(number).c_str(),
                           O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640);
     if (fd < 0)
         return errno;
     if (fsync(directory_) != 0) {
         const int error = errno;
         close(fd);
-        unlinkat(directory_, NameOf(number).c_str(), 0);
+        unlinkat(directory_, ArchiveFileName(number).c_str(), 0);
         return error;
     }
     if (file_ >= 0)
@@ -181,7 +167,8 @@ int ArchiveWriter::StartFile(u32 number)
 
 int ArchiveWriter::DropOldest()
 {
-    if (unlinkat(directory_, NameOf(older_.front().number).c_str(), 0) != 0 && errno != ENOENT)
+    if (unlinkat(directory_, ArchiveFileName(older_.front().number).c_str(), 0) != 0 &&
+        errno != ENOENT)
         return errno;
     older_.erase(older_.begin());
     return 0;
@@ -226,6 +213,7 @@ int ArchiveWriter::Update(const std::vector<ArchiveRecord> &log)
         saysCleared_ = true;
     }
     std::vector<LogMark> marks;
+    marks.reserve(log.size());
     for (const ArchiveRecord &record : log)
         marks.push_back(ArchiveMarkOf(record));
     const size_t known = LogOverlap(seen_, marks);

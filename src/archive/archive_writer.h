@@ -45,7 +45,6 @@ private:
     int Append(const std::string &line);
     int StartFile(u32 number);
     int DropOldest();
-    std::string NameOf(u32 number) const;
     void Remember(LogMark mark);
 
     int directory_ = -1;

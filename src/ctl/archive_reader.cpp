@@ -2,6 +2,7 @@
 // archive_reader.cpp -- see archive_reader.h.
 #include "ctl/archive_reader.h"
 
+#include "archive/archive_file.h"
 #include "ctl/options.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <fcntl.h>
 #include <jansson.h>
 #include <memory>
-#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -21,13 +21,6 @@ struct JsonDeleter {
     void operator()(json_t *json) const { json_decref(json); }
 };
 using Json = std::unique_ptr<json_t, JsonDeleter>;
-
-bool IsArchiveFile(const char *name)
-{
-    unsigned number = 0;
-    int end = 0;
-    return sscanf(name, "log-%6u.jsonl%n", &number, &end) == 1 && end != 0 && name[end] == '\0';
-}
 
 // The archive's files in their order.
 int ListFiles(int directory, std::vector<std::string> *names)
@@ -42,7 +35,7 @@ int ListFiles(int directory, std::vector<std::string> *names)
         return error;
     }
     while (const dirent *entry = readdir(list)) {
-        if (IsArchiveFile(entry->d_name))
+        if (ArchiveFileNumber(entry->d_name))
             names->push_back(entry->d_name);
     }
     closedir(list);
