@@ -29,6 +29,7 @@ std::vector<ModelRecord> Selected(const Options &options, const std::vector<Mode
 std::vector<Row> RowsOf(const Server &server, const std::vector<ModelRecord> &records)
 {
     std::vector<Row> rows;
+    rows.reserve(records.size());
     for (const ModelRecord &record : records)
         rows.push_back(RecordRow(server.name, record));
     return rows;

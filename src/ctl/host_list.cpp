@@ -93,7 +93,7 @@ std::string ExpandGroup(std::string_view inside, std::vector<std::string> *texts
 {
     for (;;) {
         const size_t comma = inside.find(',');
-        const std::string wrong = ExpandRange(inside.substr(0, comma), texts);
+        std::string wrong = ExpandRange(inside.substr(0, comma), texts);
         if (!wrong.empty() || comma == std::string_view::npos)
             return wrong;
         inside.remove_prefix(comma + 1);
@@ -185,7 +185,7 @@ std::string ExpandAll(std::string_view list, std::vector<std::string> *names)
     for (;;) {
         const size_t length = PartLength(list);
         std::vector<std::string> part;
-        const std::string wrong = ExpandPart(WithoutBlanks(list.substr(0, length)), &part);
+        std::string wrong = ExpandPart(WithoutBlanks(list.substr(0, length)), &part);
         if (!wrong.empty())
             return wrong;
         written += part.size();
@@ -277,7 +277,7 @@ std::string HostListExpand(std::string_view list, std::vector<std::string> *name
     names->clear();
     if (list.size() > 2 * kHostListBytesMost)
         return "the list is too long";
-    const std::string wrong = ExpandAll(list, names);
+    std::string wrong = ExpandAll(list, names);
     if (!wrong.empty())
         names->clear();
     return wrong;
@@ -286,6 +286,7 @@ std::string HostListExpand(std::string_view list, std::vector<std::string> *name
 std::string HostListFold(const std::vector<std::string> &names)
 {
     std::vector<Numbered> parts;
+    parts.reserve(names.size());
     for (const std::string &name : names)
         parts.push_back(TakeApart(name));
     std::sort(parts.begin(), parts.end(), Before);

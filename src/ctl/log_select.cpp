@@ -28,6 +28,7 @@ std::vector<ModelRecord> LogAfterRecord(const std::vector<ModelRecord> &records,
 std::vector<LogMark> LogMarksOf(const std::vector<ModelRecord> &records)
 {
     std::vector<LogMark> marks;
+    marks.reserve(records.size());
     for (const ModelRecord &record : records)
         marks.push_back(ArchiveMarkOf({0, record.time, record.boot, record.description.text}));
     return marks;

@@ -187,7 +187,7 @@ std::string ParseSince(const char *text, i64 now, Options *options)
 // "10/5" or "10/5s": a pause of 5 seconds after every 10.
 std::string ParseEvery(std::string_view text, Options *options)
 {
-    const std::string wrong = "no number of servers and seconds, as in 10/5s: " + std::string(text);
+    std::string wrong = "no number of servers and seconds, as in 10/5s: " + std::string(text);
     const size_t slash = text.find('/');
     if (slash == std::string_view::npos)
         return wrong;
@@ -317,7 +317,7 @@ std::string ParseWords(std::span<char *const> words, Options *options)
         options->clear = true;
         words = words.subspan(1);
     } else if (options->command == CommandId::Watch) {
-        const std::string wrong = ParseInterval(words[0], &options->intervalMs);
+        std::string wrong = ParseInterval(words[0], &options->intervalMs);
         if (!wrong.empty())
             return wrong;
         words = words.subspan(1);
@@ -437,7 +437,7 @@ std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
             return std::string(word) + " needs a value";
         if (key == '?')
             return std::string("no option: ") + word;
-        const std::string wrong = ParseOption(key, optarg, now, options);
+        std::string wrong = ParseOption(key, optarg, now, options);
         if (!wrong.empty())
             return wrong;
         keys.push_back(key);

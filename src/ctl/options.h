@@ -32,28 +32,28 @@ struct Options {
     bool version = false;
     CommandId command = CommandId::Sensors;
     OutputFormat format = OutputFormat::Table;
-    std::string directory;  // --dir; empty: ZOROBJMGR, else the default
     bool several = false;   // -w: the servers below
+    std::string directory;  // --dir; empty: ZOROBJMGR, else the default
     std::vector<std::string> servers;
     std::string runDirectory = kOptionsRunDirectory;  // where each has its directory
     std::vector<std::string> types;                   // --type; empty: all
     std::string target;  // --target, without "/" at its end; empty: all
     PowerAction action = PowerAction::None;
     std::optional<u32> waitSeconds;
-    bool yes = false;                // changes of many servers need no question
-    u32 everyServers = 0;            // --every: so many, then ...
-    u32 everySeconds = 0;            // ... so long a pause; 0: none
-    bool clear = false;              // log clear
+    bool yes = false;      // changes of many servers need no question
+    u32 everyServers = 0;  // --every: so many, then ...
+    u32 everySeconds = 0;  // ... so long a pause; 0: none
+    bool clear = false;    // log clear
+    bool follow = false;
     std::optional<i64> sinceTime;    // seconds since 1970
     std::optional<u32> sinceRecord;  // records after this one
-    bool follow = false;
-    std::string archive;    // log --all: this directory; empty: the log alone
-    u32 intervalMs = 2000;  // watch
-    u32 count = 0;          // watch: so many looks; 0: no end
-    bool check = false;     // health: as a monitoring plug-in
-    std::string file;       // audit: this file; "-": standard input; empty: the system's log
-    std::string listen;     // export: answer scrapes there; empty: answer once
-    std::string output;     // export: into this file; empty: standard output
+    std::string archive;             // log --all: this directory; empty: the log alone
+    u32 intervalMs = 2000;           // watch
+    u32 count = 0;                   // watch: so many looks; 0: no end
+    bool check = false;              // health: as a monitoring plug-in
+    std::string file;    // audit: this file; "-": standard input; empty: the system's log
+    std::string listen;  // export: answer scrapes there; empty: answer once
+    std::string output;  // export: into this file; empty: standard output
 };
 
 // Reads the words. now: seconds since 1970, for times like "yesterday". "" or what is wrong, for

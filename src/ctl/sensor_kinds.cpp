@@ -10,39 +10,39 @@ namespace
 
 // Any intrusion is critical, as FreeIPMI and what is built on it count it.
 constexpr SensorCode kIntrusionCodes[] = {
-    {520, "no intrusion", Health::Ok},
-    {521, "chassis intrusion", Health::Critical},
-    {522, "drive bay intrusion", Health::Critical},
-    {523, "I/O card area intrusion", Health::Critical},
-    {524, "processor area intrusion", Health::Critical},
-    {525, "LAN disconnect", Health::Critical},
-    {526, "unauthorized dock", Health::Critical},
-    {527, "FAN area intrusion", Health::Critical},
+    {"no intrusion", 520, Health::Ok},
+    {"chassis intrusion", 521, Health::Critical},
+    {"drive bay intrusion", 522, Health::Critical},
+    {"I/O card area intrusion", 523, Health::Critical},
+    {"processor area intrusion", 524, Health::Critical},
+    {"LAN disconnect", 525, Health::Critical},
+    {"unauthorized dock", 526, Health::Critical},
+    {"FAN area intrusion", 527, Health::Critical},
 };
 
 constexpr SensorCode kPerformanceCodes[] = {
-    {19221, "Normal", Health::Ok},
-    {19222, "Others", Health::Warning},
-    {19223, "Thermal Protection", Health::Warning},
-    {19224, "Cooling Capacity changed", Health::Warning},
-    {19225, "Power Capacity changed", Health::Warning},
-    {19226, "User Configuration", Health::Warning},
+    {"Normal", 19221, Health::Ok},
+    {"Others", 19222, Health::Warning},
+    {"Thermal Protection", 19223, Health::Warning},
+    {"Cooling Capacity changed", 19224, Health::Warning},
+    {"Power Capacity changed", 19225, Health::Warning},
+    {"User Configuration", 19226, Health::Warning},
 };
 
 constexpr SensorKind kKinds[] = {
     // clang-format off
-    {1,   1, "temperature",      "temperatures1",        "tempsensor",    "C",     StateFrom::StatusText},
-    {2,   1, "voltage",          "voltages1",            "numericsensor", "V",     StateFrom::StatusText},
-    {2,   2, "voltage",          "voltages1",            "voltsensor",    nullptr, StateFrom::State},
-    {3,   1, kPowerKindName,     "powermonitor1",        "numericsensor", "W",     StateFrom::StatusText},
-    {4,   1, "fan",              "fans1",                "tachsensor",    "RPM",   StateFrom::StatusText},
-    {4,   3, "fan_redundancy",   "fans1",                "redundancyset", nullptr, StateFrom::State},
-    {5,   2, "intrusion",        "intrusion1",           "sensor",        nullptr, StateFrom::StateValue,
+    {1,   1, StateFrom::StatusText, "temperature",      "temperatures1",        "tempsensor",    "C"},
+    {2,   1, StateFrom::StatusText, "voltage",          "voltages1",            "numericsensor", "V"},
+    {2,   2, StateFrom::State,      "voltage",          "voltages1",            "voltsensor",    nullptr},
+    {3,   1, StateFrom::StatusText, kPowerKindName,     "powermonitor1",        "numericsensor", "W"},
+    {4,   1, StateFrom::StatusText, "fan",              "fans1",                "tachsensor",    "RPM"},
+    {4,   3, StateFrom::State,      "fan_redundancy",   "fans1",                "redundancyset", nullptr},
+    {5,   2, StateFrom::StateValue, "intrusion",        "intrusion1",           "sensor",        nullptr,
      kIntrusionCodes, &kIntrusionCodes[0]},
-    {8,   2, "power_supply",     "powersupplies1",       "pwrsupply",     nullptr, StateFrom::State},
-    {8,   3, "power_redundancy", "powersupplies1",       "redundancyset", nullptr, StateFrom::State},
-    {41,  2, "battery",          "batteries1",           "sensor",        nullptr, StateFrom::State},
-    {192, 2, "performance",      "hardwareperformance1", "sensor",        nullptr, StateFrom::StateValue,
+    {8,   2, StateFrom::State,      "power_supply",     "powersupplies1",       "pwrsupply",     nullptr},
+    {8,   3, StateFrom::State,      "power_redundancy", "powersupplies1",       "redundancyset", nullptr},
+    {41,  2, StateFrom::State,      "battery",          "batteries1",           "sensor",        nullptr},
+    {192, 2, StateFrom::StateValue, "performance",      "hardwareperformance1", "sensor",        nullptr,
      kPerformanceCodes, &kPerformanceCodes[1]},
     // clang-format on
 };

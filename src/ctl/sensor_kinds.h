@@ -25,19 +25,19 @@ enum class StateFrom : u8 {
 };
 
 struct SensorCode {
-    u32 code;
     const char *word;
+    u32 code;
     Health health;
 };
 
 struct SensorKind {
     u8 type;  // the pair that tells a sensor's kind: OEM_QARN_Sensor's Type and Format
     u8 format;
+    StateFrom state;
     const char *name;        // for --type and in answers: "temperature"
     const char *collection;  // the target above: "temperatures1"
     const char *element;     // the target's name without its number: "tempsensor"
     const char *unit;        // of the reading where the source says none; null: no reading
-    StateFrom state;
     std::span<const SensorCode> codes = {};  // StateValue alone
     const SensorCode *otherCode = nullptr;   // what a number that is not among them stands for
 };

@@ -3,6 +3,7 @@
 #include "ctl/watch_changes.h"
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_map>
 
 namespace
@@ -77,7 +78,7 @@ std::string WatchCourse(const std::vector<double> &readings)
     std::string course;
     for (const double reading : readings) {
         const double part = *high > *low ? (reading - *low) / (*high - *low) : 0;
-        course += kHeights[static_cast<size_t>(part * 7 + 0.5)];
+        course += kHeights[std::lround(part * 7)];
     }
     return course;
 }
