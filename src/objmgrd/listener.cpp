@@ -91,7 +91,7 @@ int Listener::Check(bool *anew)
     *anew = false;
     if (HasName())
         return 0;
-    int fd;
+    int fd = -1;
     const int error = Listen(&fd);
     if (error != 0)
         return error;

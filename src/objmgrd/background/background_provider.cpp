@@ -151,8 +151,8 @@ void BackgroundProvider::FailAll()
         unsaved_[key] = FailedInstance(kCimFailed);
         unsaved_[key]->source = source_;
     }
-    for (u16 part = 0; part < parts_.size(); ++part)
-        untold_[part] = 0;
+    for (size_t part = 0; part < parts_.size(); ++part)
+        untold_[static_cast<u16>(part)] = 0;
     failed_ = true;
 }
 

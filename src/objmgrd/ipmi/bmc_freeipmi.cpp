@@ -338,7 +338,7 @@ void FreeIpmiBmc::State::Adapt(u64 tookMs)
         std::clamp(quickestMs * kAgainFactor + kAgainMarginMs, kAgainLeastMs, settings->answerMs);
     if (right * 2 > againMs)
         return;
-    const ipmi_ctx_t before = context;
+    auto *const before = context;
     const u32 beforeMs = std::exchange(againMs, right);
     std::string ignored;
     if (Open(&ignored, 0) != BmcOpening::Open) {

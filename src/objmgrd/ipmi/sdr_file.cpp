@@ -193,8 +193,8 @@ bool SdrKeptParse(std::string_view bytes, std::string_view bmc, SdrKept *kept)
     return false;
 }
 
-SdrFile::SdrFile(const std::string &directory, std::string bmc)
-    : directory_(directory), bmc_(std::move(bmc).substr(0, 255)),
+SdrFile::SdrFile(const std::string &directory, const std::string &bmc)
+    : directory_(directory), bmc_(bmc.substr(0, 255)),
       path_(directory.empty() ? "" : directory + "/" + FileName(bmc_))
 {
 }

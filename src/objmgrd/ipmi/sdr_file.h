@@ -38,7 +38,7 @@ class SdrFile
 {
 public:
     // directory: "": nothing is kept.
-    SdrFile(const std::string &directory, std::string bmc);
+    SdrFile(const std::string &directory, const std::string &bmc);
 
     // False: there is none that counts; one that is damaged is removed.
     bool Read(SdrKept *kept);

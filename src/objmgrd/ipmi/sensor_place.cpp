@@ -26,23 +26,23 @@ struct UnitRow {
     u8 base;
     u8 rate;
     u8 type;
+    int moreDecimals;  // a step of the record's unit is finer than one of the place's
     const char *unit;
     double before;
     double factor;
-    int moreDecimals;  // a step of the record's unit is finer than one of the place's
 };
 
 constexpr UnitRow kUnits[] = {
-    {1, kNoRate, kTypeTemperature, "C", 0, 1, 0},
-    {2, kNoRate, kTypeTemperature, "C", -32, 5.0 / 9, 1},  // F
-    {3, kNoRate, kTypeTemperature, "C", -273.15, 1, 0},    // K
-    {4, kNoRate, kTypeVoltage, "V", 0, 1, 0},
-    {kAmperes, kNoRate, kTypeCurrent, "A", 0, 1, 0},
-    {6, kNoRate, kTypeCurrent, "W", 0, 1, 0},
-    {7, kPerSecond, kTypeCurrent, "W", 0, 1, 0},  // joules per second
-    {kRpm, kNoRate, kTypeFan, "RPM", 0, 1, 0},
-    {41, kPerMinute, kTypeFan, "RPM", 0, 1, 0},  // revolutions
-    {41, kPerSecond, kTypeFan, "RPM", 0, 60, 0},
+    {1, kNoRate, kTypeTemperature, 0, "C", 0, 1},
+    {2, kNoRate, kTypeTemperature, 1, "C", -32, 5.0 / 9},  // F
+    {3, kNoRate, kTypeTemperature, 0, "C", -273.15, 1},    // K
+    {4, kNoRate, kTypeVoltage, 0, "V", 0, 1},
+    {kAmperes, kNoRate, kTypeCurrent, 0, "A", 0, 1},
+    {6, kNoRate, kTypeCurrent, 0, "W", 0, 1},
+    {7, kPerSecond, kTypeCurrent, 0, "W", 0, 1},  // joules per second
+    {kRpm, kNoRate, kTypeFan, 0, "RPM", 0, 1},
+    {41, kPerMinute, kTypeFan, 0, "RPM", 0, 1},  // revolutions
+    {41, kPerSecond, kTypeFan, 0, "RPM", 0, 60},
 };
 
 u8 RateOf(const SdrSensor &sensor)
