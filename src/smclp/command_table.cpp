@@ -14,10 +14,8 @@ const SmclpCommandRow smclpCommandTable[] = {
         {kCommandNone, nullptr, nullptr, nullptr},
 };
 
-#define SMCLP_COUNT_ROW(id, constant, verb, functions) +1
-static_assert(SMCLP_VERBS(SMCLP_COUNT_ROW, SMCLP_COUNT_ROW) <= kSmclpCommandsMax,
+static_assert(sizeof smclpCommandTable / sizeof smclpCommandTable[0] - 1 <= kSmclpCommandsMax,
               "the pool holds a command object for every verb");
-#undef SMCLP_COUNT_ROW
 
 u32 SmclpCommandListInit()
 {

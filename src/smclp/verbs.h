@@ -33,7 +33,7 @@
 
 enum SmclpCommandId : u32 {
     kCommandNone = 0,  // ends the table
-#define SMCLP_VERB_ID(id, constant, verb, functions) kCommand##constant = id,
+#define SMCLP_VERB_ID(id, constant, verb, functions) kCommand##constant = (id),
     SMCLP_VERBS(SMCLP_VERB_ID, SMCLP_VERB_ID)
 #undef SMCLP_VERB_ID
 };
