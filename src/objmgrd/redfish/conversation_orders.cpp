@@ -17,16 +17,16 @@ constexpr u32 kNoSignMs = 3000;
 // By number of OrderKind.
 struct OrderWords {
     OrderKind kind;
-    const char *words;
     PowerOrder power;  // without meaning for Clear
+    const char *words;
 };
 
 constexpr OrderWords kOrders[] = {
-    {OrderKind::Start, "power on", PowerOrder::Start},
-    {OrderKind::Stop, "power off", PowerOrder::Stop},
-    {OrderKind::Reset, "reset", PowerOrder::Reset},
-    {OrderKind::PowerCycle, "power cycle", PowerOrder::Cycle},
-    {OrderKind::Clear, "clearing the log", PowerOrder::Start},
+    {OrderKind::Start, PowerOrder::Start, "power on"},
+    {OrderKind::Stop, PowerOrder::Stop, "power off"},
+    {OrderKind::Reset, PowerOrder::Reset, "reset"},
+    {OrderKind::PowerCycle, PowerOrder::Cycle, "power cycle"},
+    {OrderKind::Clear, PowerOrder::Start, "clearing the log"},
 };
 
 const OrderWords &WordsFor(OrderKind kind)

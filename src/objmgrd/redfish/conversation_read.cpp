@@ -278,6 +278,7 @@ bool RedfishConversation::Discover()
     for (const Plan &plan : plans)
         addLogs(documentOf(plan.link), LogOwner::Chassis);
     std::vector<Listing *> logListings;
+    logListings.reserve(logs.size());
     for (Listing &listing : logs)
         logListings.push_back(&listing);
 
@@ -292,6 +293,7 @@ bool RedfishConversation::Discover()
 
     // Who it is.
     std::vector<JsonValue> chassisDocuments;
+    chassisDocuments.reserve(plans.size());
     for (const Plan &plan : plans)
         chassisDocuments.push_back(documentOf(plan.link));
     facts_ = SystemFactsOf(system, chassisDocuments, settings_.skuIsTag);
@@ -388,6 +390,7 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
         return NaturalCompare(a.sensor.id, b.sensor.id) < 0;
     });
     std::vector<Sensor> sensors;
+    sensors.reserve(shown.size());
     for (Shown &one : shown)
         sensors.push_back(std::move(one.sensor));
     NameSensors(&sensors);

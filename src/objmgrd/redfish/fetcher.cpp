@@ -237,6 +237,7 @@ std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings
     }
     while (!pages.empty() && !stop_() && !unauthorized_) {
         std::vector<std::string> links;
+        links.reserve(pages.size());
         for (const Page &page : pages)
             links.push_back(page.link);
         std::vector<Got> got = GetAll(links);

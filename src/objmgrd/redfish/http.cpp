@@ -92,7 +92,9 @@ size_t TakeHeader(char *bytes, size_t, size_t count, void *mine)
     else if (HeaderIs(line, "etag", &value))
         answer.etag = value;
     else if (HeaderIs(line, "retry-after", &value))
-        answer.retryAfterS = static_cast<u32>(std::clamp(atoi(value.c_str()), 0, 3600));
+        // A date is no number: 0.
+        answer.retryAfterS =
+            static_cast<u32>(std::clamp(strtol(value.c_str(), nullptr, 10), 0L, 3600L));
     return count;
 }
 
