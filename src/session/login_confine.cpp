@@ -120,6 +120,7 @@ static int AllowObject(dl_phdr_info *object, size_t, void *context)
     for (int i = 0; i < object->dlpi_phnum; ++i)
         if (object->dlpi_phdr[i].p_type == PT_INTERP) {
             const uintptr_t at = object->dlpi_addr + object->dlpi_phdr[i].p_vaddr;
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader says where as a number.
             Allow(ruleset, reinterpret_cast<const char *>(at), kReadFile | kExecute);
         }
     if (object->dlpi_name != nullptr && object->dlpi_name[0] == '/')

@@ -84,7 +84,9 @@ char **LoginBuildEnvironment(u32 id, const RegistryRecord *record, const char *o
     // Room for every variable that could come through, the four of the session, PATH, the end.
     environment.entries = static_cast<char **>(calloc(inherited + 6, sizeof(char *)));
     if (environment.entries == nullptr || !PutSession(&environment, id, record) ||
-        !PutInherited(&environment) || !PutPath(&environment, ownDirectory))
+        !PutInherited(&environment) || !PutPath(&environment, ownDirectory)) {
+        free(environment.entries);  // the texts stay, as in an environment that was built
         return nullptr;
+    }
     return environment.entries;
 }
