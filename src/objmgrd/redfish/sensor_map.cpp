@@ -18,34 +18,34 @@ struct KindRow {
     SensorKind kind;
     u8 type;
     u8 format;
-    const char *unit;
-    const char *noun;  // the name of a sensor that has none
-    bool numbered;     // the noun gets a number also when there is only one
+    bool numbered;  // the noun gets a number also when there is only one
     SensorSource newer;
     SensorSource older;
+    const char *unit;
+    const char *noun;  // the name of a sensor that has none
     const char *list;  // in the older document
 };
 
 constexpr KindRow kKinds[] = {
-    {SensorKind::Temperature, 1, 1, "C", "Temperature", true, SensorSource::Sensors,
-     SensorSource::Thermal, "Temperatures"},
-    {SensorKind::Fan, 4, 1, "RPM", "Fan", true, SensorSource::Fans, SensorSource::Thermal, "Fans"},
-    {SensorKind::Voltage, 2, 1, "V", "Voltage", true, SensorSource::Sensors, SensorSource::Power,
+    {SensorKind::Temperature, 1, 1, true, SensorSource::Sensors, SensorSource::Thermal, "C",
+     "Temperature", "Temperatures"},
+    {SensorKind::Fan, 4, 1, true, SensorSource::Fans, SensorSource::Thermal, "RPM", "Fan", "Fans"},
+    {SensorKind::Voltage, 2, 1, true, SensorSource::Sensors, SensorSource::Power, "V", "Voltage",
      "Voltages"},
-    {SensorKind::Power, 3, 1, "W", "Power", true, SensorSource::Sensors, SensorSource::Power,
+    {SensorKind::Power, 3, 1, true, SensorSource::Sensors, SensorSource::Power, "W", "Power",
      "PowerControl"},
-    {SensorKind::Current, 3, 1, "A", "Current", true, SensorSource::Sensors, SensorSource::None,
+    {SensorKind::Current, 3, 1, true, SensorSource::Sensors, SensorSource::None, "A", "Current",
      ""},
-    {SensorKind::Intrusion, 5, 2, "", "Intrusion", false, SensorSource::Chassis, SensorSource::None,
+    {SensorKind::Intrusion, 5, 2, false, SensorSource::Chassis, SensorSource::None, "", "Intrusion",
      ""},
-    {SensorKind::Battery, 41, 2, "", "Battery", true, SensorSource::Batteries, SensorSource::None,
+    {SensorKind::Battery, 41, 2, true, SensorSource::Batteries, SensorSource::None, "", "Battery",
      ""},
-    {SensorKind::Supply, 8, 2, "", "Power Supply", true, SensorSource::Supplies,
-     SensorSource::Power, "PowerSupplies"},
-    {SensorKind::FanRedundancy, 4, 3, "", "Fan Redundancy", false, SensorSource::ThermalSubsystem,
-     SensorSource::Thermal, "Redundancy"},
-    {SensorKind::SupplyRedundancy, 8, 3, "", "Power Supply Redundancy", false,
-     SensorSource::PowerSubsystem, SensorSource::Power, "Redundancy"},
+    {SensorKind::Supply, 8, 2, true, SensorSource::Supplies, SensorSource::Power, "",
+     "Power Supply", "PowerSupplies"},
+    {SensorKind::FanRedundancy, 4, 3, false, SensorSource::ThermalSubsystem, SensorSource::Thermal,
+     "", "Fan Redundancy", "Redundancy"},
+    {SensorKind::SupplyRedundancy, 8, 3, false, SensorSource::PowerSubsystem, SensorSource::Power,
+     "", "Power Supply Redundancy", "Redundancy"},
 };
 
 constexpr bool KindsStandInOrder()
@@ -520,6 +520,7 @@ std::vector<Sensor> Unordered(const ChassisView &chassis, SensorKind kind, Senso
 struct Worth {
     size_t rpm = 0;  // of fans: readings in RPM
     size_t entries = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it sees is the compiler's own.
     auto operator<=>(const Worth &) const = default;
 };
 
@@ -555,7 +556,7 @@ bool HasLetter(const std::string &text)
 constexpr char kCurrentWord[] = "Current";
 
 // Clients take a sensor of type 3 for an ammeter when its name has "Current" in it.
-std::string WithCurrent(std::string name)
+std::string WithCurrent(const std::string &name)
 {
     return name.find(kCurrentWord) == std::string::npos ? name + " " + kCurrentWord : name;
 }
@@ -576,7 +577,7 @@ std::string NameOf(const Sensor &sensor, u32 number, bool several)
                    ? sensor.shortId
                    : row.noun + (row.numbered || several ? " " + std::to_string(number) : "");
     if (sensor.kind == SensorKind::Current)
-        return WithCurrent(std::move(name));
+        return WithCurrent(name);
     return sensor.kind == SensorKind::Power ? WithoutCurrent(std::move(name)) : name;
 }
 
