@@ -681,7 +681,7 @@ int Server::Run(const sigset_t &signals, ServerSignalHandler handler, void *cont
         return errno;
     int error = 0;
     for (bool goOn = true; goOn && error == 0;) {
-        bool signalled;
+        bool signalled = false;
         error = ServeOnce(signalFd, &signalled);
         signalfd_siginfo signal;
         while (goOn && signalled && read(signalFd, &signal, sizeof signal) == sizeof signal)
