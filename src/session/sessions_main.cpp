@@ -199,6 +199,19 @@ static int ComplainAboutRegistry(u32 result, const char *directory)
     return result == kRegistryFailed && error == EACCES ? kExitNoPermission : kExitUnavailable;
 }
 
+static int PrintFound(List *list, u32 result, bool json)
+{
+    if (result != kRegistryOk)
+        return ComplainAboutRegistry(result, list->directory);
+    if (!list->complete) {
+        fprintf(stderr, "smclp-sessions: no memory for so many sessions\n");
+        return kExitFailed;
+    }
+    if (list->count > 1)
+        qsort(list->sessions, list->count, sizeof(Session), OldestFirst);
+    return PrintList(list, json) ? 0 : kExitFailed;
+}
+
 static int PrintSessions(bool json)
 {
     List list = {};
@@ -209,15 +222,9 @@ static int PrintSessions(bool json)
     list.complete = true;
     if (result == kRegistryOk)
         result = RegistryForEach(list.directory, Add, &list);
-    if (result != kRegistryOk)
-        return ComplainAboutRegistry(result, list.directory);
-    if (!list.complete) {
-        fprintf(stderr, "smclp-sessions: no memory for so many sessions\n");
-        return kExitFailed;
-    }
-    if (list.count > 1)
-        qsort(list.sessions, list.count, sizeof(Session), OldestFirst);
-    return PrintList(&list, json) ? 0 : kExitFailed;
+    const int status = PrintFound(&list, result, json);
+    free(list.sessions);
+    return status;
 }
 
 static int EndSession(const char *text)

@@ -41,13 +41,16 @@ std::string Shown(const SensorKind &kind, const char *stateValue, const std::str
 TEST(SensorKinds, EveryPairHasTheTargetThatTheShellGivesIt)
 {
     for (const SensorKind &kind : SensorKinds()) {
-        FakeObjMgr om;
-        AddOne(&om, kind.type, kind.format, "0");
-        TestShell shell;
-        EXPECT_EQ(shell.Run("show -display targets /system1/" + std::string(kind.collection)), 0u);
-        EXPECT_NE(shell.Output().find(std::string("    ") + kind.element + "1\n"),
-                  std::string::npos)
-            << kind.name << shell.Output();
+        {
+            FakeObjMgr om;
+            AddOne(&om, kind.type, kind.format, "0");
+            TestShell shell;  // one at a time: the memory pools are the process's
+            const std::string line = "show -display targets /system1/";
+            EXPECT_EQ(shell.Run(line + kind.collection), 0u);
+            EXPECT_NE(shell.Output().find(std::string("    ") + kind.element + "1\n"),
+                      std::string::npos)
+                << kind.name << shell.Output();
+        }
         EXPECT_NE(Shown(kind, "0", "elementname"), "") << kind.name;
     }
 }
