@@ -22,12 +22,28 @@ struct NumberRow {
 constexpr NumberRow kNumbers[] = {
     {"poll", "power_ms", &RedfishSettings::powerMs, 500, 10000},
     {"poll", "sensors_ms", &RedfishSettings::sensorsMs, 1000, 60000},
+    {"poll", "temperatures_ms", &RedfishSettings::temperaturesMs, 1000, 60000},
+    {"poll", "voltages_ms", &RedfishSettings::voltagesMs, 1000, 60000},
+    {"poll", "currents_ms", &RedfishSettings::currentsMs, 1000, 60000},
+    {"poll", "fans_ms", &RedfishSettings::fansMs, 1000, 60000},
+    {"poll", "states_ms", &RedfishSettings::statesMs, 1000, 60000},
     {"poll", "log_ms", &RedfishSettings::logMs, 1000, 300000},
     {"poll", "discovery_ms", &RedfishSettings::discoveryMs, 30000, 3600000},
     {"timeouts", "answer_ms", &RedfishSettings::answerMs, 1000, 30000},
     {"timeouts", "lost_ms", &RedfishSettings::lostMs, 2000, 60000},
     {"timeouts", "method_ms", &RedfishSettings::methodMs, 1000, 119000},
 };
+
+struct KindRow {
+    const char *key;  // of [poll]
+    u32 RedfishSettings::*field;
+};
+
+constexpr KindRow kKinds[] = {{"temperatures_ms", &RedfishSettings::temperaturesMs},
+                              {"voltages_ms", &RedfishSettings::voltagesMs},
+                              {"currents_ms", &RedfishSettings::currentsMs},
+                              {"fans_ms", &RedfishSettings::fansMs},
+                              {"states_ms", &RedfishSettings::statesMs}};
 
 struct TextRow {
     const char *key;  // of [redfish]
@@ -74,6 +90,7 @@ private:
     void ReadKey(const char *table, const toml::key &key, const toml::node &node);
     void ReadWord(const WordRow &row, const toml::node &node);
     void ReadUrl(const toml::node &node);
+    void FillKinds(const toml::table &top);
 
     RedfishSettings *settings_;
 };
@@ -139,8 +156,19 @@ void Reader::ReadTable(const char *name, const toml::table &table)
         ReadKey(name, key, node);
 }
 
+// What is not said of a kind follows sensors_ms.
+void Reader::FillKinds(const toml::table &top)
+{
+    const toml::table *poll = top.get_as<toml::table>("poll");
+    for (const KindRow &row : kKinds) {
+        if (poll == nullptr || !poll->contains(row.key))
+            settings_->*row.field = settings_->sensorsMs;
+    }
+}
+
 void Reader::CheckWhole(const toml::table &top)
 {
+    FillKinds(top);
     const toml::table *table = top.get_as<toml::table>("redfish");
     if (table == nullptr)
         return;
