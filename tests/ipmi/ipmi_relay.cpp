@@ -95,6 +95,12 @@ struct Client {
     int upstream;
 };
 
+struct Delivery {
+    u64 count = 0;
+    i64 lastUs = 0;
+    i64 longestPauseUs = 0;
+};
+
 struct DelayedReply {
     i64 dueUs;
     sockaddr_in to;
@@ -117,16 +123,18 @@ public:
     RelayCounts counts;
     std::map<CommandKey, u64> requests;
     std::set<std::tuple<CommandKey, u32, u8>> distinct;
+    std::map<CommandKey, Delivery> delivered;
+    u32 chance = 1;
 
 private:
     void Run();
     int UpstreamOf(const sockaddr_in &client);
     void TakeRequest();
-    bool IsUnlucky();
-    u32 chance_ = 1;
+    bool Happens(u32 percent);
     void TakeReply(const Client &client);
     void CountRequest(const Bytes &packet);
     bool IsLost(const Bytes &packet, const Message &message);
+    void CountDelivery(const Bytes &packet, const Message &message);
     void Change(Bytes *packet, const Message &message);
     void Spoil(Bytes *packet);
     void SendDue();
@@ -239,21 +247,24 @@ void IpmiRelay::Impl::TakeRequest()
         return;
     packet.resize(static_cast<size_t>(count));
     CountRequest(packet);
-    if (IsUnlucky())
-        return;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (Happens(faults.lossPercent))
+            return;
+    }
     (void)!send(UpstreamOf(from), packet.data(), packet.size(), 0);
 }
 
 // The same in every run.
-bool IpmiRelay::Impl::IsUnlucky()
+bool IpmiRelay::Impl::Happens(u32 percent)
 {
-    chance_ = chance_ * 1664525 + 1013904223;
-    return (chance_ >> 16) % 100 < faults.lossPercent;
+    chance = chance * 1664525 + 1013904223;
+    return (chance >> 16) % 100 < percent;
 }
 
 bool IpmiRelay::Impl::IsLost(const Bytes &packet, const Message &message)
 {
-    if (IsUnlucky() || (faults.dropEvery != 0 && seen_ % faults.dropEvery == 0))
+    if (Happens(faults.lossPercent) || (faults.dropEvery != 0 && seen_ % faults.dropEvery == 0))
         return true;
     if (message.start == 0)
         return false;
@@ -262,6 +273,17 @@ bool IpmiRelay::Impl::IsLost(const Bytes &packet, const Message &message)
         return false;
     --drop->second;
     return true;
+}
+
+void IpmiRelay::Impl::CountDelivery(const Bytes &packet, const Message &message)
+{
+    if (message.start == 0)
+        return;
+    const i64 now = NowUs();
+    Delivery &delivery = delivered[KeyOf(packet, message)];
+    if (delivery.count++ != 0)
+        delivery.longestPauseUs = std::max(delivery.longestPauseUs, now - delivery.lastUs);
+    delivery.lastUs = now;
 }
 
 // Lets the edit change completion code and data, and mends lengths and sum.
@@ -310,11 +332,13 @@ void IpmiRelay::Impl::TakeReply(const Client &client)
     const Message message = FindMessage(packet);
     if (IsLost(packet, message))
         return;
+    CountDelivery(packet, message);
     Change(&packet, message);
     Spoil(&packet);
     const i64 due = NowUs() + faults.delayMs * i64{1000};
     delayed_.push_back({due, client.address, packet});
-    if (faults.repeatEvery != 0 && seen_ % faults.repeatEvery == 0)
+    const bool oneInSoMany = faults.repeatEvery != 0 && seen_ % faults.repeatEvery == 0;
+    if (oneInSoMany || Happens(faults.repeatPercent))
         delayed_.push_back({due, client.address, packet});
     if (faults.delayMs == 0) {
         for (const DelayedReply &reply : delayed_)
@@ -353,6 +377,8 @@ void IpmiRelay::Set(const RelayFaults &faults)
 {
     const std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->faults = faults;
+    if (faults.seed != 0)
+        impl_->chance = faults.seed;
 }
 
 void IpmiRelay::DropRepliesTo(IpmiCommand command, u32 count)
@@ -387,10 +413,26 @@ u64 IpmiRelay::Requests(IpmiCommand command, bool distinct) const
     return count;
 }
 
+u64 IpmiRelay::Delivered(IpmiCommand command) const
+{
+    const std::lock_guard<std::mutex> lock(impl_->mutex);
+    const auto found = impl_->delivered.find({command.netFn, command.command});
+    return found == impl_->delivered.end() ? 0 : found->second.count;
+}
+
+u32 IpmiRelay::LongestPauseMs(IpmiCommand command) const
+{
+    const std::lock_guard<std::mutex> lock(impl_->mutex);
+    const auto found = impl_->delivered.find({command.netFn, command.command});
+    return found == impl_->delivered.end() ? 0
+                                           : static_cast<u32>(found->second.longestPauseUs / 1000);
+}
+
 void IpmiRelay::ForgetCounts()
 {
     const std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->counts = {};
     impl_->requests.clear();
     impl_->distinct.clear();
+    impl_->delivered.clear();
 }

@@ -30,8 +30,10 @@ constexpr IpmiCommand kIpmiLogClear = {0x0A, 0x47};
 
 // What happens to replies, one in `every` of them; 0 is none.
 struct RelayFaults {
-    u32 lossPercent = 0;  // of requests and of replies, without a pattern
-    u32 delayMs = 0;      // of every reply
+    u32 lossPercent = 0;    // of requests and of replies, without a pattern
+    u32 repeatPercent = 0;  // of replies, without a pattern
+    u32 seed = 0;     // another one is another series of losses; 0: goes on with the one before
+    u32 delayMs = 0;  // of every reply
     u32 dropEvery = 0;
     u32 garbleEvery = 0;  // some bytes behind the first four are changed
     u32 repeatEvery = 0;
@@ -69,6 +71,9 @@ public:
     // Requests with this command: with `distinct`, repetitions of one that was not answered (same
     // session and sequence number of the request) count once.
     u64 Requests(IpmiCommand command, bool distinct = false) const;
+    // Replies to this command that were passed on, and the longest pause between two of them.
+    u64 Delivered(IpmiCommand command) const;
+    u32 LongestPauseMs(IpmiCommand command) const;
     void ForgetCounts();
 
 private:

@@ -4,6 +4,7 @@
 
 #include "ipmi/ipmi_sim.h"
 #include "ipmi/ipmi_tools.h"
+#include "support/clock.h"
 #include "support/program.h"
 
 #include <arpa/inet.h>
@@ -87,6 +88,18 @@ TEST_F(Relay, CountsCommandsOfSessionsWithoutEncryption)
     EXPECT_EQ(relay->Requests(kIpmiChassisControl), 0u);
 }
 
+TEST_F(Relay, PausesBetweenTwoRepliesToACommand)
+{
+    Ask({"power", "status"}, "2");
+    EXPECT_EQ(relay->LongestPauseMs(kIpmiChassisStatus), 0u);
+    SleepMs(100);
+    Ask({"power", "status"}, "2");
+    EXPECT_GE(relay->LongestPauseMs(kIpmiChassisStatus), 100u);
+    relay->ForgetCounts();
+    EXPECT_EQ(relay->LongestPauseMs(kIpmiChassisStatus), 0u);
+    EXPECT_EQ(relay->Delivered(kIpmiChassisStatus), 0u);
+}
+
 TEST_F(Relay, DelaysEveryReply)
 {
     relay->Set({.delayMs = 20});
@@ -102,6 +115,7 @@ TEST_F(Relay, LosesRepliesToACommand)
     // ipmitool repeats, the BMC acts twice: the harm that is to be avoided is there.
     EXPECT_EQ(relay->Requests(kIpmiChassisControl), 2u);
     EXPECT_EQ(relay->Requests(kIpmiChassisControl, true), 1u);
+    EXPECT_EQ(relay->Delivered(kIpmiChassisControl), 1u);
     EXPECT_EQ(bmc.Actions(), "reset 1\nreset 1\n");
 }
 
@@ -120,9 +134,11 @@ TEST_F(Relay, LosesGarblesRepeatsAndCutsReplies)
     EXPECT_EQ(garbled.size(), whole.size());
     EXPECT_EQ(garbled.substr(0, 4), whole.substr(0, 4));
     EXPECT_NE(garbled, whole);
+    relay->Set({.repeatPercent = 100});
+    EXPECT_EQ(Replies(2), std::vector<std::string>(4, whole));
     relay->Set({});
     EXPECT_EQ(Replies(2), std::vector<std::string>(2, whole));
-    EXPECT_EQ(relay->Counts().requests, 1u + 4 + 4 + 1 + 1 + 2);
+    EXPECT_EQ(relay->Counts().requests, 1u + 4 + 4 + 1 + 1 + 2 + 2);
 }
 
 TEST_F(Relay, EditsRepliesOfSessionsWithoutIntegrity)
