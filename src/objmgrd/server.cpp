@@ -318,8 +318,9 @@ void Server::State::RunTimers(u64 now)
     }
     if (now >= PublishDue())
         Publish(now);
-    if (nextTick == kNever && provider->TickMs() != 0)
-        nextTick = now + provider->TickMs();
+    // It may be due sooner than was said last.
+    if (provider->TickMs() != 0)
+        nextTick = std::min(nextTick, now + provider->TickMs());
     if (now >= nextTick) {
         Tick();
         nextTick = provider->TickMs() != 0 ? now + provider->TickMs() : kNever;
@@ -655,11 +656,6 @@ int Server::ServeOnce(int signalFd, bool *signalled)
     return 0;
 }
 
-bool Server::IsReady() const
-{
-    return state_ != nullptr && state_->provider->Ready() && !state_->store.IsStaged();
-}
-
 int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
 {
     if (state_ == nullptr)
@@ -669,7 +665,9 @@ int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
         return errno;
     const u64 untilMs = NowMs() + limitMs;
     int error = 0;
-    for (bool signalled = false; error == 0 && !signalled && !IsReady() && NowMs() < untilMs;)
+    // What it shows has to be published, too.
+    const auto isReady = [this] { return state_->provider->Ready() && !state_->store.IsStaged(); };
+    for (bool signalled = false; error == 0 && !signalled && !isReady() && NowMs() < untilMs;)
         error = ServeOnce(signalFd, &signalled);
     close(signalFd);
     return error;

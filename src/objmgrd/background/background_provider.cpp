@@ -14,6 +14,9 @@ namespace
 {
 
 constexpr u32 kMethodMarginMs = 500;
+// Ages that tools are told, and everything else that nobody waits for.
+constexpr u32 kIdleTickMs = 500;
+constexpr u32 kBusyTickMs = 100;
 // The thread is in one request at most.
 constexpr u32 kJoinMostMs = 5000;
 
@@ -238,6 +241,18 @@ void BackgroundProvider::TellHeard(ImageWriter *store)
         store->Heard(source_, heard);
     else
         store->Silent(source_);
+}
+
+u32 BackgroundProvider::TickMs() const
+{
+    if (!open_.empty() || !unsaved_.empty())
+        return kBusyTickMs;
+    const u64 lost = shared_->mailbox.heardMs + options_.lostMs;
+    const u64 now = options_.clock();
+    // Just behind the moment, or in step with it where that has passed.
+    if (!failed_ && lost + 1 < now + kIdleTickMs)
+        return lost >= now ? static_cast<u32>(lost + 1 - now) : kBusyTickMs;
+    return kIdleTickMs;
 }
 
 u32 BackgroundProvider::MethodTimeoutMs() const

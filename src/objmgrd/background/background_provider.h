@@ -62,7 +62,8 @@ public:
     ProviderReply Invoke(const MethodCall &call, ImageWriter *store) override;
     void Withdraw(u64 ticket) override;
     void Committed(bool done) override;
-    u32 TickMs() const override { return 100; }
+    // When something is due here; what the thread has read wakes the server by itself.
+    u32 TickMs() const override;
     void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override;
     // A little more than methodMs, so that the answer that it took too long still arrives.
     u32 MethodTimeoutMs() const override;

@@ -278,6 +278,25 @@ TEST(BackgroundProviderTime, ClientsLearnHowLongAMethodTakes)
     EXPECT_FALSE(provider.Sources()[0].answers);
 }
 
+// Twice a second, with the server's heartbeat three times; sooner where somebody waits.
+TEST(BackgroundProviderTime, AnIdleProviderIsSeldomWoken)
+{
+    BackgroundProvider provider(Options(), [](Mailbox *mailbox) {
+        return std::make_unique<Thermometer>("/nonexistent", mailbox);
+    });
+    EXPECT_EQ(provider.TickMs(), 500u);
+    MethodCall call;
+    for (const MethodRow &row : kMethodTable) {
+        if (row.id == MethodId::Stop)
+            call.row = &row;
+    }
+    const ProviderReply reply = provider.Invoke(call, nullptr);
+    EXPECT_TRUE(reply.pending);
+    EXPECT_EQ(provider.TickMs(), 100u);
+    provider.Withdraw(reply.ticket);
+    EXPECT_EQ(provider.TickMs(), 500u);
+}
+
 TEST(BackgroundProviderTime, AMethodOfSevenSecondsIsAnswered)
 {
     const TestDirectory directory;
