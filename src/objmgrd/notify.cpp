@@ -88,16 +88,13 @@ void Notify::Stopping()
 
 void Notify::Status(const std::string &text)
 {
-    const std::string line = text.substr(0, text.find('\n'));
-    statusUntold_ = Send("STATUS=" + line) ? "" : line;
+    Send("STATUS=" + text.substr(0, text.find('\n')));
 }
 
 void Notify::Watchdog(u64 nowMs)
 {
     if (readyUntold_)
         Ready();
-    if (!statusUntold_.empty())
-        Status(std::string(statusUntold_));
     if (watchdogMs_ != 0 && nowMs >= watchdogFrom_ && Send("WATCHDOG=1"))
         watchdogFrom_ = nowMs + watchdogMs_ / 2;
 }

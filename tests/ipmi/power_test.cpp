@@ -249,4 +249,20 @@ TEST_F(Power, OpeningsOfASessionAreRepeatedOnAPoorNetwork)
     EXPECT_LE(TimesIn(bmc.Actions(), "reset 1"), 20u);
 }
 
+// Each command is done once and said to be done, though every third answer comes twice.
+TEST_F(Power, AnswersThatComeTwiceMisleadNobody)
+{
+    PutRelay();
+    Serve();
+    relay->Set({.repeatPercent = 30});
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(Timed("reset /system1"), kReset);
+        EXPECT_EQ(Timed("stop /system1"), kStopped);
+        EXPECT_EQ(Timed("start /system1"), kStarted);
+        EXPECT_EQ(bmc.Actions(), "reset 1\npower 0\npower 1\n");
+        bmc.ForgetActions();
+    }
+    EXPECT_EQ(TimesIn(service->Log(), "cannot be read"), 0u) << service->Log();
+}
+
 }  // namespace

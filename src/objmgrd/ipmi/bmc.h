@@ -2,7 +2,7 @@
 // bmc.h -- a conversation with a BMC: one request, one answer.
 //
 // What the requests and answers mean is known above (sdr_reader, sel_reader, ...); this is what
-// carries them. One thread at a time, one request in flight.
+// carries them. One thread at a time, one request in flight in each session.
 #ifndef OBJMGRD_IPMI_BMC_H
 #define OBJMGRD_IPMI_BMC_H
 
@@ -74,6 +74,18 @@ public:
     virtual void Close() = 0;
     // Sends a request and waits for its answer, for no longer than the session's limit.
     virtual BmcAnswer Ask(const BmcRequest &request) = 0;
+    // The same in two parts, so that something else can be done meanwhile. Until TakeAnswer gives
+    // the answer nothing but Close is called on this object, and Close gives the answer up.
+    virtual void AskAside(const BmcRequest &request) { aside_ = Ask(request); }
+    // Waits for waitMs at the most. False: the answer may still come.
+    virtual bool TakeAnswer(BmcAnswer *answer, [[maybe_unused]] u32 waitMs)
+    {
+        *answer = aside_;
+        return true;
+    }
+
+private:
+    BmcAnswer aside_;
 };
 
 inline u16 BmcWord(const u8 *bytes)

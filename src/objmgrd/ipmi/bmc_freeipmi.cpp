@@ -2,9 +2,16 @@
 // bmc_freeipmi.cpp -- see bmc_freeipmi.h.
 #include "objmgrd/ipmi/bmc_freeipmi.h"
 
+#include "objmgrd/ipmi/answer_time.h"
+#include "objmgrd/ipmi/bmc_probe.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -23,20 +30,20 @@ constexpr u32 kNeverAgainMs = 30000;
 constexpr u32 kOpeningFactor = 2;
 constexpr u32 kCloseMs = 300;
 // A signal that comes just before the waiting begins would be lost: it is sent again.
-constexpr long kAgainMs = 20;
+constexpr u32 kAgainUs = 20000;
 
-// After so many answers it is known how long the BMC takes; a request is sent again after a few
-// times that.
-constexpr u32 kAdaptAfter = 4;
-constexpr u32 kAgainFactor = 6;
-constexpr u32 kAgainMarginMs = 20;
-constexpr u32 kAgainLeastMs = 25;
+// Opening a session is tried again after so many times what the BMC takes for an answer and this
+// time, and then after twice as long each time: a lost packet of it is not sent again before.
+constexpr u32 kOpeningAnswers = 8;
+constexpr u32 kOpeningLeastMs = 60;
+// Failures before the time is over that opening is tried again at once for.
+constexpr u32 kEarlyMax = 8;
 
-u64 NowMs()
+u64 NowUs()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+    return static_cast<u64>(now.tv_sec) * 1000000 + static_cast<u64>(now.tv_nsec) / 1000;
 }
 
 int LimitSignal()
@@ -44,9 +51,9 @@ int LimitSignal()
     return SIGRTMIN;
 }
 
-timespec TimeOf(u32 ms)
+timespec TimeOf(u64 us)
 {
-    return {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
+    return {static_cast<time_t>(us / 1000000), static_cast<long>(us % 1000000) * 1000};
 }
 
 // A timer of the calling thread whose signal ends every waiting with EINTR.
@@ -62,11 +69,11 @@ public:
     Alarm(const Alarm &) = delete;
     Alarm &operator=(const Alarm &) = delete;
 
-    void Set(u32 ms)
+    void Set(u64 us)
     {
         if (!made_)
             Make();
-        const itimerspec time = {TimeOf(ms == 0 ? 0 : kAgainMs), TimeOf(ms)};
+        const itimerspec time = {TimeOf(us == 0 ? 0 : kAgainUs), TimeOf(us)};
         if (made_)
             timer_settime(timer_, 0, &time, nullptr);
     }
@@ -96,7 +103,7 @@ private:
 class Limit
 {
 public:
-    Limit(Alarm *alarm, u32 ms) : alarm_(alarm) { alarm_->Set(ms); }
+    Limit(Alarm *alarm, u32 ms) : alarm_(alarm) { alarm_->Set(u64{ms} * 1000); }
     ~Limit() { alarm_->Set(0); }
     Limit(const Limit &) = delete;
     Limit &operator=(const Limit &) = delete;
@@ -205,12 +212,24 @@ constexpr AnswerRow kAnswers[] = {
     {IPMI_ERR_DRIVER_BUSY, kBmcNodeBusy},
 };
 
+// A request on a thread of its own.
+struct Aside {
+    bool begun = false;  // the thread is to be joined
+    pthread_t thread = {};
+    BmcRequest request = {};
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool done = false;
+    BmcAnswer answer;
+};
+
 }  // namespace
 
 struct FreeIpmiBmc::State {
     State(std::shared_ptr<const IpmiSettings> theSettings,
           std::shared_ptr<const Password> thePassword, BmcUse theUse)
-        : settings(std::move(theSettings)), password(std::move(thePassword)), use(theUse)
+        : settings(std::move(theSettings)), password(std::move(thePassword)), use(theUse),
+          time(settings->answerMs * 1000, settings->sessionMs * 1000)
     {
     }
 
@@ -221,12 +240,18 @@ struct FreeIpmiBmc::State {
     Alarm alarm;
 
     bool openSessionPrivilege = false;  // this BMC needs that workaround, as was seen
-    u32 againMs = 0;                    // a request without an answer is sent again
-    u32 answers = 0;                    // of this session
-    u32 quickestMs = 0;                 // ... and how long the quickest of them took
+    u32 againMs = 0;                    // the library sends a request again
+    u32 openingMs = 0;                  // the last opening took
+    AnswerTime time;
+    Aside aside;
 
     BmcOpening Open(std::string *why, u32 limitMs);
-    void Adapt(u64 tookMs);
+    BmcOpening OpenInParts(std::string *why, u32 limitMs, u32 answerUs);
+    bool Repeats() const { return use == BmcUse::Poll && settings->driver == IpmiDriver::Lan; }
+    int Send(const BmcRequest &request, Alarm *with, u64 waitUs, u8 *in, size_t inSize) const;
+    BmcAnswer Ask(const BmcRequest &request, Alarm *with);
+    static void *RunAside(void *state);
+    void EndAside();
     bool OpenLan(u32 limitMs);
     bool OpenLocal(u32 limitMs);
     BmcOpening Cause(std::string *why) const;
@@ -277,6 +302,7 @@ BmcOpening FreeIpmiBmc::State::Cause(std::string *why) const
 
 void FreeIpmiBmc::State::Close()
 {
+    EndAside();
     if (context == nullptr)
         return;
     const Limit limit(&alarm, kCloseMs);
@@ -326,37 +352,42 @@ BmcOpening FreeIpmiBmc::State::Open(std::string *why, u32 limitMs)
     return again;
 }
 
-// How soon a request is sent again has to be said when a session is opened, before anything is
-// known about the network. So a second session takes the place of one that would wait too long.
-void FreeIpmiBmc::State::Adapt(u64 tookMs)
+// A BMC that takes long for its keys is known by the time that an earlier opening took.
+BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 answerUs)
 {
-    const u32 took = static_cast<u32>(std::min<u64>(tookMs, kSessionTimeoutMs));
-    quickestMs = answers == 0 ? took : std::min(quickestMs, took);
-    if (++answers != kAdaptAfter)
-        return;
-    const u32 right =
-        std::clamp(quickestMs * kAgainFactor + kAgainMarginMs, kAgainLeastMs, settings->answerMs);
-    if (right * 2 > againMs)
-        return;
-    auto *const before = context;
-    const u32 beforeMs = std::exchange(againMs, right);
-    std::string ignored;
-    if (Open(&ignored, 0) != BmcOpening::Open) {
-        context = before;
-        againMs = beforeMs;
-        return;
+    const u64 end = NowUs() + u64{limitMs} * 1000;
+    u64 part = std::max(answerUs * kOpeningAnswers + kOpeningLeastMs * 1000, openingMs * 2000);
+    for (u32 failures = 0;;) {
+        const u64 before = NowUs();
+        const u64 left = std::max(end, before + 1000) - before;
+        const u64 limit = std::min(part, left);
+        const BmcOpening opening = Open(why, static_cast<u32>(limit / 1000));
+        const u64 took = NowUs() - before;
+        if (opening == BmcOpening::Open)
+            openingMs = static_cast<u32>(took / 1000);
+        // The library takes an answer that comes twice for a failure.
+        const bool early = took < limit / 1000 * 1000;
+        if (opening != BmcOpening::Silent || limit == left || (early && failures++ == kEarlyMax))
+            return opening;
+        part *= early ? 1 : 2;
     }
-    const Limit limit(&alarm, kCloseMs);
-    ipmi_ctx_close(before);
-    ipmi_ctx_destroy(before);
 }
 
 BmcOpening FreeIpmiBmc::Open(std::string *why, u32 limitMs)
 {
     Close();
-    state_->againMs = state_->use == BmcUse::Control ? kNeverAgainMs : state_->settings->answerMs;
-    state_->answers = 0;
-    return state_->Open(why, limitMs);
+    const IpmiSettings &settings = *state_->settings;
+    state_->againMs = state_->use == BmcUse::Control ? kNeverAgainMs : settings.answerMs;
+    if (!state_->Repeats())
+        return state_->Open(why, limitMs);
+    // Nothing from before says what the BMC takes now.
+    state_->time = AnswerTime(settings.answerMs * 1000, settings.sessionMs * 1000);
+    const u32 answerUs = BmcProbe(settings.host, settings.port, settings.answerMs);
+    const u32 limit = limitMs != 0 ? limitMs : settings.sessionMs * kOpeningFactor;
+    if (answerUs == 0)
+        return state_->Open(why, limit);
+    state_->time.Took(answerUs);
+    return state_->OpenInParts(why, limit, answerUs);
 }
 
 void FreeIpmiBmc::Close()
@@ -364,36 +395,114 @@ void FreeIpmiBmc::Close()
     state_->Close();
 }
 
-BmcAnswer FreeIpmiBmc::Ask(const BmcRequest &request)
+int FreeIpmiBmc::State::Send(const BmcRequest &request, Alarm *with, u64 waitUs, u8 *in,
+                             size_t inSize) const
 {
-    BmcAnswer answer;
-    if (state_->context == nullptr)
-        return answer;
     u8 out[1 + kBmcRequestMax];
-    u8 in[2 + kBmcAnswerMax];
     const u32 size = std::min<u32>(request.size, kBmcRequestMax);
     out[0] = request.command;
     memcpy(out + 1, request.data, size);
-    const u64 before = NowMs();
-    state_->alarm.Set(state_->settings->sessionMs);
-    const int got =
-        ipmi_cmd_raw(state_->context, request.lun, request.netFn, out, 1 + size, in, sizeof in);
-    state_->alarm.Set(0);
-    if (got < 0) {
-        const int error = ipmi_ctx_errnum(state_->context);
+    with->Set(waitUs);
+    const int got = ipmi_cmd_raw(context, request.lun, request.netFn, out, 1 + size, in,
+                                 static_cast<unsigned int>(inSize));
+    with->Set(0);
+    return got;
+}
+
+BmcAnswer FreeIpmiBmc::State::Ask(const BmcRequest &request, Alarm *with)
+{
+    BmcAnswer answer;
+    if (context == nullptr)
+        return answer;
+    u8 in[2 + kBmcAnswerMax];
+    const u64 end = NowUs() + u64{settings->sessionMs} * 1000;
+    bool again = false;
+    for (;;) {
+        const u64 before = NowUs();
+        const u64 left = std::max(end, before + 1) - before;
+        const u64 wait = Repeats() ? std::min<u64>(time.AgainUs(), left) : left;
+        const int got = Send(request, with, wait, in, sizeof in);
+        const u64 took = NowUs() - before;
+        if (got >= 0) {
+            if (!again)
+                time.Took(static_cast<u32>(took));
+            answer.came = true;
+            if (got >= 2) {
+                answer.code = in[1];
+                answer.size = static_cast<u8>(got - 2);
+                memcpy(answer.data, in + 2, answer.size);
+            }
+            return answer;
+        }
+        const int error = ipmi_ctx_errnum(context);
         for (const AnswerRow &row : kAnswers) {
             answer.came = answer.came || row.error == error;
             answer.code = row.error == error ? row.code : answer.code;
         }
-        return answer;
+        // An error that comes before the time is over is one that repeating does not mend.
+        if (answer.came || !Repeats() || took < wait || took >= left)
+            return answer;
+        again = true;
+        time.NotEnough();
     }
-    answer.came = true;
-    if (got >= 2) {
-        answer.code = in[1];
-        answer.size = static_cast<u8>(got - 2);
-        memcpy(answer.data, in + 2, answer.size);
+}
+
+BmcAnswer FreeIpmiBmc::Ask(const BmcRequest &request)
+{
+    return state_->Ask(request, &state_->alarm);
+}
+
+void *FreeIpmiBmc::State::RunAside(void *state)
+{
+    auto *const mine = static_cast<State *>(state);
+    Alarm alarm;  // of this thread
+    const BmcAnswer answer = mine->Ask(mine->aside.request, &alarm);
+    const std::lock_guard lock(mine->aside.mutex);
+    mine->aside.answer = answer;
+    mine->aside.done = true;
+    mine->aside.ended.notify_all();
+    return nullptr;
+}
+
+void FreeIpmiBmc::AskAside(const BmcRequest &request)
+{
+    Aside &aside = state_->aside;
+    state_->EndAside();
+    aside.request = request;
+    aside.done = false;
+    aside.begun = pthread_create(&aside.thread, nullptr, State::RunAside, state_) == 0;
+    if (!aside.begun) {
+        aside.answer = Ask(request);
+        aside.done = true;
     }
-    if (state_->use == BmcUse::Poll && state_->settings->driver == IpmiDriver::Lan)
-        state_->Adapt(NowMs() - before);
-    return answer;
+}
+
+bool FreeIpmiBmc::TakeAnswer(BmcAnswer *answer, u32 waitMs)
+{
+    Aside &aside = state_->aside;
+    {
+        std::unique_lock lock(aside.mutex);
+        if (!aside.ended.wait_for(lock, std::chrono::milliseconds(waitMs),
+                                  [&] { return aside.done; }))
+            return false;
+        *answer = aside.answer;
+    }
+    state_->EndAside();
+    return true;
+}
+
+// The signal ends the waiting; one that comes before it begins would be lost, and is sent again.
+void FreeIpmiBmc::State::EndAside()
+{
+    if (!aside.begun)
+        return;
+    {
+        std::unique_lock lock(aside.mutex);
+        while (!aside.done) {
+            pthread_kill(aside.thread, LimitSignal());
+            aside.ended.wait_for(lock, std::chrono::microseconds(kAgainUs));
+        }
+    }
+    pthread_join(aside.thread, nullptr);
+    aside.begun = false;
 }

@@ -5,6 +5,11 @@
 //   - A command that is not answered within the retransmission time-out is sent and carried out
 //     again; the session time-out is looked at only after that. So a session for control has a
 //     retransmission time-out that is never reached: a timer interrupts the waiting before.
+//   - That time-out is said when a session is opened, before anything is known about the network.
+//     So how long the BMC takes is asked before (bmc_probe.h), opening is tried in parts that
+//     follow from it, and later the timer interrupts a waiting that is longer than answers take
+//     (answer_time.h); then the request is sent again. The library drops answers to what was sent
+//     before; so its own time is long, or late answers would be dropped for ever.
 //   - The library's session time-out also counts the pauses between commands, and with the
 //     wall clock. It is long here; the timer sets the limit that counts.
 //   - Waiting for the kernel's driver has a limit of 60 s, which the same timer shortens.
@@ -36,6 +41,9 @@ public:
     BmcOpening Open(std::string *why, u32 limitMs = 0) override;
     void Close() override;
     BmcAnswer Ask(const BmcRequest &request) override;
+    // On a thread of its own.
+    void AskAside(const BmcRequest &request) override;
+    bool TakeAnswer(BmcAnswer *answer, u32 waitMs) override;
 
 private:
     struct State;

@@ -19,6 +19,10 @@ constexpr u32 kOpeningLeastMs = 100;
 constexpr u32 kLongTurn = 8;
 constexpr u32 kLongTurnDoubtful = 3;
 
+// The answer to a command is waited for with nothing else done for some times what the BMC takes.
+constexpr u32 kAnswerFactor = 3;
+constexpr u32 kAnswerLeastMs = 50;
+
 // Clear SEL (section 31.9).
 constexpr u8 kEraseBegin = 0xAA;
 constexpr u8 kEraseStatus = 0x00;
@@ -123,6 +127,8 @@ void Methods::Step()
         return StepOpen();
     case Phase::Send:
         return StepSend();
+    case Phase::Sent:
+        return StepSent(0);
     case Phase::Confirm:
         return StepConfirm();
     case Phase::Reserve:
@@ -195,8 +201,22 @@ void Methods::StepOpen()
 void Methods::StepSend()
 {
     action_->sent = true;
-    const BmcAnswer answer =
-        control_->Ask({kNetFnChassis, kChassisControl, 1, {RowOf(action_->order.kind).control}});
+    control_->AskAside({kNetFnChassis, kChassisControl, 1, {RowOf(action_->order.kind).control}});
+    action_->phase = Phase::Sent;
+    StepSent(session_->AnswerMs() * kAnswerFactor + kAnswerLeastMs);
+}
+
+// An answer that does not come, since it or the command was lost, is waited for as long as any, and
+// readings go on meanwhile. So does the look at the power state, which may say that it was done.
+void Methods::StepSent(u32 waitMs)
+{
+    BmcAnswer answer;
+    if (!control_->TakeAnswer(&answer, waitMs)) {
+        action_->answered = false;
+        if (session_->IsOpen() && schedule_->AskPower().Done(1) && SeemsDone())
+            return Confirm();
+        return LookAgain();
+    }
     control_->Close();
     if (answer.came && answer.code != kBmcDone) {
         Say(LOG_WARNING, "refused: " + BmcCodeWords(answer.code));
@@ -208,20 +228,30 @@ void Methods::StepSend()
     action_->phase = Phase::Confirm;
 }
 
+// By the power state; of a reset it says nothing.
+bool Methods::SeemsDone() const
+{
+    const OrderRow &row = RowOf(action_->order.kind);
+    return row.changesState && (publication_->Power() == BmcPower::On) != row.needsOn;
+}
+
 // Nothing is reported before the power state has been read after the command.
 void Methods::StepConfirm()
 {
     const BmcAnswer answer = schedule_->AskPower();
     if (!answer.came)
         return;
-    if (!answer.Done(1))
-        return LookAgain();
-    const OrderRow &row = RowOf(action_->order.kind);
-    const bool on = publication_->Power() == BmcPower::On;
-    if (row.changesState && on == row.needsOn)
+    const bool changes = RowOf(action_->order.kind).changesState;
+    if (!answer.Done(1) || (changes && !SeemsDone()))
         return LookAgain();  // not yet
+    Confirm();
+}
+
+void Methods::Confirm()
+{
     // A reset does not show in the power state: without an answer nobody knows.
-    const bool done = action_->answered || row.changesState;
+    const bool done = action_->answered || RowOf(action_->order.kind).changesState;
+    const bool on = publication_->Power() == BmcPower::On;
     Say(done ? LOG_NOTICE : LOG_WARNING, std::string(done ? "done" : "nobody knows whether done") +
                                              (on ? "; the power is on" : "; the power is off"));
     Answer(done ? kCimOk : kCimFailed, 0);

@@ -42,7 +42,7 @@ public:
     void LookAgain();
 
 private:
-    enum class Phase : u8 { Check, Open, Send, Confirm, Reserve, Erase, Erasing, Reread };
+    enum class Phase : u8 { Check, Open, Send, Sent, Confirm, Reserve, Erase, Erasing, Reread };
 
     struct Action {
         Order order;
@@ -60,7 +60,10 @@ private:
     void StepOpen();
     u32 OpeningLimitMs() const;
     void StepSend();
+    void StepSent(u32 waitMs);
+    bool SeemsDone() const;
     void StepConfirm();
+    void Confirm();
     void StepReserve();
     void StepErase();
     void StepReread();

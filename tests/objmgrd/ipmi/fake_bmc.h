@@ -187,6 +187,7 @@ struct FakeMachine {
     bool stuck = false;
     u8 controlCode = 0;
     bool controlLost = false;  // carried out, but not answered
+    u32 asideMs = 0;           // ... and that is known after this; 0: as with any other request
 
     std::vector<Bytes> sdrs;
     u32 sdrStamp = 100;
@@ -285,6 +286,21 @@ public:
         if (machine_.everything != 0)
             return Code(machine_.everything);
         return Carry(request);
+    }
+
+    void AskAside(const BmcRequest &request) override
+    {
+        const u64 before = fakeNowMs;
+        Bmc::AskAside(request);
+        if (machine_.asideMs != 0)
+            fakeNowMs = before;
+        asideDueMs_ = before + machine_.asideMs;
+    }
+    bool TakeAnswer(BmcAnswer *answer, u32 waitMs) override
+    {
+        if (asideDueMs_ > fakeNowMs)
+            fakeNowMs = std::min(asideDueMs_, fakeNowMs + waitMs);
+        return asideDueMs_ <= fakeNowMs && Bmc::TakeAnswer(answer, waitMs);
     }
 
     static BmcAnswer Code(u8 code)
@@ -451,6 +467,7 @@ private:
     FakeMachine &machine_;
     const bool control_;
     bool open_ = false;
+    u64 asideDueMs_ = 0;
 };
 
 #endif

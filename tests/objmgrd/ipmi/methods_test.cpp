@@ -87,6 +87,30 @@ TEST_F(MethodsTest, ACommandThatIsNotAnsweredIsNeverRepeated)
     EXPECT_EQ(machine_.controls.size(), 5u);
 }
 
+// Nothing stands still while an answer is missing, and what the power state tells needs none.
+TEST_F(MethodsTest, AnAnswerThatIsLostHoldsNoReadingUp)
+{
+    RunFor(1000);
+    machine_.controlLost = true;
+    machine_.silenceMs = 0;
+    machine_.asideMs = 2500;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_LE(tookMs_, 300u);
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    EXPECT_LE(tookMs_, 300u);
+    const u32 before = Requests(kNetFnSensor, kGetSensorReading);
+    EXPECT_EQ(Do(OrderKind::Reset), "1 0");
+    EXPECT_GE(tookMs_, 2500u);
+    EXPECT_GE(Requests(kNetFnSensor, kGetSensorReading), before + 2);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3}));
+    EXPECT_EQ(losses_, 0u);
+    // An answer that is late only.
+    machine_.controlLost = false;
+    machine_.asideMs = 1500;
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(machine_.openSessions, 1u);
+}
+
 TEST_F(MethodsTest, WhatTheBmcRefusesIsToldAtOnce)
 {
     RunFor(1000);
