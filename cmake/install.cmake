@@ -86,8 +86,10 @@ endfunction()
 set(ZOR_UNIT_HARDENING [[
 User=zor
 Group=zor
+# What the service makes there has the directory's group, whoever has changed that since: it need not
+# be allowed to change groups itself.
 RuntimeDirectory=zor/%i
-RuntimeDirectoryMode=0750
+RuntimeDirectoryMode=2750
 StateDirectory=zor/archive/%i
 StateDirectoryMode=0750
 UMask=0027
@@ -120,4 +122,6 @@ RestrictRealtime=yes
 RestrictSUIDSGID=yes
 SystemCallArchitectures=native
 SystemCallFilter=@system-service
-SystemCallFilter=~@privileged @resources]])
+SystemCallFilter=~@privileged @resources
+# A call that is none of these is an error like others, no end of the service.
+SystemCallErrorNumber=EPERM]])

@@ -30,7 +30,9 @@ enum HostBit : u8 {
 };
 
 // Later calls fail: a walk through the whole tree, which asks some 20,000 times, ends soon after.
-constexpr u32 kCallsMax = 600;
+constexpr u32 kCallsMax = 300;
+// More lines are more of the same: the longest state that one leaves to the next is a target.
+constexpr u32 kLinesMax = 24;
 
 u32 UsedBlocks(u32 blockSize)
 {
@@ -72,7 +74,8 @@ void RunLine(SmclpSession *session, const u8 *data, size_t size)
 
 void RunLines(SmclpSession *session, const u8 *data, size_t size)
 {
-    for (size_t at = 0; at < size && gTableObjMgr.calls < kCallsMax;) {
+    u32 lines = 0;
+    for (size_t at = 0; at < size && gTableObjMgr.calls < kCallsMax && lines < kLinesMax; ++lines) {
         const auto *end = static_cast<const u8 *>(memchr(data + at, '\n', size - at));
         const size_t length = end != nullptr ? static_cast<size_t>(end - data) - at : size - at;
         if (length <= kShellLineMax)  // the editor stops there

@@ -19,6 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
             name.find('/') != std::string::npos)
             abort();
     }
+    // More names take time and no other way through the code.
+    if (names.size() > 1000)
+        return 0;
     std::vector<std::string> again;
     if (!HostListExpand(HostListFold(names), &again).empty())
         abort();

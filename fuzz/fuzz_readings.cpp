@@ -47,10 +47,15 @@ public:
         return answer;
     }
 
+    bool UsedUp() const { return left_ == 0; }
+
 private:
     const u8 *data_;
     size_t left_;
 };
+
+// Behind the end of the answers: a silent BMC is tried again by then.
+constexpr u32 kStepsAfter = 60;
 
 }  // namespace
 
@@ -62,12 +67,15 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     settings.host = "bmc";
     settings.cacheDirectory = "";
     Mailbox box;
-    IpmiConversation conversation(
-        settings, std::make_unique<BytesAsAnswers>(bytes.data(), bytes.size()),
-        std::make_unique<BytesAsAnswers>(bytes.data(), bytes.size()), &box, Now);
+    auto polls = std::make_unique<BytesAsAnswers>(bytes.data(), bytes.size());
+    auto control = std::make_unique<BytesAsAnswers>(bytes.data(), bytes.size());
+    const BytesAsAnswers *const polled = polls.get();
+    IpmiConversation conversation(settings, std::move(polls), std::move(control), &box, Now);
     if (size > 0 && data[0] % 4 == 0)
         box.Give({1, static_cast<OrderKind>(data[0] / 4 % 5), nowMs + settings.methodMs});
-    for (u32 step = 0; step < 2000; ++step) {
+    u32 after = 0;
+    for (u32 step = 0; step < 2000 && after < kStepsAfter; ++step) {
+        after += polled->UsedUp() ? 1 : 0;
         nowMs += conversation.Step();
         const News news = box.Take();
         for (const auto &[key, change] : news.changes) {

@@ -88,13 +88,16 @@ void Notify::Stopping()
 
 void Notify::Status(const std::string &text)
 {
-    Send("STATUS=" + text.substr(0, text.find('\n')));
+    const std::string line = text.substr(0, text.find('\n'));
+    statusUntold_ = Send("STATUS=" + line) ? "" : line;
 }
 
 void Notify::Watchdog(u64 nowMs)
 {
     if (readyUntold_)
         Ready();
+    if (!statusUntold_.empty())
+        Status(std::string(statusUntold_));
     if (watchdogMs_ != 0 && nowMs >= watchdogFrom_ && Send("WATCHDOG=1"))
         watchdogFrom_ = nowMs + watchdogMs_ / 2;
 }

@@ -25,7 +25,7 @@ public:
     // would be ended as one that does not start.
     void Ready();
     void Stopping();
-    // One line for whoever asks how the service is.
+    // One line for whoever asks how the service is; told again as readiness is.
     void Status(const std::string &text);
     // The service works: sent when half of the time that the watchdog gives is over, so call it
     // more often than that. One that the init system does not take is sent again by the next call.
@@ -38,6 +38,7 @@ private:
 
     int fd_ = -1;
     bool readyUntold_ = false;
+    std::string statusUntold_;
     u32 watchdogMs_ = 0;
     u64 watchdogFrom_ = 0;
 };

@@ -118,8 +118,9 @@ public:
     virtual u32 MethodTimeoutMs() const { return kObjMgrMethodTimeoutMs; }
     // The sources outside the service; none: there is nothing that could be silent.
     virtual std::vector<SourceState> Sources() const { return {}; }
-    // Whether the store shows its source by now, or the source is known not to be had. A COMMAND
-    // that the service runs (service.h) is started only then.
+    // Whether the store shows its source by now, or the source is known not to be had. The init
+    // system is told (readiness.h) and a COMMAND that the service runs (service.h) is started only
+    // then. What has been true once stays so.
     virtual bool Ready() const { return true; }
     // A descriptor that becomes readable when there is something to do for Tick, which has to make
     // it unreadable again; -1: none. It stays the same from Load on and is the provider's.

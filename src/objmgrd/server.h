@@ -79,9 +79,12 @@ public:
     // or an errno value with nothing left behind; EBUSY: another service runs in the directory.
     int Start(const ServerOptions &options, Provider *provider);
 
-    // Serves until the provider is ready, one of `signals` (which must be blocked) waits to be
+    // Serves until IsReady, one of `signals` (which must be blocked) waits to be
     // taken, or limitMs milliseconds are over, and a little longer. 0 or an errno value.
     int AwaitReady(const sigset_t &signals, u32 limitMs);
+
+    // Whether the provider is ready and what it shows is published. False without Start.
+    bool IsReady() const;
 
     // Serves until `handler` returns false. `signals` must be blocked and stay so. Returns 0, or
     // an errno value when it cannot go on.

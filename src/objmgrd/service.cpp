@@ -3,6 +3,7 @@
 #include "objmgrd/service.h"
 
 #include "objmgrd/notify.h"
+#include "objmgrd/readiness.h"
 #include "objmgrd/rights_reload.h"
 #include "objmgrd/server.h"
 #include "platform/syslog_line.h"
@@ -28,7 +29,8 @@
 namespace
 {
 
-// A source that has shown nothing by then is left to the COMMAND to find out about.
+// A source that has shown nothing by then is left to the COMMAND, or to what the init system starts
+// after the service, to find out about.
 constexpr u32 kReadyMostMs = 10000;
 // Raised by the thread that reads the file of rights.
 constexpr int kRightsReadSignal = SIGUSR2;
@@ -52,6 +54,21 @@ const char *programName = "";
 SyslogLine systemLog = SyslogTo(nullptr, LOG_DAEMON);
 SyslogLine recordLog = SyslogTo(nullptr, LOG_AUTHPRIV);  // of the record's thread
 Notify notify;
+
+// What the init system hears about; null with a COMMAND.
+struct Told {
+    const Server *server;
+    const Provider *provider;
+    Readiness *readiness;
+};
+const Told *told = nullptr;
+
+u64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
 
 // A method call goes to the system log in any case: the terminal is its user's.
 void Log(int priority, const char *line)
@@ -99,9 +116,10 @@ bool FindSession(void *, u32 id, u32 uid, std::string *address)
 // With each heartbeat.
 void OnBeat()
 {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    notify.Watchdog(static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000);
+    const u64 now = NowMs();
+    if (told != nullptr)
+        told->readiness->Look(told->server->IsReady(), told->provider->Sources(), now);
+    notify.Watchdog(now);
     SyslogTellLost(&systemLog);
 }
 
@@ -321,12 +339,20 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
         return kExitFailed;
     const std::string serving = std::string("serving ") + settings.file + " in " + dir;
     Log(LOG_NOTICE, serving.c_str());
-    notify.Ready();
-    notify.Status(serving);
+    Readiness readiness(&notify, serving, NowMs() + kReadyMostMs);
+    const Told all = {&server, provider, &readiness};
+    told = &all;
+    // Ready at once, where it can be: heartbeats look as well, but not as often. A signal ends the
+    // waiting; it is taken below.
+    error = server.AwaitReady(signals, kReadyMostMs);
+    if (error == 0)
+        OnBeat();
     const char *rightsFile = RightsFile(settings);
     RightsReload reload(rightsFile != nullptr ? rightsFile : "", kRightsReadSignal);
     Service service = {&server, rightsFile, &reload};
-    error = server.Run(signals, OnServiceSignal, &service);
+    if (error == 0)
+        error = server.Run(signals, OnServiceSignal, &service);
+    told = nullptr;
     notify.Stopping();
     server.Stop();
     record.Stop();

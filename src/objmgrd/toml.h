@@ -4,8 +4,11 @@
 #define OBJMGRD_TOML_H
 
 #define TOML_EXCEPTIONS 0
+// Its implementation is compiled once, in toml.cpp.
+#define TOML_HEADER_ONLY 0
 // The library's character classes promise the compiler that some characters never come, but a
 // letter beyond ASCII outside quotes (U+00B2) does: there the answer is no instead.
+#include <stdint.h>
 #include <toml++/impl/preprocessor.h>
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE

@@ -23,6 +23,7 @@
 #include "session/login_confine.h"
 #include "session/login_environment.h"
 #include "session/login_host.h"
+#include "session/login_keeper.h"
 #include "session/login_line.h"
 #include "session/login_options.h"
 #include "session/login_service.h"
@@ -317,11 +318,20 @@ static int Login(const LoginOptions *options)
         RegistryOpenSession(session.directory, &record, &limits, &session.id, &session.lock);
     if (result != kRegistryOk)
         return ComplainAboutRegistry(result, options, session.directory, errno);
-    LoginTellService(ServiceDirectory(), LoginEvent::Login, session.id, 0, record.addressText,
-                     nullptr);
-    int status = RunSession(options, &record, &session, &before);
+    LoginKeeper keeper;
+    int status = kExitTemporary;
+    const bool kept = LoginKeeperStart(session.directory, session.id, session.lock, &keeper);
+    if (kept) {
+        LoginTellService(ServiceDirectory(), LoginEvent::Login, session.id, 0, record.addressText,
+                         nullptr);
+        status = RunSession(options, &record, &session, &before);
+    } else {
+        Say("smclp-login: no room for a session: %s", strerror(errno));
+    }
     if (RegistryCloseSession(session.directory, session.id, session.lock) != kRegistryOk)
         Say("smclp-login: cannot remove the session in %s: %s", session.directory, strerror(errno));
+    if (kept)
+        LoginKeeperEnd(&keeper);
     return status;
 }
 

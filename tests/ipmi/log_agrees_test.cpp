@@ -226,7 +226,7 @@ TEST_F(LogAgrees, ClearAnswersWhenTheBmcHasErased)
     Serve({.cipherSuite = 0});
     EXPECT_EQ(Out(std::string("delete ") + kLog + "/record*"),
               "All records deleted successfully.\n");
-    EXPECT_EQ(asked, 5);
+    EXPECT_GE(asked, 5);  // a request whose answer is late is sent once more
     EXPECT_EQ(Count(), "0");
     EXPECT_TRUE(Listed().empty());
 }

@@ -183,9 +183,16 @@ TEST_F(ServiceQuestion, AServiceThatGivesNoAnswerIsHung)
     EXPECT_EQ(Ask(200), ServiceAnswer::Hung);
 }
 
+// A service of ours would end as soon as it sees that others may write there.
 TEST_F(ServiceQuestion, ADirectoryThatOthersMayWriteIsNotTrusted)
 {
-    ServedProcess served(options_, MakeProvider);
+    ServiceFacts facts = {};
+    facts.version = kMethodVersion;
+    facts.rights = kPrivilegeLogin;
+    u8 packet[kMethodPacketMax];
+    const u32 size = ServicePackFacts(&facts, packet);
+    const FakeService service(directory_.Path(),
+                              std::string(reinterpret_cast<const char *>(packet), size));
     for (const mode_t mode : {0770u, 0702u}) {
         chmod(directory_.Path().c_str(), mode);
         EXPECT_EQ(Ask(), ServiceAnswer::NotTrusted) << mode;

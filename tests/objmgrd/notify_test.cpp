@@ -1,48 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objmgrd/notify.h"
 
+#include "support/listening_init.h"
 #include "support/objmgr_process.h"
-
-#include <cstring>
-#include <sys/un.h>
 
 namespace
 {
 
-// An init system that listens.
 class Init : public testing::Test
 {
 protected:
-    ~Init() override
-    {
-        for (const char *name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
-            unsetenv(name);
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    void Listen(const std::string &name)
-    {
-        fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        name.copy(address.sun_path, sizeof address.sun_path - 1);
-        socklen_t size = sizeof address;
-        if (name[0] == '@') {
-            address.sun_path[0] = '\0';
-            size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        }
-        ASSERT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&address), size), 0);
-        setenv("NOTIFY_SOCKET", name.c_str(), 1);
-    }
-    std::string Heard() const
-    {
-        char text[256];
-        const ssize_t size = recv(fd_, text, sizeof text, 0);
-        return size < 0 ? "" : std::string(text, static_cast<size_t>(size));
-    }
+    void Listen(const std::string &name) { init_.Listen(name); }
+    std::string Heard() const { return init_.Heard(); }
 
     TestDirectory directory_;
-    int fd_ = -1;
+    ListeningInit init_;
     Notify notify_;
 };
 
@@ -97,6 +69,7 @@ TEST_F(Init, HearsOnceThereIsRoomWhatItHadNoRoomFor)
     }
     notify_.Watchdog(5400);
     EXPECT_EQ(Heard(), "READY=1");
+    EXPECT_EQ(Heard(), "STATUS=busy");
     EXPECT_EQ(Heard(), "WATCHDOG=1");
     notify_.Watchdog(6399);
     EXPECT_EQ(Heard(), "");

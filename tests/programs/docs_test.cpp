@@ -453,4 +453,35 @@ TEST(Docs, TranscriptsPageShowsEveryKindAndVerbOnBothHosts)
     }
 }
 
+// A file that a page for developers names in `...`, <verb>, <kind> and <name> being one that is
+// there; empty: it is none, or one that a build makes.
+std::string FileNamed(std::string text)
+{
+    const std::string words[][2] = {{"<verb>", "stop"}, {"<kind>", "chassis"}, {"<name>", "ipmi"}};
+    for (const auto &[word, one] : words) {
+        for (size_t at; (at = text.find(word)) != std::string::npos;)
+            text.replace(at, word.size(), one);
+    }
+    const std::string characters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                                   "_-./@";
+    const bool isPath = text.find('/') != std::string::npos && text[0] != '/' &&
+                        text.find_first_not_of(characters) == std::string::npos;
+    return isPath && !StartsWith(text, "build") ? text : "";
+}
+
+TEST(Docs, FilesThatTheListsOfContributingNameAreThere)
+{
+    const Lines page = ReadLines(PROJECT_TOP "/CONTRIBUTING.md");
+    size_t count = 0;
+    for (const std::string &line : page) {
+        const Lines parts = Split(line, '`');
+        for (size_t i = 1; i < parts.size(); i += 2u) {
+            const std::string file = FileNamed(parts[i]);
+            EXPECT_TRUE(file.empty() || std::filesystem::exists(PROJECT_TOP "/" + file)) << line;
+            count += file.empty() ? 0u : 1u;
+        }
+    }
+    EXPECT_GE(count, 50u);
+}
+
 }  // namespace

@@ -364,12 +364,68 @@ TEST_F(RedfishConversationTest, EachPartHasAnAgeOfItsOwn)
     const u64 since = BackgroundNowMs();
     EXPECT_TRUE(WaitUntil([&] {
         return reader->HeardMs(RedfishPart::Power) > since &&
-               reader->HeardMs(RedfishPart::Sensors) > since;
+               reader->HeardMs(RedfishPart::Temperatures) > since;
     }));
     EXPECT_EQ(reader->HeardMs(RedfishPart::Log), log);
     EXPECT_EQ(reader->HeardMs(RedfishPart::Identity), identity);
     EXPECT_GT(log, 0u);
     EXPECT_GT(identity, 0u);
+}
+
+TEST_F(RedfishConversationTest, AGroupIsAsOldAsItsOldestReading)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.delayMs = 600;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    const u64 since = BackgroundNowMs();
+    // Asked for in the same round, but Temp 1 comes late: no reading is younger than its request.
+    ASSERT_TRUE(WaitUntil([&] { return reader->HeardMs(RedfishPart::Temperatures) > since; }));
+    EXPECT_LE(reader->HeardMs(RedfishPart::Temperatures) + 600, BackgroundNowMs());
+    // One that keeps failing counts for as long as its value is shown.
+    fault = SimFault();
+    fault.status = 500;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    const u64 failed = BackgroundNowMs();
+    EXPECT_TRUE(
+        WaitUntil([&] { return reader->HeardMs(RedfishPart::Temperatures) + 200 > failed; }));
+    // With none left the part is silent.
+    service->SetFault(kChassis + "/Sensors/Temp2", fault);
+    EXPECT_TRUE(WaitUntil([&] { return reader->HeardMs(RedfishPart::Temperatures) == 0; }));
+    EXPECT_GT(reader->HeardMs(RedfishPart::Fans), failed);
+}
+
+TEST_F(RedfishConversationTest, EachKindIsReadAtItsOwnRate)
+{
+    for (SimExpand expand : {SimExpand::Works, SimExpand::Ignored}) {
+        SimOptions options;
+        options.expand = expand;
+        Serve(options);
+        service->SetMember(kChassis + "/Sensors/Temp2", "ReadingType", "\"Voltage\"");
+        service->SetMember(kChassis + "/Sensors/Temp2", "ReadingUnits", "\"V\"");
+        RedfishSettings settings = Settings();
+        settings.fansMs = 60000;
+        settings.voltagesMs = 60000;
+        settings.statesMs = 60000;
+        Read(settings);
+        ASSERT_TRUE(reader->Settles());
+        service->ForgetRequests();
+        service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "55");
+        reader->Becomes(SensorKey(1), "Reading", "55");
+        const std::string asked = expand == SimExpand::Works ? "/Sensors" : "/Sensors/Temp1";
+        ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", kChassis + asked) >= 4; }));
+        EXPECT_EQ(service->Count("GET", kChassis + "/Sensors/Temp2"), 0u);
+        EXPECT_EQ(service->Count("GET", kChassis + "/ThermalSubsystem/Fans"), 0u);
+        EXPECT_EQ(service->Count("GET", kChassis + "/ThermalSubsystem/Fans/1"), 0u);
+        EXPECT_EQ(service->Count("GET", kChassis + "/PowerSubsystem/PowerSupplies"), 0u);
+        EXPECT_EQ(service->Count("GET", kChassis), 0u);
+        EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "4001");
+        EXPECT_EQ(reader->Text(SensorKey(4), "Reading"), "22");
+        reader.reset();
+    }
 }
 
 TEST_F(RedfishConversationTest, OfSeveralSystemsTheSettingsNameOne)

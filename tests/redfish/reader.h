@@ -20,7 +20,10 @@ inline RedfishSettings QuickSettings(const SimService &service, const std::strin
     settings.user = SimService::kUser;
     settings.sessionFile = sessionFile;
     settings.powerMs = 100;
-    settings.sensorsMs = 200;
+    for (u32 RedfishSettings::*rate :
+         {&RedfishSettings::temperaturesMs, &RedfishSettings::voltagesMs,
+          &RedfishSettings::currentsMs, &RedfishSettings::fansMs, &RedfishSettings::statesMs})
+        settings.*rate = 200;
     settings.logMs = 200;
     settings.answerMs = 2000;
     return settings;

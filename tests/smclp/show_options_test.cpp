@@ -345,7 +345,7 @@ TEST_F(ShowOptions, DisplayValueOf127CharactersIsTakenAndOf128Refused)
               "[" + name + "][" + name + "][" + name + "][" + std::string(18, 'n') + "]");
     const std::string longer = "show -display properties=(" + list + std::string(19, 'n') + ")";
     EXPECT_EQ(Show(longer).result, 9u);
-    EXPECT_EQ(Show(longer + " -examine").result, 9u);  // also under -examine: kept
+    EXPECT_EQ(Show(longer + " -examine").result, 9u);  // also under -examine: deliberate
     EXPECT_EQ(Show("show -display properties" + std::string(117, 'x')).result, 9u);
     EXPECT_EQ(Show("show -examine -display properties" + std::string(117, 'x')).result, 0u);
     EXPECT_EQ(Show("show -examine -display properties" + std::string(118, 'x')).result, 9u);

@@ -20,6 +20,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/types.h"
 #include "support/program.h"
 
 namespace
@@ -27,6 +28,14 @@ namespace
 
 constexpr int kStepMs = 20;
 constexpr int kPatienceMs = 10'000;
+constexpr i64 kGoneMs = 2'000;  // from what ends a session until nothing of it is left
+// Turns that processes have until then: client, server, its child, smclp-login, shell, keeper.
+constexpr i64 kTurns = 6;
+#ifdef ZOR_SANITIZED
+constexpr i64 kSlowness = 3;
+#else
+constexpr i64 kSlowness = 1;
+#endif
 
 // Gives programs a user database of their own (Debian: libnss-wrapper).
 constexpr const char *kWrappers[] = {"/usr/lib/x86_64-linux-gnu/libnss_wrapper.so",
@@ -37,6 +46,13 @@ void SleepMs(long ms)
 {
     const timespec pause = {ms / 1000, ms % 1000 * 1'000'000};
     nanosleep(&pause, nullptr);
+}
+
+i64 NowMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<i64>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
 }
 
 template <typename Condition> bool Await(Condition condition)
@@ -326,13 +342,24 @@ bool LoginMachine::AwaitShells(size_t count) const
     return Await([&] { return SessionProcesses("smclp").size() == count; });
 }
 
-bool LoginMachine::AllGone() const
+testing::AssertionResult LoginMachine::AllGone(int afterMs) const
 {
-    return Await([&] {
-        if (!SessionProcesses().empty())
-            return false;
-        const ProgramEnd list = RunProgram({SMCLP_SESSIONS, "--json"});
-        std::error_code error;
-        return list.out == "[]\n" && std::filesystem::is_empty(Sessions(), error);
-    });
+    const i64 begin = NowMs();
+    i64 held = 0;  // how long this process waited for its turns
+    std::error_code error;
+    const auto gone = [&] {
+        return SessionProcesses().empty() && std::filesystem::is_empty(Sessions(), error);
+    };
+    while (!gone() && NowMs() < begin + afterMs + kPatienceMs) {
+        const i64 before = NowMs();
+        SleepMs(kStepMs);
+        held += std::max<i64>(NowMs() - before - kStepMs, 0);
+    }
+    const i64 took = NowMs() - begin;
+    if (!gone())
+        return testing::AssertionFailure() << "something is left after " << took << " ms";
+    const i64 allowed = afterMs + kGoneMs * kSlowness + kTurns * held;
+    if (took > allowed)
+        return testing::AssertionFailure() << "took " << took << " ms, not " << allowed;
+    return testing::AssertionSuccess();
 }

@@ -4,6 +4,8 @@
 #ifndef TESTS_SUPPORT_LOGIN_SERVER_H
 #define TESTS_SUPPORT_LOGIN_SERVER_H
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -41,9 +43,11 @@ public:
     std::vector<pid_t> SessionProcesses(const std::string &program = "") const;
     // The server's own child that serves the client.
     std::vector<pid_t> ServerChildren() const;
-    // True as soon as there is no such process, no live session and, after a look with
-    // smclp-sessions, no file in the registry; false after some seconds.
-    bool AllGone() const;
+    // Waits until there is no such process and nothing in the registry. Succeeds when that took at
+    // most two seconds from now, or from a time `afterMs` milliseconds ahead, when what ends the
+    // session is due. On a busy machine it may take longer by what this test itself was kept
+    // waiting for a processor, several times over, since several processes have their turns.
+    testing::AssertionResult AllGone(int afterMs = 0) const;
     // Waits until there are so many shells; false after some seconds.
     bool AwaitShells(size_t count) const;
     std::string Directory() const { return top_; }

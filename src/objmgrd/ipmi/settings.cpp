@@ -3,8 +3,7 @@
 #include "objmgrd/ipmi/settings.h"
 
 #include "objmgr/store.h"
-#include "objmgrd/image_writer.h"
-#include "objmgrd/toml.h"
+#include "objmgrd/settings_reader.h"
 
 #include <algorithm>
 #include <fstream>
@@ -90,12 +89,7 @@ constexpr TextRow kTexts[] = {
 
 // What is left of [bmc].
 constexpr const char *kLanKeys[] = {"privilege", "cipher_suite", "workarounds"};
-constexpr const char *kTables[] = {"bmc", "poll", "timeouts"};
-
-std::string Quoted(std::string_view text)
-{
-    return "\"" + StoreSafeText(std::string(text)) + "\"";
-}
+constexpr const char *kTables[] = {"bmc", "poll", "timeouts", nullptr};
 
 template <typename Rows> std::string NamesOf(const Rows &rows)
 {
@@ -114,45 +108,29 @@ template <typename Rows> const NameRow *FindName(const Rows &rows, std::string_v
     return nullptr;
 }
 
-class Reader
+class Reader : public SettingsReader
 {
 public:
     Reader(IpmiSettings *settings, std::vector<FileNote> *notes)
-        : settings_(settings), notes_(notes)
+        : SettingsReader(kTables, &settings->archive, notes), settings_(settings)
     {
     }
-    void ReadTop(const toml::table &top);
-    bool Right() const { return faults_ == 0; }
 
 private:
-    void Fault(const toml::source_region &place, std::string text);
+    void ReadTable(const char *name, const toml::table &table) override;
+    void CheckWhole(const toml::table &top) override;
     void ReadDriver(const toml::table &bmc);
     void ReadKey(const char *table, const toml::key &key, const toml::node &node);
     void CheckDriver(const toml::key &key, For driver);
-    void ReadNumber(const NumberRow &row, const toml::node &node);
-    void ReadText(const TextRow &row, const toml::node &node);
     void ReadLanKey(const toml::key &key, const toml::node &node);
     void ReadCipherSuite(const toml::node &node);
     void ReadWorkarounds(const toml::node &node);
     template <typename Rows>
     const NameRow *ReadName(const char *what, const Rows &rows, const toml::node &node);
     void FillKinds(const toml::table &top);
-    void CheckWhole(const toml::table &top);
 
     IpmiSettings *settings_;
-    std::vector<FileNote> *notes_;
-    u32 faults_ = 0;
 };
-
-void Reader::Fault(const toml::source_region &place, std::string text)
-{
-    FileNote note;
-    note.line = place.begin.line;
-    note.column = place.begin.column;
-    note.text = std::move(text);
-    notes_->push_back(std::move(note));
-    ++faults_;
-}
 
 template <typename Rows>
 const NameRow *Reader::ReadName(const char *what, const Rows &rows, const toml::node &node)
@@ -182,32 +160,6 @@ void Reader::CheckDriver(const toml::key &key, For driver)
     if (driver != For::Both && driver != mine)
         Fault(key.source(), std::string(key.str()) + " goes with driver " +
                                 (driver == For::Lan ? "\"lan\"" : "\"local\"") + " only");
-}
-
-void Reader::ReadNumber(const NumberRow &row, const toml::node &node)
-{
-    const auto *number = node.as_integer();
-    if (number == nullptr || number->get() < row.least || number->get() > row.most) {
-        Fault(node.source(), std::string(row.key) + " is a number from " +
-                                 std::to_string(row.least) + " to " + std::to_string(row.most));
-        return;
-    }
-    settings_->*row.field = static_cast<u32>(number->get());
-}
-
-void Reader::ReadText(const TextRow &row, const toml::node &node)
-{
-    const auto *text = node.as_string();
-    const bool fits = text != nullptr && text->get().size() <= row.mostBytes &&
-                      std::none_of(text->get().begin(), text->get().end(),
-                                   [](char c) { return static_cast<u8>(c) < 0x20 || c == 0x7f; });
-    if (!fits) {
-        Fault(node.source(), std::string(row.key) + " is a text of at most " +
-                                 std::to_string(row.mostBytes) +
-                                 " bytes in quotes, without control characters");
-        return;
-    }
-    settings_->*row.field = text->get();
 }
 
 void Reader::ReadCipherSuite(const toml::node &node)
@@ -254,13 +206,13 @@ void Reader::ReadKey(const char *table, const toml::key &key, const toml::node &
     for (const NumberRow &row : kNumbers) {
         if (std::string_view(table) == row.table && key == row.key) {
             CheckDriver(key, row.driver);
-            return ReadNumber(row, node);
+            return ReadNumber(row.key, node, row.least, row.most, &(settings_->*row.field));
         }
     }
     for (const TextRow &row : kTexts) {
         if (bmc && key == row.key) {
             CheckDriver(key, row.driver);
-            return ReadText(row, node);
+            return ReadText(row.key, node, row.mostBytes, &(settings_->*row.field));
         }
     }
     for (const char *name : kLanKeys) {
@@ -269,7 +221,7 @@ void Reader::ReadKey(const char *table, const toml::key &key, const toml::node &
             return ReadLanKey(key, node);
         }
     }
-    Fault(key.source(), "unknown key " + Quoted(key.str()) + " in [" + table + "]");
+    FaultUnknown(table, key);
 }
 
 // What is not said of a kind follows sensors_ms.
@@ -308,50 +260,27 @@ bool MayBeIpmi(const std::string &device)
     return driver.empty() || driver == "ipmidev";
 }
 
+void Reader::ReadTable(const char *name, const toml::table &table)
+{
+    if (std::string_view(name) == "bmc")
+        ReadDriver(table);
+    for (const auto &[key, node] : table)
+        ReadKey(name, key, node);
+}
+
 void Reader::CheckWhole(const toml::table &top)
 {
+    FillKinds(top);
     const toml::node *bmc = top.get("bmc");
     if (bmc != nullptr && settings_->driver == IpmiDriver::Local && !MayBeIpmi(settings_->device))
-        Fault(bmc->source(), Quoted(settings_->device) + " is no IPMI device");
+        Fault(bmc->source(), SettingsQuoted(settings_->device) + " is no IPMI device");
     const toml::node *timeouts = top.get("timeouts");
     if (bmc != nullptr && settings_->driver == IpmiDriver::Lan && settings_->host.empty() &&
-        faults_ == 0)
+        Right())
         Fault(bmc->source(), "[bmc] has no host");
     if (settings_->driver == IpmiDriver::Lan && settings_->answerMs >= settings_->sessionMs)
         Fault(timeouts != nullptr ? timeouts->source() : top.source(),
               "answer_ms is less than session_ms");
-}
-
-void Reader::ReadTop(const toml::table &top)
-{
-    for (const auto &[key, node] : top) {
-        std::string fault;
-        if (ArchiveSettingsKey(key.str(), node, &settings_->archive, &fault)) {
-            if (!fault.empty())
-                Fault(node.source(), fault);
-            continue;
-        }
-        if (std::none_of(std::begin(kTables), std::end(kTables),
-                         [&k = key](const char *name) { return k == name; }))
-            Fault(key.source(),
-                  "unknown table " + Quoted(key.str()) + " (known: bmc, poll, timeouts)");
-        else if (!node.is_table())
-            Fault(node.source(),
-                  std::string(key.str()) + " is a table: write [" + std::string(key.str()) + "]");
-    }
-    if (!top.contains("bmc"))
-        Fault(top.source(), "[bmc] is missing");
-    for (const char *name : kTables) {
-        const toml::table *table = top.get_as<toml::table>(name);
-        if (table == nullptr)
-            continue;
-        if (std::string_view(name) == "bmc")
-            ReadDriver(*table);
-        for (const auto &[key, node] : *table)
-            ReadKey(name, key, node);
-    }
-    FillKinds(top);
-    CheckWhole(top);
 }
 
 }  // namespace

@@ -92,10 +92,10 @@ u32 RedfishConversation::Step()
         ReadLog(reread);
     } else if (now >= nextDiscoveryMs_) {
         Discover();
-    } else if (now >= nextSensorsMs_) {
+    } else if (now >= NextSensorsMs()) {
         ReadSensors();
     } else {
-        u64 next = std::min({nextLogMs_, nextDiscoveryMs_, nextSensorsMs_});
+        u64 next = std::min({nextLogMs_, nextDiscoveryMs_, NextSensorsMs()});
         if (!powerOnTheWay_)
             next = std::min(next, nextPowerMs_);
         if (action_.has_value())
@@ -219,7 +219,7 @@ bool RedfishConversation::Connect()
     started_ = true;
     const u64 now = clock_();
     nextDiscoveryMs_ = now;
-    nextSensorsMs_ = now;
+    std::fill(std::begin(nextSensorsMs_), std::end(nextSensorsMs_), now);
     nextLogMs_ = now;
     nextPowerMs_ = now;
     if (!session_.token.empty()) {
@@ -323,9 +323,44 @@ bool RedfishConversation::LogIn()
 
 // ---- what clients are given ----
 
+RedfishPart RedfishPartOf(SensorKind kind)
+{
+    static_assert(static_cast<u32>(RedfishPart::States) - static_cast<u32>(RedfishPart::Fans) ==
+                  static_cast<u32>(SensorGroup::States) - static_cast<u32>(SensorGroup::Fans));
+    return static_cast<RedfishPart>(static_cast<u32>(RedfishPart::Temperatures) +
+                                    static_cast<u32>(SensorGroupOf(kind)));
+}
+
+u32 RedfishConversation::RateMs(u32 group) const
+{
+    const u32 rates[kSensorGroupCount] = {settings_.temperaturesMs, settings_.voltagesMs,
+                                          settings_.currentsMs, settings_.fansMs,
+                                          settings_.statesMs};
+    return rates[group];
+}
+
+u64 RedfishConversation::NextSensorsMs() const
+{
+    return *std::min_element(std::begin(nextSensorsMs_), std::end(nextSensorsMs_));
+}
+
 void RedfishConversation::Heard(RedfishPart part, u64 ms)
 {
     news_.heard[static_cast<u16>(part)] = ms;
+}
+
+// A value that is shown is never older than its part: the oldest one counts. Silent where none is
+// left.
+void RedfishConversation::HeardSensors()
+{
+    std::map<RedfishPart, u64> heard;
+    for (const Shown &shown : shown_) {
+        const auto at = heard.try_emplace(RedfishPartOf(shown.sensor.kind), 0).first;
+        if (shown.sensor.status == kCimOk && (at->second == 0 || shown.askedMs < at->second))
+            at->second = shown.askedMs;
+    }
+    for (const auto &[part, ms] : heard)
+        Heard(part, ms);
 }
 
 void RedfishConversation::Give(const std::string &key, Instance instance, RedfishPart part)
@@ -361,13 +396,14 @@ void RedfishConversation::GiveSensors()
     u32 supply = 0;
     for (const Shown &shown : shown_) {
         ++index;
-        Give(SensorKey(index), SensorInstance(index, shown.sensor), RedfishPart::Sensors);
+        Give(SensorKey(index), SensorInstance(index, shown.sensor),
+             RedfishPartOf(shown.sensor.kind));
         if (shown.sensor.kind != SensorKind::Supply)
             continue;
         ++supply;
         if (shown.sensor.wattage != 0)
             Give(PowerSupplyKey(supply), PowerSupplyInstance(supply, shown.sensor.wattage),
-                 RedfishPart::Sensors);
+                 RedfishPart::States);
         else
             Remove(PowerSupplyKey(supply));
     }

@@ -34,8 +34,21 @@ constexpr u32 kRedfishRefusedFirstMs = 2000;
 constexpr u32 kRedfishRefusedMostMs = 300000;
 
 // Parts of the service that are heard each for itself (BackgroundOptions::parts).
-enum class RedfishPart : u16 { Power, Sensors, Log, Identity };
-inline constexpr const char *kRedfishParts[] = {"power", "sensors", "log", "identity"};
+// The groups of sensors stand in the order of SensorGroup. A group was heard when the oldest of the
+// readings that are shown was asked for.
+enum class RedfishPart : u16 {
+    Power,
+    Log,
+    Identity,
+    Temperatures,
+    Voltages,
+    Currents,
+    Fans,
+    States
+};
+inline constexpr const char *kRedfishParts[] = {"power",    "log",      "identity", "temperatures",
+                                                "voltages", "currents", "fans",     "states"};
+RedfishPart RedfishPartOf(SensorKind kind);
 
 class RedfishConversation : public Conversation
 {
@@ -66,8 +79,9 @@ private:
     // A sensor that clients see.
     struct Shown {
         Sensor sensor;
-        u64 goodMs = 0;  // it was read last
-        u32 missed = 0;  // rounds since
+        u64 goodMs = 0;   // it was read last
+        u32 missed = 0;   // rounds since
+        u64 askedMs = 0;  // not before this
     };
     // Check, Watch: a request is to be sent at stepMs. Checking, Sending, Watching: it is on its
     // way. Reread: the log is to be read.
@@ -109,7 +123,8 @@ private:
     bool ChooseSystem(const Listed &systems);
     std::vector<Plan> PlansOf(const std::vector<ChassisDocument> &all,
                               const std::vector<size_t> &places) const;
-    std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again, Documents *documents,
+    std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again,
+                                       const SensorGroups &due, Documents *documents,
                                        std::set<std::string> *unread, u32 *gone,
                                        std::set<std::string> *denied, std::vector<Listing *> others,
                                        std::vector<Listed> *otherListed);
@@ -126,6 +141,9 @@ private:
     // ---- what clients are given
     void Give(const std::string &key, Instance instance, RedfishPart part);
     void Heard(RedfishPart part, u64 ms);
+    void HeardSensors();
+    u32 RateMs(u32 group) const;
+    u64 NextSensorsMs() const;
     void Remove(const std::string &key);
     void GiveSystem();
     void GiveSensors();
@@ -198,7 +216,7 @@ private:
     u64 nextDiscoveryMs_ = 0;
     u64 lastDiscoveryMs_ = 0;
     u64 emptySinceMs_ = 0;
-    u64 nextSensorsMs_ = 0;
+    u64 nextSensorsMs_[kSensorGroupCount] = {};
     u64 nextLogMs_ = 0;
     bool settled_ = false;
     bool sensorsRead_ = false;

@@ -10,6 +10,8 @@ namespace
 
 // Discovery that brought nothing is tried again after this; another one comes no sooner.
 constexpr u32 kDiscoverAgainMs = 5000;
+// Kinds that are due so soon are read in the same round.
+constexpr u32 kSameRoundMs = 100;
 
 std::string LinkIn(const Origin &origin, JsonValue document, const char *name)
 {
@@ -122,13 +124,13 @@ RedfishConversation::PlansOf(const std::vector<ChassisDocument> &all,
     return plans;
 }
 
-// Reads what the plans say: everything there is when `again`, otherwise what was chosen.
-std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans, bool again,
-                                                        Documents *documents,
-                                                        std::set<std::string> *unread, u32 *gone,
-                                                        std::set<std::string> *denied,
-                                                        std::vector<Listing *> others,
-                                                        std::vector<Listed> *otherListed)
+// Reads what the plans say: everything there is when `again`, otherwise what was chosen for the
+// groups that are due.
+std::vector<ChassisView>
+RedfishConversation::ReadPlans(std::vector<Plan> *plans, bool again, const SensorGroups &due,
+                               Documents *documents, std::set<std::string> *unread, u32 *gone,
+                               std::set<std::string> *denied, std::vector<Listing *> others,
+                               std::vector<Listed> *otherListed)
 {
     std::vector<ChassisView> views(plans->size());
     std::vector<std::string> links;
@@ -144,13 +146,13 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
         const Plan &plan = (*plans)[i];
         const SensorChoice &choice = plan.choice;
         // At discovery the chassis was read just before.
-        want(again ? "" : plan.link, &views[i].chassis, choice.Uses(SensorSource::Chassis));
+        want(again ? "" : plan.link, &views[i].chassis, choice.Uses(SensorSource::Chassis, due));
         want(plan.thermalSubsystem, &views[i].thermalSubsystem,
-             choice.Uses(SensorSource::ThermalSubsystem));
+             choice.Uses(SensorSource::ThermalSubsystem, due));
         want(plan.powerSubsystem, &views[i].powerSubsystem,
-             choice.Uses(SensorSource::PowerSubsystem));
-        want(plan.thermal, &views[i].thermal, choice.Uses(SensorSource::Thermal));
-        want(plan.power, &views[i].power, choice.Uses(SensorSource::Power));
+             choice.Uses(SensorSource::PowerSubsystem, due));
+        want(plan.thermal, &views[i].thermal, choice.Uses(SensorSource::Thermal, due));
+        want(plan.power, &views[i].power, choice.Uses(SensorSource::Power, due));
     }
     std::vector<Got> got = fetcher_.GetAll(links);
     for (size_t i = 0; i < links.size(); ++i) {
@@ -178,7 +180,7 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
         }
         const auto list = [&](Listing *listing, SensorSource source,
                               std::vector<Resource> *target) {
-            if (!listing->link.empty() && (again || plan.choice.Uses(source))) {
+            if (!listing->link.empty() && (again || plan.choice.Uses(source, due))) {
                 listings.push_back(listing);
                 targets.push_back(target);
             }
@@ -188,10 +190,16 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
         list(&plan.supplies, SensorSource::Supplies, &views[i].supplies);
         list(&plan.batteries, SensorSource::Batteries, &views[i].batteries);
     }
+    // Members that are read one by one, of kinds that are not due.
+    std::set<std::string> skip;
+    for (const Shown &shown : shown_) {
+        if (!again && !due[static_cast<u32>(SensorGroupOf(shown.sensor.kind))])
+            skip.insert(shown.sensor.document);
+    }
     const size_t mine = listings.size();
     listings.insert(listings.end(), others.begin(), others.end());
     std::vector<Listed> listed =
-        fetcher_.ReadListings(listings, again, root_.expand, documents, again);
+        fetcher_.ReadListings(listings, again, root_.expand, documents, again, skip);
     for (size_t i = 0; i < listed.size(); ++i) {
         if (i >= mine) {
             otherListed->push_back(std::move(listed[i]));
@@ -287,7 +295,7 @@ bool RedfishConversation::Discover()
     u32 gone = 0;
     std::vector<Listed> logListed;
     std::vector<ChassisView> views =
-        ReadPlans(&plans, true, &documents, &unread, &gone, &denied, logListings, &logListed);
+        ReadPlans(&plans, true, {}, &documents, &unread, &gone, &denied, logListings, &logListed);
     if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
         return false;
 
@@ -350,7 +358,7 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
     for (Sensor &sensor : found) {
         ids.insert(sensor.id);
         kinds.insert({LinkName(plans[sensor.chassis].link), sensor.kind});
-        shown.push_back({std::move(sensor), now, 0});
+        shown.push_back({std::move(sensor), now, 0, lastDiscoveryMs_});
     }
     // A kind of which a chassis has none any more, though its lists were read.
     const auto isEmptied = [&](const Sensor &old) {
@@ -401,12 +409,16 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
     plans_ = std::move(plans);
     shown_ = std::move(shown);
     sensorsRead_ = true;
-    nextSensorsMs_ = now + settings_.sensorsMs;
-    if (!ids.empty())
-        Heard(RedfishPart::Sensors, lastDiscoveryMs_);
+    // What the machine does not have is never due.
+    std::fill(std::begin(nextSensorsMs_), std::end(nextSensorsMs_), UINT64_MAX);
+    for (const Shown &one : shown_) {
+        const u32 group = static_cast<u32>(SensorGroupOf(one.sensor.kind));
+        nextSensorsMs_[group] = now + RateMs(group);
+    }
+    HeardSensors();
     GiveSensors();
     if (shown_.empty() && !denied.empty())
-        Give(SensorKey(1), FailedInstance(kCimAccessDenied), RedfishPart::Sensors);
+        Give(SensorKey(1), FailedInstance(kCimAccessDenied), RedfishPart::States);
 }
 
 // ---- rounds ----
@@ -414,7 +426,13 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
 void RedfishConversation::ReadSensors()
 {
     const u64 start = clock_();
-    nextSensorsMs_ = start + settings_.sensorsMs;
+    SensorGroups due;
+    for (u32 group = 0; group < kSensorGroupCount; ++group) {
+        if (nextSensorsMs_[group] > start + kSameRoundMs)
+            continue;
+        due.set(group);
+        nextSensorsMs_[group] = start + RateMs(group);
+    }
     fetcher_.BeginReading();
     Documents documents;
     std::set<std::string> unread;
@@ -422,7 +440,7 @@ void RedfishConversation::ReadSensors()
     u32 gone = 0;
     std::vector<Listed> none;
     const std::vector<ChassisView> views =
-        ReadPlans(&plans_, false, &documents, &unread, &gone, &denied, {}, &none);
+        ReadPlans(&plans_, false, due, &documents, &unread, &gone, &denied, {}, &none);
     if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
         return;
     std::map<std::string, Sensor> found;
@@ -436,9 +454,11 @@ void RedfishConversation::ReadSensors()
         if (at != found.end()) {
             at->second.name = shown.sensor.name;
             at->second.chassis = shown.sensor.chassis;
-            shown = {std::move(at->second), now, 0};
+            shown = {std::move(at->second), now, 0, start};
             continue;
         }
+        if (!due[static_cast<u32>(SensorGroupOf(shown.sensor.kind))])
+            continue;
         ++shown.missed;
         if (shown.missed < kMissedRounds && now - shown.goodMs < kOldMs)
             continue;
@@ -448,8 +468,7 @@ void RedfishConversation::ReadSensors()
                              });
         shown.sensor.status = refused ? kCimAccessDenied : kCimFailed;
     }
-    if (!found.empty())
-        Heard(RedfishPart::Sensors, start);
+    HeardSensors();
     GiveSensors();
     if (gone != 0)
         nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + 2 * kDiscoverAgainMs);

@@ -3,7 +3,6 @@
 #include "objmgrd/redfish/fetcher.h"
 
 #include <algorithm>
-#include <set>
 
 namespace
 {
@@ -217,7 +216,8 @@ struct Progress {
 }  // namespace
 
 std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings, bool again,
-                                          bool expands, Documents *documents, bool measure)
+                                          bool expands, Documents *documents, bool measure,
+                                          const std::set<std::string> &skip)
 {
     std::vector<Listed> all(listings.size());
     std::vector<Progress> progress(listings.size());
@@ -229,8 +229,10 @@ std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings
         if (listing->link.empty())
             continue;
         if (!again && !listing->expand && listing->whole) {
-            for (const std::string &link : listing->members)
-                all[i].members.push_back({link, JsonValue()});
+            for (const std::string &link : listing->members) {
+                if (skip.count(LinkName(link)) == 0)
+                    all[i].members.push_back({link, JsonValue()});
+            }
             continue;
         }
         pages.push_back({i, listing->link + (listing->expand ? kExpand : ""), listing->expand});
@@ -319,11 +321,13 @@ std::vector<Listed> Fetcher::ReadListings(const std::vector<Listing *> &listings
     }
     size_t at = 0;
     for (size_t i = 0; i < all.size(); ++i) {
-        listings[i]->whole = !progress[i].failed && !stop_() && !unauthorized_;
-        if (listings[i]->whole)
+        const bool listed = !progress[i].pages.empty();  // not its members alone
+        if (listed)
+            listings[i]->whole = !progress[i].failed && !stop_() && !unauthorized_;
+        if (listed && listings[i]->whole)
             listings[i]->members.clear();
         for (const Resource &member : all[i].members) {
-            if (listings[i]->whole)
+            if (listed && listings[i]->whole)
                 listings[i]->members.push_back(member.link);
             if (at < places.size() && places[at] == &member) {
                 all[i].failed += !got[at].Good();

@@ -10,6 +10,7 @@
 
 #include <deque>
 #include <list>
+#include <set>
 
 // All documents of one reading together, in bytes as they came.
 constexpr size_t kReadingBytesMax = size_t{16} * 1024 * 1024;
@@ -74,9 +75,11 @@ public:
     // In the order of the links. measure: find the best Limit on the way.
     std::vector<Got> GetAll(const std::vector<std::string> &links, bool measure = false);
     // Reads collections and all their members, whose documents go to *documents. again: not the
-    // members alone where they are known and expanding does not work.
+    // members alone where they are known and expanding does not work. skip: names of members that
+    // are left out where they are read alone.
     std::vector<Listed> ReadListings(const std::vector<Listing *> &listings, bool again,
-                                     bool expands, Documents *documents, bool measure = false);
+                                     bool expands, Documents *documents, bool measure = false,
+                                     const std::set<std::string> &skip = {});
 
     // Sends a request as soon as there is room for it, before all readings. `done` is called from
     // Wait, or from between.

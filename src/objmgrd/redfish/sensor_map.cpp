@@ -651,9 +651,29 @@ std::string NumberText(double number)
     return digits == "-0" ? "0" : digits;
 }
 
-bool SensorChoice::Uses(SensorSource source) const
+SensorGroup SensorGroupOf(SensorKind kind)
 {
-    return std::find(std::begin(of), std::end(of), source) != std::end(of);
+    switch (kind) {
+    case SensorKind::Temperature:
+        return SensorGroup::Temperatures;
+    case SensorKind::Fan:
+        return SensorGroup::Fans;
+    case SensorKind::Voltage:
+        return SensorGroup::Voltages;
+    case SensorKind::Power:
+    case SensorKind::Current:
+        return SensorGroup::Currents;
+    default:
+        return SensorGroup::States;
+    }
+}
+
+bool SensorChoice::Uses(SensorSource source, const SensorGroups &groups) const
+{
+    return std::any_of(std::begin(kKinds), std::end(kKinds), [&](const KindRow &row) {
+        return of[static_cast<u32>(row.kind)] == source &&
+               groups[static_cast<u32>(SensorGroupOf(row.kind))];
+    });
 }
 
 std::vector<Sensor> SensorsIn(const ChassisView &chassis, SensorKind kind, SensorSource source)

@@ -28,6 +28,8 @@
 #include "objmgrd/instances.h"
 #include "objmgrd/redfish/link.h"
 
+#include <bitset>
+
 // In the order in which a chassis's sensors are listed.
 enum class SensorKind : u8 {
     Temperature,
@@ -42,6 +44,14 @@ enum class SensorKind : u8 {
     SupplyRedundancy,
 };
 constexpr u32 kSensorKindCount = 10;
+
+// Kinds that are read equally often, and have one age.
+enum class SensorGroup : u8 { Temperatures, Voltages, Currents, Fans, States };
+constexpr u32 kSensorGroupCount = 5;
+// Power is among the currents; what has no number among the states.
+SensorGroup SensorGroupOf(SensorKind kind);
+// By number of SensorGroup.
+using SensorGroups = std::bitset<kSensorGroupCount>;
 
 enum class SensorSource : u8 {
     None,
@@ -101,7 +111,8 @@ struct ChassisView {
 struct SensorChoice {
     SensorSource of[kSensorKindCount] = {};
     bool operator==(const SensorChoice &) const = default;
-    bool Uses(SensorSource source) const;
+    // For one of these groups.
+    bool Uses(SensorSource source, const SensorGroups &groups) const;
 };
 
 // The sensors of one kind that one source tells about, in the order of their ids.

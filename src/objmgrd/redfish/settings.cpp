@@ -2,8 +2,7 @@
 // settings.cpp -- see settings.h. The keys are a table; a wrong one is never guessed at.
 #include "objmgrd/redfish/settings.h"
 
-#include "objmgrd/image_writer.h"
-#include "objmgrd/toml.h"
+#include "objmgrd/settings_reader.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -23,12 +22,28 @@ struct NumberRow {
 constexpr NumberRow kNumbers[] = {
     {"poll", "power_ms", &RedfishSettings::powerMs, 500, 10000},
     {"poll", "sensors_ms", &RedfishSettings::sensorsMs, 1000, 60000},
+    {"poll", "temperatures_ms", &RedfishSettings::temperaturesMs, 1000, 60000},
+    {"poll", "voltages_ms", &RedfishSettings::voltagesMs, 1000, 60000},
+    {"poll", "currents_ms", &RedfishSettings::currentsMs, 1000, 60000},
+    {"poll", "fans_ms", &RedfishSettings::fansMs, 1000, 60000},
+    {"poll", "states_ms", &RedfishSettings::statesMs, 1000, 60000},
     {"poll", "log_ms", &RedfishSettings::logMs, 1000, 300000},
     {"poll", "discovery_ms", &RedfishSettings::discoveryMs, 30000, 3600000},
     {"timeouts", "answer_ms", &RedfishSettings::answerMs, 1000, 30000},
     {"timeouts", "lost_ms", &RedfishSettings::lostMs, 2000, 60000},
     {"timeouts", "method_ms", &RedfishSettings::methodMs, 1000, 119000},
 };
+
+struct KindRow {
+    const char *key;  // of [poll]
+    u32 RedfishSettings::*field;
+};
+
+constexpr KindRow kKinds[] = {{"temperatures_ms", &RedfishSettings::temperaturesMs},
+                              {"voltages_ms", &RedfishSettings::voltagesMs},
+                              {"currents_ms", &RedfishSettings::currentsMs},
+                              {"fans_ms", &RedfishSettings::fansMs},
+                              {"states_ms", &RedfishSettings::statesMs}};
 
 struct TextRow {
     const char *key;  // of [redfish]
@@ -59,69 +74,26 @@ constexpr WordRow kWords[] = {
     {"cycle", &RedfishSettings::refuseCycle, "auto", "refuse"},
 };
 
-constexpr const char *kTables[] = {"redfish", "poll", "timeouts"};
+constexpr const char *kTables[] = {"redfish", "poll", "timeouts", nullptr};
 
-std::string Quoted(std::string_view text)
-{
-    return "\"" + StoreSafeText(std::string(text)) + "\"";
-}
-
-class Reader
+class Reader : public SettingsReader
 {
 public:
     Reader(RedfishSettings *settings, std::vector<FileNote> *notes)
-        : settings_(settings), notes_(notes)
+        : SettingsReader(kTables, &settings->archive, notes), settings_(settings)
     {
     }
-    void ReadTop(const toml::table &top);
-    bool Right() const { return faults_ == 0; }
 
 private:
-    void Fault(const toml::source_region &place, std::string text);
+    void ReadTable(const char *name, const toml::table &table) override;
+    void CheckWhole(const toml::table &top) override;
     void ReadKey(const char *table, const toml::key &key, const toml::node &node);
-    void ReadNumber(const NumberRow &row, const toml::node &node);
-    void ReadText(const TextRow &row, const toml::node &node);
     void ReadWord(const WordRow &row, const toml::node &node);
     void ReadUrl(const toml::node &node);
-    void CheckWhole(const toml::table &redfish);
+    void FillKinds(const toml::table &top);
 
     RedfishSettings *settings_;
-    std::vector<FileNote> *notes_;
-    u32 faults_ = 0;
 };
-
-void Reader::Fault(const toml::source_region &place, std::string text)
-{
-    FileNote note;
-    note.line = place.begin.line;
-    note.column = place.begin.column;
-    note.text = std::move(text);
-    notes_->push_back(std::move(note));
-    ++faults_;
-}
-
-void Reader::ReadNumber(const NumberRow &row, const toml::node &node)
-{
-    const auto *number = node.as_integer();
-    if (number == nullptr || number->get() < row.least || number->get() > row.most)
-        return Fault(node.source(), std::string(row.key) + " is a number from " +
-                                        std::to_string(row.least) + " to " +
-                                        std::to_string(row.most));
-    settings_->*row.field = static_cast<u32>(number->get());
-}
-
-void Reader::ReadText(const TextRow &row, const toml::node &node)
-{
-    const auto *text = node.as_string();
-    const bool fits = text != nullptr && text->get().size() <= row.mostBytes &&
-                      std::none_of(text->get().begin(), text->get().end(),
-                                   [](char c) { return static_cast<u8>(c) < 0x20 || c == 0x7f; });
-    if (!fits)
-        return Fault(node.source(), std::string(row.key) + " is a text of at most " +
-                                        std::to_string(row.mostBytes) +
-                                        " bytes in quotes, without control characters");
-    settings_->*row.field = text->get();
-}
 
 void Reader::ReadWord(const WordRow &row, const toml::node &node)
 {
@@ -152,17 +124,17 @@ void Reader::ReadKey(const char *table, const toml::key &key, const toml::node &
         return ReadUrl(node);
     for (const NumberRow &row : kNumbers) {
         if (std::string_view(table) == row.table && key == row.key)
-            return ReadNumber(row, node);
+            return ReadNumber(row.key, node, row.least, row.most, &(settings_->*row.field));
     }
     for (const TextRow &row : kTexts) {
         if (redfish && key == row.key)
-            return ReadText(row, node);
+            return ReadText(row.key, node, row.mostBytes, &(settings_->*row.field));
     }
     for (const WordRow &row : kWords) {
         if (redfish && key == row.key)
             return ReadWord(row, node);
     }
-    Fault(key.source(), "unknown key " + Quoted(key.str()) + " in [" + table + "]");
+    FaultUnknown(table, key);
 }
 
 // "sha256//" and 32 bytes in base 64.
@@ -178,8 +150,29 @@ bool IsPin(const std::string &pin)
     });
 }
 
-void Reader::CheckWhole(const toml::table &redfish)
+void Reader::ReadTable(const char *name, const toml::table &table)
 {
+    for (const auto &[key, node] : table)
+        ReadKey(name, key, node);
+}
+
+// What is not said of a kind follows sensors_ms.
+void Reader::FillKinds(const toml::table &top)
+{
+    const toml::table *poll = top.get_as<toml::table>("poll");
+    for (const KindRow &row : kKinds) {
+        if (poll == nullptr || !poll->contains(row.key))
+            settings_->*row.field = settings_->sensorsMs;
+    }
+}
+
+void Reader::CheckWhole(const toml::table &top)
+{
+    FillKinds(top);
+    const toml::table *table = top.get_as<toml::table>("redfish");
+    if (table == nullptr)
+        return;
+    const toml::table &redfish = *table;
     const auto place = [&](const char *key) {
         const toml::node *node = redfish.get(key);
         return node != nullptr ? node->source() : redfish.source();
@@ -203,36 +196,6 @@ void Reader::CheckWhole(const toml::table &redfish)
     if (!tls &&
         (!settings_->pin.empty() || !settings_->caFile.empty() || !settings_->tlsName.empty()))
         Fault(place("url"), "ca_file, pin and tls_name go with https only");
-}
-
-void Reader::ReadTop(const toml::table &top)
-{
-    for (const auto &[key, node] : top) {
-        std::string fault;
-        if (ArchiveSettingsKey(key.str(), node, &settings_->archive, &fault)) {
-            if (!fault.empty())
-                Fault(node.source(), fault);
-            continue;
-        }
-        if (std::none_of(std::begin(kTables), std::end(kTables),
-                         [&k = key](const char *name) { return k == name; }))
-            Fault(key.source(),
-                  "unknown table " + Quoted(key.str()) + " (known: redfish, poll, timeouts)");
-        else if (!node.is_table())
-            Fault(node.source(),
-                  std::string(key.str()) + " is a table: write [" + std::string(key.str()) + "]");
-    }
-    if (!top.contains("redfish"))
-        Fault(top.source(), "[redfish] is missing");
-    for (const char *name : kTables) {
-        const toml::table *table = top.get_as<toml::table>(name);
-        if (table == nullptr)
-            continue;
-        for (const auto &[key, node] : *table)
-            ReadKey(name, key, node);
-        if (std::string_view(name) == "redfish")
-            CheckWhole(*table);
-    }
 }
 
 }  // namespace

@@ -21,6 +21,12 @@
 //   [poll]                     milliseconds from one look to the next
 //   power_ms = 1000            the power state, 500 to 10000
 //   sensors_ms = 5000          every sensor, 1000 to 60000
+//   temperatures_ms = 5000     a kind of its own, 1000 to 60000; absent: as sensors_ms
+//   voltages_ms = 5000         the same
+//   currents_ms = 5000         the same, watts and amperes
+//   fans_ms = 5000             the same
+//   states_ms = 5000           the same, what has no number: supplies, batteries, intrusion,
+//                              redundancy
 //   log_ms = 10000             whether the log changed, 1000 to 300000
 //   discovery_ms = 300000      which sensors there are, 30000 to 3600000
 //   [timeouts]                 milliseconds
@@ -50,6 +56,11 @@ struct RedfishSettings {
 
     u32 powerMs = 1000;
     u32 sensorsMs = 5000;
+    u32 temperaturesMs = 5000;
+    u32 voltagesMs = 5000;
+    u32 currentsMs = 5000;
+    u32 fansMs = 5000;
+    u32 statesMs = 5000;
     u32 logMs = 10000;
     u32 discoveryMs = 300000;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Tests of the program objmgrd-ipmi, without a BMC: its options, its settings and what it serves
 // while no BMC answers.
+#include "support/listening_init.h"
 #include "support/objmgr_process.h"
 
 #include <fcntl.h>
@@ -178,4 +179,26 @@ TEST_F(ObjmgrdIpmi, SignalBeforeTheCommandIsStartedEndsTheService)
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGTERM) << status;
     EXPECT_FALSE(std::filesystem::exists(started));
     EXPECT_FALSE(serves());
+}
+
+// What the init system starts after the service finds the failure served, and nothing waits longer.
+TEST_F(ObjmgrdIpmi, IsReadyThoughTheBmcIsSilent)
+{
+    const std::string file = Lan("[timeouts]\nanswer_ms = 100\nsession_ms = 200\n");
+    const std::string dir = directory_.Path() + "/served";
+    ListeningInit init;
+    init.Listen(directory_.Path() + "/notify");
+    ChildProcess service([&] {
+        dup2(open((directory_.Path() + "/err").c_str(), O_CREAT | O_WRONLY, 0600), 2);
+        execl(OBJMGRD_IPMI, "objmgrd-ipmi", "--config", file.c_str(), "--dir", dir.c_str(),
+              nullptr);
+        _exit(99);
+    });
+    const std::string serving = "STATUS=serving " + file + " in " + dir + "; BMC 127.0.0.1 ";
+    EXPECT_EQ(init.Heard(20000), serving + "is being read");
+    EXPECT_EQ(init.Heard(20000), serving + "cannot be read");
+    EXPECT_EQ(init.Heard(20000), "READY=1");
+    kill(service.Pid(), SIGTERM);
+    EXPECT_EQ(WEXITSTATUS(service.Wait()), 0);
+    EXPECT_EQ(init.Heard(20000), "STOPPING=1");
 }

@@ -450,8 +450,8 @@ TEST_F(SensorMap, TheSourceWithMoreEntriesIsChosen)
     EXPECT_EQ(of(SensorKind::Temperature), SensorSource::Thermal);
     view.sensors = {celsius, celsius};
     EXPECT_EQ(of(SensorKind::Temperature), SensorSource::Sensors);
-    EXPECT_TRUE(ChooseSources(view).Uses(SensorSource::Sensors));
-    EXPECT_FALSE(ChooseSources(view).Uses(SensorSource::Thermal));
+    EXPECT_TRUE(ChooseSources(view).Uses(SensorSource::Sensors, SensorGroups().set()));
+    EXPECT_FALSE(ChooseSources(view).Uses(SensorSource::Thermal, SensorGroups().set()));
 }
 
 TEST_F(SensorMap, FansInRpmAreChosen)
@@ -570,4 +570,28 @@ TEST_F(SensorMap, Units)
     EXPECT_EQ(unit(SensorKind::Power), "W");
     EXPECT_EQ(unit(SensorKind::Current), "A");
     EXPECT_EQ(unit(SensorKind::Supply), "");
+}
+
+TEST_F(SensorMap, EveryKindIsReadWithItsGroup)
+{
+    EXPECT_EQ(SensorGroupOf(SensorKind::Temperature), SensorGroup::Temperatures);
+    EXPECT_EQ(SensorGroupOf(SensorKind::Fan), SensorGroup::Fans);
+    EXPECT_EQ(SensorGroupOf(SensorKind::Voltage), SensorGroup::Voltages);
+    EXPECT_EQ(SensorGroupOf(SensorKind::Power), SensorGroup::Currents);
+    EXPECT_EQ(SensorGroupOf(SensorKind::Current), SensorGroup::Currents);
+    for (const SensorKind kind : {SensorKind::Intrusion, SensorKind::Battery, SensorKind::Supply,
+                                  SensorKind::FanRedundancy, SensorKind::SupplyRedundancy})
+        EXPECT_EQ(SensorGroupOf(kind), SensorGroup::States);
+    SensorChoice choice;
+    choice.of[static_cast<u32>(SensorKind::Fan)] = SensorSource::Fans;
+    choice.of[static_cast<u32>(SensorKind::Power)] = SensorSource::Power;
+    SensorGroups fans;
+    fans.set(static_cast<u32>(SensorGroup::Fans));
+    SensorGroups currents;
+    currents.set(static_cast<u32>(SensorGroup::Currents));
+    EXPECT_TRUE(choice.Uses(SensorSource::Fans, fans));
+    EXPECT_FALSE(choice.Uses(SensorSource::Fans, currents));
+    EXPECT_TRUE(choice.Uses(SensorSource::Power, currents));
+    EXPECT_FALSE(choice.Uses(SensorSource::Power, fans));
+    EXPECT_FALSE(choice.Uses(SensorSource::Power, SensorGroups()));
 }

@@ -87,6 +87,31 @@ TEST(RedfishSettings, LimitsOfNumbers)
               "5:13 method_ms is a number from 1000 to 119000");
 }
 
+TEST(RedfishSettings, KindsThatAreNotNamedFollowTheSensors)
+{
+    RedfishSettings settings;
+    EXPECT_EQ(Faults(std::string(kLeast) + "[poll]\nsensors_ms = 3000\nfans_ms = 1000\n"
+                                           "states_ms = 60000\n",
+                     &settings),
+              "right");
+    EXPECT_EQ(settings.temperaturesMs, 3000u);
+    EXPECT_EQ(settings.voltagesMs, 3000u);
+    EXPECT_EQ(settings.currentsMs, 3000u);
+    EXPECT_EQ(settings.fansMs, 1000u);
+    EXPECT_EQ(settings.statesMs, 60000u);
+    EXPECT_EQ(Faults(kLeast, &settings), "right");
+    EXPECT_EQ(settings.statesMs, 5000u);
+    for (const char *key :
+         {"temperatures_ms", "voltages_ms", "currents_ms", "fans_ms", "states_ms"}) {
+        const std::string line = std::string("[poll]\n") + key + " = ";
+        const std::string fault = "5:" + std::to_string(std::string(key).size() + 4) + " " + key +
+                                  " is a number from 1000 to 60000";
+        EXPECT_EQ(With(line + "999\n"), fault);
+        EXPECT_EQ(With(line + "60001\n"), fault);
+        EXPECT_EQ(With(line + "1000\n"), "right");
+    }
+}
+
 TEST(RedfishSettings, Faults)
 {
     EXPECT_EQ(Faults(""), "1:1 [redfish] is missing");
