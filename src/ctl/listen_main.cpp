@@ -89,6 +89,10 @@ int main(int argc, char **argv)
 {
     Options options;
     const std::string wrong = OptionsParse(argc, argv, CommandTime(), &options);
+    if (wrong.empty() && options.version) {
+        printf("smclpctl-listen %s\n", ZOR_VERSION);
+        return kExitDone;
+    }
     if (!wrong.empty() || options.listen.empty()) {
         Complain(wrong.empty() ? "--listen is missing" : TextValue(wrong).text);
         return kExitUsage;

@@ -10,6 +10,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <unistd.h>
 
 namespace
 {
@@ -131,6 +132,12 @@ TEST(ManPages, EveryProgramOfThePageSaysItsVersion)
         EXPECT_EQ(end.status, 0) << page;
         EXPECT_EQ(end.out, page.substr(0, page.rfind('.')) + " " + ZOR_VERSION + "\n");
     }
+#ifdef SMCLPCTL
+    const std::string listen = std::string(SMCLPCTL) + "-listen";
+    if (access(listen.c_str(), X_OK) == 0) {
+        EXPECT_EQ(RunProgram({listen, "--version"}).out, "smclpctl-listen " ZOR_VERSION "\n");
+    }
+#endif
 }
 
 TEST(ManPages, EachIsInstalledAndNamesItself)
