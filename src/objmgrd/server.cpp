@@ -656,6 +656,11 @@ int Server::ServeOnce(int signalFd, bool *signalled)
     return 0;
 }
 
+bool Server::IsReady() const
+{
+    return state_ != nullptr && state_->provider->Ready() && !state_->store.IsStaged();
+}
+
 int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
 {
     if (state_ == nullptr)
@@ -665,9 +670,7 @@ int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
         return errno;
     const u64 untilMs = NowMs() + limitMs;
     int error = 0;
-    // What it shows has to be published, too.
-    const auto isReady = [this] { return state_->provider->Ready() && !state_->store.IsStaged(); };
-    for (bool signalled = false; error == 0 && !signalled && !isReady() && NowMs() < untilMs;)
+    for (bool signalled = false; error == 0 && !signalled && !IsReady() && NowMs() < untilMs;)
         error = ServeOnce(signalFd, &signalled);
     close(signalFd);
     return error;
