@@ -2,6 +2,7 @@
 // Tests of objmgrd/sim/sim_provider, as its clients see it.
 #include "objmgrd/sim/sim_provider.h"
 
+#include "objmgr/inspect.h"
 #include "support/served_process.h"
 
 #include <fcntl.h>
@@ -308,4 +309,53 @@ TEST(SimProvider, TextIsMadeSafe)
 {
     const Sim sim("[OEM_QARN_System]\nHostName = \"a\\u001b[31m\\nb\\u0000\\u00e9\"\n");
     EXPECT_EQ(sim.Read(kSystem, "HostName"), "a?[31m?b?\xc3\xa9");
+}
+
+namespace
+{
+
+// What tools see of the system's source: its name, and "renewed" once it has been heard again.
+std::string SourceSeen(const Sim &sim)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        abort();
+    ChildProcess reader([&] {
+        setenv("ZOROBJMGR", sim.Directory().c_str(), 1);
+        ObjMgrHandle handle = 0;
+        const ObjMgrInterface *objmgr = ObjMgrGetInterface();
+        u64 storage[64];
+        ObjMgrInstance *instance = objmgr->InitInstance(storage, sizeof storage);
+        ObjMgrSource source = {};
+        if (objmgr->Open(&handle) != 0 ||
+            objmgr->GetInstance(handle, kLog, 0, instance) != kCimOk ||
+            !ObjMgrGetSource(ObjMgrSourceOf(instance), &source))
+            _exit(1);
+        std::string seen = source.name;
+        u32 oldest = 0;
+        for (int i = 0; i < 1000 && source.heard && source.ageMs >= oldest; ++i) {
+            oldest = source.ageMs;
+            usleep(20000);
+            ObjMgrGetSource(ObjMgrSourceOf(instance), &source);
+        }
+        seen += !source.heard ? " unheard" : source.ageMs < oldest ? " renewed" : " grows old";
+        (void)!write(ends[1], seen.c_str(), seen.size());
+    });
+    close(ends[1]);
+    char text[64] = "";
+    (void)!read(ends[0], text, sizeof text - 1);
+    close(ends[0]);
+    return text;
+}
+
+}  // namespace
+
+TEST(SimProvider, TheSimulatedHostIsASourceThatIsHeard)
+{
+    const std::string log = "[OEM_QARN_MessageLog]\n";
+    EXPECT_EQ(SourceSeen(Sim(kOn + log)), "simulated host renewed");
+    const std::string silent = "[OEM_QARN_System]\nPowerStatus = { status = 1 }\n";
+    EXPECT_EQ(SourceSeen(Sim(silent + log)), "simulated host unheard");
+    EXPECT_EQ(SourceSeen(Sim("[OEM_QARN_System]\nstatus = 1\n" + log)), "simulated host unheard");
+    EXPECT_EQ(SourceSeen(Sim(log)), "simulated host unheard");
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <time.h>
 
 namespace
 {
@@ -11,6 +12,15 @@ namespace
 // Beside what the shell reads: how the server was reset last, and how often.
 constexpr char kPropertyLastReset[] = "LastReset";
 constexpr char kPropertyResetCount[] = "ResetCount";
+
+constexpr char kSourceName[] = "simulated host";
+
+u64 NowMs()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
+}
 
 PropertyValue *FindProperty(Instance *instance, const char *name)
 {
@@ -42,12 +52,30 @@ SimProvider::SimProvider(Host host) : host_(std::move(host)) {}
 
 int SimProvider::Load(ImageWriter *store)
 {
-    for (const HostInstance &instance : host_.instances) {
+    source_ = store->AddSource(kSourceName);
+    for (HostInstance &instance : host_.instances) {
+        instance.instance.source = source_;
         const int error = store->Put(instance.key, instance.instance);
         if (error != 0)
             return error;
     }
+    TellHeard(store);
     return store->PutFaults(host_.faults.properties);
+}
+
+void SimProvider::Tick(ImageWriter *store, std::vector<ProviderAnswer> *)
+{
+    TellHeard(store);
+}
+
+void SimProvider::TellHeard(ImageWriter *store)
+{
+    HostInstance *system = Find(kSystemClass);
+    if (system == nullptr || system->instance.status != kCimOk)
+        return;
+    const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
+    if (power != nullptr && power->status == kCimOk)
+        store->Heard(source_, NowMs());
 }
 
 HostInstance *SimProvider::Find(const std::string &key)
@@ -81,6 +109,7 @@ ProviderReply SimProvider::Invoke(const MethodCall &call, ImageWriter *store)
         return {.status = kCimNotFound};
     if (target->instance.status != kCimOk)
         return {.status = target->instance.status};
+    TellHeard(store);
 
     const HostMethodFault *fault = FaultOf(call.row->method);
     ProviderReply reply;

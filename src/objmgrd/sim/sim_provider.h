@@ -16,6 +16,10 @@
 // Status: the instance's own where the host file gives it one; that comes before what the host file
 // plans for the method ([faults.methods]). A server whose PowerStatus has a status answers that to
 // a power method that has nothing else planned. A property with a status keeps it.
+//
+// Tools see one source, "simulated host", of every instance. It is heard every second, and with
+// each method, while the power state can be read: a host file that gives the system or its
+// PowerStatus a status describes a source that is silent.
 #ifndef OBJMGRD_SIM_SIM_PROVIDER_H
 #define OBJMGRD_SIM_SIM_PROVIDER_H
 
@@ -32,11 +36,14 @@ public:
     bool Has(const std::string &key) const override;
     ProviderReply Invoke(const MethodCall &call, ImageWriter *store) override;
     void Committed(bool done) override;
+    u32 TickMs() const override { return 1000; }
+    void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers) override;
 
 private:
     // What the method in hand does to the server, which is so only once the store says it too.
     enum class Effect : u8 { None, Power, Reset, Clear };
 
+    void TellHeard(ImageWriter *store);
     HostInstance *Find(const std::string &key);
     const HostMethodFault *FaultOf(const std::string &method) const;
     ProviderReply Act(HostInstance *target, const MethodCall &call, ImageWriter *store);
@@ -44,6 +51,7 @@ private:
     ProviderReply Clear(HostInstance *log, ImageWriter *store);
 
     Host host_;
+    u16 source_ = kImageNoSource;
     u32 resets_ = 0;
     Effect effect_ = Effect::None;
     HostInstance changed_;  // with an effect: the instance as it is to be
