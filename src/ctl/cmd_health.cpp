@@ -2,6 +2,7 @@
 // cmd_health.cpp -- health: how a server does, for people and for monitoring.
 #include "ctl/commands.h"
 #include "ctl/health.h"
+#include "ctl/session_count.h"
 
 namespace
 {
@@ -30,9 +31,11 @@ CtlExit CmdHealth(const Options &options, const Console &console)
     CtlExit status = kExitDone;
     Answers answers(options, console, kHealthForm, Answers::Shape::OneRow);
     ViewReader reader;
+    const std::optional<u32> sessions = SessionCount();
     for (const Server &server : CommandServers(options)) {
         const ServerView *view = reader.Read(server.directory, kParts);
-        const ServerHealth health = HealthOf(view, reader.Reason());
+        ServerHealth health = HealthOf(view, reader.Reason());
+        health.sessions = sessions;
         // The row says why; the exit status has it, too.
         if (!health.serves)
             status = CommandBoth(status, kExitNoService);

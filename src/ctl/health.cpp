@@ -19,6 +19,7 @@ constexpr Column kColumns[] = {
     {"unknowns",    "UNKNOWNS",  true},
     {"message",     "MESSAGE",   false},
     {"age_seconds", "AGE",       true},
+    {"sessions",    "SESSIONS",  true},
     // clang-format on
 };
 
@@ -112,7 +113,8 @@ Row HealthRow(const Value &server, const ServerHealth &health)
             IntegerValue(health.criticals),
             IntegerValue(health.unknowns),
             text(Message(health)),
-            health.age ? SecondsValue(*health.age) : Value()};
+            health.age ? SecondsValue(*health.age) : Value(),
+            health.sessions ? IntegerValue(*health.sessions) : Value()};
 }
 
 std::string HealthPluginLine(const ServerHealth &health, const std::vector<ModelSensor> &sensors)

@@ -18,9 +18,10 @@ struct ServerHealth {
     u32 criticals = 0;
     u32 unknowns = 0;
     Health health = Health::Unknown;  // the worst of all; a host that is off is ok
+    std::optional<u32> sessions;      // of the shell, on this machine; none: cannot be known
 };
 
-// view: null when there is no service, for that reason.
+// view: null when there is no service, for that reason. The sessions are left to the caller.
 ServerHealth HealthOf(const ServerView *view, const std::string &reason);
 
 extern const SheetForm kHealthForm;

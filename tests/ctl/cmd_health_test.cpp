@@ -4,17 +4,19 @@
 TEST(CmdHealth, Row)
 {
     FakeObjMgr om;
+    setenv("ZORSSNDIR", "/nowhere", 1);
     om.AddSensor("4", "1", {"Name", "Fan1", "Reading", "700", "StatusText", "warning"});
     const CtlEnd end = CtlRun("health -f csv");
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.out, "server,health,service,up,source,power,sensors,warnings,criticals,unknowns,"
-                       "message,age_seconds\r\n"
-                       ",warning,,true,,on,1,1,0,0,,\r\n");
+                       "message,age_seconds,sessions\r\n"
+                       ",warning,,true,,on,1,1,0,0,,,\r\n");
     om.SetStatus("OEM_QARN_System", "PowerStatus", kCimFailed);
     EXPECT_EQ(CtlRun("health").status, 75);
     om.openFails = true;
     EXPECT_EQ(CtlRun("health").status, 69);
     EXPECT_NE(CtlRun("health -f csv").out.find("no object manager serves"), std::string::npos);
+    unsetenv("ZORSSNDIR");
 }
 
 TEST(CmdHealth, CheckAnswersAsPluginsDo)

@@ -32,14 +32,17 @@ TEST(Health, Row)
     AddFan(&hand, "Fan2", "700", "warning");
     AddFan(&hand, "Fan3", "N/A", "unknown");
     hand.view.sources.push_back({"other", 2.5});
-    EXPECT_EQ(JsonRow(kHealthForm, HealthRow({}, HealthOf(&hand.view, "")), false),
-              "{\"server\":null,\"health\":\"warning\",\"service\":\"objmgrd-test\",\"up\":true,"
-              "\"source\":\"bmc,other\",\"power\":\"on\",\"sensors\":3,\"warnings\":1,"
-              "\"criticals\":0,\"unknowns\":1,\"message\":null,\"age_seconds\":2.5}");
-    EXPECT_EQ(JsonRow(kHealthForm, HealthRow(TextValue("n1"), HealthOf(nullptr, "gone")), false),
+    EXPECT_EQ(
+        JsonRow(kHealthForm, HealthRow({}, HealthOf(&hand.view, "")), false),
+        "{\"server\":null,\"health\":\"warning\",\"service\":\"objmgrd-test\",\"up\":true,"
+        "\"source\":\"bmc,other\",\"power\":\"on\",\"sensors\":3,\"warnings\":1,"
+        "\"criticals\":0,\"unknowns\":1,\"message\":null,\"age_seconds\":2.5,\"sessions\":null}");
+    ServerHealth gone = HealthOf(nullptr, "gone");
+    gone.sessions = 2;
+    EXPECT_EQ(JsonRow(kHealthForm, HealthRow(TextValue("n1"), gone), false),
               "{\"server\":\"n1\",\"health\":\"unknown\",\"service\":null,\"up\":false,"
               "\"source\":null,\"power\":null,\"sensors\":0,\"warnings\":0,\"criticals\":0,"
-              "\"unknowns\":0,\"message\":\"gone\",\"age_seconds\":null}");
+              "\"unknowns\":0,\"message\":\"gone\",\"age_seconds\":null,\"sessions\":2}");
 }
 
 TEST(Health, TheWorstCounts)
