@@ -40,16 +40,12 @@ CtlExit Clear(const Options &options, const Console &console)
     if (!CommandMayChange(options, console, "clearing the log"))
         return kExitUsage;
     CtlExit status = kExitDone;
-    size_t number = 0;
-    for (const Server &server : CommandServers(options)) {
-        CommandStagger(options, number++);
-        MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
+    CommandInvoke(options, console, &status, [](const Server &server) -> MethodAnswer {
+        const MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
         if (answer.status == kExitDone && !answer.applied)
-            answer = {kExitFailed, false, "the log was not cleared"};
-        if (answer.status != kExitDone)
-            status = CommandBoth(
-                status, CommandFailed(options, console, server, answer.status, answer.message));
-    }
+            return {kExitFailed, false, "the log was not cleared"};
+        return answer;
+    });
     return status;
 }
 

@@ -39,10 +39,18 @@ std::string ReadPower(const Server &server)
     return view == nullptr ? "" : ModelSystemOf(*view).power.text;
 }
 
-// Carries the action out on a host of that power.
-MethodAnswer Act(const Server &server, const ActionRow &row, PowerAction action,
-                 const ModelSystem &before)
+// Carries the action out.
+MethodAnswer Act(const Server &server, PowerAction action)
 {
+    const ActionRow &row = kActions[static_cast<size_t>(action)];
+    ModelSystem before;
+    {
+        ViewReader reader;
+        const ServerView *view = reader.Read(server.directory, kViewSystem);
+        if (view == nullptr)
+            return {kExitNoService, false, reader.Reason()};
+        before = ModelSystemOf(*view);
+    }
     if (!before.readable)
         return {kExitSilent, false, "the source is silent"};
     const bool both = action == PowerAction::On || action == PowerAction::Off;
@@ -64,26 +72,14 @@ struct Acted {
 
 std::vector<Acted> ActOnAll(const Options &options, const Console &console, CtlExit *status)
 {
-    const ActionRow &row = kActions[static_cast<size_t>(options.action)];
+    const std::vector<MethodAnswer> answers =
+        CommandInvoke(options, console, status,
+                      [&](const Server &server) { return Act(server, options.action); });
+    const std::vector<Server> servers = CommandServers(options);
     std::vector<Acted> acted;
-    size_t number = 0;
-    for (const Server &server : CommandServers(options)) {
-        CommandStagger(options, number++);
-        ModelSystem before;
-        {
-            ViewReader reader;
-            const ServerView *view =
-                CommandRead(options, console, server, kViewSystem, &reader, status);
-            if (view == nullptr)
-                continue;
-            before = ModelSystemOf(*view);
-        }
-        const MethodAnswer answer = Act(server, row, options.action, before);
-        if (answer.status == kExitDone)
-            acted.push_back({server, answer.applied});
-        else
-            *status = CommandBoth(
-                *status, CommandFailed(options, console, server, answer.status, answer.message));
+    for (size_t i = 0; i < servers.size(); ++i) {
+        if (answers[i].status == kExitDone)
+            acted.push_back({servers[i], answers[i].applied});
     }
     return acted;
 }

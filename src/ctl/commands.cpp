@@ -3,6 +3,7 @@
 #include "ctl/commands.h"
 
 #include "ctl/host_list.h"
+#include "ctl/method_batch.h"
 #include "ctl/model.h"
 
 #include <errno.h>
@@ -95,10 +96,23 @@ bool CommandMayChange(const Options &options, const Console &console, const std:
     return console.ask(what + " of " + servers + "? ");
 }
 
-void CommandStagger(const Options &options, size_t number)
+std::vector<MethodAnswer> CommandInvoke(const Options &options, const Console &console,
+                                        CtlExit *status,
+                                        const std::function<MethodAnswer(const Server &)> &call)
 {
-    if (number != 0 && options.everyServers != 0 && number % options.everyServers == 0)
-        CommandSleepMs(options.everySeconds * 1000);
+    const std::vector<Server> servers = CommandServers(options);
+    std::vector<MethodAnswer> answers(servers.size());
+    fflush(console.out);  // or each process would have a copy of what waits there
+    MethodBatch(
+        servers.size(), {options.everyServers, options.everySeconds * 1000},
+        [&](size_t number) { return call(servers[number]); },
+        [&](size_t number, const MethodAnswer &answer) {
+            answers[number] = answer;
+            if (answer.status != kExitDone)
+                *status = CommandBoth(*status, CommandFailed(options, console, servers[number],
+                                                             answer.status, answer.message));
+        });
+    return answers;
 }
 
 Answers::Answers(const Options &options, const Console &console, const SheetForm &form, Shape shape)

@@ -4,8 +4,11 @@
 #define CTL_COMMANDS_H
 
 #include "ctl/fold.h"
+#include "ctl/method.h"
 #include "ctl/options.h"
 #include "ctl/view_reader.h"
+
+#include <functional>
 
 // Where a command writes.
 struct Console {
@@ -60,8 +63,11 @@ const ServerView *CommandReadHost(const Options &options, const Console &console
 // False has been said.
 bool CommandMayChange(const Options &options, const Console &console, const std::string &what);
 
-// Pauses as --every says, before server number `number` (from 0).
-void CommandStagger(const Options &options, size_t number);
+// Makes a method call on each server (method_batch.h), begun as --every says. The answers, in the
+// order of the servers; of those that failed has been said why, and *status takes them in.
+std::vector<MethodAnswer> CommandInvoke(const Options &options, const Console &console,
+                                        CtlExit *status,
+                                        const std::function<MethodAnswer(const Server &)> &call);
 
 void CommandSleepMs(u32 ms);
 u64 CommandClockMs();  // one that nobody sets

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/ctl_run.h"
 
+#include <algorithm>
+
 TEST(Commands, SeveralServersInATableAreFolded)
 {
     FakeObjMgr om;
@@ -47,16 +49,32 @@ TEST(Commands, ManyServersAreChangedOnlyWhenThatIsSaid)
 {
     FakeObjMgr om;
     EXPECT_EQ(CtlRun("-w n[1-4] power off").status, 0);
-    om.Set("OEM_QARN_System", "PowerStatus", "ON");
-    om.ClearLog();
     const CtlEnd refused = CtlRun("-w n[1-5] power off");
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err, "smclpctl: power off of 5 servers (n[1-5]) needs --yes\n");
     EXPECT_EQ(CtlRun("-w n[1-5] log clear").status, 2);
-    EXPECT_EQ(om.Logged("InvokeMethod").size(), 0u);
     EXPECT_EQ(CtlRun("-w n[1-5] log clear --yes").status, 0);
-    EXPECT_EQ(om.Logged("InvokeMethod").size(), 5u);
     EXPECT_EQ(CtlRun("-w n[1-5] power").status, 0);  // looking needs nothing
+}
+
+// Each server's method is called, once.
+TEST(Commands, MethodsAreCalledOnEach)
+{
+    FakeObjMgr om;
+    om.methodStatus = kCimAccessDenied;
+    const CtlEnd end = CtlRun("-w n[1-3] log clear");
+    EXPECT_EQ(end.status, 77);
+    std::istringstream stream(end.err);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    std::sort(lines.begin(), lines.end());  // they come in any order
+    EXPECT_EQ(lines, (std::vector<std::string>{"smclpctl: n1: no right to do this",
+                                               "smclpctl: n2: no right to do this",
+                                               "smclpctl: n3: no right to do this"}));
+    EXPECT_EQ(om.Logged("InvokeMethod").size(), 0u);  // not by this process
+    CtlRun("-w n1 log clear");
+    EXPECT_EQ(om.Logged("InvokeMethod").size(), 1u);
 }
 
 TEST(Commands, TheTerminalIsAsked)

@@ -256,6 +256,30 @@ TEST(Smclpctl, RecordsStayInTheArchive)
         << end.err;
 }
 
+// Three of twenty servers answer nobody: together they take as long as one does.
+TEST(Smclpctl, ServersThatAreStoppedAreWaitedForTogether)
+{
+    const Directory directory;
+    std::string script = "cd " + directory.path +
+                         "; trap 'kill -CONT $stopped; kill $all; wait' EXIT\n"
+                         "for i in $(seq 20); do mkdir -m 700 n$i; objmgrd-sim --host " +
+                         HostFile("rack-server") +
+                         " --dir n$i & pid=$!; all=\"$all $pid\"\n"
+                         "[ $i -gt 3 ] || stopped=\"$stopped $pid\"; done\n"
+                         "ctl() { smclpctl --run-dir $PWD -w 'n[1-20]' \"$@\"; }\n"
+                         "until ctl system >none 2>&1; do sleep 0.1; done\n"
+                         "kill -STOP $stopped; begin=$(date +%s)\n"
+                         "ctl power off --yes -f csv >out 2>err; echo $?\n"
+                         "took=$(($(date +%s) - begin)); [ $took -lt 10 ]; echo $?\n"
+                         "grep -c 'n[0-9]*,off,off,true,' out; sort err";
+    const ProgramEnd end = RunProgram({"/usr/bin/env", "PATH=" + Path(), "/bin/sh", "-c", script});
+    EXPECT_EQ(end.out, "1\n0\n17\n"
+                       "smclpctl: n1: the service did not do it (CIM status 1)\n"
+                       "smclpctl: n2: the service did not do it (CIM status 1)\n"
+                       "smclpctl: n3: the service did not do it (CIM status 1)\n")
+        << end.err;
+}
+
 TEST(Smclpctl, WhatItExportsIsRightForPrometheus)
 {
     const ProgramEnd end = RunScript("command -v promtool >/dev/null || { echo none; exit; }\n"
