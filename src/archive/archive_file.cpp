@@ -28,12 +28,12 @@ std::optional<u32> ArchiveFileNumber(std::string_view name)
     if (!name.ends_with(kAfter))
         return std::nullopt;
     name.remove_suffix(kAfter.size());
-    if (name.size() > kArchiveFileDigits)
+    if (name.size() != kArchiveFileDigits)
         return std::nullopt;
     u32 number = 0;
     const char *end = name.data() + name.size();
     const auto parsed = std::from_chars(name.data(), end, number);
-    if (parsed.ec != std::errc() || parsed.ptr != end)
+    if (parsed.ec != std::errc() || parsed.ptr != end || number == 0)
         return std::nullopt;
     return number;
 }

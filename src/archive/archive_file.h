@@ -9,12 +9,15 @@
 #include <string>
 #include <string_view>
 
-// With as many digits as make the order of the names that of the numbers.
+// As many digits as make the order of the names that of the numbers.
 constexpr size_t kArchiveFileDigits = 6;
+constexpr u32 kArchiveFileMost = 999999;
 
+// number: 1 to kArchiveFileMost.
 std::string ArchiveFileName(u32 number);
 
-// The number in a name with one to kArchiveFileDigits digits; none: the file is not the archive's.
+// The number in a name that ArchiveFileName makes; none: the file is not the archive's, and is left
+// alone.
 std::optional<u32> ArchiveFileNumber(std::string_view name);
 
 #endif

@@ -94,8 +94,8 @@ int ArchiveWriter::Open(const std::string &directory, u64 mostBytes)
     if (list == nullptr)
         return errno;
     while (const dirent *entry = readdir(list)) {
-        if (const u32 number = ArchiveFileNumber(entry->d_name).value_or(0))
-            numbers.push_back(number);
+        if (const auto number = ArchiveFileNumber(entry->d_name))
+            numbers.push_back(*number);
     }
     closedir(list);
     std::sort(numbers.begin(), numbers.end());
@@ -146,6 +146,8 @@ int ArchiveWriter::Cut(u64 size)
 
 int ArchiveWriter::StartFile(u32 number)
 {
+    if (number > kArchiveFileMost)
+        return EOVERFLOW;
     const int fd = openat(directory_, ArchiveFileName(number).c_str(),
                           O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640);
     if (fd < 0)

@@ -214,9 +214,23 @@ TEST_F(ArchiveWriterTest, OtherFilesAreLeftAlone)
 {
     std::ofstream(directory + "/log-1.txt") << "mine";
     std::ofstream(directory + "/log-000001.jsonl.old") << "mine";
+    std::ofstream(directory + "/log-12.jsonl") << "mine";
+    std::ofstream(directory + "/log-000000.jsonl") << "mine";
     Write(Records(1, 1));
+    EXPECT_EQ(fs::file_size(directory + "/log-12.jsonl"), 4u);
+    EXPECT_EQ(fs::file_size(directory + "/log-000000.jsonl"), 4u);
+    EXPECT_GT(fs::file_size(directory + "/log-000001.jsonl"), 4u);
     EXPECT_TRUE(fs::exists(directory + "/log-1.txt"));
     EXPECT_EQ(fs::file_size(directory + "/log-000001.jsonl.old"), 4u);
+}
+
+TEST_F(ArchiveWriterTest, TheNumbersOfFilesEnd)
+{
+    std::ofstream(directory + "/log-999999.jsonl") << std::string(kArchiveLeastBytes, '\n');
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+    EXPECT_EQ(writer.Update(Records(1, 1)), EOVERFLOW);
+    EXPECT_FALSE(fs::exists(directory + "/log-1000000.jsonl"));
 }
 
 TEST_F(ArchiveWriterTest, TheSizeIsKeptAndTheOldestDropped)

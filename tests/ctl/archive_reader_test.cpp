@@ -52,7 +52,8 @@ TEST_F(ArchiveReaderTest, SeveralFilesInTheirOrder)
 {
     std::ofstream(directory + "/log-000010.jsonl") << ArchiveLineOf({2, 2, false, "b"}, 0);
     std::ofstream(directory + "/log-000009.jsonl") << ArchiveLineOf({1, 1, false, "a"}, 0);
-    std::ofstream(directory + "/log-000011.jsonl.old") << ArchiveLineOf({3, 3, false, "c"}, 0);
+    for (const char *other : {"/log-000011.jsonl.old", "/log-12.jsonl", "/log-000000.jsonl"})
+        std::ofstream(directory + other) << ArchiveLineOf({3, 3, false, "c"}, 0);
     ArchiveContent content;
     EXPECT_EQ(ArchiveRead(directory, &content), 0);
     ASSERT_EQ(content.records.size(), 2u);
