@@ -17,14 +17,19 @@ LogMark LogMarkOf(std::string_view time, std::string_view description)
     return hash;
 }
 
-size_t LogOverlap(std::span<const LogMark> seen, std::span<const LogMark> log)
+LogOverlapPlace LogOverlapFind(std::span<const LogMark> seen, std::span<const LogMark> log)
 {
     // From the first place on: an earlier one leaves more of `seen` to be the same.
     for (size_t place = 0; place < seen.size(); ++place) {
         const size_t length = std::min(seen.size() - place, log.size());
         if (std::equal(log.begin(), log.begin() + static_cast<std::ptrdiff_t>(length),
                        seen.begin() + static_cast<std::ptrdiff_t>(place)))
-            return length;
+            return {place, length};
     }
-    return 0;
+    return {seen.size(), 0};
+}
+
+size_t LogOverlap(std::span<const LogMark> seen, std::span<const LogMark> log)
+{
+    return LogOverlapFind(seen, log).length;
 }

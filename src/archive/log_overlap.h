@@ -26,4 +26,11 @@ LogMark LogMarkOf(std::string_view time, std::string_view description);
 // begins with.
 size_t LogOverlap(std::span<const LogMark> seen, std::span<const LogMark> log);
 
+// The same, and where in `seen` the first of them stands; with none of them at its end.
+struct LogOverlapPlace {
+    size_t place;
+    size_t length;
+};
+LogOverlapPlace LogOverlapFind(std::span<const LogMark> seen, std::span<const LogMark> log);
+
 #endif

@@ -98,12 +98,28 @@ CtlExit Follow(const Options &options, const Console &console)
     }
 }
 
-// The archive, then what of the log is not in it yet. Records of the archive have neither number
-// nor target: the log may give those to others by now.
+// The archive, then what of the log is not in it yet. A record of the archive has the number that
+// the log gives it now: none when it is not there any more, since another record may have its
+// number; and the one that it had when it was archived.
+std::vector<ModelRecord> Joined(const ArchiveContent &archive, const std::vector<ModelRecord> &log)
+{
+    std::vector<ModelRecord> records;
+    for (const ArchiveRecord &record : archive.records)
+        records.push_back(
+            {0, record.time, record.boot, TextValue(record.description), record.number});
+    const LogOverlapPlace both = LogOverlapFind(archive.marks, LogMarksOf(log));
+    const size_t first = archive.records.size() - archive.marks.size() + both.place;
+    for (size_t i = 0; i < both.length; ++i)
+        records[first + i].number = log[i].number;
+    records.insert(records.end(), log.begin() + static_cast<std::ptrdiff_t>(both.length),
+                   log.end());
+    return records;
+}
+
 CtlExit All(const Options &options, const Console &console)
 {
     CtlExit status = kExitDone;
-    Answers answers(options, console, kLogForm, Answers::Shape::ManyRows);
+    Answers answers(options, console, kArchiveForm, Answers::Shape::ManyRows);
     ViewReader reader;
     for (const Server &server : CommandServers(options)) {
         const std::string directory =
@@ -114,14 +130,10 @@ CtlExit All(const Options &options, const Console &console)
                                                        directory + ": " + strerror(error)));
             continue;
         }
-        std::vector<ModelRecord> records;
-        for (const ArchiveRecord &record : archive.records)
-            records.push_back({0, record.time, record.boot, TextValue(record.description)});
         const ServerView *view = CommandRead(options, console, server, kParts, &reader, &status);
         const std::vector<ModelRecord> log =
             view != nullptr ? ModelRecordsOf(*view) : std::vector<ModelRecord>();
-        const size_t known = LogOverlap(archive.marks, LogMarksOf(log));
-        records.insert(records.end(), log.begin() + static_cast<std::ptrdiff_t>(known), log.end());
+        std::vector<ModelRecord> records = Joined(archive, log);
         if (options.sinceTime)
             records = LogSinceTime(records, *options.sinceTime);
         answers.Add(server, RowsOf(server, records));

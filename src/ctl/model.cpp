@@ -186,20 +186,46 @@ constexpr Column kSystemColumns[] = {
 
 constexpr Column kLogColumns[] = {
     // clang-format off
-    {"server",      nullptr,       false},
-    {"record",      "RECORD",      true},
-    {"target",      nullptr,       false},
-    {"time",        "TIME",        false},
-    {"boot",        "BOOT",        false},
-    {"description", "DESCRIPTION", false},
+    {"server",          nullptr,       false},
+    {"record",          "RECORD",      true},
+    {"target",          nullptr,       false},
+    {"time",            "TIME",        false},
+    {"boot",            "BOOT",        false},
+    {"description",     "DESCRIPTION", false},
+    {"archived_record", nullptr,       true},
+    {"archived_target", nullptr,       false},
     // clang-format on
 };
+
+constexpr Column kArchiveColumns[] = {
+    // clang-format off
+    {"server",          nullptr,       false},
+    {"record",          "RECORD",      true},
+    {"target",          nullptr,       false},
+    {"time",            "TIME",        false},
+    {"boot",            "BOOT",        false},
+    {"description",     "DESCRIPTION", false},
+    {"archived_record", "WAS",         true},
+    {"archived_target", nullptr,       false},
+    // clang-format on
+};
+
+Value RecordNumber(u32 number)
+{
+    return number == 0 ? Value() : IntegerValue(number);
+}
+
+Value RecordTarget(u32 number)
+{
+    return number == 0 ? Value() : TextValue("/system1/logs1/log1/record" + std::to_string(number));
+}
 
 }  // namespace
 
 const SheetForm kSensorsForm = {"sensors", kSensorColumns};
 const SheetForm kSystemForm = {"systems", kSystemColumns};
 const SheetForm kLogForm = {"records", kLogColumns};
+const SheetForm kArchiveForm = {"records", kArchiveColumns};
 
 std::optional<i64> ModelTimeOfDigits(std::string_view digits)
 {
@@ -313,11 +339,11 @@ Row SystemRow(const Value &server, const ServerView &view, const ModelSystem &sy
 Row RecordRow(const Value &server, const ModelRecord &record)
 {
     return {server,
-            record.number == 0 ? Value() : IntegerValue(record.number),
-            record.number == 0
-                ? Value()
-                : TextValue("/system1/logs1/log1/record" + std::to_string(record.number)),
+            RecordNumber(record.number),
+            RecordTarget(record.number),
             record.time ? TimeValue(*record.time) : Value(),
             FlagValue(record.boot),
-            record.description};
+            record.description,
+            RecordNumber(record.archived),
+            RecordTarget(record.archived)};
 }

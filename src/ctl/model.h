@@ -47,6 +47,7 @@ struct ModelRecord {
     std::optional<i64> time;  // seconds since 1970; none: it has none
     bool boot = false;        // from before the controller knew the time
     Value description;        // null when it cannot be read
+    u32 archived = 0;         // its RecordNum when it came into the archive; 0: not from there
 };
 
 ModelSystem ModelSystemOf(const ServerView &view);
@@ -67,6 +68,7 @@ std::optional<i64> ModelTimeOfDigits(std::string_view digits);
 extern const SheetForm kSensorsForm;
 extern const SheetForm kSystemForm;
 extern const SheetForm kLogForm;
+extern const SheetForm kArchiveForm;  // the same columns; a table shows what a record's number was
 Row SensorRow(const Value &server, const ModelSensor &sensor);
 Row SystemRow(const Value &server, const ServerView &view, const ModelSystem &system);
 Row RecordRow(const Value &server, const ModelRecord &record);

@@ -24,6 +24,17 @@ TEST(LogOverlap, TheLogGrows)
     EXPECT_EQ(Overlap("abc", "abcd"), 3u);
 }
 
+TEST(LogOverlap, WhereTheyStand)
+{
+    const LogMark seen[] = {1, 2, 3};
+    const LogMark later[] = {2, 3, 4};
+    const LogMark others[] = {4};
+    EXPECT_EQ(LogOverlapFind(seen, later).place, 1u);
+    EXPECT_EQ(LogOverlapFind(seen, later).length, 2u);
+    EXPECT_EQ(LogOverlapFind(seen, others).place, 3u);
+    EXPECT_EQ(LogOverlapFind(seen, others).length, 0u);
+}
+
 TEST(LogOverlap, AFullLogDropsItsOldest)
 {
     EXPECT_EQ(Overlap("abc", "bcd"), 2u);

@@ -22,11 +22,12 @@ TEST(CmdLog, Records)
     Fill(&om);
     const CtlEnd end = CtlRun("log -f csv");
     EXPECT_EQ(end.status, 0);
-    EXPECT_EQ(end.out, "server,record,target,time,boot,description\r\n"
-                       ",1,/system1/logs1/log1/record1,1970-01-01T00:01:00Z,false,one\r\n"
-                       ",2,/system1/logs1/log1/record2,,true,two\r\n"
-                       ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
-                       "\"three, \"\"quoted\"\"\"\r\n");
+    EXPECT_EQ(end.out,
+              "server,record,target,time,boot,description,archived_record,archived_target\r\n"
+              ",1,/system1/logs1/log1/record1,1970-01-01T00:01:00Z,false,one,,\r\n"
+              ",2,/system1/logs1/log1/record2,,true,two,,\r\n"
+              ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
+              "\"three, \"\"quoted\"\"\",,\r\n");
 }
 
 TEST(CmdLog, Since)
@@ -75,20 +76,33 @@ TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
     {
         ArchiveWriter writer;
         ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
-        ASSERT_EQ(writer.Update({{1, 30, false, "cleared long ago"}}), 0);
+        ASSERT_EQ(writer.Update({{7, 30, false, "cleared long ago"}}), 0);
         ASSERT_EQ(writer.Update({}), 0);
-        ASSERT_EQ(writer.Update({{1, 60, false, "one"}, {2, std::nullopt, true, "two"}}), 0);
+        ASSERT_EQ(
+            writer.Update(
+                {{1, 50, false, "dropped"}, {2, 60, false, "one"}, {3, std::nullopt, true, "two"}}),
+            0);
     }
     FakeObjMgr om;
     Fill(&om);
     const CtlEnd end = CtlRun("log -f csv --all " + directory);
     EXPECT_EQ(end.status, 0) << end.err;
-    EXPECT_EQ(end.out, "server,record,target,time,boot,description\r\n"
-                       ",,,1970-01-01T00:00:30Z,false,cleared long ago\r\n"
-                       ",,,1970-01-01T00:01:00Z,false,one\r\n"
-                       ",,,,true,two\r\n"
-                       ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
-                       "\"three, \"\"quoted\"\"\"\r\n");
+    EXPECT_EQ(end.out,
+              "server,record,target,time,boot,description,archived_record,archived_target\r\n"
+              ",,,1970-01-01T00:00:30Z,false,cleared long ago,7,/system1/logs1/log1/record7\r\n"
+              ",,,1970-01-01T00:00:50Z,false,dropped,1,/system1/logs1/log1/record1\r\n"
+              ",1,/system1/logs1/log1/record1,1970-01-01T00:01:00Z,false,one,"
+              "2,/system1/logs1/log1/record2\r\n"
+              ",2,/system1/logs1/log1/record2,,true,two,3,/system1/logs1/log1/record3\r\n"
+              ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
+              "\"three, \"\"quoted\"\"\",,\r\n");
+    EXPECT_EQ(CtlRun("log --all " + directory).out,
+              "RECORD  TIME                  BOOT  DESCRIPTION       WAS\n"
+              "     -  1970-01-01T00:00:30Z  no    cleared long ago    7\n"
+              "     -  1970-01-01T00:00:50Z  no    dropped             1\n"
+              "     1  1970-01-01T00:01:00Z  no    one                 2\n"
+              "     2  -                     yes   two                 3\n"
+              "     3  1970-01-01T00:02:00Z  no    three, \"quoted\"     -\n");
     EXPECT_EQ(CtlRun("log --since 1970-01-01T00:02:00Z -f csv --all " + directory).out,
               CtlRun("log --since 2 -f csv").out);
     om.openFails = true;

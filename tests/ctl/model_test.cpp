@@ -189,11 +189,14 @@ TEST(Model, Records)
         rows += JsonRow(kLogForm, RecordRow({}, record), false) + "\n";
     EXPECT_EQ(rows, "{\"server\":null,\"record\":1,\"target\":\"/system1/logs1/log1/record1\","
                     "\"time\":\"2024-02-29T06:58:12Z\",\"boot\":false,"
-                    "\"description\":\"DIMM E was replaced.\"}\n"
+                    "\"description\":\"DIMM E was "
+                    "replaced.\",\"archived_record\":null,\"archived_target\":null}\n"
                     "{\"server\":null,\"record\":2,\"target\":\"/system1/logs1/log1/record2\","
-                    "\"time\":null,\"boot\":true,\"description\":\"The fans are redundant.\"}\n"
+                    "\"time\":null,\"boot\":true,\"description\":\"The fans are "
+                    "redundant.\",\"archived_record\":null,\"archived_target\":null}\n"
                     "{\"server\":null,\"record\":3,\"target\":\"/system1/logs1/log1/record3\","
-                    "\"time\":null,\"boot\":false,\"description\":\"No time.\"}\n");
+                    "\"time\":null,\"boot\":false,\"description\":\"No "
+                    "time.\",\"archived_record\":null,\"archived_target\":null}\n");
 }
 
 TEST(Model, AsManyRecordsAsTheLogSays)
