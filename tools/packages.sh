@@ -10,12 +10,14 @@ PACKAGES_TEST_IPMI="openipmi ipmitool freeipmi-tools prometheus-ipmi-exporter"
 PACKAGES_TEST_INSTALLED="scdoc pkg-config"
 # What scripts that read JSON use, and what holds it against a schema.
 PACKAGES_TEST_SCRIPTS="jq python3 python3-jsonschema"
+# What makes a journal without a journald.
+PACKAGES_TEST_JOURNAL="systemd-journal-remote"
 # A simulated Redfish service.
 PACKAGES_TEST_REDFISH="libmicrohttpd-dev openssl"
 # Login servers that let users in to the shell; tests with sshd itself are skipped where it is not
 # installed, since installing it starts it.
 PACKAGES_TEST_LOGIN="openssh-client dropbear-bin libnss-wrapper"
-PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI \
+PACKAGES_TEST="libgtest-dev $PACKAGES_TEST_SCRIPTS $PACKAGES_TEST_JOURNAL $PACKAGES_TEST_INSTALLED $PACKAGES_TEST_IPMI \
 $PACKAGES_TEST_REDFISH $PACKAGES_TEST_LOGIN"
 PACKAGES_ARMHF="g++-arm-linux-gnueabihf qemu-user"
 PACKAGES_MUSL="musl-tools make"

@@ -4,6 +4,7 @@
 
 #include "ctl/options.h"
 
+#include <algorithm>
 #include <jansson.h>
 #include <memory>
 #include <stdlib.h>
@@ -118,13 +119,31 @@ const char *TextOf(const json_t *object, const char *name)
     return json_string_value(json_object_get(object, name));
 }
 
+// Whether a program of this name, and this path where there is one, is a service. The path of one
+// that was replaced while it ran ends in " (deleted)".
+bool IsService(const char *name, const char *path)
+{
+    std::string_view file = path != nullptr ? path : name;
+    if (path != nullptr) {
+        constexpr std::string_view kDeleted = " (deleted)";
+        if (file.ends_with(kDeleted))
+            file.remove_suffix(kDeleted.size());
+        file.remove_prefix(file.find_last_of('/') + 1);
+    }
+    return file == name &&
+           std::any_of(std::begin(kAuditServices), std::end(kAuditServices),
+                       [&](const char *service) { return strcmp(name, service) == 0; });
+}
+
 bool ParseJournal(const std::string &line, const AuditTrust &trust, AuditEvent *event)
 {
     const Json json(json_loadb(line.data(), line.size(), 0, nullptr));
     const char *message = TextOf(json.get(), "MESSAGE");
     const char *uid = TextOf(json.get(), "_UID");
+    const char *name = TextOf(json.get(), "_COMM");
     const char *time = TextOf(json.get(), "__REALTIME_TIMESTAMP");
-    if (message == nullptr || uid == nullptr)
+    if (message == nullptr || uid == nullptr || name == nullptr ||
+        !IsService(name, TextOf(json.get(), "_EXE")))
         return false;
     const std::string owner = trust.owner ? std::to_string(*trust.owner) : "0";
     if (strcmp(uid, "0") != 0 && owner != uid)

@@ -3,14 +3,19 @@
 //
 // The services write the record to the system log (facility authpriv; the lines: objmgrd/record.h).
 // It is read from there and kept nowhere else: the log has the machine's own rotation, rights and
-// forwarding. From the journal a line counts only when the kernel says that root or the object
-// manager's owner wrote it; in a text file anybody who may use the log can have written anything.
+// forwarding. From the journal a line counts only by what the kernel has said of its writer: that
+// root or the object manager's owner ran it (_UID), and that it was a service (_COMM, and _EXE
+// where the journal has it). The journal's other fields are the writer's own words. In a text file
+// anybody who may use the log can have written anything.
 #ifndef CTL_AUDIT_H
 #define CTL_AUDIT_H
 
 #include "ctl/sheet.h"
 
 #include <optional>
+
+// The programs that write the record, as _COMM has them.
+constexpr const char *kAuditServices[] = {"objmgrd-sim", "objmgrd-ipmi", "objmgrd-redfish"};
 
 // Who may have written a line of the journal, besides root.
 struct AuditTrust {

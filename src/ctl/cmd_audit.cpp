@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // cmd_audit.cpp -- audit: who logged in and who did what.
 #include "ctl/audit.h"
+#include "ctl/audit_source.h"
 #include "ctl/commands.h"
 
-#include <errno.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
-
-// Only what calls itself a service; whether it is one is judged line by line.
-constexpr char kJournal[] = "exec journalctl --no-pager --quiet --output=json "
-                            "--output-fields=MESSAGE,_UID _COMM=objmgrd-sim _COMM=objmgrd-ipmi "
-                            "_COMM=objmgrd-redfish 2>/dev/null";
-constexpr char kJournalProgram[] = "/usr/bin/journalctl";
-constexpr char kLogFile[] = "/var/log/auth.log";
 
 std::optional<u32> OwnerOf(const Options &options)
 {
@@ -52,18 +43,14 @@ void AnswerLines(const Options &options, FILE *file, Answers *answers)
 CtlExit CmdAudit(const Options &options, const Console &console)
 {
     Answers answers(options, console, kAuditForm, Answers::Shape::ManyRows);
-    const bool journal = options.file.empty() && access(kJournalProgram, X_OK) == 0;
-    const std::string name = options.file.empty() ? kLogFile : options.file;
-    FILE *file = journal ? popen(kJournal, "r") : name == "-" ? stdin : fopen(name.c_str(), "re");
-    if (file == nullptr) {
-        const int error = errno;
-        return CommandFailed(options, console, {}, kExitFailed, name + ": " + strerror(error));
+    AuditSource source;
+    std::string reason;
+    CtlExit status = source.Open(options.file, options.sinceTime, {}, &reason);
+    if (status == kExitDone) {
+        AnswerLines(options, source.Lines(), &answers);
+        status = source.Close(&reason);
     }
-    AnswerLines(options, file, &answers);
-    CtlExit status = kExitDone;
-    if (journal && pclose(file) != 0)
-        status = CommandFailed(options, console, {}, kExitFailed, "the journal cannot be read");
-    if (!journal && file != stdin)
-        fclose(file);
+    if (status != kExitDone)
+        CommandFailed(options, console, {}, status, reason);
     return answers.End(status);
 }

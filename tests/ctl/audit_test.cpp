@@ -30,10 +30,11 @@ std::string Time(const std::string &line)
     return event.time ? TimeValue(*event.time).text : "no time";
 }
 
-std::string Journal(const std::string &uid, const std::string &message)
+std::string Journal(const std::string &uid, const std::string &message,
+                    const std::string &program = "\"_COMM\":\"objmgrd-sim\"")
 {
-    return "{\"__REALTIME_TIMESTAMP\":\"1795291199123456\",\"_UID\":\"" + uid +
-           "\",\"MESSAGE\":" + JsonText(message) + "}";
+    return "{\"__REALTIME_TIMESTAMP\":\"1795291199123456\",\"_UID\":\"" + uid + "\"," + program +
+           ",\"MESSAGE\":" + JsonText(message) + "}";
 }
 
 }  // namespace
@@ -56,6 +57,22 @@ TEST(Audit, OnlyRootAndTheOwnerAreTrusted)
     EXPECT_EQ(Json("{\"MESSAGE\":\"event=call\"}"), "none");
     AuditEvent event;
     EXPECT_FALSE(AuditParseLine(Journal("1000", kCall), {}, kNow, &event));
+}
+
+TEST(Audit, OnlyServicesAreTrusted)
+{
+    for (const char *program :
+         {"\"_COMM\":\"objmgrd-redfish\"",
+          "\"_COMM\":\"objmgrd-ipmi\",\"_EXE\":\"/usr/sbin/objmgrd-ipmi\"",
+          "\"_COMM\":\"objmgrd-sim\",\"_EXE\":\"/opt/objmgrd-sim (deleted)\""})
+        EXPECT_NE(Json(Journal("0", kCall, program)), "none") << program;
+    for (const char *program :
+         {"\"_COMM\":\"logger\"", "\"SYSLOG_IDENTIFIER\":\"objmgrd-sim\"",
+          "\"_COMM\":\"objmgrd-sim\",\"_EXE\":\"/usr/bin/python3\"",
+          "\"_COMM\":\"objmgrd-sim\",\"_EXE\":\"/objmgrd-sim/x\"",
+          "\"_COMM\":\"objmgrd-sim\",\"_EXE\":\"objmgrd-sim (deleted) \"",
+          "\"_COMM\":[\"objmgrd-sim\"]", "\"_COMM\":\"objmgrd\",\"_EXE\":\"/objmgrd\""})
+        EXPECT_EQ(Json(Journal("0", kCall, program)), "none") << program;
 }
 
 TEST(Audit, LinesOfALogFile)

@@ -280,6 +280,50 @@ TEST(Smclpctl, ServersThatAreStoppedAreWaitedForTogether)
         << end.err;
 }
 
+// A journal made by systemd's own program. What counts is what a journal takes from the kernel.
+TEST(Smclpctl, ReadsAJournal)
+{
+    const Directory directory;
+    const std::string event = "event=login user=alice uid=1001 pid=7 session=5 "
+                              "claimed_address=192.0.2.7";
+    std::string lines;
+    int count = 0;
+    const auto add = [&](const std::string &fields, const std::string &message) {
+        const std::string second = std::to_string(1732000000 + count++);
+        lines += "__REALTIME_TIMESTAMP=" + second + "000000\n_BOOT_ID=" + std::string(32, '1') +
+                 "\n" + fields + "MESSAGE=" + message + "\n\n";
+    };
+    const std::string service = "_UID=0\n_COMM=objmgrd-ipmi\n_EXE=/usr/sbin/objmgrd-ipmi\n";
+    add(service, event);
+    add("_UID=1001\n_COMM=objmgrd-ipmi\n", event + " forged=user");
+    add("_UID=0\n_COMM=logger\nSYSLOG_IDENTIFIER=objmgrd-ipmi\n", event + " forged=program");
+    add("_UID=0\n_COMM=objmgrd-ipmi\n_EXE=/usr/bin/perl\n", event + " forged=path");
+    add("_COMM=objmgrd-ipmi\n", event + " forged=nobody");
+    add(service, "serving");
+    add(service, "event=logout user=alice uid=1001 pid=7 session=5 claimed_address=192.0.2.7 "
+                 "reason=idle seconds=61");
+    std::ofstream(directory.path + "/export") << lines;
+    const ProgramEnd end = RunScript(
+        "remote=/lib/systemd/systemd-journal-remote\n"
+        "[ -x $remote ] && [ -x /usr/bin/journalctl ] || { echo none; exit; }\n"
+        "cd " +
+        directory.path +
+        "; mkdir j; $remote --output=j/a.journal export 2>/dev/null\n"
+        "smclpctl audit --file j/a.journal -f csv | cut -d, -f2-5,13 | tr -d '\\r'; echo $?\n"
+        "smclpctl audit --file j --since 2024-11-19T07:06:46Z -f csv | cut -d, -f3 | tr -d '\\r'\n"
+        "head -c 4096 j/a.journal >j/cut.journal; smclpctl audit --file j/cut.journal; echo $?");
+    if (end.out == "none\n")
+        GTEST_SKIP() << "no systemd-journal-remote (Debian: systemd-journal-remote)";
+    EXPECT_EQ(end.out, "time,event,user,uid,reason\n"
+                       "2024-11-19T07:06:40Z,login,alice,1001,\n"
+                       "2024-11-19T07:06:46Z,logout,alice,1001,idle\n"
+                       "0\n"
+                       "event\n"
+                       "logout\n"
+                       "1\n")
+        << end.err;
+}
+
 TEST(Smclpctl, WhatItExportsIsRightForPrometheus)
 {
     const ProgramEnd end = RunScript("command -v promtool >/dev/null || { echo none; exit; }\n"
