@@ -13,6 +13,15 @@
 #include <time.h>
 #include <unistd.h>
 
+// The time that is written, where it is not 0 (linked with --wrap).
+static time_t sNow;
+
+extern "C" time_t __real_time(time_t *out);
+extern "C" time_t __wrap_time(time_t *out)
+{
+    return sNow != 0 ? sNow : __real_time(out);
+}
+
 namespace
 {
 
@@ -24,7 +33,11 @@ protected:
         log_.Start();
         out_.path = log_.Path();
     }
-    ~SyslogLineTest() override { SyslogClose(&out_); }
+    ~SyslogLineTest() override
+    {
+        sNow = 0;
+        SyslogClose(&out_);
+    }
 
     // A new connection is looked for once a second.
     void WriteUntilTaken(const char *line)
@@ -52,6 +65,17 @@ TEST_F(SyslogLineTest, ALineHasPriorityTimeNameAndPid)
         return text + ("smclp[" + std::to_string(getpid())) + "]: ERROR: system [5]: Access denied";
     };
     EXPECT_TRUE(line == expected(before) || line == expected(after)) << line;
+}
+
+TEST_F(SyslogLineTest, EveryMonthHasItsName)
+{
+    const char *const names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    for (time_t month = 0; month < 12; ++month) {
+        sNow = 1768478400 + month * 30 * 86400;  // 2026-01-15 12:00:00 UTC, and on
+        SyslogWrite(&out_, LOG_ERR, "one");
+        EXPECT_EQ(log_.Read().substr(4, 3), names[month]);
+    }
 }
 
 TEST_F(SyslogLineTest, ALineMayHaveAFacilityOfItsOwn)
