@@ -5,7 +5,29 @@
 #include "support/objmgr_process.h"
 
 #include <fcntl.h>
+#include <stdarg.h>
+#include <string_view>
 #include <sys/stat.h>
+
+// With which flags a file of that name is opened (linked with --wrap).
+static int sPasswordFlags;
+
+extern "C" {
+int __real_open(const char *path, int flags, ...);
+int __wrap_open(const char *path, int flags, ...);
+// What open() is called where a long is too short for a file's size.
+int __wrap_open64(const char *path, int flags, ...) __attribute__((alias("__wrap_open")));
+int __wrap_open(const char *path, int flags, ...)
+{
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    if (std::string_view(path).ends_with("/password") && (flags & O_CREAT) == 0)
+        sPasswordFlags = flags;
+    return __real_open(path, flags, mode);
+}
+}
 
 namespace
 {
@@ -82,4 +104,20 @@ TEST_F(PasswordTest, TheFileBelongsToRootOrTheServicesUser)
     if (chown(file.c_str(), 4711, 0) != 0)
         GTEST_SKIP() << "only root can give files away";
     EXPECT_EQ(Read(file), "belongs to user 4711, neither to root nor to the service's user");
+}
+
+// Where a command is started at the same moment it inherits nothing.
+TEST_F(PasswordTest, TheDescriptorIsNobodyElsesAndIsClosedAgain)
+{
+    const std::string file = Write("secret\n");
+    const int next = dup(0);
+    close(next);
+    for (const std::string &path :
+         {file, directory_.Path(), std::string("/dev/null"), directory_.Path() + "/none"}) {
+        Read(path);
+        const int after = dup(0);
+        EXPECT_EQ(after, next) << path;
+        close(after);
+    }
+    EXPECT_EQ(sPasswordFlags & O_CLOEXEC, O_CLOEXEC);
 }
