@@ -6,9 +6,37 @@
 #include "support/clock.h"
 
 #include <arpa/inet.h>
+#include <freeipmi/freeipmi.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+// What the library is asked for when a session is opened (linked with --wrap).
+static unsigned int sWorkarounds;
+static u8 sPrivilege;
+static u8 sCipherSuite;
+
+extern "C" {
+int __wrap_ipmi_ctx_open_outofband_2_0(ipmi_ctx_t context, const char *host, const char *user,
+                                       const char *password, const unsigned char *key,
+                                       unsigned int keySize, uint8_t privilege, uint8_t cipherSuite,
+                                       unsigned int sessionMs, unsigned int againMs,
+                                       unsigned int workarounds, unsigned int flags);
+decltype(ipmi_ctx_open_outofband_2_0) __real_ipmi_ctx_open_outofband_2_0;
+int __wrap_ipmi_ctx_open_outofband_2_0(ipmi_ctx_t context, const char *host, const char *user,
+                                       const char *password, const unsigned char *key,
+                                       unsigned int keySize, uint8_t privilege, uint8_t cipherSuite,
+                                       unsigned int sessionMs, unsigned int againMs,
+                                       unsigned int workarounds, unsigned int flags)
+{
+    sWorkarounds = workarounds;
+    sPrivilege = privilege;
+    sCipherSuite = cipherSuite;
+    return __real_ipmi_ctx_open_outofband_2_0(context, host, user, password, key, keySize,
+                                              privilege, cipherSuite, sessionMs, againMs,
+                                              workarounds, flags);
+}
+}
 
 namespace
 {
@@ -99,4 +127,36 @@ TEST_F(FreeIpmiBmcTest, ADeviceThatIsNone)
     bmc.Open(&why_);
     EXPECT_FALSE(bmc.Ask({0, 1, 0, {}}).came);
     EXPECT_LE(NowMs() - begun, 1000);
+}
+
+TEST_F(FreeIpmiBmcTest, EveryWorkaroundIsTheLibrarysOwn)
+{
+    const std::pair<u32, unsigned int> rows[] = {
+        {0, 0x00},
+        {kIpmiAuthenticationCapabilities, 0x01},
+        {kIpmiIntelSession, 0x02},
+        {kIpmiSupermicroSession, 0x04},
+        {kIpmiSunSession, 0x08},
+        {kIpmiOpenSessionPrivilege, 0x10},
+        {kIpmiNonEmptyIntegrityCheckValue, 0x20},
+        {kIpmiNoChecksumCheck, 0x40},
+        {kIpmiSunSession | kIpmiNoChecksumCheck, 0x48},
+    };
+    settings_->host = "no-such-host.invalid";  // so that nothing is waited for
+    for (const auto &[ours, library] : rows) {
+        settings_->workarounds = ours;
+        sWorkarounds = 0xFFFF;
+        FreeIpmiBmc(settings_, password_, BmcUse::Poll).Open(&why_);
+        EXPECT_EQ(sWorkarounds, library);
+    }
+}
+
+TEST_F(FreeIpmiBmcTest, ASessionHasThePrivilegeAndTheCipherSuiteOfTheSettings)
+{
+    settings_->host = "no-such-host.invalid";
+    settings_->privilege = 2;
+    settings_->cipherSuite = 17;
+    FreeIpmiBmc(settings_, password_, BmcUse::Control).Open(&why_);
+    EXPECT_EQ(sPrivilege, 2);
+    EXPECT_EQ(sCipherSuite, 17);
 }

@@ -184,7 +184,7 @@ TEST_F(SdrReaderTest, AChainThatGoesInACircleEnds)
     };
     EXPECT_EQ(Look(), ReadStep::Done);
     EXPECT_EQ(reader_.Repository().sensors.size(), 4096u);
-    EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), kSdrRecordsMax);
+    EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), 8192u);
 }
 
 // A BMC that gives one byte, or none, at a time.

@@ -52,6 +52,32 @@ TEST(IpmiSettings, EveryWorkaroundHasItsBit)
     }
 }
 
+TEST(IpmiSettings, EveryPrivilegeHasItsNumber)
+{
+    const std::pair<const char *, int> rows[] = {
+        {"user", 2}, {"operator", 3}, {"administrator", 4}};
+    for (const auto &[name, number] : rows) {
+        IpmiSettings s;
+        EXPECT_EQ(Read(std::string(kLan) + "privilege = \"" + name + "\"\n", &s), "right");
+        EXPECT_EQ(s.privilege, number) << name;
+    }
+}
+
+TEST(IpmiSettings, TheLongestTextsAreTaken)
+{
+    const std::pair<const char *, size_t> rows[] = {
+        {"user", 16}, {"host", 255}, {"password_file", 4095}, {"cache_directory", 3800}};
+    for (const auto &[key, most] : rows) {
+        const std::string head = std::string(kLan).substr(0, 21) +
+                                 (std::string(key) == "host" ? "" : "host = \"h\"\n") + key +
+                                 " = \"";
+        EXPECT_EQ(Read(head + std::string(most, 'x') + "\"\n"), "right") << key;
+        EXPECT_NE(Read(head + std::string(most + 1, 'x') + "\"\n").find("at most"),
+                  std::string::npos)
+            << key;
+    }
+}
+
 TEST(IpmiSettings, EveryKey)
 {
     IpmiSettings s;
