@@ -428,6 +428,83 @@ TEST_F(RedfishConversationTest, EachKindIsReadAtItsOwnRate)
     }
 }
 
+TEST_F(RedfishConversationTest, OneAtATimeWhereMoreGainsNothing)
+{
+    for (const bool one : {true, false}) {
+        SimOptions options;
+        options.expand = SimExpand::Ignored;
+        options.temperatures = 24;
+        options.delayMs = 25;
+        options.oneAtATime = one;
+        ReadAll(options);
+        // After the first rounds, and but for the power state.
+        const std::string last = kChassis + "/Sensors/Temp24";
+        ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", last) >= 3; }));
+        service->ForgetRequests();
+        ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", last) >= 1; }));
+        if (one) {
+            EXPECT_LE(service->MostAtOnce(), 2u);
+        } else {
+            EXPECT_EQ(service->MostAtOnce(), 4u);
+        }
+        reader.reset();
+    }
+}
+
+TEST_F(RedfishConversationTest, DocumentsThatDidNotChangeNeedNotCome)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.temperatures = 4;
+    ReadAll(options);
+    const auto unchanged = [&](const std::string &path) {
+        for (const SimRequest &request : service->Requests()) {
+            if (request.url == path && request.status == 304)
+                return true;
+        }
+        return false;
+    };
+    // Not before the service has shown that its ETags change with the documents.
+    const std::string quiet = kChassis + "/Sensors/Temp4";
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", kChassis + "/Sensors/Temp1") >= 2; }));
+    for (int reading = 50; reading < 53; ++reading) {
+        EXPECT_FALSE(unchanged(quiet));
+        service->SetMember(kChassis + "/Sensors/Temp1", "Reading", std::to_string(reading));
+        reader->Becomes(SensorKey(1), "Reading", std::to_string(reading));
+    }
+    EXPECT_TRUE(WaitUntil([&] { return unchanged(quiet); }));
+    EXPECT_EQ(reader->Text(SensorKey(4), "Reading"), "24");
+    // Read whole now and then, all the same; and each change is seen.
+    service->ForgetRequests();
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", quiet) >= 7; }));
+    u32 whole = 0;
+    for (const SimRequest &request : service->Requests())
+        whole += request.url == quiet && request.status == 200 ? 1u : 0u;
+    EXPECT_GE(whole, 1u);
+    EXPECT_LE(whole, 2u);
+    service->SetMember(quiet, "Reading", "99");
+    reader->Becomes(SensorKey(4), "Reading", "99");
+    // Another group has shown nothing yet.
+    EXPECT_FALSE(unchanged(kChassis + "/ThermalSubsystem/Fans/1"));
+}
+
+TEST_F(RedfishConversationTest, ETagsThatLieAreNotUsed)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.etagsLie = true;
+    ReadAll(options);
+    for (int reading = 50; reading < 56; ++reading) {
+        service->SetMember(kChassis + "/Sensors/Temp1", "Reading", std::to_string(reading));
+        reader->Becomes(SensorKey(1), "Reading", std::to_string(reading));
+    }
+    for (const SimRequest &request : service->Requests()) {
+        if (request.url.rfind(kChassis + "/Sensors/", 0) == 0) {
+            EXPECT_EQ(request.status, 200u);
+        }
+    }
+}
+
 TEST_F(RedfishConversationTest, OfSeveralSystemsTheSettingsNameOne)
 {
     SimOptions options;

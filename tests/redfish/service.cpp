@@ -49,7 +49,7 @@ struct Json {
 Json Parse(const std::string &text)
 {
     json_error_t error;
-    json_t *value = json_loads(text.c_str(), JSON_DECODE_ANY, &error);
+    json_t *value = json_loads(text.c_str(), JSON_DECODE_ANY | JSON_ALLOW_NUL, &error);
     if (value == nullptr) {
         fprintf(stderr, "simulated service: %s in %s\n", error.text, text.c_str());
         abort();
@@ -70,6 +70,70 @@ std::string Trimmed(std::string path)
     while (path.size() > 1 && path.back() == '/')
         path.pop_back();
     return path;
+}
+
+// An object's members and a list's elements stay; the order of the members does not.
+std::string DumpShuffled(const json_t *value)
+{
+    if (json_is_array(value)) {
+        std::string text;
+        for (size_t i = 0; i < json_array_size(value); ++i)
+            text += (i == 0 ? "" : ", ") + DumpShuffled(json_array_get(value, i));
+        return "[" + text + "]";
+    }
+    if (!json_is_object(value)) {
+        char *text = json_dumps(value, JSON_ENCODE_ANY);
+        std::string copy = text;
+        free(text);
+        return copy;
+    }
+    std::vector<std::string> members;
+    const char *name;
+    json_t *member;
+    json_object_foreach(const_cast<json_t *>(value), name, member)
+    {
+        const Json key(json_string(name));
+        members.push_back(DumpShuffled(key.value) + " : " + DumpShuffled(member));
+    }
+    std::string text;
+    while (!members.empty()) {
+        std::swap(members[static_cast<size_t>(rand()) % members.size()], members.back());
+        text += (text.empty() ? "" : ",\n") + members.back();
+        members.pop_back();
+    }
+    return "{" + text + "}";
+}
+
+void AddLittleEndian(uint32_t number, unsigned bytes, std::string *out)
+{
+    for (unsigned i = 0; i < bytes; ++i)
+        *out += static_cast<char>(number >> (8 * i));
+}
+
+constexpr std::string_view kGzipHead("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
+
+// Without making it smaller: blocks as they stand.
+std::string Gzip(const std::string &text)
+{
+    std::string out(kGzipHead);
+    uint32_t crc = 0xffffffff;
+    for (const char c : text) {
+        crc ^= static_cast<uint8_t>(c);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xedb88320u : 0u);
+    }
+    size_t at = 0;
+    do {
+        const size_t count = std::min<size_t>(text.size() - at, 65535);
+        out += at + count == text.size() ? '\1' : '\0';
+        AddLittleEndian(static_cast<uint32_t>(count), 2, &out);
+        AddLittleEndian(~static_cast<uint32_t>(count), 2, &out);
+        out.append(text, at, count);
+        at += count;
+    } while (at < text.size());
+    AddLittleEndian(~crc, 4, &out);
+    AddLittleEndian(static_cast<uint32_t>(text.size()), 4, &out);
+    return out;
 }
 
 std::string HashOf(const std::string &text)
@@ -379,8 +443,9 @@ std::string SimService::State::DocumentText(const std::string &path, const std::
     }
     *status = 200;
     const json_t *members = json_object_get(at->second.value, "Members");
+    const auto dump = options.order == SimOrder::Shuffled ? DumpShuffled : Dump;
     if (!json_is_array(members))
-        return Dump(at->second.value);
+        return dump(at->second.value);
 
     const bool expand = query.find("$expand=") != std::string::npos;
     if (expand && options.expand == SimExpand::Refused) {
@@ -408,13 +473,20 @@ std::string SimService::State::DocumentText(const std::string &path, const std::
         json_array_append(list,
                           inlined && document != documents.end() ? document->second.value : member);
     }
+    for (size_t i = json_array_size(list); options.order == SimOrder::Shuffled && i > 1; --i) {
+        const size_t other = static_cast<size_t>(rand()) % i;
+        const Json last(json_incref(json_array_get(list, i - 1)));
+        const Json swapped(json_incref(json_array_get(list, other)));
+        json_array_set(list, i - 1, swapped.value);
+        json_array_set(list, other, last.value);
+    }
     json_object_set_new(page.value, "Members", list);
     if (end < all && !lies && query.find("$top=") == std::string::npos)
         json_object_set_new(page.value, "Members@odata.nextLink",
                             json_string(Format("%s?$skip=%zu%s", path.c_str(), end,
                                                expand ? "&$expand=.($levels=1)" : "")
                                             .c_str()));
-    return Dump(page.value);
+    return dump(page.value);
 }
 
 unsigned SimService::State::Reset(const std::string &type, std::string *answer,
@@ -603,7 +675,7 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
         } else {
             answer = DocumentText(path, query, &status);
             if (options.etags && status == 200) {
-                headers["ETag"] = HashOf(answer);
+                headers["ETag"] = HashOf(options.etagsLie ? path : answer);
                 const char *match =
                     MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "If-None-Match");
                 if (match != nullptr && headers["ETag"] == match) {
@@ -626,6 +698,13 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
     }
     if (fault.body.has_value())
         answer = *fault.body;
+    const char *taken =
+        MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding");
+    if (options.gzip && fault.encoding.empty() && !answer.empty() && taken != nullptr &&
+        strstr(taken, "gzip") != nullptr) {
+        answer = Gzip(answer);
+        headers["Content-Encoding"] = "gzip";
+    }
     if (!fault.encoding.empty())
         headers["Content-Encoding"] = fault.encoding;
     if (fault.garbage != 0)
@@ -670,10 +749,35 @@ void SimService::State::Notify(void *mine, MHD_Connection *, void **,
 
 // ---- from outside ----
 
+// One literal, then as often as it takes "258 bytes as the one before", in fixed codes of 13 bits.
+std::string SimGzipBomb(size_t size)
+{
+    std::string out(kGzipHead);
+    uint32_t bits = 0;
+    unsigned count = 0;
+    const auto add = [&](uint32_t value, unsigned width) {
+        bits |= value << count;
+        for (count += width; count >= 8; count -= 8, bits >>= 8)
+            out += static_cast<char>(bits);
+    };
+    add(3, 3);     // the last block, fixed codes
+    add(0x15, 8);  // 'x': 10101000, highest bit first
+    for (size_t done = 1; done < size; done += 258) {
+        add(0xa3, 8);  // length 258: 11000101, highest bit first
+        add(0, 5);     // distance 1
+    }
+    add(0, 7);
+    add(0, 7);
+    return out;
+}
+
 SimService::SimService(const SimOptions &options) : state_(std::make_unique<State>())
 {
     state_->options = options;
-    state_->Build();
+    if (options.empty)
+        state_->options.systems = 0;
+    else
+        state_->Build();
     const bool tls = !options.certificate.empty();
     const unsigned flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD |
                            (tls ? static_cast<unsigned>(MHD_USE_TLS) : 0u);
@@ -750,6 +854,21 @@ void SimService::RemoveDocument(const std::string &path)
 {
     const std::lock_guard lock(state_->mutex);
     state_->documents.erase(path);
+}
+
+void SimService::SetDocument(const std::string &path, const std::string &json)
+{
+    const std::lock_guard lock(state_->mutex);
+    state_->documents[path] = Parse(json);
+}
+
+std::vector<std::string> SimService::Paths()
+{
+    const std::lock_guard lock(state_->mutex);
+    std::vector<std::string> paths;
+    for (const auto &[path, document] : state_->documents)
+        paths.push_back(path);
+    return paths;
 }
 
 void SimService::AddLogEntry(const std::string &id, const std::string &message)

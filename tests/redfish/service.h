@@ -16,7 +16,8 @@
 
 enum class SimExpand { Works, Refused, Ignored, Lies };
 enum class SimAuth { Sessions, Basic };
-enum class SimOrder { AsIs, Reversed };
+// Shuffled: members of collections and of objects, another order each time.
+enum class SimOrder { AsIs, Reversed, Shuffled };
 
 // What is done to the answers of one path.
 struct SimFault {
@@ -52,6 +53,7 @@ struct SimOptions {
     unsigned page = 0;  // members in a page; 0: all
     bool top = true;    // $top works
     bool etags = true;
+    bool etagsLie = false;  // they stay as they are
     unsigned sessionsMax = 4;
     unsigned sessionTimeoutMs = 30000;
     unsigned powerLagMs = 0;  // the state follows an action after this
@@ -60,6 +62,8 @@ struct SimOptions {
     bool lastReset = true;    // the system tells LastResetTime
     bool finalSlash = false;  // links end in one
     SimOrder order = SimOrder::AsIs;
+    bool gzip = false;  // documents are compressed for those who take that
+    bool empty = false;  // no documents: SetDocument brings them
     unsigned delayMs = 0;  // every answer
     bool oneAtATime = false;
     std::string resetTypes = "On ForceOff ForceRestart PowerCycle GracefulShutdown";
@@ -67,6 +71,9 @@ struct SimOptions {
     std::string certificate;  // PEM; "": plain HTTP
     std::string key;
 };
+
+// An answer's body that becomes `size` bytes of 'x' when it is decompressed.
+std::string SimGzipBomb(size_t size);
 
 class SimService
 {
@@ -89,6 +96,8 @@ public:
     // A member of a document ("Status/Health") becomes this JSON; "" takes it out.
     void SetMember(const std::string &path, const std::string &member, const std::string &json);
     void RemoveDocument(const std::string &path);
+    void SetDocument(const std::string &path, const std::string &json);
+    std::vector<std::string> Paths();
     void AddLogEntry(const std::string &id, const std::string &message);
     void SetPower(bool on);
     bool Power();

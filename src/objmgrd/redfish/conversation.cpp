@@ -147,6 +147,7 @@ void RedfishConversation::Forget()
     systemSeen_ = false;
     sensorsRead_ = false;
     shown_.clear();
+    etags_.Clear();
     logKnown_ = false;
     logEtag_.clear();
     logMark_.clear();

@@ -14,8 +14,8 @@
 
 #include "objmgrd/background/conversation.h"
 #include "objmgrd/background/mailbox.h"
-#include "objmgrd/redfish/fetcher.h"
 #include "objmgrd/redfish/log_map.h"
+#include "objmgrd/redfish/reading.h"
 #include "objmgrd/redfish/session_file.h"
 #include "objmgrd/redfish/system_map.h"
 
@@ -123,11 +123,17 @@ private:
     bool ChooseSystem(const Listed &systems);
     std::vector<Plan> PlansOf(const std::vector<ChassisDocument> &all,
                               const std::vector<size_t> &places) const;
+    // What a reading of the plans brought besides documents.
+    struct Tally {
+        std::set<std::string> unread;  // names of documents and listings that could not be read
+        std::set<std::string> denied;  // of these, 403
+        std::set<std::string> unchanged;
+        u32 gone = 0;
+    };
     std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again,
-                                       const SensorGroups &due, Documents *documents,
-                                       std::set<std::string> *unread, u32 *gone,
-                                       std::set<std::string> *denied, std::vector<Listing *> others,
-                                       std::vector<Listed> *otherListed);
+                                       const SensorGroups &due, Documents *documents, Tally *tally,
+                                       std::vector<Listing> *others = nullptr,
+                                       std::vector<Listed> *otherListed = nullptr);
     void TakeDiscovered(std::vector<Plan> plans, std::vector<Sensor> found,
                         const std::set<std::string> &unread, const std::set<std::string> &denied,
                         u64 now);
@@ -188,6 +194,7 @@ private:
     std::string systemLink_;
     std::vector<Plan> plans_;
     std::vector<Shown> shown_;
+    EtagBook etags_;
     ResetAction reset_;
     SystemFacts facts_;
     HostPower power_ = HostPower::Unknown;

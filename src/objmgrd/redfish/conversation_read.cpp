@@ -18,6 +18,12 @@ std::string LinkIn(const Origin &origin, JsonValue document, const char *name)
     return LinkOf(origin, document[name]);
 }
 
+// Documents of one make: their ETags are made alike.
+u32 EtagGroup(size_t chassis, SensorSource source)
+{
+    return static_cast<u32>(chassis) * 16 + static_cast<u32>(source);
+}
+
 bool IsBelow(const std::string &document, const std::string &listing)
 {
     return document.size() > listing.size() && document.compare(0, listing.size(), listing) == 0 &&
@@ -126,95 +132,101 @@ RedfishConversation::PlansOf(const std::vector<ChassisDocument> &all,
 
 // Reads what the plans say: everything there is when `again`, otherwise what was chosen for the
 // groups that are due.
-std::vector<ChassisView>
-RedfishConversation::ReadPlans(std::vector<Plan> *plans, bool again, const SensorGroups &due,
-                               Documents *documents, std::set<std::string> *unread, u32 *gone,
-                               std::set<std::string> *denied, std::vector<Listing *> others,
-                               std::vector<Listed> *otherListed)
+std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans, bool again,
+                                                        const SensorGroups &due,
+                                                        Documents *documents, Tally *tally,
+                                                        std::vector<Listing> *others,
+                                                        std::vector<Listed> *otherListed)
 {
-    std::vector<ChassisView> views(plans->size());
-    std::vector<std::string> links;
-    std::vector<Resource *> places;
-    const auto want = [&](const std::string &link, Resource *place, bool used) {
-        if (link.empty() || !(again || used))
-            return;
-        place->link = link;
-        links.push_back(link);
-        places.push_back(place);
-    };
-    for (size_t i = 0; i < plans->size(); ++i) {
-        const Plan &plan = (*plans)[i];
-        const SensorChoice &choice = plan.choice;
-        // At discovery the chassis was read just before.
-        want(again ? "" : plan.link, &views[i].chassis, choice.Uses(SensorSource::Chassis, due));
-        want(plan.thermalSubsystem, &views[i].thermalSubsystem,
-             choice.Uses(SensorSource::ThermalSubsystem, due));
-        want(plan.powerSubsystem, &views[i].powerSubsystem,
-             choice.Uses(SensorSource::PowerSubsystem, due));
-        want(plan.thermal, &views[i].thermal, choice.Uses(SensorSource::Thermal, due));
-        want(plan.power, &views[i].power, choice.Uses(SensorSource::Power, due));
-    }
-    std::vector<Got> got = fetcher_.GetAll(links);
-    for (size_t i = 0; i < links.size(); ++i) {
-        *gone += got[i].Gone();
-        if (got[i].Good()) {
-            documents->push_back(std::move(got[i].document));
-            places[i]->document = documents->back().Root();
-        } else {
-            unread->insert(LinkName(links[i]));
-            if (got[i].Denied())
-                denied->insert(LinkName(links[i]));
-        }
-    }
-
-    std::vector<Listing *> listings;
-    std::vector<std::vector<Resource> *> targets;
-    for (size_t i = 0; i < plans->size(); ++i) {
-        Plan &plan = (*plans)[i];
-        if (again) {
-            const Origin &origin = settings_.origin;
-            const JsonValue power = views[i].powerSubsystem.document;
-            plan.fans.link = LinkIn(origin, views[i].thermalSubsystem.document, "Fans");
-            plan.supplies.link = LinkIn(origin, power, "PowerSupplies");
-            plan.batteries.link = LinkIn(origin, power, "Batteries");
-        }
-        const auto list = [&](Listing *listing, SensorSource source,
-                              std::vector<Resource> *target) {
-            if (!listing->link.empty() && (again || plan.choice.Uses(source, due))) {
-                listings.push_back(listing);
-                targets.push_back(target);
-            }
-        };
-        list(&plan.sensors, SensorSource::Sensors, &views[i].sensors);
-        list(&plan.fans, SensorSource::Fans, &views[i].fans);
-        list(&plan.supplies, SensorSource::Supplies, &views[i].supplies);
-        list(&plan.batteries, SensorSource::Batteries, &views[i].batteries);
-    }
     // Members that are read one by one, of kinds that are not due.
     std::set<std::string> skip;
     for (const Shown &shown : shown_) {
         if (!again && !due[static_cast<u32>(SensorGroupOf(shown.sensor.kind))])
             skip.insert(shown.sensor.document);
     }
-    const size_t mine = listings.size();
-    listings.insert(listings.end(), others.begin(), others.end());
-    std::vector<Listed> listed =
-        fetcher_.ReadListings(listings, again, root_.expand, documents, again, skip);
-    for (size_t i = 0; i < listed.size(); ++i) {
-        if (i >= mine) {
-            otherListed->push_back(std::move(listed[i]));
+    Reading reading(&fetcher_, documents, {again, root_.expand, &skip, again ? nullptr : &etags_});
+    std::vector<ChassisView> views(plans->size());
+    std::list<std::pair<Listing *, Listed>> listings;
+    std::list<std::vector<Resource> *> targets;
+    const auto list = [&](Listing *listing, size_t chassis, SensorSource source,
+                          std::vector<Resource> *target) {
+        if (listing->link.empty() || !(again || (*plans)[chassis].choice.Uses(source, due)))
+            return;
+        listings.emplace_back(listing, Listed());
+        targets.push_back(target);
+        reading.List(listing, EtagGroup(chassis, source), &listings.back().second);
+    };
+    const auto want = [&](const std::string &link, size_t chassis, SensorSource source,
+                          Resource *place, std::function<void()> then = nullptr) {
+        if (link.empty() || !(again || (*plans)[chassis].choice.Uses(source, due)))
+            return;
+        place->link = link;
+        reading.Document(link, EtagGroup(chassis, source),
+                         [tally, place, then](const Got &got, JsonValue document) {
+                             tally->gone += got.Gone();
+                             place->document = document;
+                             if (!got.Good() && !got.unchanged)
+                                 tally->unread.insert(LinkName(place->link));
+                             if (got.Denied())
+                                 tally->denied.insert(LinkName(place->link));
+                             if (then != nullptr)
+                                 then();
+                         });
+    };
+    const Origin &origin = settings_.origin;
+    for (size_t i = 0; i < plans->size(); ++i) {
+        Plan *plan = &(*plans)[i];
+        ChassisView *view = &views[i];
+        const auto listFans = [=, &list] { list(&plan->fans, i, SensorSource::Fans, &view->fans); };
+        const auto listSupplies = [=, &list] {
+            list(&plan->supplies, i, SensorSource::Supplies, &view->supplies);
+            list(&plan->batteries, i, SensorSource::Batteries, &view->batteries);
+        };
+        list(&plan->sensors, i, SensorSource::Sensors, &view->sensors);
+        want(plan->thermal, i, SensorSource::Thermal, &view->thermal);
+        want(plan->power, i, SensorSource::Power, &view->power);
+        if (!again) {
+            want(plan->link, i, SensorSource::Chassis, &view->chassis);
+            want(plan->thermalSubsystem, i, SensorSource::ThermalSubsystem,
+                 &view->thermalSubsystem);
+            want(plan->powerSubsystem, i, SensorSource::PowerSubsystem, &view->powerSubsystem);
+            listFans();
+            listSupplies();
             continue;
         }
-        *gone += listed[i].gone;
-        if (!listings[i]->whole)
-            unread->insert(LinkName(listings[i]->link));
-        for (const Resource &member : listed[i].members) {
+        // At discovery the chassis was read just before; these tell of more lists.
+        want(plan->thermalSubsystem, i, SensorSource::ThermalSubsystem, &view->thermalSubsystem,
+             [=, &origin] {
+                 plan->fans.link = LinkIn(origin, view->thermalSubsystem.document, "Fans");
+                 listFans();
+             });
+        want(plan->powerSubsystem, i, SensorSource::PowerSubsystem, &view->powerSubsystem,
+             [=, &origin] {
+                 const JsonValue power = view->powerSubsystem.document;
+                 plan->supplies.link = LinkIn(origin, power, "PowerSupplies");
+                 plan->batteries.link = LinkIn(origin, power, "Batteries");
+                 listSupplies();
+             });
+    }
+    if (others != nullptr) {
+        otherListed->resize(others->size());
+        for (size_t i = 0; i < others->size(); ++i)
+            reading.List(&(*others)[i], 0, &(*otherListed)[i]);
+    }
+    reading.Run();
+    tally->unchanged = reading.Unchanged();
+    auto target = targets.begin();
+    for (auto &[listing, listed] : listings) {
+        tally->gone += listed.gone;
+        if (again && !listing->whole)
+            tally->unread.insert(LinkName(listing->link));
+        for (const Resource &member : listed.members) {
             if (!member.document.IsObject())
-                unread->insert(LinkName(member.link));
+                tally->unread.insert(LinkName(member.link));
         }
-        if (listed[i].denied != 0)
-            denied->insert(LinkName(listings[i]->link));
-        *targets[i] = std::move(listed[i].members);
+        if (listed.denied != 0)
+            tally->denied.insert(LinkName(listing->link));
+        **target++ = std::move(listed.members);
     }
     return views;
 }
@@ -235,8 +247,13 @@ bool RedfishConversation::Discover()
     systems.link = root_.systems;
     chassis.link = root_.chassis;
     managers.link = root_.managers;
-    const std::vector<Listed> top =
-        fetcher_.ReadListings({&systems, &chassis, &managers}, true, root_.expand, &documents);
+    fetcher_.Measure();
+    std::vector<Listed> top(3);
+    Reading reading(&fetcher_, &documents, {.again = true, .expands = root_.expand});
+    reading.List(&systems, 0, top.data());
+    reading.List(&chassis, 0, top.data() + 1);
+    reading.List(&managers, 0, top.data() + 2);
+    reading.Run();
     if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
         return false;
     if (!ChooseSystem(top[0]))
@@ -285,19 +302,15 @@ bool RedfishConversation::Discover()
     }
     for (const Plan &plan : plans)
         addLogs(documentOf(plan.link), LogOwner::Chassis);
-    std::vector<Listing *> logListings;
-    logListings.reserve(logs.size());
-    for (Listing &listing : logs)
-        logListings.push_back(&listing);
 
-    std::set<std::string> unread;
-    std::set<std::string> denied;
-    u32 gone = 0;
+    Tally tally;
     std::vector<Listed> logListed;
     std::vector<ChassisView> views =
-        ReadPlans(&plans, true, {}, &documents, &unread, &gone, &denied, logListings, &logListed);
+        ReadPlans(&plans, true, {}, &documents, &tally, &logs, &logListed);
     if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
         return false;
+
+    etags_.DropAll();
 
     // Who it is.
     std::vector<JsonValue> chassisDocuments;
@@ -332,10 +345,10 @@ bool RedfishConversation::Discover()
         }
         // Of the members that are read one by one, those that count.
         std::erase_if(plans[i].sensors.members, [&](const std::string &link) {
-            return used.count(LinkName(link)) == 0 && unread.count(LinkName(link)) == 0;
+            return used.count(LinkName(link)) == 0 && tally.unread.count(LinkName(link)) == 0;
         });
     }
-    TakeDiscovered(std::move(plans), std::move(found), unread, denied, clock_());
+    TakeDiscovered(std::move(plans), std::move(found), tally.unread, tally.denied, clock_());
 
     if (!reset_.known && !reset_.actionInfo.empty()) {
         const Got info = fetcher_.Get(reset_.actionInfo);
@@ -435,12 +448,8 @@ void RedfishConversation::ReadSensors()
     }
     fetcher_.BeginReading();
     Documents documents;
-    std::set<std::string> unread;
-    std::set<std::string> denied;
-    u32 gone = 0;
-    std::vector<Listed> none;
-    const std::vector<ChassisView> views =
-        ReadPlans(&plans_, false, due, &documents, &unread, &gone, &denied, {}, &none);
+    Tally tally;
+    const std::vector<ChassisView> views = ReadPlans(&plans_, false, due, &documents, &tally);
     if (mailbox_->Stopped() || mailbox_->Generation() != generation_ || fetcher_.Unauthorized())
         return;
     std::map<std::string, Sensor> found;
@@ -459,18 +468,25 @@ void RedfishConversation::ReadSensors()
         }
         if (!due[static_cast<u32>(SensorGroupOf(shown.sensor.kind))])
             continue;
+        // What it said when it was read last is what it says now.
+        if (tally.unchanged.count(shown.sensor.document) != 0 && shown.missed == 0) {
+            shown.goodMs = now;
+            shown.askedMs = start;
+            continue;
+        }
         ++shown.missed;
         if (shown.missed < kMissedRounds && now - shown.goodMs < kOldMs)
             continue;
-        const bool refused = denied.count(shown.sensor.document) != 0 ||
-                             std::any_of(denied.begin(), denied.end(), [&](const auto &listing) {
-                                 return IsBelow(shown.sensor.document, listing);
-                             });
+        const bool refused =
+            tally.denied.count(shown.sensor.document) != 0 ||
+            std::any_of(tally.denied.begin(), tally.denied.end(), [&](const auto &listing) {
+                return IsBelow(shown.sensor.document, listing);
+            });
         shown.sensor.status = refused ? kCimAccessDenied : kCimFailed;
     }
     HeardSensors();
     GiveSensors();
-    if (gone != 0)
+    if (tally.gone != 0)
         nextDiscoveryMs_ = std::min(nextDiscoveryMs_, lastDiscoveryMs_ + 2 * kDiscoverAgainMs);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// fetcher.h -- reading resources: several at once, collections with all their pages, and the login.
+// fetcher.h -- reading resources, several at once, and the login.
 //
 // Blocking towards its caller, and never deaf: while it waits it calls `between`, which may start
 // urgent requests of its own (the power state, an order), and asks `stop` whether to give up.
@@ -9,8 +9,6 @@
 #include "objmgrd/redfish/http.h"
 
 #include <deque>
-#include <list>
-#include <set>
 
 // All documents of one reading together, in bytes as they came.
 constexpr size_t kReadingBytesMax = size_t{16} * 1024 * 1024;
@@ -18,32 +16,14 @@ constexpr size_t kReadingBytesMax = size_t{16} * 1024 * 1024;
 struct Got {
     HttpFault fault = HttpFault::Silent;
     u32 status = 0;
-    JsonDocument document;  // empty unless the answer is one
+    JsonDocument document;   // empty unless the answer is one
+    bool unchanged = false;  // it still has the ETag that it was asked for with
     std::string etag;
+    u64 hash = 0;  // of a document with an ETag, over its bytes
     std::string why;
     bool Good() const { return document.Root().IsObject(); }
     bool Denied() const { return status == 403; }
     bool Gone() const { return status == 404; }
-};
-
-// Keeps the documents of a reading while their values are in use.
-using Documents = std::list<JsonDocument>;
-
-// A collection whose members are read, again and again.
-struct Listing {
-    std::string link;                  // "": there is none
-    bool expand = true;                // asking for the members with it works so far
-    bool whole = false;                // all of it was read
-    std::vector<std::string> members;  // addresses, once it was read
-};
-
-// What a reading of a listing brought.
-struct Listed {
-    std::vector<Resource> members;  // in the listing's order; none where it could not be read
-    u32 failed = 0;                 // of these
-    u32 gone = 0;                   // of these, 404
-    u32 denied = 0;                 // of these, 403
-    u32 unsure = 0;                 // pages and members that may be there, but did not come
 };
 
 class Fetcher
@@ -72,14 +52,19 @@ public:
     // Documents from here on are one reading (kReadingBytesMax).
     void BeginReading() { bytes_ = 0; }
     Got Get(const std::string &link, const std::string &etag = "");
-    // In the order of the links. measure: find the best Limit on the way.
-    std::vector<Got> GetAll(const std::vector<std::string> &links, bool measure = false);
-    // Reads collections and all their members, whose documents go to *documents. again: not the
-    // members alone where they are known and expanding does not work. skip: names of members that
-    // are left out where they are read alone.
-    std::vector<Listed> ReadListings(const std::vector<Listing *> &listings, bool again,
-                                     bool expands, Documents *documents, bool measure = false,
-                                     const std::set<std::string> &skip = {});
+    // In the order of the links.
+    std::vector<Got> GetAll(const std::vector<std::string> &links);
+    // Wants one resource more of the reading that is to run, or runs. `done` is called from
+    // ReadWanted, unless that is given up before, and may want more. etag: not where it still is
+    // this.
+    void Want(const std::string &link, std::function<void(Got &&)> done,
+              const std::string &etag = "");
+    // Until everything that is wanted has come. False: it was given up, since `stop` says so or the
+    // login does not count any more; what has not come never will.
+    bool ReadWanted();
+    // Looks anew for how many requests at a time are best.
+    void Measure();
+    const Origin &ServiceOrigin() const { return settings_.origin; }
 
     // Sends a request as soon as there is room for it, before all readings. `done` is called from
     // Wait, or from between.
@@ -95,8 +80,22 @@ public:
     Got Take(HttpAnswer &&answer);
 
 private:
+    struct Wanted {
+        HttpRequest request;
+        std::function<void(Got &&)> done;
+    };
+    // Shared with the requests that are on their way: a reading that is given up leaves them
+    // behind.
+    struct Batch {
+        std::deque<Wanted> wanted;
+        size_t left = 0;  // wanted, or on their way
+        bool closed = false;
+        std::vector<u32> waitedMs;  // of the answers as they came
+    };
     void StartUrgent();
+    void StartWanted();
     u32 Room() const;
+    void Judge(std::vector<u32> waitedMs);
 
     const RedfishSettings &settings_;
     const Clock clock_;
@@ -108,8 +107,11 @@ private:
     std::string token_;
     bool unauthorized_ = false;
     u64 heardMs_ = 0;
+    std::shared_ptr<Batch> batch_;
     u32 limit_ = kHttpAtOnce;
-    u64 slowUntilMs_ = 0;  // an answer took long not long ago
+    bool judged_ = false;   // limit_ stays until Measure
+    u32 medianOfFour_ = 0;  // milliseconds of an answer, kHttpAtOnce at a time
+    u64 slowUntilMs_ = 0;   // an answer took long not long ago
     size_t bytes_ = 0;
     u64 goods_ = 0;
     u32 logins_ = 0;  // marks requests: a late 401 of an older login says nothing of this one

@@ -259,6 +259,9 @@ void Http::State::Finish(CURL *easy, CURLcode code)
     curl_off_t tookUs = 0;
     curl_easy_getinfo(easy, CURLINFO_TOTAL_TIME_T, &tookUs);
     answer.tookMs = static_cast<u32>(tookUs / 1000);
+    curl_off_t connectUs = 0;
+    curl_easy_getinfo(easy, CURLINFO_PRETRANSFER_TIME_T, &connectUs);
+    answer.waitedMs = static_cast<u32>((tookUs - std::min(connectUs, tookUs)) / 1000);
     answer.mark = transfer->request.mark;
     if (code == CURLE_OK) {
         long status = 0;

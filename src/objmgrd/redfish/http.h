@@ -52,7 +52,8 @@ struct HttpAnswer {
     std::string etag;
     u32 retryAfterS = 0;
     u32 tookMs = 0;
-    u32 mark = 0;  // the request's
+    u32 waitedMs = 0;  // of this, without what the connection took
+    u32 mark = 0;      // the request's
 
     bool Came() const { return fault == HttpFault::None; }
     bool Good() const { return Came() && status >= 200 && status < 300; }
