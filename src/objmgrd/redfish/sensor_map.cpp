@@ -439,12 +439,14 @@ const char *IdMember(JsonValue list)
 {
     for (const char *member : kEntryIds) {
         std::set<std::string> seen;
+        size_t entries = 0;
         for (size_t i = 0; i < list.Size(); ++i) {
             const std::string id = list[i][member].RawText();
             if (!id.empty())
                 seen.insert(id);
+            entries += list[i].IsObject() ? 1u : 0u;
         }
-        if (seen.size() == list.Size())
+        if (seen.size() == entries)
             return member;
     }
     return nullptr;
