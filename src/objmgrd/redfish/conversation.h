@@ -125,11 +125,14 @@ private:
                               const std::vector<size_t> &places) const;
     // What a reading of the plans brought besides documents.
     struct Tally {
-        std::set<std::string> unread;  // names of documents and listings that could not be read
-        std::set<std::string> denied;  // of these, 403
+        std::set<std::string> unread;   // names of documents and listings that could not be read
+        std::set<std::string> denied;   // of these, 403
+        std::set<std::string> missing;  // of these, 404
         std::set<std::string> unchanged;
+        bool unsure = false;  // something may be there that did not come
         u32 gone = 0;
     };
+    void KeepChoice(Plan *plan, const Tally &tally) const;
     std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again,
                                        const SensorGroups &due, Documents *documents, Tally *tally,
                                        std::vector<Listing> *others = nullptr,

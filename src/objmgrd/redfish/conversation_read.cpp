@@ -10,6 +10,8 @@ namespace
 
 // Discovery that brought nothing is tried again after this; another one comes no sooner.
 constexpr u32 kDiscoverAgainMs = 5000;
+// Where something of it could not be read.
+constexpr u32 kDiscoverPartMs = 30000;
 // Kinds that are due so soon are read in the same round.
 constexpr u32 kSameRoundMs = 100;
 
@@ -22,6 +24,11 @@ std::string LinkIn(const Origin &origin, JsonValue document, const char *name)
 u32 EtagGroup(size_t chassis, SensorSource source)
 {
     return static_cast<u32>(chassis) * 16 + static_cast<u32>(source);
+}
+
+bool IsUnsure(const Got &got)
+{
+    return !got.Good() && !got.unchanged && !got.Gone() && !got.Denied();
 }
 
 bool IsBelow(const std::string &document, const std::string &listing)
@@ -167,6 +174,7 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
                              place->document = document;
                              if (!got.Good() && !got.unchanged)
                                  tally->unread.insert(LinkName(place->link));
+                             tally->unsure = tally->unsure || IsUnsure(got);
                              if (got.Denied())
                                  tally->denied.insert(LinkName(place->link));
                              if (then != nullptr)
@@ -218,6 +226,9 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
     auto target = targets.begin();
     for (auto &[listing, listed] : listings) {
         tally->gone += listed.gone;
+        tally->unsure = tally->unsure || listed.unsure != 0;
+        for (const std::string &link : listed.missing)
+            tally->missing.insert(LinkName(link));
         if (again && !listing->whole)
             tally->unread.insert(LinkName(listing->link));
         for (const Resource &member : listed.members) {
@@ -229,6 +240,60 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
         **target++ = std::move(listed.members);
     }
     return views;
+}
+
+// Where what a kind was read from could not be read now, that stays its source: the other family
+// tells of the same sensors under other names.
+void RedfishConversation::KeepChoice(Plan *plan, const Tally &tally) const
+{
+    const auto before = std::find_if(plans_.begin(), plans_.end(), [&](const Plan &other) {
+        return LinkName(other.link) == LinkName(plan->link);
+    });
+    if (before == plans_.end())
+        return;
+    const auto linkOf = [&](SensorSource source) -> std::string {
+        switch (source) {
+        case SensorSource::Sensors:
+            return before->sensors.link;
+        case SensorSource::Fans:
+            return before->fans.link;
+        case SensorSource::Supplies:
+            return before->supplies.link;
+        case SensorSource::Batteries:
+            return before->batteries.link;
+        case SensorSource::Thermal:
+            return before->thermal;
+        case SensorSource::Power:
+            return before->power;
+        case SensorSource::ThermalSubsystem:
+            return before->thermalSubsystem;
+        case SensorSource::PowerSubsystem:
+            return before->powerSubsystem;
+        default:
+            return "";
+        }
+    };
+    const auto isUnread = [&](const std::string &link) {
+        const std::string name = LinkName(link);
+        return !name.empty() &&
+               (tally.unread.count(name) != 0 ||
+                std::any_of(tally.unread.begin(), tally.unread.end(), [&](const auto &one) {
+                    return IsBelow(one, name) || IsBelow(name, one);
+                }));
+    };
+    for (u32 kind = 0; kind < kSensorKindCount; ++kind) {
+        const SensorSource source = before->choice.of[kind];
+        if (source == plan->choice.of[kind] || !isUnread(linkOf(source)))
+            continue;
+        plan->choice.of[kind] = source;
+        // Its list may stand in a document that did not come.
+        if (source == SensorSource::Fans && plan->fans.link.empty())
+            plan->fans.link = before->fans.link;
+        if (source == SensorSource::Supplies && plan->supplies.link.empty())
+            plan->supplies.link = before->supplies.link;
+        if (source == SensorSource::Batteries && plan->batteries.link.empty())
+            plan->batteries.link = before->batteries.link;
+    }
 }
 
 // ---- discovery ----
@@ -335,6 +400,7 @@ bool RedfishConversation::Discover()
     for (size_t i = 0; i < plans.size(); ++i) {
         views[i].chassis = {plans[i].link, documentOf(plans[i].link)};
         plans[i].choice = ChooseSources(views[i]);
+        KeepChoice(&plans[i], tally);
         std::set<std::string> used;
         for (Sensor &sensor : SensorsOf(views[i], plans[i].choice)) {
             used.insert(sensor.document);
@@ -345,7 +411,9 @@ bool RedfishConversation::Discover()
         }
         // Of the members that are read one by one, those that count.
         std::erase_if(plans[i].sensors.members, [&](const std::string &link) {
-            return used.count(LinkName(link)) == 0 && tally.unread.count(LinkName(link)) == 0;
+            const std::string name = LinkName(link);
+            return used.count(name) == 0 &&
+                   (tally.unread.count(name) == 0 || tally.missing.count(name) != 0);
         });
     }
     TakeDiscovered(std::move(plans), std::move(found), tally.unread, tally.denied, clock_());
@@ -356,7 +424,10 @@ bool RedfishConversation::Discover()
             TakeActionInfo(info.document.Root(), &reset_);
     }
     ChooseLogService(logListed, owners);
-    nextDiscoveryMs_ = clock_() + (emptySinceMs_ != 0 ? kDiscoverAgainMs : settings_.discoveryMs);
+    const bool unsure = tally.unsure || top[1].unsure != 0 || top[2].unsure != 0;
+    nextDiscoveryMs_ = clock_() + (emptySinceMs_ != 0 ? kDiscoverAgainMs
+                                   : unsure           ? kDiscoverPartMs
+                                                      : settings_.discoveryMs);
     return true;
 }
 

@@ -150,6 +150,8 @@ void Reading::TakeMember(Work *work, size_t place, Got &&got)
     } else if (!got.unchanged) {
         ++listed->failed;
         listed->gone += got.Gone();
+        if (got.Gone())
+            listed->missing.push_back(listed->members[place].link);
         listed->denied += got.Denied();
         listed->unsure += IsUnsure(got);
     }

@@ -24,11 +24,12 @@ struct Listing {
 
 // What a reading of a listing brought.
 struct Listed {
-    std::vector<Resource> members;  // in the listing's order; none where it could not be read
-    u32 failed = 0;                 // of these
-    u32 gone = 0;                   // of these, 404
-    u32 denied = 0;                 // of these, 403
-    u32 unsure = 0;                 // pages and members that may be there, but did not come
+    std::vector<Resource> members;     // in the listing's order; none where it could not be read
+    u32 failed = 0;                    // of these
+    u32 gone = 0;                      // of these, 404
+    std::vector<std::string> missing;  // addresses of members that are gone
+    u32 denied = 0;                    // of these, 403
+    u32 unsure = 0;                    // pages and members that may be there, but did not come
 };
 
 struct ReadingOptions {
