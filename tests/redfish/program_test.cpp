@@ -173,9 +173,18 @@ TEST_F(RedfishProgram, CertificatesAndPins)
     RunLine(at +
             "openssl x509 -req -in bmc.csr -signkey bmc.key -out old.pem -days -1 2>/dev/null || "
             "openssl x509 -req -in bmc.csr -signkey bmc.key -out old.pem -days 0 2>/dev/null");
-    std::string pin = RunLine(at + "openssl pkey -in bmc.key -pubout -outform der | "
-                                   "openssl dgst -sha256 -binary | base64");
-    pin = "sha256//" + pin.substr(0, pin.find('\n'));
+    // A key that is too short, of the right authority.
+    RunLine(at + "openssl req -newkey rsa:1024 -nodes -subj /CN=bmc.example -keyout short.key "
+                 "-out short.csr 2>/dev/null && openssl x509 -req -in short.csr -CA ca.pem "
+                 "-CAkey ca.key -CAcreateserial -out short.pem -days 20 -extfile ext 2>/dev/null");
+    const auto pinOf = [&](const std::string &file) {
+        const std::string hash = RunLine(at + "openssl pkey -in " + file +
+                                         " -pubout -outform der | openssl dgst -sha256 -binary"
+                                         " | base64");
+        return "sha256//" + hash.substr(0, hash.find('\n'));
+    };
+    const std::string pin = pinOf("bmc.key");
+    const std::string byShortKey = "pin = \"" + pinOf("short.key") + "\"\n";
     const std::string byAuthority = "ca_file = \"" + File("ca.pem") + "\"\n";
     const std::string byKey = "pin = \"" + pin + "\"\n";
     const std::string byAnother =
@@ -194,6 +203,10 @@ TEST_F(RedfishProgram, CertificatesAndPins)
         {"bmc.pem", false, byAuthority + byKey, true},
         {"bmc.pem", true, byAuthority + named, true},
         {"old.pem", true, byKey, true},
+        {"short.pem", false, byShortKey, true},
+        {"short.pem", false, byAuthority, false},
+        {"short.pem", false, byAuthority + byShortKey, false},
+        {"short.pem", false, byKey, false},
         {"bmc.pem", false, "", false},
         {"bmc.pem", true, byAuthority, false},
         {"bmc.pem", false, byAuthority + byAnother, false},
@@ -204,7 +217,8 @@ TEST_F(RedfishProgram, CertificatesAndPins)
     for (const Row &row : rows) {
         SimOptions options;
         options.certificate = ReadFile(File(row.certificate));
-        options.key = ReadFile(File("bmc.key"));
+        const bool isShort = row.certificate == std::string("short.pem");
+        options.key = ReadFile(File(isShort ? "short.key" : "bmc.key"));
         Serve(options);
         const std::string url =
             row.localhost ? "https://localhost:" + std::to_string(service->Port()) : "";
@@ -213,7 +227,8 @@ TEST_F(RedfishProgram, CertificatesAndPins)
         EXPECT_EQ(end.out.find("TAG1") != std::string::npos, row.trusted)
             << row.certificate << " " << row.localhost << " " << row.lines << end.err;
         if (!row.trusted) {
-            EXPECT_NE(end.err.find("its key has the pin " + pin), std::string::npos) << end.err;
+            const std::string seen = isShort ? pinOf("short.key") : pin;
+            EXPECT_NE(end.err.find("its key has the pin " + seen), std::string::npos) << end.err;
             EXPECT_EQ(service->Requests().size(), 0u);
         }
     }
@@ -284,6 +299,11 @@ TEST_F(RedfishProgram, GarbageDoesNotFillTheMemory)
         service->SetFault("/redfish/v1/Chassis/C1/Sensors/Temp" + std::to_string(i), fault);
     fault.garbage = 20'000'000;
     service->SetFault("/redfish/v1/Managers/M1/LogServices/SEL/Entries", fault);
+    // 1.2 MB that become 200.
+    SimFault bomb;
+    bomb.encoding = "gzip";
+    bomb.body = SimGzipBomb(200'000'000);
+    service->SetFault("/redfish/v1/Chassis/C1/Sensors/Temp7", bomb);
     const auto count = [&] {
         return service->Count("GET", "/redfish/v1/Chassis/C1/Sensors/Temp8");
     };
