@@ -698,8 +698,7 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
     }
     if (fault.body.has_value())
         answer = *fault.body;
-    const char *taken =
-        MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding");
+    const char *taken = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding");
     if (options.gzip && fault.encoding.empty() && !answer.empty() && taken != nullptr &&
         strstr(taken, "gzip") != nullptr) {
         answer = Gzip(answer);

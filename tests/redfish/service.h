@@ -62,8 +62,8 @@ struct SimOptions {
     bool lastReset = true;    // the system tells LastResetTime
     bool finalSlash = false;  // links end in one
     SimOrder order = SimOrder::AsIs;
-    bool gzip = false;  // documents are compressed for those who take that
-    bool empty = false;  // no documents: SetDocument brings them
+    bool gzip = false;     // documents are compressed for those who take that
+    bool empty = false;    // no documents: SetDocument brings them
     unsigned delayMs = 0;  // every answer
     bool oneAtATime = false;
     std::string resetTypes = "On ForceOff ForceRestart PowerCycle GracefulShutdown";
