@@ -42,6 +42,7 @@ TEST(EventWords, AnyNumberIsHarmless)
 TEST(EventWords, TypesAndUnits)
 {
     EXPECT_EQ(SensorTypeWords(1), "Temperature");
+    EXPECT_EQ(SensorTypeWords(0x50), "Sensor type 0x50");
     SdrSensor sensor;
     EXPECT_EQ(SensorUnitWords(sensor), "");
     sensor.unit1 = 1;

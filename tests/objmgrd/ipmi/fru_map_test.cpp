@@ -60,6 +60,16 @@ TEST(FruMap, OneCharacterEndsTheFields)
     EXPECT_EQ(Who(Parse(FruOf({{}, {}, ProductArea("Maker", "N", "SER")}))), "||Maker");
 }
 
+TEST(FruMap, AFieldEndsWithItsArea)
+{
+    // Of 8 bytes; the second field would need one more, which is another area's.
+    const Bytes area = {1, 1, 0, 0xc2, 'M', 'M', 0xc2, 'N'};
+    EXPECT_EQ(Who(Parse(FruOf({{}, {}, area, WattageRecord(750)}))), "||MM");
+    Bytes whole = area;
+    whole[6] = 0xc1;
+    EXPECT_EQ(Who(Parse(FruOf({{}, {}, whole, WattageRecord(750)}))), "||MM");
+}
+
 TEST(FruMap, Wattage)
 {
     const FruFacts facts = Parse(FruOf({{}, {}, {}, WattageRecord(1100)}));

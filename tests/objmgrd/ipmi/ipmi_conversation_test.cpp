@@ -149,6 +149,53 @@ TEST_F(IpmiConversationTest, ABmcThatIsBusyNowAndThenIsAskedAgain)
     EXPECT_EQ(lines_.find("cannot"), std::string::npos);
 }
 
+// A log that cannot be read for a moment is shown as it was.
+TEST_F(IpmiConversationTest, ABusyLogIsShownAsItWasForAWhile)
+{
+    RunFor(2000);
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(kBmcTimeout);
+        return request.command == kGetSelInfo && request.netFn == kNetFnStorage;
+    };
+    for (u32 i = 0; i < 19; ++i) {
+        RunFor(100);
+        ASSERT_EQ(Records(), "2") << i;
+    }
+    RunFor(4000);
+    EXPECT_EQ(Records(), "status 1");
+    EXPECT_EQ(Power(), "ON");
+    machine_.hook = nullptr;
+    RunFor(2500);
+    EXPECT_EQ(Records(), "2");
+}
+
+// What the BMC will not say is asked for less often than what it is too busy for.
+TEST_F(IpmiConversationTest, ALogThatIsNotToBeHadIsAskedForEveryFiveSeconds)
+{
+    for (u8 code : std::initializer_list<u8>{0xC1, kBmcTimeout}) {
+        machine_.hook = [code](const BmcRequest &request, BmcAnswer *answer) {
+            *answer = FakeBmc::Code(code);
+            return request.command == kGetSelInfo && request.netFn == kNetFnStorage;
+        };
+        RunFor(10000);
+        const u32 before = Requests(kNetFnStorage, kGetSelInfo);
+        RunFor(60000);
+        EXPECT_NEAR(Requests(kNetFnStorage, kGetSelInfo) - before, code == kBmcTimeout ? 30 : 12,
+                    1);
+    }
+}
+
+// The method waits for a session; what kept that from being opened stays known.
+TEST_F(IpmiConversationTest, AMethodOfABmcThatRefusesTheSessionAsksNothing)
+{
+    machine_.opening = BmcOpening::Refused;
+    machine_.why = "bmc refuses the password of user \"u\"";
+    RunFor(100);
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_EQ(why_, "bmc refuses the password of user \"u\"");
+    EXPECT_TRUE(machine_.controls.empty());
+}
+
 // Who the machine is does not depend on whether its BMC had time for the question.
 TEST_F(IpmiConversationTest, AnIdentityThatCouldNotBeReadIsAskedForAgain)
 {

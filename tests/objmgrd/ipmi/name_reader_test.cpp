@@ -75,6 +75,22 @@ TEST_F(NameReaderTest, Encodings)
     }
 }
 
+// A block that is not full is the last one, whatever the length says.
+TEST_F(NameReaderTest, AShortBlockIsTheLast)
+{
+    for (size_t size : {17u, 18u}) {
+        machine_.requests.clear();
+        machine_.hook = [size](const BmcRequest &request, BmcAnswer *answer) {
+            Bytes data = {0x11, request.data[2], 0, 40};
+            data.resize(size, 'x');
+            *answer = FakeBmc::Data(data);
+            return true;
+        };
+        EXPECT_EQ(Read(), ReadStep::Done);
+        EXPECT_EQ(machine_.requests.size(), size == 17 ? 1u : 3u);
+    }
+}
+
 TEST_F(NameReaderTest, AnswersThatDoNotFitAreHarmless)
 {
     for (const Bytes &data : {Bytes{}, Bytes{0x11, 0, 0}, Bytes{0x11, 0, 0, 255},

@@ -277,3 +277,15 @@ TEST_F(SelReaderTest, ALogWithoutAnyRecordThatCanBeReadIsAFailure)
     EXPECT_EQ(reader_.Code(), 0xC1);
     EXPECT_LE(EntriesRead(), 20u);
 }
+
+// A log that is full drops the oldest record for a new one: as many as before, and none erased.
+TEST_F(SelReaderTest, ALogThatGoesRoundIsReadAgain)
+{
+    for (u16 id = 1; id <= 3; ++id)
+        Add(id);
+    Look();
+    machine_.sel.erase(machine_.sel.begin());
+    Add(4);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "2 3 4 ");
+}

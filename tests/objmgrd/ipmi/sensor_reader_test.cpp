@@ -79,6 +79,20 @@ TEST_F(SensorReaderTest, ReadsReadingsStatesAndThresholds)
     EXPECT_EQ(Requests(kGetSensorThresholds), 1u);
 }
 
+TEST_F(SensorReaderTest, ThresholdsThatAreGoneAreZero)
+{
+    Have({kTemp});
+    machine_.readings = {{1, {23, 0x40, 0}}};
+    machine_.thresholds = {{1, {0x3f, 1, 2, 3, 4, 5, 6}}};
+    RunFor(kPeriods.thresholdsMs * 2);
+    EXPECT_EQ(reader_.Reading(0).thresholds[kUpperNonCritical], 4);
+    machine_.thresholds = {{1, {0x00, 1, 2, 3, 4, 5, 6}}};
+    RunFor(kPeriods.thresholdsMs * 2);
+    EXPECT_EQ(reader_.Reading(0).thresholdMask, 0);
+    for (u8 threshold : reader_.Reading(0).thresholds)
+        EXPECT_EQ(threshold, 0);
+}
+
 TEST_F(SensorReaderTest, UnavailableAndNotScanningAreNoReadings)
 {
     Have({kTemp});
