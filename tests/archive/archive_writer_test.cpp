@@ -15,6 +15,29 @@
 #include <time.h>
 #include <unistd.h>
 
+// ---- calls that do less than they might (linked with --wrap) ----
+
+static size_t sWriteMost;  // bytes that are taken at once; 0: all
+static int sUnlinkError;   // not 0: nothing is removed
+
+extern "C" {
+ssize_t __real_write(int fd, const void *data, size_t size);
+ssize_t __wrap_write(int fd, const void *data, size_t size);
+int __real_unlinkat(int directory, const char *name, int flags);
+int __wrap_unlinkat(int directory, const char *name, int flags);
+ssize_t __wrap_write(int fd, const void *data, size_t size)
+{
+    return __real_write(fd, data, sWriteMost != 0 ? std::min(size, sWriteMost) : size);
+}
+int __wrap_unlinkat(int directory, const char *name, int flags)
+{
+    if (sUnlinkError == 0)
+        return __real_unlinkat(directory, name, flags);
+    errno = sUnlinkError;
+    return -1;
+}
+}
+
 namespace
 {
 
@@ -45,7 +68,12 @@ protected:
         std::string path = fs::temp_directory_path() / "archive.XXXXXX";
         directory = mkdtemp(path.data());
     }
-    ~ArchiveWriterTest() override { fs::remove_all(directory); }
+    ~ArchiveWriterTest() override
+    {
+        sWriteMost = 0;
+        sUnlinkError = 0;
+        fs::remove_all(directory);
+    }
 
     std::vector<fs::path> Files() const
     {
@@ -313,6 +341,54 @@ TEST_F(ArchiveWriterTest, AFileThatMayNotGrow)
         ASSERT_EQ(writer.Update(Records(last < 20 ? 1 : last - 19, last)), 0);
     }
     EXPECT_EQ(Lines(), Counting(1, 200));
+}
+
+TEST_F(ArchiveWriterTest, ALineThatIsTakenInParts)
+{
+    sWriteMost = 7;
+    Write(Records(1, 3));
+    EXPECT_EQ(Lines(), "1 2 3");
+}
+
+// The size is kept all the same: nothing is written until there is room.
+TEST_F(ArchiveWriterTest, OldFilesThatCannotBeRemoved)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+    sUnlinkError = EACCES;
+    u32 first = 1;
+    while (first < 1000 && writer.Update(Records(first, first + 19)) == 0)
+        first += 10;
+    EXPECT_LT(first, 1000u);
+    EXPECT_EQ(writer.Update(Records(first, first + 19)), EACCES);
+    EXPECT_LE(Bytes(), 65536u);
+    sUnlinkError = ENOENT;  // somebody else removed it
+    EXPECT_EQ(writer.Update(Records(first, first + 19)), 0);
+}
+
+TEST_F(ArchiveWriterTest, NoDescriptorIsLeftOpen)
+{
+    const int next = dup(0);
+    close(next);
+    Write(Records(1, 3));
+    Write(Records(1, 4));
+    const int after = dup(0);
+    EXPECT_EQ(after, next);
+    close(after);
+}
+
+// Beyond 65536 records the older half is forgotten; what the log still holds is known.
+TEST_F(ArchiveWriterTest, OfVeryManyRecordsTheLastAreKnown)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
+    ASSERT_EQ(writer.Update(Records(1, 65537)), 0);
+    const u64 bytes = Bytes();
+    ASSERT_EQ(writer.Update(Records(65537 - 1000, 65537)), 0);
+    EXPECT_EQ(Bytes(), bytes);
+    ASSERT_EQ(writer.Update(Records(65537 - 1000, 65538)), 0);
+    EXPECT_GT(Bytes(), bytes);
+    EXPECT_LT(Bytes(), bytes + 200);
 }
 
 // A full disk is one of its own, in a namespace of its own.
