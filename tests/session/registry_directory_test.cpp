@@ -23,8 +23,26 @@
 #include "session/registry.h"
 #include "session/registry_fixture.h"
 
+// The ids that come next, where there are any (linked with --wrap).
+static std::vector<u32> sNextIds;
+
+extern "C" {
+ssize_t __real_getrandom(void *out, size_t size, unsigned flags);
+ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags);
+ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags)
+{
+    if (sNextIds.empty() || size != sizeof(u32))
+        return __real_getrandom(out, size, flags);
+    memcpy(out, &sNextIds.front(), size);
+    sNextIds.erase(sNextIds.begin());
+    return static_cast<ssize_t>(size);
+}
+}
+
 class RegistryOpening : public RegistryFixture
 {
+protected:
+    ~RegistryOpening() override { sNextIds.clear(); }
 };
 
 TEST_F(RegistryOpening, OpeningMakesOneFileOfThatTextWhateverTheUmask)
@@ -353,6 +371,55 @@ TEST_F(RegistryOpening, SweepLeavesALockedFileThatIsStillBeingMade)
     close(descriptor);
     EXPECT_EQ(RegistrySweep(directory_.c_str(), &removed), 0u);
     EXPECT_EQ(removed, 1u);
+}
+
+// Of another opener's half-made file, of a link in its place and of a name that is taken nothing is
+// changed: another id is tried.
+TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
+{
+    MakeDirectory();
+    Plant(".new-7", "half");
+    const int half = open(Path(".new-7").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock held = {};
+    held.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(half, F_OFD_SETLK, &held), 0);
+    ASSERT_EQ(symlink("elsewhere", Path(".new-8").c_str()), 0);
+    ASSERT_EQ(mkdir(Path("9").c_str(), 0700), 0);
+    const int next = dup(0);
+    close(next);
+
+    sNextIds = {7, 8, 9, 0, 10};
+    u32 id = 0;
+    int lock = -1;
+    ASSERT_EQ(Open(&id, &lock), 0u);
+    EXPECT_EQ(id, 10u);
+    EXPECT_EQ(Names(), (std::vector<std::string>{".new-7", ".new-8", "10", "9"}));
+    std::ostringstream text;
+    text << std::ifstream(Path(".new-7")).rdbuf();
+    EXPECT_EQ(text.str(), "half");
+    RegistryCloseSession(directory_.c_str(), id, lock);
+    const int after = dup(0);
+    EXPECT_EQ(after, next);
+    close(after);
+    close(half);
+}
+
+TEST_F(RegistryOpening, SixteenIdsAreTried)
+{
+    MakeDirectory();
+    ASSERT_EQ(mkdir(Path("9").c_str(), 0700), 0);
+    u32 id = 0;
+    int lock = -1;
+    sNextIds.assign(16, 9);
+    sNextIds.push_back(10);
+    EXPECT_EQ(Open(&id, &lock), kRegistryFailed);
+    EXPECT_EQ(lock, -1);
+    EXPECT_EQ(Names(), std::vector<std::string>{"9"});
+    sNextIds.assign(15, 9);
+    sNextIds.push_back(10);
+    EXPECT_EQ(Open(&id, &lock), 0u);
+    EXPECT_EQ(id, 10u);
+    RegistryCloseSession(directory_.c_str(), id, lock);
 }
 
 // Openers sweep while others are still making their files: every one must get its session all
