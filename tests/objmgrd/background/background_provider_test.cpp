@@ -4,6 +4,7 @@
 // lives in the server's process.
 #include "objmgrd/background/background_provider.h"
 
+#include "support/objmgr_store.h"
 #include "support/served_process.h"
 
 #include <fstream>
@@ -295,6 +296,67 @@ TEST(BackgroundProviderTime, AnIdleProviderIsSeldomWoken)
     EXPECT_EQ(provider.TickMs(), 100u);
     provider.Withdraw(reply.ticket);
     EXPECT_EQ(provider.TickMs(), 500u);
+}
+
+// A clock that the test owns, and a source that says nothing by itself.
+static u64 sNowMs;
+
+class Idle : public Conversation
+{
+public:
+    u32 Step() override { return 1000; }
+    void End() override {}
+};
+
+TEST(BackgroundProviderTime, TheWatchComesJustBehindItsMomentAndTellsTools)
+{
+    const TestDirectory directory;
+    ImageWriter store;
+    ASSERT_EQ(store.Open(directory.Path()), 0);
+    BackgroundOptions options = Options();
+    options.clock = [] { return sNowMs; };
+    options.log = [](int, const char *) {};
+    Mailbox *box = nullptr;
+    BackgroundProvider provider(options, [&box](Mailbox *mailbox) {
+        box = mailbox;
+        return std::make_unique<Idle>();
+    });
+    ASSERT_EQ(store.Begin(), 0);
+    ASSERT_EQ(provider.Load(&store), 0);
+    ASSERT_EQ(store.Commit(), 0);
+    ASSERT_EQ(store.Publish(), 0);
+    ASSERT_EQ(store.Begin(), 0);
+    const auto source = [&] { return HeadOf(ReadBytes(directory.Path() + "/image")).sources[0]; };
+    EXPECT_EQ(source().state, kImageSourceUnheard);
+
+    sNowMs = 100000;
+    News news;
+    news.changes[kSystem] = Instance{kCimOk, {{"PowerStatus", kCimOk, "ON"}}};
+    box->heardMs = 99900;
+    box->Post(box->Generation(), std::move(news));
+    std::vector<ProviderAnswer> answers;
+    provider.Tick(&store, &answers);
+    EXPECT_EQ(source().state, kImageSourceAnswering);
+    EXPECT_EQ(source().heardMs, 99900u);
+    EXPECT_EQ(provider.TickMs(), 100u);  // something is to be written
+    provider.Committed(true);
+    for (const auto &[now, ms] : {std::pair<u64, u32>{99901, 500},
+                                  {99902, 499},
+                                  {100000, 401},
+                                  {100400, 1},
+                                  {100401, 100}}) {
+        sNowMs = now;
+        EXPECT_EQ(provider.TickMs(), ms) << now;
+    }
+    sNowMs = 100399;
+    provider.Tick(&store, &answers);
+    EXPECT_EQ(source().state, kImageSourceAnswering);
+    sNowMs = 100400;
+    provider.Tick(&store, &answers);
+    EXPECT_EQ(source().state, kImageSourceSilent);
+    provider.Committed(true);
+    EXPECT_EQ(provider.TickMs(), 500u);
+    EXPECT_TRUE(answers.empty());
 }
 
 TEST(BackgroundProviderTime, AMethodOfSevenSecondsIsAnswered)
