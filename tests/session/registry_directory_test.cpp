@@ -18,6 +18,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "session/registry.h"
@@ -25,12 +26,22 @@
 
 // The ids that come next, where there are any (linked with --wrap).
 static std::vector<u32> sNextIds;
+static int sRandomError;   // the next one fails so
+static bool sRandomShort;  // the next one comes in part
 
 extern "C" {
 ssize_t __real_getrandom(void *out, size_t size, unsigned flags);
 ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags);
 ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags)
 {
+    if (sRandomError != 0) {
+        errno = std::exchange(sRandomError, 0);
+        return -1;
+    }
+    if (std::exchange(sRandomShort, false)) {
+        memset(out, 0xff, size / 2);
+        return static_cast<ssize_t>(size / 2);
+    }
     if (sNextIds.empty() || size != sizeof(u32))
         return __real_getrandom(out, size, flags);
     memcpy(out, &sNextIds.front(), size);
@@ -385,8 +396,11 @@ TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
     ASSERT_EQ(fcntl(half, F_OFD_SETLK, &held), 0);
     ASSERT_EQ(symlink("elsewhere", Path(".new-8").c_str()), 0);
     ASSERT_EQ(mkdir(Path("9").c_str(), 0700), 0);
-    const int next = dup(0);
-    close(next);
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = descriptors();
 
     sNextIds = {7, 8, 9, 0, 10};
     u32 id = 0;
@@ -398,9 +412,7 @@ TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
     text << std::ifstream(Path(".new-7")).rdbuf();
     EXPECT_EQ(text.str(), "half");
     RegistryCloseSession(directory_.c_str(), id, lock);
-    const int after = dup(0);
-    EXPECT_EQ(after, next);
-    close(after);
+    EXPECT_EQ(descriptors(), before);
     close(half);
 }
 
@@ -417,6 +429,22 @@ TEST_F(RegistryOpening, SixteenIdsAreTried)
     EXPECT_EQ(Names(), std::vector<std::string>{"9"});
     sNextIds.assign(15, 9);
     sNextIds.push_back(10);
+    EXPECT_EQ(Open(&id, &lock), 0u);
+    EXPECT_EQ(id, 10u);
+    RegistryCloseSession(directory_.c_str(), id, lock);
+}
+
+TEST_F(RegistryOpening, WithoutRandomNumbersThereIsNoSession)
+{
+    u32 id = 0;
+    int lock = -1;
+    sNextIds = {10};
+    sRandomError = EIO;
+    EXPECT_EQ(Open(&id, &lock), kRegistryFailed);
+    EXPECT_EQ(lock, -1);
+    // A signal or a part of a number is no failure.
+    sRandomError = EINTR;
+    sRandomShort = true;
     EXPECT_EQ(Open(&id, &lock), 0u);
     EXPECT_EQ(id, 10u);
     RegistryCloseSession(directory_.c_str(), id, lock);
