@@ -11,6 +11,21 @@
 #include <sstream>
 #include <syslog.h>
 
+static int sThreadError;  // not 0: no thread can be started (linked with --wrap)
+
+extern "C" {
+int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                          void *(*start)(void *), void *argument);
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                          void *(*start)(void *), void *argument);
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                          void *(*start)(void *), void *argument)
+{
+    return sThreadError != 0 ? sThreadError
+                             : __real_pthread_create(thread, attributes, start, argument);
+}
+}
+
 namespace
 {
 
@@ -316,6 +331,7 @@ TEST(BackgroundProviderTime, TheWatchComesJustBehindItsMomentAndTellsTools)
     BackgroundOptions options = Options();
     options.clock = [] { return sNowMs; };
     options.log = [](int, const char *) {};
+    options.parts = {"sensors"};
     Mailbox *box = nullptr;
     BackgroundProvider provider(options, [&box](Mailbox *mailbox) {
         box = mailbox;
@@ -326,18 +342,23 @@ TEST(BackgroundProviderTime, TheWatchComesJustBehindItsMomentAndTellsTools)
     ASSERT_EQ(store.Commit(), 0);
     ASSERT_EQ(store.Publish(), 0);
     ASSERT_EQ(store.Begin(), 0);
-    const auto source = [&] { return HeadOf(ReadBytes(directory.Path() + "/image")).sources[0]; };
+    const auto source = [&](size_t number = 0) {
+        return HeadOf(ReadBytes(directory.Path() + "/image")).sources[number];
+    };
     EXPECT_EQ(source().state, kImageSourceUnheard);
 
     sNowMs = 100000;
     News news;
     news.changes[kSystem] = Instance{kCimOk, {{"PowerStatus", kCimOk, "ON"}}};
+    news.heard[0] = 99950;
     box->heardMs = 99900;
     box->Post(box->Generation(), std::move(news));
     std::vector<ProviderAnswer> answers;
     provider.Tick(&store, &answers);
     EXPECT_EQ(source().state, kImageSourceAnswering);
     EXPECT_EQ(source().heardMs, 99900u);
+    EXPECT_EQ(source(1).state, kImageSourceAnswering);
+    EXPECT_EQ(source(1).heardMs, 99950u);
     EXPECT_EQ(provider.TickMs(), 100u);  // something is to be written
     provider.Committed(true);
     for (const auto &[now, ms] : {std::pair<u64, u32>{99901, 500},
@@ -354,9 +375,22 @@ TEST(BackgroundProviderTime, TheWatchComesJustBehindItsMomentAndTellsTools)
     sNowMs = 100400;
     provider.Tick(&store, &answers);
     EXPECT_EQ(source().state, kImageSourceSilent);
+    EXPECT_EQ(source(1).state, kImageSourceSilent);
     provider.Committed(true);
     EXPECT_EQ(provider.TickMs(), 500u);
     EXPECT_TRUE(answers.empty());
+}
+
+TEST(BackgroundProviderTime, WithoutAThreadThereIsNoService)
+{
+    const TestDirectory directory;
+    ImageWriter store;
+    ASSERT_EQ(store.Open(directory.Path()), 0);
+    ASSERT_EQ(store.Begin(), 0);
+    BackgroundProvider provider(Options(), [](Mailbox *) { return std::make_unique<Idle>(); });
+    sThreadError = EAGAIN;
+    EXPECT_EQ(provider.Load(&store), EAGAIN);
+    sThreadError = 0;
 }
 
 TEST(BackgroundProviderTime, AMethodOfSevenSecondsIsAnswered)
