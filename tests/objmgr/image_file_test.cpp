@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 
+#include <fstream>
+#include <sstream>
+
 // A directory with files that seem to be a service's, which the test then spoils.
 class ImageFileTest : public testing::Test
 {
@@ -129,6 +132,28 @@ TEST_F(ImageFileTest, OtherLocksAreNoSignOfLife)
         lock.l_type = F_WRLCK;
         ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
         EXPECT_EQ(Opened(), ObjMgrPresence::Serving);
+    });
+}
+
+// Neither the descriptors nor the mapping of its head.
+TEST_F(ImageFileTest, NothingOfAClosedFileStays)
+{
+    InFreshProcess([this] {
+        const auto maps = [] {
+            std::ostringstream text;
+            text << std::ifstream("/proc/self/maps").rdbuf();
+            return text.str();
+        };
+        const int next = dup(0);
+        close(next);
+        ImageFile file;
+        ASSERT_EQ(ImageFileOpen(&file, 5), ObjMgrPresence::Serving);
+        EXPECT_NE(maps().find(At("image")), std::string::npos);
+        ImageFileClose(&file);
+        EXPECT_EQ(maps().find(At("image")), std::string::npos);
+        const int after = dup(0);
+        EXPECT_EQ(after, next);
+        close(after);
     });
 }
 
