@@ -246,7 +246,7 @@ bool LoginParseNotice(const u8 *packet, size_t size, LoginNotice *out)
     u32 version = 0;
     u32 event = 0;
     if (!ParseWord(&at, &left, &version) || version != kMethodVersion ||
-        !ParseWord(&at, &left, &event) || event > static_cast<u32>(LoginEvent::Logout) ||
+        !ParseWord(&at, &left, &event) || event > static_cast<u32>(LoginEvent::Lasting) ||
         !ParseWord(&at, &left, &out->session) || !ParseWord(&at, &left, &out->seconds) ||
         !ParseText(&at, &left, out->address, kLoginTextMax) ||
         !ParseText(&at, &left, out->reason, kLoginTextMax) || left != 0)

@@ -84,15 +84,27 @@ u32 ServicePackFacts(const ServiceFacts *facts, u8 *packet);
 bool ServiceParseFacts(const u8 *packet, size_t size, ServiceFacts *out);
 
 // ---- the news of a login: smclp-login tells the service, which writes it down
+//
+// A connection that told of a login stays open on both sides: its end is the login's end, however
+// that comes. A logout goes over it, and is the one second packet that a connection may carry.
 
-enum class LoginEvent : u8 { Login, Refusal, Logout };
+enum class LoginEvent : u8 {
+    Login,
+    Refusal,
+    Logout,
+    Lasting  // a login that an earlier service was told of: remembered, not written down again
+};
+
+// The result that a login's answer has with status 0.
+constexpr u32 kLoginRemembered = 0;  // the connection is watched
+constexpr u32 kLoginNotWatched = 1;  // there are too many: the connection ends
 
 constexpr u32 kLoginTextMax = 63;  // bytes without the NUL
 
 struct LoginNotice {
     LoginEvent event;
     u32 session;                      // its number in the registry; 0: none
-    u32 seconds;                      // Logout: how long it lasted
+    u32 seconds;                      // Logout: how long it lasted; Lasting: so far
     char address[kLoginTextMax + 1];  // the client's, empty for none
     char reason[kLoginTextMax + 1];   // Refusal, Logout: why, in a few words; else empty
 };

@@ -44,19 +44,20 @@ static ServiceAnswer AnswerOf(int error)
     }
 }
 
-// A local connect with a full queue waits for its send time-out, then ends with EAGAIN.
+// A local connect with a full queue waits for its send time-out, then ends with EAGAIN. Without a
+// deadline (0) it does not wait.
 static ServiceAnswer Connect(int fd, const sockaddr_un *address, u64 deadlineMs)
 {
     for (;;) {
         const int remaining = RemainingMs(deadlineMs);
         const timeval limit = {remaining / 1000, remaining % 1000 * 1000};
-        if (remaining == 0)
+        if (remaining == 0 && deadlineMs != 0)
             return ServiceAnswer::Hung;
-        if (setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0)
+        if (deadlineMs != 0 && setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) != 0)
             return AnswerOf(errno);
         if (connect(fd, reinterpret_cast<const sockaddr *>(address), sizeof(*address)) == 0)
             return ServiceAnswer::Serving;
-        if (errno != EINTR && errno != EAGAIN)
+        if (errno != EINTR && (errno != EAGAIN || deadlineMs == 0))
             return AnswerOf(errno);
     }
 }
@@ -105,9 +106,10 @@ static ServiceAnswer Exchange(int fd, u8 *packet, size_t *size, u64 deadlineMs)
 }
 
 // The directory is open: its path may be longer than an address, and must not become another one
-// between the look at it and the connection.
-static ServiceAnswer AskIn(int directoryFd, u8 *packet, size_t *size, u64 deadlineMs)
+// between the look at it and the connection. *out is connected to a service to be trusted, or -1.
+static ServiceAnswer ConnectIn(int directoryFd, u64 deadlineMs, int *out)
 {
+    *out = -1;
     struct stat info;
     if (fstat(directoryFd, &info) != 0)
         return AnswerOf(errno);
@@ -115,26 +117,40 @@ static ServiceAnswer AskIn(int directoryFd, u8 *packet, size_t *size, u64 deadli
     address.sun_family = AF_UNIX;
     snprintf(address.sun_path, sizeof(address.sun_path), "/proc/self/fd/%d/%s", directoryFd,
              kStoreSocketName);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    const int blocking = deadlineMs != 0 ? 0 : SOCK_NONBLOCK;
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | blocking, 0);
     if (fd < 0)
         return AnswerOf(errno);
     ServiceAnswer answer = Connect(fd, &address, deadlineMs);
     if (answer == ServiceAnswer::Serving && !IsTrusted(fd, info))
         answer = ServiceAnswer::NotTrusted;
     if (answer == ServiceAnswer::Serving)
-        answer = Exchange(fd, packet, size, deadlineMs);
-    close(fd);
+        *out = fd;
+    else
+        close(fd);
+    return answer;
+}
+
+static ServiceAnswer ConnectTo(const char *directory, u64 deadlineMs, int *out)
+{
+    *out = -1;
+    const int directoryFd = open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (directoryFd < 0)
+        return AnswerOf(errno);
+    const ServiceAnswer answer = ConnectIn(directoryFd, deadlineMs, out);
+    close(directoryFd);
     return answer;
 }
 
 static ServiceAnswer Ask(const char *directory, u8 *packet, size_t *size, u32 timeoutMs)
 {
     const u64 deadlineMs = NowMs() + timeoutMs;
-    const int directoryFd = open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (directoryFd < 0)
-        return AnswerOf(errno);
-    const ServiceAnswer answer = AskIn(directoryFd, packet, size, deadlineMs);
-    close(directoryFd);
+    int fd = -1;
+    ServiceAnswer answer = ConnectTo(directory, deadlineMs, &fd);
+    if (answer == ServiceAnswer::Serving) {
+        answer = Exchange(fd, packet, size, deadlineMs);
+        close(fd);
+    }
     return answer;
 }
 
@@ -162,6 +178,47 @@ ServiceAnswer ServiceTell(const char *directory, u32 timeoutMs, const LoginNotic
         (!MethodParseReply(packet, size, &reply) || reply.status != kCimOk))
         return ServiceAnswer::OtherVersion;
     return answer;
+}
+
+int ServiceHold(const char *directory, u32 timeoutMs, const LoginNotice *notice)
+{
+    const u64 deadlineMs = timeoutMs != 0 ? NowMs() + timeoutMs : 0;
+    u8 packet[kMethodPacketMax];
+    const size_t size = LoginPackNotice(notice, packet);
+    int fd = -1;
+    if (ConnectTo(directory, deadlineMs, &fd) != ServiceAnswer::Serving)
+        return -1;
+    // A packet has room in the queue of a connection that is new.
+    if (send(fd, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
+        close(fd);
+        return -1;
+    }
+    if (timeoutMs != 0)
+        WaitFor(fd, POLLIN, deadlineMs);
+    return fd;
+}
+
+ServiceHeld ServiceHoldOf(int connection)
+{
+    u8 packet[kMethodPacketMax];
+    const ssize_t size = recv(connection, packet, sizeof(packet), MSG_DONTWAIT);
+    if (size < 0 && (errno == EAGAIN || errno == EINTR))
+        return ServiceHeld::Silent;
+    if (size <= 0)
+        return ServiceHeld::Ended;
+    MethodReply reply;
+    const bool known = MethodParseReply(packet, static_cast<size_t>(size), &reply) &&
+                       reply.status == kCimOk && reply.result == kLoginRemembered;
+    return known ? ServiceHeld::Known : ServiceHeld::Declined;
+}
+
+ServiceAnswer ServiceTellOver(int connection, u32 timeoutMs, const LoginNotice *notice)
+{
+    u8 packet[kMethodPacketMax];
+    const size_t size = LoginPackNotice(notice, packet);
+    if (send(connection, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT) < 0)
+        return ServiceAnswer::Absent;
+    return WaitFor(connection, POLLIN, NowMs() + timeoutMs);
 }
 
 const char *ServiceDirectory()

@@ -28,6 +28,26 @@ ServiceAnswer ServiceAsk(const char *directory, u32 timeoutMs, ServiceFacts *fac
 // this user has told too much (objmgrd/record.h).
 ServiceAnswer ServiceTell(const char *directory, u32 timeoutMs, const LoginNotice *notice);
 
+// Tells of a login (Login, Lasting) over a connection that is to last as long as the login, and
+// waits for the answer, timeoutMs milliseconds at the most, but does not take it: ServiceHoldOf
+// does. With 0 it waits for nothing, neither for room in the service's queue. The connection, which
+// the caller closes, or -1: nobody was told.
+int ServiceHold(const char *directory, u32 timeoutMs, const LoginNotice *notice);
+
+enum class ServiceHeld : u8 {
+    Silent,    // nothing has come since it was last asked
+    Known,     // the service has written it down, and takes the connection's end for the login's
+    Declined,  // it has written it down and takes no notice of the connection any more
+    Ended,     // the service has closed it, or is gone
+};
+
+// What has come over such a connection. Waits for nothing.
+ServiceHeld ServiceHoldOf(int connection);
+
+// Tells of the login's end over such a connection, which is left open. As ServiceTell; Absent: the
+// service has not been told.
+ServiceAnswer ServiceTellOver(int connection, u32 timeoutMs, const LoginNotice *notice);
+
 // The object manager's directory: ZOROBJMGR, or where that is not set or empty the default. Points
 // into the environment.
 const char *ServiceDirectory();

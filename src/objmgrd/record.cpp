@@ -72,12 +72,14 @@ const char *ResultWord(RecordResult result)
 
 // What the serving thread knows of a line.
 struct Record::Entry {
-    const char *event;
+    const char *event;  // null: a session is looked for, and nothing written
     u32 uid;
     u32 pid;
     u32 session;
-    std::string address;  // a login's claim; empty: what the session's file says
-    std::string rest;     // what follows, ready to be written
+    bool ends;                 // of a login: the session was looked for when it began
+    std::string address;       // a login's claim; empty: what the session's file says
+    std::string rest;          // what follows, ready to be written
+    RecordedLogin login = {};  // null: the session is looked for now
 };
 
 struct Record::Shared {
@@ -94,6 +96,7 @@ struct Record::Shared {
     std::vector<std::string> TakeDropped(u64 now, bool all);
     u64 NextMs() const;
     std::string UserOf(u32 uid) const;
+    // Empty: nothing is to be written.
     std::string Line(const Entry &entry) const;
 };
 
@@ -155,10 +158,16 @@ std::string Record::Shared::UserOf(u32 uid) const
 std::string Record::Shared::Line(const Entry &entry) const
 {
     std::string address;
-    const bool known = entry.session != 0 && options.session != nullptr &&
-                       options.session(options.context, entry.session, entry.uid, &address);
+    bool known = entry.session != 0 && options.session != nullptr &&
+                 options.session(options.context, entry.session, entry.uid, &address);
+    if (entry.login != nullptr && entry.ends)
+        known = *entry.login;
+    else if (entry.login != nullptr)
+        *entry.login = known;
     if (!entry.address.empty())
         address = entry.address;
+    if (entry.event == nullptr)
+        return "";
     return std::string("event=") + entry.event + " user=" + UserOf(entry.uid) +
            " uid=" + std::to_string(entry.uid) + " pid=" + std::to_string(entry.pid) +
            " session=" + (known ? std::to_string(entry.session) : "-") +
@@ -219,8 +228,11 @@ void *Record::Run(void *argument)
         const auto write = [&](const std::string &line) {
             shared.options.write(shared.options.context, line.c_str());
         };
-        for (const Entry &entry : entries)
-            write(shared.Line(entry));
+        for (const Entry &entry : entries) {
+            const std::string line = shared.Line(entry);
+            if (!line.empty())
+                write(line);
+        }
         for (const std::string &rest : dropped) {
             const bool named = rest[0] != 'u';
             const u32 uid = named ? static_cast<u32>(strtoul(rest.c_str(), nullptr, 10)) : 0;
@@ -282,17 +294,32 @@ void Record::Call(const Peer &peer, const RecordCall &call)
         rest += " value=" + std::to_string(call.number);
     else if (call.result == RecordResult::Failed)
         rest += " status=" + std::to_string(call.number);
-    Add({"call", peer.uid, peer.pid, call.session, "", std::move(rest)});
+    Add({"call", peer.uid, peer.pid, call.session, false, "", std::move(rest)});
 }
 
-void Record::Login(const Peer &peer, const LoginNotice &notice)
+void Record::AddLogin(const Peer &peer, const LoginNotice &notice, const RecordedLogin &login)
 {
+    // By the event's number.
+    static constexpr const char *kEvents[] = {"login", "refusal", "logout", nullptr};
     const bool logout = notice.event == LoginEvent::Logout;
-    const char *event = notice.event == LoginEvent::Login ? "login" : logout ? "logout" : "refusal";
     std::string rest;
-    if (notice.event != LoginEvent::Login)
+    if (logout || notice.event == LoginEvent::Refusal)
         rest += " reason=" + RecordValue(notice.reason);
     if (logout)
         rest += " seconds=" + std::to_string(notice.seconds);
-    Add({event, peer.uid, peer.pid, notice.session, notice.address, std::move(rest)});
+    Add({kEvents[static_cast<u8>(notice.event)], peer.uid, peer.pid, notice.session, logout,
+         notice.address, std::move(rest), login});
+}
+
+RecordedLogin Record::Login(const Peer &peer, const LoginNotice &notice)
+{
+    const bool begins = notice.event == LoginEvent::Login || notice.event == LoginEvent::Lasting;
+    const RecordedLogin login = begins ? std::make_shared<bool>(false) : nullptr;
+    AddLogin(peer, notice, login);
+    return login;
+}
+
+void Record::Logout(const Peer &peer, const LoginNotice &notice, const RecordedLogin &login)
+{
+    AddLogin(peer, notice, login);
 }

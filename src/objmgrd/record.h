@@ -65,6 +65,10 @@ struct RecordOptions {
     u32 tellMs = kRecordTellMs;
 };
 
+// What the record keeps of a login for its logout, when the session's file may be gone: whether the
+// session was the user's. Only the record's thread looks into it. Null: nothing.
+using RecordedLogin = std::shared_ptr<bool>;
+
 class Record
 {
 public:
@@ -79,13 +83,17 @@ public:
     // second is left behind. options.context has to outlive the process then.
     void Stop();
 
-    // Neither waits. Before Start and after Stop nothing is recorded.
+    // None of them waits. Before Start and after Stop nothing is recorded.
     void Call(const Peer &peer, const RecordCall &call);
-    void Login(const Peer &peer, const LoginNotice &notice);
+    // Login, refusal or logout; of one that lasts nothing is written. For Logout.
+    RecordedLogin Login(const Peer &peer, const LoginNotice &notice);
+    // The end of a login that was recorded: its session is named where it was the user's then.
+    void Logout(const Peer &peer, const LoginNotice &notice, const RecordedLogin &login);
 
 private:
     struct Shared;
     struct Entry;
+    void AddLogin(const Peer &peer, const LoginNotice &notice, const RecordedLogin &login);
     static void *Run(void *argument);
     void Add(Entry &&entry);
 

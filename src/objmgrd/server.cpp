@@ -5,6 +5,7 @@
 #include "objmgr/object_path.h"
 #include "objmgr/schema.h"
 #include "objmgrd/listener.h"
+#include "objmgrd/logins.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <map>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -28,6 +30,8 @@ constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
 // With no descriptor left, new clients wait this long before the next try to accept one.
 constexpr u64 kAcceptPauseMs = 100;
 constexpr u64 kNever = ~u64{0};
+// Descriptors that logins leave to everything else.
+constexpr rlim_t kDescriptorsKept = 128;
 // What could not be published (a full file system) is tried again after this time.
 constexpr u64 kPublishPauseMs = 500;
 // Places in the list of polled descriptors; the signals' is the first.
@@ -90,6 +94,15 @@ void SendFacts(int fd, const ServiceFacts &facts)
     (void)!send(fd, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
+// How many logins can be remembered with the descriptors that the process may have.
+u32 MostLogins()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= kDescriptorsKept)
+        return 0;
+    return static_cast<u32>(std::min<rlim_t>(limit.rlim_cur - kDescriptorsKept, kLoginsMost));
+}
+
 void SetText(char *to, size_t size, const std::string &text)
 {
     const size_t length = std::min(size - 1, text.size());
@@ -112,6 +125,7 @@ struct Server::State {
     Listener listener;
     bool listenFails = false;
     std::vector<Connection> connections;  // oldest first
+    Logins logins;
     std::vector<pollfd> polled;
     u64 nextHeartbeat = 0;
     u64 nextTick = kNever;
@@ -156,7 +170,7 @@ struct Server::State {
     bool Serve(Connection *connection, short events, u64 now);
     bool ReadRequest(Connection *connection, u64 now);
     bool TakeCall(Connection *connection, const MethodRequest &request, u64 now);
-    void TakeNotice(const Connection &connection, const LoginNotice &notice) const;
+    void TakeNotice(Connection *connection, const LoginNotice &notice, u64 now);
     ServiceFacts FactsFor(const Peer &peer) const;
     CimStatus Parse(const MethodRequest &request, const Caller &caller, MethodCall *call) const;
     ProviderReply Invoke(const MethodCall &call);
@@ -202,6 +216,7 @@ int Server::State::Open()
     dirFd = open(options.directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (dirFd < 0)
         return errno;
+    logins.Start(&listener, options.record, MostLogins());
     // The lock is ours: a socket that is there belongs to nobody.
     error = listener.Open(
         dirFd, {.group = options.group, .kernelRefuses = options.kernelRefusesDescriptors});
@@ -213,6 +228,7 @@ void Server::State::Close()
     for (Connection &connection : connections)
         Discard(&connection);
     connections.clear();
+    logins.Clear();
     listener.Close();
     if (dirFd >= 0)
         close(dirFd);
@@ -352,6 +368,7 @@ void Server::State::Poll(int signalFd, int *result)
         const bool asking = connection.phase == Connection::Phase::Asking;
         polled.push_back({connection.fd, static_cast<short>(asking ? POLLIN : 0), 0});
     }
+    logins.AddPolled(&polled);
     *result = poll(polled.data(), polled.size(), PollTimeout(now));
 }
 
@@ -444,7 +461,8 @@ void Server::State::Discard(Connection *connection)
         connection->link->End();
     if (connection->phase == Connection::Phase::Pending)
         provider->Withdraw(connection->ticket);
-    listener.Drop(connection->fd);
+    if (connection->fd >= 0)
+        listener.Drop(connection->fd);
 }
 
 // False: the connection has ended.
@@ -482,17 +500,26 @@ bool Server::State::ReadRequest(Connection *connection, u64 now)
     if (kind == RequestKind::Question)
         SendFacts(connection->fd, FactsFor(connection->peer));
     else if (kind == RequestKind::LoginNotice && LoginParseNotice(packet, length, &notice))
-        TakeNotice(*connection, notice);
+        TakeNotice(connection, notice, now);
     else
         SendReply(connection->fd, {kCimInvalidParameter, 0});
     return false;
 }
 
-void Server::State::TakeNotice(const Connection &connection, const LoginNotice &notice) const
+// The connection of a login that is remembered is the logins' from here on.
+void Server::State::TakeNotice(Connection *connection, const LoginNotice &notice, u64 now)
 {
+    const bool begins = notice.event == LoginEvent::Login || notice.event == LoginEvent::Lasting;
+    const bool remembered = begins && logins.HasRoom(connection->peer.uid);
+    RecordedLogin recorded;
     if (options.record != nullptr)
-        options.record->Login(connection.peer, notice);
-    SendReply(connection.fd, {kCimOk, 0});
+        recorded = options.record->Login(connection->peer, notice);
+    SendReply(connection->fd,
+              {kCimOk, begins && !remembered ? kLoginNotWatched : kLoginRemembered});
+    if (!remembered)
+        return;
+    logins.Add(connection->fd, connection->peer, notice, std::move(recorded), now);
+    connection->fd = -1;
 }
 
 ServiceFacts Server::State::FactsFor(const Peer &peer) const
@@ -648,6 +675,9 @@ int Server::ServeOnce(int signalFd, bool *signalled)
         return errno == EINTR || errno == EAGAIN || errno == ENOMEM ? 0 : errno;
     *signalled = state_->polled[0].revents != 0;
     const u64 now = NowMs();
+    // Polled behind the connections, whose number is still that of then.
+    state_->logins.Serve(state_->polled.data() + kPolledConnections + state_->connections.size(),
+                         now);
     state_->ServeConnections(now);
     if (state_->polled[kPolledProvider].revents != 0)
         state_->Tick();

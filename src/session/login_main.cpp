@@ -205,14 +205,17 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
     termios terminal;
     bool hasTerminal = tcgetattr(STDIN_FILENO, &terminal) == 0;
     pid_t self = getpid();
+    LoginLink link;
+    LoginLinkOpen(&link, ServiceDirectory(), session->id, record->addressText);
+    session->link = &link;
     session->child = fork();
     if (session->child == 0)
         RunChild(options, session->id, record, self, before);
     if (session->child < 0) {
         Say("smclp-login: no room for a session: %s", strerror(errno));
+        LoginLinkClose(&link, "no room");
         return kExitTemporary;
     }
-    const timespec start = RegistryNow();
     LoginEnding ending = LoginWatch(session);
     // A child that ended by itself left the terminal as it wanted it. At once: output held back
     // by flow control must not keep the session open.
@@ -221,9 +224,7 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
     SayWhy(&ending, session->idleSeconds);
     char reason[32];
     NameReason(&ending, reason, sizeof(reason));
-    const u32 seconds = static_cast<u32>(RegistryNow().tv_sec - start.tv_sec);
-    LoginTellService(ServiceDirectory(), LoginEvent::Logout, session->id, seconds,
-                     record->addressText, reason);
+    LoginLinkClose(&link, reason);
     return ExitStatus(&ending);
 }
 
@@ -240,8 +241,7 @@ static void NameUser(char *name, size_t size)
 static int Refuse(const LoginOptions *options, int status, const char *reason, const char *line)
 {
     Say("smclp-login: %s", line);
-    LoginTellService(ServiceDirectory(), LoginEvent::Refusal, 0, 0, options->client.addressText,
-                     reason);
+    LoginTellRefusal(ServiceDirectory(), options->client.addressText, reason);
     return status;
 }
 
@@ -322,8 +322,6 @@ static int Login(const LoginOptions *options)
     int status = kExitTemporary;
     const bool kept = LoginKeeperStart(session.directory, session.id, session.lock, &keeper);
     if (kept) {
-        LoginTellService(ServiceDirectory(), LoginEvent::Login, session.id, 0, record.addressText,
-                         nullptr);
         status = RunSession(options, &record, &session, &before);
     } else {
         Say("smclp-login: no room for a session: %s", strerror(errno));

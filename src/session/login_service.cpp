@@ -5,6 +5,9 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
+
+#include "session/registry.h"
 
 static LoginVerdict Say(int status, const char *format, ...) __attribute__((format(printf, 2, 3)));
 static LoginVerdict Say(int status, const char *format, ...)
@@ -51,14 +54,93 @@ LoginVerdict LoginAskService(const char *directory, u32 timeoutMs)
     }
 }
 
-void LoginTellService(const char *directory, LoginEvent event, u32 session, u32 seconds,
-                      const char *address, const char *reason)
+static LoginNotice NoticeOf(LoginEvent event, u32 session, const char *address, const char *reason)
 {
     LoginNotice notice = {};
     notice.event = event;
     notice.session = session;
-    notice.seconds = seconds;
     snprintf(notice.address, sizeof(notice.address), "%s", address != nullptr ? address : "");
     snprintf(notice.reason, sizeof(notice.reason), "%s", reason != nullptr ? reason : "");
+    return notice;
+}
+
+void LoginTellRefusal(const char *directory, const char *address, const char *reason)
+{
+    const LoginNotice notice = NoticeOf(LoginEvent::Refusal, 0, address, reason);
     ServiceTell(directory, kLoginTellMs, &notice);
+}
+
+// --- The link --------------------------------------------------------------------------------
+
+static u32 SecondsSince(const timespec &begin)
+{
+    return static_cast<u32>(RegistryNow().tv_sec - begin.tv_sec);
+}
+
+static void Drop(LoginLink *link)
+{
+    if (link->connection >= 0)
+        close(link->connection);
+    link->connection = -1;
+}
+
+// Takes what the service has answered.
+static void Settle(LoginLink *link)
+{
+    if (link->connection < 0)
+        return;
+    switch (ServiceHoldOf(link->connection)) {
+    case ServiceHeld::Known:
+        link->notice.event = LoginEvent::Lasting;  // for the next service
+        link->pause = 0;
+        break;
+    case ServiceHeld::Declined:
+        link->declined = true;
+        Drop(link);
+        break;
+    case ServiceHeld::Ended:
+        Drop(link);
+        break;
+    case ServiceHeld::Silent:
+        break;
+    }
+}
+
+void LoginLinkOpen(LoginLink *link, const char *directory, u32 session, const char *address)
+{
+    *link = {};
+    link->directory = directory;
+    link->notice = NoticeOf(LoginEvent::Login, session, address, nullptr);
+    link->begin = RegistryNow();
+    link->connection = ServiceHold(directory, kLoginTellMs, &link->notice);
+    Settle(link);
+}
+
+void LoginLinkLook(LoginLink *link)
+{
+    Settle(link);
+    if (link->connection >= 0 || link->declined)
+        return;
+    if (link->wait != 0) {
+        --link->wait;
+        return;
+    }
+    link->notice.seconds = SecondsSince(link->begin);
+    link->connection = ServiceHold(link->directory, 0, &link->notice);
+    link->pause = link->pause == 0 ? 1 : link->pause * 2;
+    if (link->pause > kLoginPauseMost)
+        link->pause = kLoginPauseMost;
+    link->wait = link->pause - 1;
+}
+
+void LoginLinkClose(LoginLink *link, const char *reason)
+{
+    LoginNotice notice =
+        NoticeOf(LoginEvent::Logout, link->notice.session, link->notice.address, reason);
+    notice.seconds = SecondsSince(link->begin);
+    Settle(link);
+    if (link->connection < 0 ||
+        ServiceTellOver(link->connection, kLoginTellMs, &notice) == ServiceAnswer::Absent)
+        ServiceTell(link->directory, kLoginTellMs, &notice);
+    Drop(link);
 }

@@ -106,6 +106,8 @@ static void OnDue(const LoginSession *session, Watch *watch)
         watch->due = Now() + kKillNanoseconds;
         return;
     }
+    if (session->link != nullptr)
+        LoginLinkLook(session->link);
     LoginEnd found = Look(session);
     if (found != LoginEnd::Exit)
         End(session, watch, found, SIGHUP);

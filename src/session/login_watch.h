@@ -8,14 +8,17 @@
 #include <sys/types.h>
 
 #include "platform/types.h"
+#include "session/login_service.h"
 
-// What is watched. Nothing is changed and all must last as long as the watch.
+// What is watched. Nothing but the link is changed, and all must
+// last as long as the watch.
 struct LoginSession {
     pid_t child;
     const char *directory;  // the registry
     u32 id;
     int lock;         // the session's file
     u32 idleSeconds;  // 0: no limit
+    LoginLink *link;  // looked at once a second; null: none
 };
 
 enum class LoginEnd : u8 {

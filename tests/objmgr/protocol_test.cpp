@@ -359,6 +359,9 @@ TEST(Protocol, ANoticeOfAnotherVersionOrEventIsRefused)
     EXPECT_FALSE(Parse(packet, &out));
     packet = Packed(Notice());
     packet[17] = 3;
+    EXPECT_TRUE(Parse(packet, &out));
+    EXPECT_EQ(out.event, LoginEvent::Lasting);
+    packet[17] = 4;
     EXPECT_FALSE(Parse(packet, &out));
     EXPECT_FALSE(Parse(Pack("C", "M", nullptr), &out));
 }

@@ -755,6 +755,56 @@ TEST_F(ServerTest, LoginsAreWrittenDown)
         << log;
 }
 
+// The login's process is killed: nobody tells, and its connection ends.
+TEST_F(ServerTest, AKilledLoginIsWrittenDownAsALogout)
+{
+    const std::string file = directory_.Path() + "/record";
+    RecordedProcess recorded(options_, file);
+    const LoginNotice notice = {LoginEvent::Login, 7, 0, "192.0.2.7", ""};
+    pid_t pid = 0;
+    {
+        ChildProcess login([&] {
+            const int connection = ServiceHold(options_.directory.c_str(), 10000, &notice);
+            if (ServiceHoldOf(connection) == ServiceHeld::Known)
+                pause();
+        });
+        pid = login.Pid();
+        EXPECT_EQ(LinesOf(file, 1).find("event=login "), 0u);
+    }
+    const std::string log = LinesOf(file, 2);
+    EXPECT_NE(log.find("\nevent=logout "), std::string::npos) << log;
+    EXPECT_NE(log.find(" pid=" + std::to_string(pid) +
+                       " session=- claimed_address=192.0.2.7 reason=killed seconds="),
+              std::string::npos)
+        << log;
+    // Nothing more comes of it.
+    const LoginNotice refusal = {LoginEvent::Refusal, 0, 0, "", "last"};
+    ServiceTell(options_.directory.c_str(), 10000, &refusal);
+    const std::string all = LinesOf(file, 3);
+    close(logFd);
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3) << all;
+}
+
+TEST_F(ServerTest, LoginsTakeNoPlaceOfCallers)
+{
+    ServedProcess served(options_, MakeProvider);
+    const LoginNotice notice = {LoginEvent::Login, 7, 0, "", ""};
+    std::vector<int> logins;
+    for (u32 i = 0; i < 64; ++i) {
+        logins.push_back(ServiceHold(options_.directory.c_str(), 10000, &notice));
+        EXPECT_EQ(ServiceHoldOf(logins.back()), ServiceHeld::Known) << i;
+    }
+    const int more = ServiceHold(options_.directory.c_str(), 10000, &notice);
+    EXPECT_EQ(ServiceHoldOf(more), ServiceHeld::Declined);
+    EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
+    for (const int login : logins) {
+        EXPECT_EQ(ServiceHoldOf(login), ServiceHeld::Silent);
+        close(login);
+    }
+    close(more);
+    EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
+}
+
 // ---- callers that give up ----
 
 TEST_F(ServerTest, ACallerThatHasHungUpGetsNothingDone)

@@ -5,6 +5,7 @@
 #define TESTS_SESSION_FAKE_SERVICE_H
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -18,14 +19,15 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "objmgr/protocol.h"
 
 class FakeService
 {
 public:
-    // How it answers a question.
-    enum class Way { Facts, Nonsense, Nothing };
+    // How it answers a question. Declining: that of a login, too, whose connection it closes.
+    enum class Way { Facts, Nonsense, Nothing, Declining };
 
     // Makes the directory (mode 0755) and serves there until it is destroyed.
     FakeService(const std::string &directory, const ServiceFacts &facts, Way way = Way::Facts)
@@ -51,6 +53,7 @@ public:
     FakeService(const FakeService &) = delete;
     FakeService &operator=(const FakeService &) = delete;
 
+    pid_t Pid() const { return pid_; }
     void Kill()
     {
         if (pid_ <= 0)
@@ -60,8 +63,9 @@ public:
         pid_ = -1;
     }
 
-    // What it was told, one line each: "login|refusal|logout SESSION ADDRESS REASON", where the
-    // session is "id" for any number but 0.
+    // What it was told, one line each: "login|refusal|logout|lasting SESSION ADDRESS REASON", where
+    // the session is "id" for any number but 0; and "end" for each connection of a login that ended
+    // without a word.
     std::string Told() const
     {
         std::ostringstream text;
@@ -81,24 +85,45 @@ public:
 private:
     [[noreturn]] void Serve(int server, const ServiceFacts &facts, Way way) const
     {
+        std::vector<pollfd> clients = {{server, POLLIN, 0}};
         for (;;) {
-            int client = accept(server, nullptr, nullptr);
-            u8 packet[kMethodPacketMax];
-            ssize_t size = recv(client, packet, sizeof(packet), 0);
-            if (size > 0)
-                Answer(client, packet, static_cast<size_t>(size), facts, way);
-            close(client);
+            poll(clients.data(), clients.size(), -1);
+            for (size_t i = clients.size() - 1; i > 0; --i)
+                if (clients[i].revents != 0 && !GoesOn(clients[i].fd, facts, way, true)) {
+                    close(clients[i].fd);
+                    clients.erase(clients.begin() + static_cast<std::ptrdiff_t>(i));
+                }
+            if (clients[0].revents == 0)
+                continue;
+            const int client = accept(server, nullptr, nullptr);
+            if (GoesOn(client, facts, way, false))
+                clients.push_back({client, POLLIN, 0});
+            else
+                close(client);
         }
     }
-    void Answer(int client, u8 *packet, size_t size, const ServiceFacts &facts, Way way) const
+    // Only the connection of a login does, until it has told of its logout.
+    bool GoesOn(int client, const ServiceFacts &facts, Way way, bool isLogin) const
+    {
+        u8 packet[kMethodPacketMax];
+        const ssize_t size = recv(client, packet, sizeof(packet), 0);
+        if (size <= 0 && isLogin)
+            std::ofstream(notices_, std::ios::app) << "end\n";
+        return size > 0 && Answer(client, packet, static_cast<size_t>(size), facts, way);
+    }
+    bool Answer(int client, u8 *packet, size_t size, const ServiceFacts &facts, Way way) const
     {
         if (way == Way::Nothing)
             pause();
         LoginNotice notice;
         u32 answer = 0;
+        bool begins = false;
         if (LoginParseNotice(packet, size, &notice)) {
             Write(notice);
-            MethodReply reply = {};
+            begins = (notice.event == LoginEvent::Login || notice.event == LoginEvent::Lasting) &&
+                     way != Way::Declining;
+            MethodReply reply = {kCimOk,
+                                 way == Way::Declining ? kLoginNotWatched : kLoginRemembered};
             answer = MethodPackReply(&reply, packet);
         } else if (way == Way::Nonsense) {
             memset(packet, 'x', 40);
@@ -107,10 +132,11 @@ private:
             answer = ServicePackFacts(&facts, packet);
         }
         (void)!send(client, packet, answer, MSG_NOSIGNAL);
+        return begins;
     }
     void Write(const LoginNotice &notice) const
     {
-        static constexpr const char *kEvents[] = {"login", "refusal", "logout"};
+        static constexpr const char *kEvents[] = {"login", "refusal", "logout", "lasting"};
         std::ofstream file(notices_, std::ios::app);
         file << kEvents[static_cast<u8>(notice.event)] << (notice.session != 0 ? " id" : " -")
              << " " << (notice.address[0] != '\0' ? notice.address : "-");

@@ -100,14 +100,120 @@ TEST_F(LoginService, DirectoryThatTheUserMayNotEnterIs77)
     EXPECT_EQ(verdict.line, "you may not use the service in " + directory_);
 }
 
-TEST_F(LoginService, IsToldWhatHappened)
+TEST_F(LoginService, IsToldOfARefusal)
 {
-    LoginTellService(directory_.c_str(), LoginEvent::Login, 7, 0, nullptr,
-                     nullptr);  // nobody there
+    LoginTellRefusal(directory_.c_str(), nullptr, "nobody there");
     FakeService service(directory_, FakeService::Facts());
-    LoginTellService(directory_.c_str(), LoginEvent::Login, 7, 0, "192.0.2.7", nullptr);
-    LoginTellService(directory_.c_str(), LoginEvent::Refusal, 0, 0, nullptr, "no room");
-    LoginTellService(directory_.c_str(), LoginEvent::Logout, 7, 12, "2001:db8::7", "idle");
-    EXPECT_EQ(service.Told(),
-              "login id 192.0.2.7\nrefusal - - no room\nlogout id 2001:db8::7 idle\n");
+    LoginTellRefusal(directory_.c_str(), nullptr, "no room");
+    LoginTellRefusal(directory_.c_str(), "192.0.2.7", "no room");
+    EXPECT_EQ(service.Told(), "refusal - - no room\nrefusal - 192.0.2.7 no room\n");
+}
+
+// --- The link --------------------------------------------------------------------------------
+
+// Waits for a line, since a service that was not waited for writes when it comes to it.
+static std::string AwaitTold(const FakeService &service, const std::string &lines)
+{
+    for (int i = 0; i < 1000 && service.Told() != lines; ++i)
+        usleep(10'000);
+    return service.Told();
+}
+
+TEST_F(LoginService, LinkTellsOfLoginAndLogoutOverOneConnection)
+{
+    FakeService service(directory_, FakeService::Facts());
+    LoginLink link;
+    LoginLinkOpen(&link, directory_.c_str(), 7, "192.0.2.7");
+    EXPECT_GE(link.connection, 0);
+    EXPECT_EQ(service.Told(), "login id 192.0.2.7\n");
+    LoginLinkLook(&link);
+    LoginLinkClose(&link, "idle");
+    EXPECT_EQ(link.connection, -1);
+    EXPECT_EQ(service.Told(), "login id 192.0.2.7\nlogout id 192.0.2.7 idle\n");
+}
+
+TEST_F(LoginService, LinkEndsWithItsProcess)
+{
+    FakeService service(directory_, FakeService::Facts());
+    pid_t pid = fork();
+    if (pid == 0) {
+        LoginLink link;
+        LoginLinkOpen(&link, directory_.c_str(), 7, nullptr);
+        kill(getpid(), SIGKILL);
+    }
+    waitpid(pid, nullptr, 0);
+    EXPECT_EQ(AwaitTold(service, "login id -\nend\n"), "login id -\nend\n");
+}
+
+TEST_F(LoginService, LinkTellsAServiceThatCameAnewThatTheLoginLasts)
+{
+    LoginLink link;
+    {
+        FakeService first(directory_, FakeService::Facts());
+        LoginLinkOpen(&link, directory_.c_str(), 7, "192.0.2.7");
+        EXPECT_EQ(first.Told(), "login id 192.0.2.7\n");
+    }
+    std::filesystem::remove_all(directory_);
+    LoginLinkLook(&link);  // nobody there
+    EXPECT_EQ(link.connection, -1);
+    FakeService second(directory_, FakeService::Facts());
+    LoginLinkLook(&link);
+    EXPECT_EQ(AwaitTold(second, "lasting id 192.0.2.7\n"), "lasting id 192.0.2.7\n");
+    LoginLinkClose(&link, "exit 0");
+    EXPECT_EQ(second.Told(), "lasting id 192.0.2.7\nlogout id 192.0.2.7 exit 0\n");
+}
+
+TEST_F(LoginService, LinkTellsOfTheLoginItselfWhereNobodyServedThen)
+{
+    LoginLink link;
+    LoginLinkOpen(&link, directory_.c_str(), 7, nullptr);
+    EXPECT_EQ(link.connection, -1);
+    FakeService service(directory_, FakeService::Facts());
+    LoginLinkLook(&link);
+    EXPECT_EQ(AwaitTold(service, "login id -\n"), "login id -\n");
+    LoginLinkClose(&link, "exit 0");
+}
+
+TEST_F(LoginService, LinkTriesLessAndLessOften)
+{
+    LoginLink link;
+    LoginLinkOpen(&link, directory_.c_str(), 7, nullptr);
+    std::string tries;
+    for (int second = 0; second < 100; ++second) {
+        const u32 before = link.wait;
+        LoginLinkLook(&link);
+        if (before == 0)
+            tries += std::to_string(second) + " ";
+    }
+    EXPECT_EQ(tries, "0 1 3 7 15 31 63 95 ");
+    LoginLinkClose(&link, "exit 0");
+}
+
+TEST_F(LoginService, LinkThatIsDeclinedIsNotTriedAgainButTheLogoutIsTold)
+{
+    FakeService service(directory_, FakeService::Facts(), FakeService::Way::Declining);
+    LoginLink link;
+    LoginLinkOpen(&link, directory_.c_str(), 7, nullptr);
+    for (int i = 0; i < 3; ++i)
+        LoginLinkLook(&link);
+    EXPECT_EQ(service.Told(), "login id -\n");
+    LoginLinkClose(&link, "idle");
+    EXPECT_EQ(service.Told(), "login id -\nlogout id - idle\n");
+}
+
+// A service that hangs takes the login's connection up when it goes on: it is not told twice.
+TEST_F(LoginService, LinkWaitsForAServiceThatHangsASecondAtMost)
+{
+    FakeService service(directory_, FakeService::Facts());
+    kill(service.Pid(), SIGSTOP);
+    LoginLink link;
+    LoginLinkOpen(&link, directory_.c_str(), 7, nullptr);
+    EXPECT_GE(link.connection, 0);
+    for (int i = 0; i < 3; ++i)
+        LoginLinkLook(&link);
+    kill(service.Pid(), SIGCONT);
+    EXPECT_EQ(AwaitTold(service, "login id -\n"), "login id -\n");
+    LoginLinkClose(&link, "exit 0");
+    EXPECT_EQ(AwaitTold(service, "login id -\nlogout id - exit 0\n"),
+              "login id -\nlogout id - exit 0\n");
 }
