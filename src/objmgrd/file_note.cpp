@@ -12,11 +12,8 @@ namespace
 {
 
 // Reads at most maxBytes + 1 bytes. 0 or an errno value.
-int ReadUpTo(const std::string &file, size_t maxBytes, std::string *out)
+int ReadUpTo(int fd, size_t maxBytes, std::string *out)
 {
-    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
     int error = 0;
     char part[16384];
     while (out->size() <= maxBytes) {
@@ -29,7 +26,6 @@ int ReadUpTo(const std::string &file, size_t maxBytes, std::string *out)
             break;
         out->append(part, static_cast<size_t>(got));
     }
-    close(fd);
     return error;
 }
 
@@ -61,7 +57,20 @@ void FileNotesSort(std::vector<FileNote> *notes, size_t first)
 bool FileRead(const std::string &file, size_t maxBytes, const char *limit, std::string *out,
               std::vector<FileNote> *notes)
 {
-    const int error = ReadUpTo(file, maxBytes, out);
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        FileNoteAdd(notes, strerror(errno));
+        return false;
+    }
+    const bool read = FileReadFrom(fd, maxBytes, limit, out, notes);
+    close(fd);
+    return read;
+}
+
+bool FileReadFrom(int fd, size_t maxBytes, const char *limit, std::string *out,
+                  std::vector<FileNote> *notes)
+{
+    const int error = ReadUpTo(fd, maxBytes, out);
     if (error != 0)
         FileNoteAdd(notes, strerror(error));
     else if (out->size() > maxBytes)

@@ -30,5 +30,8 @@ void FileNotesSort(std::vector<FileNote> *notes, size_t first);
 // that a wrong one (a device, a disk image) does no harm.
 bool FileRead(const std::string &file, size_t maxBytes, const char *limit, std::string *out,
               std::vector<FileNote> *notes);
+// As FileRead, of a file that is open; it is read from where it stands, and stays open.
+bool FileReadFrom(int fd, size_t maxBytes, const char *limit, std::string *out,
+                  std::vector<FileNote> *notes);
 
 #endif

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -235,10 +236,10 @@ bool RightsParse(std::string_view text, Rights *rights, std::vector<FileNote> *n
 }
 
 // Whoever may write the file gives the rights.
-static bool IsGuarded(const std::string &file, std::vector<FileNote> *notes)
+static bool IsGuarded(int fd, std::vector<FileNote> *notes)
 {
     struct stat info;
-    if (stat(file.c_str(), &info) != 0)
+    if (fstat(fd, &info) != 0)
         FileNoteAdd(notes, strerror(errno));
     else if (!S_ISREG(info.st_mode))
         FileNoteAdd(notes, "is no plain file");
@@ -251,9 +252,17 @@ static bool IsGuarded(const std::string &file, std::vector<FileNote> *notes)
     return false;
 }
 
+// What is judged is what is read: the name may lead elsewhere a moment later.
 bool RightsRead(const std::string &file, Rights *rights, std::vector<FileNote> *notes)
 {
+    const int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        FileNoteAdd(notes, strerror(errno));
+        return false;
+    }
     std::string text;
-    return IsGuarded(file, notes) && FileRead(file, kRightsFileMax, "1 MiB", &text, notes) &&
-           RightsParse(text, rights, notes);
+    const bool read =
+        IsGuarded(fd, notes) && FileReadFrom(fd, kRightsFileMax, "1 MiB", &text, notes);
+    close(fd);
+    return read && RightsParse(text, rights, notes);
 }

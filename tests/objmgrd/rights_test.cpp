@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -274,6 +278,39 @@ TEST_F(RightsFile, ThatIsNoPlainFileIsRefused)
     EXPECT_EQ(Fault(), "No such file or directory");
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     EXPECT_EQ(Fault(), "is no plain file");
+}
+
+// The name leads now to a good file, now to one that anybody may write: what is read is what was
+// judged, whenever it changes.
+TEST_F(RightsFile, ThatIsExchangedMeanwhileIsNotReadUnjudged)
+{
+    const std::string good = path_ + ".good";
+    const std::string bad = path_ + ".bad";
+    const std::string next = path_ + ".next";
+    rename(path_.c_str(), good.c_str());
+    std::ofstream(bad) << "[users]\n7654321 = ['login', 'power']\n";
+    chmod(bad.c_str(), 0666);
+    ASSERT_EQ(symlink(good.c_str(), path_.c_str()), 0);
+    const pid_t changer = fork();
+    if (changer == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (int i = 0;; ++i) {
+            (void)!symlink((i % 2 == 0 ? bad : good).c_str(), next.c_str());
+            rename(next.c_str(), path_.c_str());
+        }
+    }
+    int read = 0;
+    for (int i = 0; i < 3000; ++i) {
+        Rights rights;
+        std::vector<FileNote> notes;
+        read += RightsRead(path_, &rights, &notes) ? 1 : 0;
+        ASSERT_EQ(Of(rights, 7654321) & kPower, 0u) << i;
+    }
+    kill(changer, SIGKILL);
+    waitpid(changer, nullptr, 0);
+    EXPECT_GT(read, 0);
+    for (const std::string &file : {good, bad, next})
+        unlink(file.c_str());
 }
 
 TEST_F(RightsFile, ThatIsTooLargeIsRefused)
