@@ -3,10 +3,12 @@
 #include "objmgrd/record.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -40,7 +42,11 @@ bool SystemUser(u32 uid, std::string *name)
     return true;
 }
 
-// The lines of one uid since a time.
+// Kinds of lines that are counted apart.
+enum class Kind : u8 { Effect, Login, Other };
+constexpr size_t kKinds = 3;
+
+// The lines of one uid and kind since a time.
 struct Window {
     u64 beganMs = 0;
     u32 lines = 0;
@@ -72,6 +78,7 @@ const char *ResultWord(RecordResult result)
 
 // What the serving thread knows of a line.
 struct Record::Entry {
+    Kind kind;
     const char *event;  // null: a session is looked for, and nothing written
     u32 uid;
     u32 pid;
@@ -90,9 +97,9 @@ struct Record::Shared {
     bool ending = false;
     bool ended = false;
     std::deque<Entry> entries;
-    std::map<u32, Window> windows;
+    std::map<u32, std::array<Window, kKinds>> windows;  // of a uid, by kind
 
-    bool Count(u32 uid, u64 now);
+    bool Count(u32 uid, Kind kind, u64 now);
     std::vector<std::string> TakeDropped(u64 now, bool all);
     u64 NextMs() const;
     std::string UserOf(u32 uid) const;
@@ -101,11 +108,11 @@ struct Record::Shared {
 };
 
 // Whether a line of this uid is written; counts it.
-bool Record::Shared::Count(u32 uid, u64 now)
+bool Record::Shared::Count(u32 uid, Kind kind, u64 now)
 {
     if (windows.find(uid) == windows.end() && windows.size() >= kRecordUidsMost)
         uid = kOthers;
-    Window &window = windows[uid];
+    Window &window = windows[uid][static_cast<size_t>(kind)];
     if (window.lines == 0)
         window.beganMs = now;
     if (window.lines < kRecordLinesMost && entries.size() < kRecordQueueMost) {
@@ -123,18 +130,18 @@ std::vector<std::string> Record::Shared::TakeDropped(u64 now, bool all)
 {
     std::vector<std::string> lines;
     for (auto it = windows.begin(); it != windows.end();) {
-        const Window &window = it->second;
-        if (!all && now < window.beganMs + options.windowMs) {
-            ++it;
-            continue;
+        const std::string who = it->first == kOthers ? "user=- uid=-" : std::to_string(it->first);
+        bool counting = false;
+        for (Window &window : it->second) {
+            const bool over = all || now >= window.beganMs + options.windowMs;
+            if (over && window.dropped != 0)
+                lines.push_back(who + " lines=" + std::to_string(window.dropped) +
+                                " seconds=" + Seconds(now - window.beganMs));
+            if (over)
+                window = {};
+            counting = counting || window.lines != 0;
         }
-        if (window.dropped != 0) {
-            const std::string who =
-                it->first == kOthers ? "user=- uid=-" : std::to_string(it->first);
-            lines.push_back(who + " lines=" + std::to_string(window.dropped) +
-                            " seconds=" + Seconds(now - window.beganMs));
-        }
-        it = windows.erase(it);
+        it = counting ? std::next(it) : windows.erase(it);
     }
     return lines;
 }
@@ -143,8 +150,10 @@ std::vector<std::string> Record::Shared::TakeDropped(u64 now, bool all)
 u64 Record::Shared::NextMs() const
 {
     u64 next = ~u64{0};
-    for (const auto &[uid, window] : windows)
-        next = std::min(next, window.beganMs + options.windowMs);
+    for (const auto &[uid, kinds] : windows)
+        for (const Window &window : kinds)
+            if (window.lines != 0)
+                next = std::min(next, window.beganMs + options.windowMs);
     return next;
 }
 
@@ -280,7 +289,7 @@ void Record::Add(Entry &&entry)
     if (shared_ == nullptr)
         return;
     const std::lock_guard lock(shared_->mutex);
-    if (shared_->Count(entry.uid, NowMs()))
+    if (shared_->Count(entry.uid, entry.kind, NowMs()))
         shared_->entries.push_back(std::move(entry));
     shared_->changed.notify_all();
 }
@@ -294,7 +303,10 @@ void Record::Call(const Peer &peer, const RecordCall &call)
         rest += " value=" + std::to_string(call.number);
     else if (call.result == RecordResult::Failed)
         rest += " status=" + std::to_string(call.number);
-    Add({"call", peer.uid, peer.pid, call.session, false, "", std::move(rest)});
+    const bool effect = (call.result == RecordResult::Done && call.number == 0) ||
+                        call.result == RecordResult::Unanswered;
+    Add({effect ? Kind::Effect : Kind::Other, "call", peer.uid, peer.pid, call.session, false, "",
+         std::move(rest)});
 }
 
 void Record::AddLogin(const Peer &peer, const LoginNotice &notice, const RecordedLogin &login)
@@ -307,7 +319,8 @@ void Record::AddLogin(const Peer &peer, const LoginNotice &notice, const Recorde
         rest += " reason=" + RecordValue(notice.reason);
     if (logout)
         rest += " seconds=" + std::to_string(notice.seconds);
-    Add({kEvents[static_cast<u8>(notice.event)], peer.uid, peer.pid, notice.session, logout,
+    const Kind kind = notice.event == LoginEvent::Refusal ? Kind::Other : Kind::Login;
+    Add({kind, kEvents[static_cast<u8>(notice.event)], peer.uid, peer.pid, notice.session, logout,
          notice.address, std::move(rest), login});
 }
 

@@ -17,8 +17,10 @@
 //
 // A value is letters, digits and "._:/=,@%+-", or stands in quotes, where everything but printable
 // ASCII, and a quote or backslash, becomes "?": no caller can break a line or forge a second one.
-// Of one uid at most kRecordLinesMost lines are written in kRecordWindowMs; how many were dropped
-// is told at the end of that time.
+// Of one uid at most kRecordLinesMost lines of each kind are written in kRecordWindowMs; how many
+// were dropped is told at the end of that time. The kinds: calls that took effect, or may have
+// (unanswered); logins and logouts; everything else. So nobody buries what he did, or when he
+// came and went, under lines of what he was refused.
 //
 // Names may come from a directory over the network: a thread of its own waits for them, and for the
 // log. Lines that it cannot follow with are dropped and counted.

@@ -193,6 +193,55 @@ TEST_F(RecordTest, TwentyLinesInTenSecondsAndThenACount)
         << written[21];
 }
 
+TEST_F(RecordTest, NobodyBuriesWhatHeDidUnderWhatHeWasRefused)
+{
+    Start();
+    const LoginNotice login = {LoginEvent::Login, 7, 0, "", ""};
+    const LoginNotice refusal = {LoginEvent::Refusal, 0, 0, "", "no right"};
+    for (int i = 0; i < 30; ++i) {
+        record_.Call(Of(1001), Stop(0, RecordResult::Refused, 0));
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 1));  // nothing to do
+        record_.Login(Of(1001), refusal);
+    }
+    record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    record_.Call(Of(1001), Stop(0, RecordResult::Unanswered, 0));
+    record_.Login(Of(1001), login);
+    const Texts written = End();
+    ASSERT_EQ(written.size(), 24u);
+    EXPECT_NE(written[20].find("result=done value=0"), std::string::npos) << written[20];
+    EXPECT_NE(written[21].find("result=unanswered"), std::string::npos) << written[21];
+    EXPECT_EQ(written[22].find("event=login "), 0u) << written[22];
+    EXPECT_EQ(written[23].find("event=dropped user=alice uid=1001 lines=70 seconds="), 0u)
+        << written[23];
+}
+
+TEST_F(RecordTest, WhatTookEffectIsBoundedToo)
+{
+    Start();
+    const LoginNotice login = {LoginEvent::Login, 7, 0, "", ""};
+    for (int i = 0; i < 21; ++i) {
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+        record_.Login(Of(1001), login);
+    }
+    const Texts written = End();
+    ASSERT_EQ(written.size(), 42u);
+    EXPECT_EQ(written[40].find("event=dropped user=alice uid=1001 lines=1 "), 0u) << written[40];
+    EXPECT_EQ(written[41].find("event=dropped user=alice uid=1001 lines=1 "), 0u) << written[41];
+}
+
+TEST_F(RecordTest, ALogoutNamesTheSessionThatWasTheUsers)
+{
+    Start();
+    const LoginNotice login = {LoginEvent::Login, 7, 0, "", ""};
+    const LoginNotice logout = {LoginEvent::Logout, 9, 1, "", "killed"};  // looked for in vain
+    record_.Logout(Of(1001), logout, record_.Login(Of(1001), login));
+    record_.Logout(Of(1003), logout, record_.Login(Of(1003), login));
+    const Texts written = End();
+    ASSERT_EQ(written.size(), 4u);
+    EXPECT_NE(written[1].find(" session=9 "), std::string::npos) << written[1];
+    EXPECT_NE(written[3].find(" session=- "), std::string::npos) << written[3];
+}
+
 TEST_F(RecordTest, TheCountIsToldAtTheEndOfTheTimeThoughNothingFollows)
 {
     Start(200);
