@@ -34,6 +34,9 @@ constexpr u64 kNever = ~u64{0};
 constexpr rlim_t kDescriptorsKept = 128;
 // What could not be published (a full file system) is tried again after this time.
 constexpr u64 kPublishPauseMs = 500;
+// For so long a reply waits for the publish that holds its effect. Then it is sent all the same:
+// the effect is there, and a caller that was told of a failure would do it again.
+constexpr u64 kPublishWaitMs = 2000;
 // Places in the list of polled descriptors; the signals' is the first.
 constexpr size_t kPolledListener = 1;
 constexpr size_t kPolledProvider = 2;
@@ -70,6 +73,7 @@ struct Connection {
     MethodReply reply = {.status = kCimFailed, .result = 0};  // Pending: if no answer comes
     u64 ticket = 0;                                           // Pending only
     bool staged = false;                                      // Late: its effect is not published
+    u64 publishedBy = 0;                                      // staged: no longer than that
     RecordCall call = {};                                     // what was asked, for the record
     std::shared_ptr<CallerLink> link = {};
 };
@@ -276,11 +280,8 @@ void Server::State::Publish(u64 now)
             LogError("what is served cannot be brought up to date", error);
     }
     publishFails = error != 0;
-    for (Connection &connection : connections) {
-        if (connection.staged && error != 0)
-            connection.reply = {.status = kCimFailed, .result = 0};
-        connection.staged = false;
-    }
+    for (Connection &connection : connections)
+        connection.staged = connection.staged && publishFails;
 }
 
 void Server::State::Tick()
@@ -316,6 +317,7 @@ void Server::State::Answer(const ProviderAnswer &answer)
     if (store.IsStaged()) {
         found->reply = reply;
         found->phase = Connection::Phase::Late;
+        found->publishedBy = std::min(found->due, NowMs() + kPublishWaitMs);
         found->due = 0;
         found->staged = true;
         return;
@@ -349,8 +351,7 @@ int Server::State::PollTimeout(u64 now) const
     if (acceptFrom > now)
         next = std::min(next, acceptFrom);
     for (const Connection &connection : connections) {
-        if (!connection.staged)
-            next = std::min(next, connection.due);
+        next = std::min(next, connection.staged ? connection.publishedBy : connection.due);
     }
     return next <= now ? 0 : static_cast<int>(next - now);
 }
@@ -474,7 +475,8 @@ bool Server::State::Serve(Connection *connection, short events, u64 now)
         return now < connection->due;
     }
     const bool gone = (events & (POLLHUP | POLLERR)) != 0;
-    if (!gone && (now < connection->due || connection->staged))
+    const bool staged = connection->staged && now < connection->publishedBy;
+    if (!gone && (now < connection->due || staged))
         return true;
     if (connection->phase == Connection::Phase::Pending)
         WriteDown(*connection, RecordResult::Unanswered);
@@ -575,6 +577,7 @@ bool Server::State::TakeCall(Connection *connection, const MethodRequest &reques
     connection->reply = ReplyOf(reply.status, reply.result);
     WriteDown(*connection, connection->reply);
     connection->staged = store.IsStaged();
+    connection->publishedBy = now + kPublishWaitMs;
     if (reply.send && reply.delayMs == 0 && !connection->staged) {
         SendReply(connection->fd, connection->reply);
         return false;

@@ -267,6 +267,35 @@ TEST_F(ServerTest, AnEffectThatCannotBeStoredIsAFailure)
     EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "after");
 }
 
+// Limits what the service's files may grow to: nothing can be published then.
+static void LetFilesGrow(pid_t service, bool grow)
+{
+    const rlimit limit = {grow ? RLIM_INFINITY : 0, RLIM_INFINITY};
+    EXPECT_EQ(prlimit(service, RLIMIT_FSIZE, &limit, nullptr), 0);
+}
+
+// What was done is not told as a failure, though it can be shown only later.
+TEST_F(ServerTest, AnEffectThatIsShownLaterIsNoFailure)
+{
+    ServedProcess served(options_, MakeProvider, [] { signal(SIGXFSZ, SIG_IGN); });
+    ASSERT_TRUE(served.started);
+    const pid_t service = served.Child().Pid();
+    LetFilesGrow(service, false);
+    RawCall call(options_.directory);
+    call.Ask(kAll, kPath, "Set", "later");
+    EXPECT_EQ(call.Answer(200), "silent");  // it waits to be shown
+    LetFilesGrow(service, true);
+    EXPECT_EQ(call.Answer(), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "later");
+    LetFilesGrow(service, false);
+    EXPECT_EQ(Call(kAll, kPath, "Set", "much later"), "0 0");
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "later");
+    LetFilesGrow(service, true);
+    for (int i = 0; i < 1000 && ReadFresh(options_.directory, kPath, "Value") == "later"; ++i)
+        usleep(10'000);
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "much later");
+}
+
 TEST_F(ServerTest, ALateReplyHoldsNobodyUp)
 {
     ServedProcess served(options_, MakeProvider);
@@ -976,6 +1005,69 @@ TEST_F(ServerRights, WhoConnectedCountsAndNotWhoAsks)
         theirs.Ask(kAll, "OEM_QARN_System", "Stop");
         EXPECT_EQ(theirs.Answer(), "17 0");
     });
+}
+
+// Passed on to a process of another user: it stays the call of who connected.
+TEST_F(ServerRights, WhoPassesAConnectionOnPassesHisRightsOn)
+{
+    Serve("[users]\n1234567 = ['login', 'power']\n1234568 = 'login'\n");
+    if (IsSkipped())
+        return;
+    const auto passOn = [&](uid_t from, uid_t to, const char *answer) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+        ChildProcess giver([&] {
+            if (setresuid(from, from, from) != 0)
+                _exit(1);
+            RawCall call(options_.directory);
+            char byte = 0;
+            iovec part = {&byte, 1};
+            alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
+            msghdr message = {};
+            message.msg_iov = &part;
+            message.msg_iovlen = 1;
+            message.msg_control = room;
+            message.msg_controllen = sizeof room;
+            cmsghdr *head = CMSG_FIRSTHDR(&message);
+            head->cmsg_level = SOL_SOCKET;
+            head->cmsg_type = SCM_RIGHTS;
+            head->cmsg_len = CMSG_LEN(sizeof(int));
+            const int fd = call.Fd();
+            memcpy(CMSG_DATA(head), &fd, sizeof fd);
+            _exit(sendmsg(ends[0], &message, 0) == 1 ? 0 : 2);
+        });
+        EXPECT_EQ(giver.Wait(), 0);
+        ChildProcess taker([&] {
+            if (setresuid(to, to, to) != 0)
+                _exit(1);
+            char byte = 0;
+            iovec part = {&byte, 1};
+            alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
+            msghdr message = {};
+            message.msg_iov = &part;
+            message.msg_iovlen = 1;
+            message.msg_control = room;
+            message.msg_controllen = sizeof room;
+            if (recvmsg(ends[1], &message, 0) != 1 || CMSG_FIRSTHDR(&message) == nullptr)
+                _exit(2);
+            int fd = -1;
+            memcpy(&fd, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof fd);
+            const ObjMgrPrivilege all = {kAll, {0, 0}};
+            u8 packet[kMethodPacketMax];
+            const u32 size = MethodPackRequest(&all, "OEM_QARN_System", "Stop", nullptr, packet);
+            MethodReply reply = {99, 0};
+            if (send(fd, packet, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size))
+                _exit(3);
+            const ssize_t got = recv(fd, packet, sizeof packet, 0);
+            MethodParseReply(packet, got > 0 ? static_cast<size_t>(got) : 0, &reply);
+            _exit(std::to_string(reply.status) == answer ? 0 : 4);
+        });
+        EXPECT_EQ(taker.Wait(), 0) << from;
+        close(ends[0]);
+        close(ends[1]);
+    };
+    passOn(1234567, 1234568, "17");  // may: the provider knows no such method
+    passOn(1234568, 1234567, "2");
 }
 
 TEST_F(ServerRights, GroupsThatChangeLaterChangeNothing)
