@@ -194,7 +194,7 @@ int ImageDirectory::Create(u32 capacity, WritableImage *made)
         error = mapped == MAP_FAILED ? errno : 0;
     }
     if (error != 0) {
-        unlinkat(directoryFd_, kNewImage, 0);
+        RemoveNew(made->fd);
         CloseFd(&made->fd);
         return error;
     }
@@ -209,12 +209,21 @@ int ImageDirectory::Create(u32 capacity, WritableImage *made)
 void ImageDirectory::Discard(WritableImage *made)
 {
     if (made->fd >= 0)
-        unlinkat(directoryFd_, kNewImage, 0);
+        RemoveNew(made->fd);
     Retire(made);
 }
 
-int ImageDirectory::Name()
+// Another file that has the name by now stays.
+void ImageDirectory::RemoveNew(int fd) const
 {
+    if (IsAt(kNewImage, fd))
+        unlinkat(directoryFd_, kNewImage, 0);
+}
+
+int ImageDirectory::Name(const WritableImage &made)
+{
+    if (!IsAt(kNewImage, made.fd))
+        return ESTALE;
     return renameat(directoryFd_, kNewImage, directoryFd_, kStoreImageName) == 0 ? 0 : errno;
 }
 

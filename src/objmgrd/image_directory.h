@@ -45,8 +45,9 @@ public:
     // A new file for halves of `capacity` bytes, all room allocated, its head zero but for the
     // words that do not change. ENOSPC: there is no such room.
     int Create(u32 capacity, WritableImage *made);
-    // Gives the file that Create made last the image's name.
-    int Name();
+    // Gives the file that Create made last the image's name. ESTALE: another file has taken the
+    // place where it waited; that one stays as it is.
+    int Name(const WritableImage &made);
     // Gives up a file that Create made and that was not named; nothing where there is none.
     void Discard(WritableImage *made);
     // Tells readers that the file is not the image any more, gives its room back although readers
@@ -65,6 +66,7 @@ private:
     int SetMode(int fd) const;
     bool IsAt(const char *name, int fd) const;
     void RetireLeftover();
+    void RemoveNew(int fd) const;
 
     std::string path_;
     int directoryFd_ = -1;

@@ -119,7 +119,7 @@ int ImagePublisher::Write(HalfBuilder *records)
     WriteHead(next_.head);
     int error = WriteHalf(&next_, records);
     if (error == 0)
-        error = directory_.Name();
+        error = directory_.Name(next_);
     if (error != 0) {
         directory_.Discard(&next_);
         return error;
