@@ -2,15 +2,14 @@
 // service.cpp -- see service.h.
 #include "objmgrd/service.h"
 
+#include "objmgrd/caller_session.h"
 #include "objmgrd/notify.h"
 #include "objmgrd/readiness.h"
 #include "objmgrd/rights_reload.h"
 #include "objmgrd/server.h"
 #include "platform/syslog_line.h"
-#include "session/registry.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -93,24 +92,6 @@ bool TellLostRecords(void *)
 {
     SyslogTellLost(&recordLog);
     return recordLog.lost == 0;
-}
-
-// Whose a session is, the owner of its file says; what stands in it is his.
-bool FindSession(void *, u32 id, u32 uid, std::string *address)
-{
-    RegistryEntry entry;
-    if (RegistryFind(RegistryDirectory(), id, RegistryWhose::Anyone, &entry) != kRegistryOk)
-        return false;
-    const bool theirs = entry.live && entry.owner == uid;
-    if (theirs)
-        *address = entry.record.addressText;
-    if (theirs && address->empty() && entry.record.address != 0) {
-        const in_addr client = {htonl(entry.record.address)};
-        char text[INET_ADDRSTRLEN];
-        *address = inet_ntop(AF_INET, &client, text, sizeof text);
-    }
-    RegistryRelease(&entry);
-    return theirs;
 }
 
 // With each heartbeat.
@@ -321,8 +302,8 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
     // Before the threads of the provider.
     notify.Open();
     Record record;
-    int error =
-        record.Start({.write = WriteRecord, .session = FindSession, .tellLost = TellLostRecords});
+    int error = record.Start(
+        {.write = WriteRecord, .session = CallerSessionIs, .tellLost = TellLostRecords});
     if (error != 0)
         LogError("nothing can be written down", error);
     LogArchive archive;
@@ -483,8 +464,8 @@ int RunCommand(const Settings &settings, Provider *provider)
         return kExitFailed;
     }
     Record record;
-    error =
-        record.Start({.write = WriteRecord, .session = FindSession, .tellLost = TellLostRecords});
+    error = record.Start(
+        {.write = WriteRecord, .session = CallerSessionIs, .tellLost = TellLostRecords});
     if (error != 0)
         LogError("nothing can be written down", error);
     LogArchive archive;
