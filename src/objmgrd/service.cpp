@@ -516,6 +516,8 @@ int ServiceMain(const ServiceProgram &program, int argc, char **argv)
         return usage;
 
     signal(SIGPIPE, SIG_IGN);
+    // Where whoever starts it ignores that, no child could be waited for.
+    signal(SIGCHLD, SIG_DFL);
     systemLog.name = program.name;
     recordLog.name = program.name;
     if (settings.command != nullptr)

@@ -739,6 +739,21 @@ u32 RightsOf(uid_t uid, const std::string &directory)
     return rights;
 }
 
+// Its children could not be waited for.
+TEST(ObjmgrdSimService, TakesNoticeOfChildrenThoughItsStarterDidNot)
+{
+    const TestDirectory directory;
+    const std::string at = directory.Path() + "/objmgr";
+    Program service({"--host", RackServer(), "--dir", at}, [] { signal(SIGCHLD, SIG_IGN); });
+    ASSERT_TRUE(Appears(at + "/image"));
+    const std::string status = ReadAll("/proc/" + std::to_string(service.Pid()) + "/status");
+    const size_t ignored = status.find("SigIgn:\t");
+    ASSERT_NE(ignored, std::string::npos);
+    const u64 set = strtoull(status.c_str() + ignored + 8, nullptr, 16);
+    EXPECT_EQ(set & (u64{1} << (SIGCHLD - 1)), 0u);
+    EXPECT_NE(set & (u64{1} << (SIGPIPE - 1)), 0u);
+}
+
 TEST(ObjmgrdSimService, ReadsItsRightsAgainOnSighup)
 {
     if (geteuid() != 0)
