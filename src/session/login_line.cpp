@@ -126,6 +126,60 @@ static u32 TakeOptions(char *line, LoginOptions *options, char *message, size_t 
     return kLoginLineTaken;
 }
 
+// --- A line that asks for the tool -----------------------------------------------------------
+
+// Takes the next word off *text, whose quotes go: it is written over the text itself. Null: there
+// is none. False in *closed: a quote is open.
+static char *TakeWord(char **text, bool *closed)
+{
+    char *from = *text + strspn(*text, kBlanks);
+    char *word = from;
+    char *to = from;
+    char quote = '\0';
+    *closed = true;
+    if (*from == '\0')
+        return nullptr;
+    for (; *from != '\0' && (quote != '\0' || strchr(kBlanks, *from) == nullptr); ++from) {
+        if (quote == '\0' && (*from == '\'' || *from == '"'))
+            quote = *from;
+        else if (quote != '\0' && *from == quote)
+            quote = '\0';
+        else
+            *to++ = *from;
+    }
+    *text = *from != '\0' ? from + 1 : from;
+    *to = '\0';
+    *closed = quote == '\0';
+    return word;
+}
+
+static bool AsksForTool(const LoginOptions *options)
+{
+    const size_t length = sizeof(kLoginTool) - 1;
+    return options->allowTool && options->line != nullptr &&
+           strcspn(options->line, kBlanks) == length &&
+           memcmp(options->line, kLoginTool, length) == 0;
+}
+
+static u32 TakeTool(LoginOptions *options, char *message, size_t size)
+{
+    char *rest = options->line;
+    u32 count = 0;
+    bool closed = true;
+    for (char *word = TakeWord(&rest, &closed); word != nullptr; word = TakeWord(&rest, &closed)) {
+        if (!closed || count == kLoginToolWordsMax) {
+            snprintf(message, size,
+                     closed ? "too many words after %s" : "a quote after %s is not closed",
+                     kLoginTool);
+            return kLoginLineFault;
+        }
+        options->tool[count++] = word;
+    }
+    options->tool[count] = nullptr;
+    options->line = nullptr;
+    return kLoginLineTaken;
+}
+
 // --- Which line ------------------------------------------------------------------------------
 
 // Trims *line; one that names this program is taken for its options, and *line is null then.
@@ -152,6 +206,8 @@ u32 LoginTakeLine(LoginOptions *options, char *original, char *message, size_t s
         if (options->line != nullptr && options->line[0] == '\0')
             options->line = nullptr;
     }
+    if (result == kLoginLineTaken && AsksForTool(options))
+        return TakeTool(options, message, size);
     if (result != kLoginLineTaken || options->line == nullptr || !IsTransfer(options->line))
         return result;
     size_t length = 0;

@@ -28,6 +28,13 @@ constexpr u32 kLoginLineRefused = 77;  // a program for copying files
 // taken where `options` has none: what its user may do there, that server's service says. The
 // line's words stand between blanks; quotes mean nothing.
 //
+// A line whose first word is kLoginTool, as that name alone, and which options->allowTool lets do
+// so, asks for that program: options->tool gets its words, `line` is null. Words stand between
+// blanks, tabs and line ends; what stands between single or double quotes belongs to one word as it
+// is. Nothing else means anything, so no line can start a second program. A quote that is not
+// closed and more than kLoginToolWordsMax words are faults. Where the tool is not allowed such a
+// line is the shell's, as every other, which does not recognize it.
+//
 // With fault and refused, one line without the program's name and a new line is in message, cut to
 // size bytes with its NUL.
 u32 LoginTakeLine(LoginOptions *options, char *original, char *message, size_t size);

@@ -27,6 +27,7 @@
 #include "session/login_line.h"
 #include "session/login_options.h"
 #include "session/login_service.h"
+#include "session/login_settings.h"
 #include "session/login_watch.h"
 #include "session/registry.h"
 
@@ -140,6 +141,24 @@ static void ExecShell(const char *ownDirectory, const LoginOptions *options)
     execv(path, argv);
 }
 
+// The tool beside this program, and no other. It can write files and listen, which the shell
+// cannot: without Landlock it is not started.
+static void ExecTool(const char *ownDirectory, const LoginOptions *options)
+{
+    char path[PATH_MAX];
+    const int length = snprintf(path, sizeof(path), "%s/%s", ownDirectory, kLoginTool);
+    if (ownDirectory[0] == '\0' || static_cast<size_t>(length) >= sizeof(path)) {
+        errno = ENOENT;
+        return;
+    }
+    LoginConfinement needs = {path, ServiceDirectory(), RegistryDirectory(), nullptr};
+    if (!options->unconfined && !LoginConfine(&needs)) {
+        errno = EPERM;
+        return;
+    }
+    execv(path, options->tool);
+}
+
 [[noreturn]] static void RunChild(const LoginOptions *options, u32 id, const RegistryRecord *record,
                                   pid_t parent, const sigset_t *mask)
 {
@@ -153,11 +172,16 @@ static void ExecShell(const char *ownDirectory, const LoginOptions *options)
     }
     environ = environment;  // the shell is searched on the child's PATH, not the caller's
     ResetSignals(mask);
-    const char *name = options->command != nullptr ? options->command[0] : "smclp";
-    if (options->command != nullptr)
+    const char *name = "smclp";
+    if (options->command != nullptr) {
+        name = options->command[0];
         execvp(name, options->command);
-    else
+    } else if (options->tool[0] != nullptr) {
+        name = kLoginTool;
+        ExecTool(ownDirectory, options);
+    } else {
         ExecShell(ownDirectory, options);
+    }
     int error = errno;
     Say("smclp-login: cannot run %s: %s", name, strerror(error));
     _exit(error == ENOENT || error == ENOTDIR ? kExitNotFound : kExitCannotStart);
@@ -335,6 +359,19 @@ static int Login(const LoginOptions *options)
 
 // --- The program -----------------------------------------------------------------------------
 
+// The settings come before the command line, which may name their file: it is read twice.
+static u32 ReadOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
+{
+    LoginDefaultOptions(options);
+    u32 result = LoginParseOptions(argc, argv, options, message, size);
+    if (result != 0 || options->action != LoginAction::Run)
+        return result;
+    const char *settings = options->settings;
+    LoginDefaultOptions(options);
+    result = LoginReadSettings(settings, options, message, size);
+    return result == 0 ? LoginParseOptions(argc, argv, options, message, size) : result;
+}
+
 static int Print(const char *text)
 {
     return fputs(text, stdout) < 0 || fflush(stdout) != 0 ? kExitFailed : 0;
@@ -350,9 +387,8 @@ int main(int argc, char **argv)
         return kExitNoPermission;
     }
     static LoginOptions options;
-    LoginDefaultOptions(&options);
     char message[256];
-    u32 result = LoginParseOptions(argc, argv, &options, message, sizeof(message));
+    u32 result = ReadOptions(argc, argv, &options, message, sizeof(message));
     if (result == 0 && options.action == LoginAction::Run)
         result = LoginTakeLine(&options, getenv("SSH_ORIGINAL_COMMAND"), message, sizeof(message));
     if (result != 0 && result != kLoginLineRefused) {

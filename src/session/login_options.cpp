@@ -30,6 +30,11 @@ const char kLoginUsage[] =
     "  --sessions N         at most so many sessions, four of them for the console alone; 0: any\n"
     "                       number (default 64)\n"
     "  --user-sessions N    at most so many of one user; 0: any number (default 16)\n"
+    "  --allow smclpctl     let a line that begins with smclpctl start that program, with the "
+    "words\n"
+    "                       of the line as its arguments, in the shell's place\n"
+    "  --settings FILE      limits and what is allowed, for options that are not given (default\n"
+    "                       /etc/zor/login.conf where there is one)\n"
     "  --unconfined         let the shell do all its user may: for a wrapper script in its place\n"
     "  -c LINE              run LINE as one command of the shell and exit with its result\n"
     "  --help               print this text and exit\n"
@@ -41,8 +46,9 @@ const char kLoginUsage[] =
     "128+N when signal N ended it, 127 when it was not found, 126 when it could not be started, 2\n"
     "when the command line is wrong; 69 when there is no service or no registry to be trusted, 70\n"
     "when the service is of another version, 75 when the service hangs or there is no room for a\n"
-    "session, 77 when the user may not. ZORSSNDIR names the directory of the session registry\n"
-    "(default /run/zor/sessions), ZOROBJMGR that of the service (default /run/zor/objmgr).\n";
+    "session, 77 when the user may not, 78 when the settings are wrong. ZORSSNDIR names the\n"
+    "directory of the session registry (default /run/zor/sessions), ZOROBJMGR that of the service\n"
+    "(default /run/zor/objmgr).\n";
 
 enum {
     kType = 1000,
@@ -52,6 +58,8 @@ enum {
     kIdle,
     kSessions,
     kUserSessions,
+    kAllow,
+    kSettings,
     kUnconfined,
     kHelp,
     kVersion,
@@ -65,6 +73,8 @@ static const option kOptions[] = {
     {"idle", required_argument, nullptr, kIdle},
     {"sessions", required_argument, nullptr, kSessions},
     {"user-sessions", required_argument, nullptr, kUserSessions},
+    {"allow", required_argument, nullptr, kAllow},
+    {"settings", required_argument, nullptr, kSettings},
     {"unconfined", no_argument, nullptr, kUnconfined},
     {"help", no_argument, nullptr, kHelp},
     {"version", no_argument, nullptr, kVersion},
@@ -164,6 +174,14 @@ static u32 ReadOption(int code, char *value, LoginOptions *options, const Compla
         if (!ReadLimit(value, &options->userSessions))
             return Refuse(to, "--user-sessions needs a number from 0 to 1000", value);
         return 0;
+    case kAllow:
+        if (strcmp(value, kLoginTool) != 0)
+            return Refuse(to, "--allow knows smclpctl alone", value);
+        options->allowTool = true;
+        return 0;
+    case kSettings:
+        options->settings = value;
+        return 0;
     case kUnconfined:
         options->unconfined = true;
         return 0;
@@ -204,6 +222,17 @@ void LoginDefaultOptions(LoginOptions *options)
         limit = kLoginIdleSeconds;
     options->sessions = kLoginSessions;
     options->userSessions = kLoginUserSessions;
+}
+
+u32 LoginSetOption(const char *name, char *value, LoginOptions *options, char *message, size_t size)
+{
+    static constexpr int kCodes[] = {kIdle, kSessions, kUserSessions, kAllow};
+    Complaint complaint = {message, size};
+    for (const option &row : kOptions)
+        for (int code : kCodes)
+            if (row.name != nullptr && row.val == code && strcmp(row.name, name) == 0)
+                return ReadOption(code, value, options, &complaint);
+    return Refuse(&complaint, "unknown setting", name);
 }
 
 u32 LoginParseOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)

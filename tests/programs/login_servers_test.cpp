@@ -146,6 +146,35 @@ TEST_P(Sshd, OtherProgramsAreRefused)
     EXPECT_TRUE(machine_->AllGone());
 }
 
+#ifdef SMCLPCTL
+TEST_P(Sshd, ToolIsStartedOnlyWhereTheLoginAllowsIt)
+{
+    if (!Serve())
+        GTEST_SKIP() << why_;
+    const std::vector<std::string> command = {"smclpctl", "sensors", "--format", "json"};
+    ProgramEnd end = Ssh(command);
+    EXPECT_EQ(end.out, "ERROR: Command not recognized.\n");
+    EXPECT_EQ(end.status, 4);
+    if (GetParam() != LoginWay::Forced)
+        return;  // /etc/zor/login.conf is this machine's
+    machine_ = nullptr;
+    ASSERT_TRUE(Serve("--allow smclpctl"));
+    end = Ssh(command);
+    EXPECT_EQ(end.out.find("{\"schema\":1,"), 0u) << end.out << end.err;
+    EXPECT_NE(end.out.find("\"Inlet Temp\""), std::string::npos) << end.out << end.err;
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(Ssh({"smclpctl", "nosuch"}).status, 2);
+    EXPECT_EQ(Ssh({"smclpctl power off"}).status, 0);
+    EXPECT_EQ(Ssh({"smclpctl sensors; id"}).out.find("uid="), std::string::npos);
+    // Under the shell's confinement: it neither writes files nor starts programs nor listens.
+    const std::string file = machine_->Directory() + "/metrics";
+    EXPECT_NE(Ssh({"smclpctl export --prometheus --output " + file}).status, 0);
+    EXPECT_NE(access(file.c_str(), F_OK), 0);
+    EXPECT_NE(Ssh({"smclpctl export --listen 127.0.0.1:1"}).status, 0);
+    EXPECT_TRUE(machine_->AllGone());
+}
+#endif
+
 TEST_P(Sshd, ThirtyTwoLoginsAtOnceAllGetTheirAnswer)
 {
     if (!Serve("--user-sessions 0"))

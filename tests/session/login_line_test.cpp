@@ -200,3 +200,73 @@ TEST_F(LoginLine, ALineThatNamesSmclpLoginChoosesAServerWhereNoneIsGiven)
     EXPECT_STREQ(options_.host, "node01");
     EXPECT_EQ(Take(nullptr, "smclp-login --host ../node07"), 2u);
 }
+
+// --- The tool --------------------------------------------------------------------------------
+
+class LoginTool : public LoginLine
+{
+protected:
+    // The words of the tool, each in brackets, or the line.
+    std::string Ask(const char *original, bool allowed = true)
+    {
+        LoginDefaultOptions(&options_);
+        options_.allowTool = allowed;
+        if (TakeMore(nullptr, original) != kLoginLineTaken)
+            return message_;
+        std::string words;
+        for (char **word = options_.tool; *word != nullptr; ++word)
+            words += std::string("[") + *word + "]";
+        return words.empty() ? Line() : words + (options_.line != nullptr ? Line() : "");
+    }
+};
+
+TEST_F(LoginTool, IsAskedForByItsNameWhereItIsAllowed)
+{
+    EXPECT_EQ(Ask("smclpctl sensors --format json"), "[smclpctl][sensors][--format][json]");
+    EXPECT_EQ(Ask(" smclpctl\t-w  n[1-3] \n"), "[smclpctl][-w][n[1-3]]");
+    EXPECT_EQ(Ask("smclpctl"), "[smclpctl]");
+    EXPECT_EQ(Ask("smclpctl sensors", false), "smclpctl sensors");
+    for (const char *other :
+         {"/usr/bin/smclpctl sensors", "./smclpctl", "smclpctl2", "Smclpctl", "'smclpctl' sensors",
+          "exec smclpctl sensors", "smclpctl-listen", "show smclpctl", "smclpctl;id"})
+        EXPECT_EQ(Ask(other), other);
+}
+
+TEST_F(LoginTool, WordsAreSplitAtBlanksOutsideQuotesAndNothingElseMeansAnything)
+{
+    EXPECT_EQ(Ask("smclpctl log --since 'a b'"), "[smclpctl][log][--since][a b]");
+    EXPECT_EQ(Ask("smclpctl \"it's\" '' a\"b c\"d'e'"), "[smclpctl][it's][][ab cde]");
+    EXPECT_EQ(Ask("smclpctl $(id) `id` ; id | sh > x & * \\ $HOME"),
+              "[smclpctl][$(id)][`id`][;][id][|][sh][>][x][&][*][\\][$HOME]");
+    EXPECT_EQ(Ask("smclpctl a\nb\rc"), "[smclpctl][a][b][c]");
+    EXPECT_EQ(Ask("smclpctl \"a b"), "a quote after smclpctl is not closed");
+    EXPECT_EQ(Ask("smclpctl '"), "a quote after smclpctl is not closed");
+}
+
+TEST_F(LoginTool, Has64WordsAtMost)
+{
+    std::string line = "smclpctl";
+    for (int i = 1; i < 64; ++i)
+        line += " x";
+    EXPECT_EQ(Ask(line.c_str()).substr(0, 13), "[smclpctl][x]");
+    EXPECT_EQ(Ask((line + " x").c_str()), "too many words after smclpctl");
+}
+
+// Everybody can send such a line.
+TEST_F(LoginTool, LineThatNamesTheLoginAllowsNothing)
+{
+    LoginDefaultOptions(&options_);
+    EXPECT_EQ(TakeMore("smclp-login --allow smclpctl", "smclpctl sensors"), 0u);
+    EXPECT_EQ(options_.tool[0], nullptr);
+    EXPECT_FALSE(options_.allowTool);
+    EXPECT_EQ(Line(), "smclpctl sensors");
+    LoginDefaultOptions(&options_);
+    EXPECT_EQ(TakeMore("smclp-login --settings /tmp/mine", nullptr), 0u);
+    EXPECT_EQ(options_.settings, nullptr);
+    // One that is allowed already stays so.
+    LoginDefaultOptions(&options_);
+    options_.allowTool = true;
+    EXPECT_EQ(TakeMore("smclp-login --idle 60", "smclpctl sensors"), 0u);
+    EXPECT_STREQ(options_.tool[1], "sensors");
+    EXPECT_EQ(options_.line, nullptr);
+}

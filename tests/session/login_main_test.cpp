@@ -553,6 +553,81 @@ TEST_F(LoginMain, LoginsLogoutsAndRefusalsAreRecorded)
                                 "refusal - 2001:db8::7 copying files\n");
 }
 
+TEST_F(LoginMain, ServiceSeesTheConnectionOfAKilledLoginEnd)
+{
+    Serve();
+    Login run(SMCLP_LOGIN, {"--", "sh", "-c", "echo ready; exec sleep 60"});
+    ASSERT_EQ(run.Line(), "ready");
+    kill(run.pid, SIGKILL);
+    ASSERT_EQ(waitpid(run.pid, nullptr, 0), run.pid);
+    run.pid = -1;
+    while (service_->Told() != "login id -\nend\n")
+        usleep(1000);
+}
+
+// --- Settings --------------------------------------------------------------------------------
+
+TEST_F(LoginMain, SettingsHoldWhereNoOptionSaysOtherwise)
+{
+    const std::string file = top_ + "/login.conf";
+    std::ofstream(file) << "idle 900\nidle 1=0\n";
+    const Words show = {"--", "sh", "-c", "grep idle \"$ZORSSNDIR/$ZORSID\""};
+    const auto run = [&](Words words) {
+        words.insert(words.end(), show.begin(), show.end());
+        Login login(SMCLP_LOGIN, words);
+        EXPECT_EQ(login.End(), 0) << login.err;
+        return login.out;
+    };
+    EXPECT_EQ(run({"--settings", file}), "idle=900\n");
+    EXPECT_EQ(run({"--settings", file, "--type", "console"}), "idle=0\n");
+    EXPECT_EQ(run({"--settings", file, "--idle", "7"}), "idle=7\n");
+    EXPECT_EQ(run({"--idle", "7", "--settings", file}), "idle=7\n");
+}
+
+TEST_F(LoginMain, SettingsThatAreWrongLetNobodyIn)
+{
+    const std::string file = top_ + "/login.conf";
+    std::ofstream(file) << "idle soon\n";
+    Login run(SMCLP_LOGIN, {"--settings", file, "--", "echo", "run"});
+    EXPECT_EQ(run.End(), 78);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: " + file +
+                           ":1: --idle needs seconds from 0 to 4294967295, or TYPE=SECONDS: "
+                           "'soon' (see smclp-login --help)\n");
+    EXPECT_EQ(access(registry_.c_str(), F_OK), -1);
+}
+
+TEST_F(LoginMain, ToolBesideTheProgramIsRunWhereItIsAllowed)
+{
+    Serve();
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo \"shell $1\"");
+    Script(own + "/smclpctl", "for word; do echo \"[$word]\"; done; exit 9");
+    setenv("SSH_ORIGINAL_COMMAND", "smclpctl log --since 'a b' $(id)", 1);
+    Login run(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
+    EXPECT_EQ(run.End(), 9);
+    EXPECT_EQ(run.out, "[log]\n[--since]\n[a b]\n[$(id)]\n");
+    Login other(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(other.End(), 0);
+    EXPECT_EQ(other.out, "shell smclpctl log --since 'a b' $(id)\n");
+    EXPECT_EQ(service_->Told(), "login id -\nlogout id - exit 9\nlogin id -\nlogout id - exit 0\n");
+}
+
+TEST_F(LoginMain, ToolIsTakenFromTheProgramsOwnDirectoryAlone)
+{
+    Serve();
+    std::string own = OwnCopy("bin");
+    std::string other = top_ + "/other";
+    ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+    Script(other + "/smclpctl", "echo elsewhere");
+    setenv("PATH", (other + ":/usr/bin:/bin").c_str(), 1);
+    setenv("SSH_ORIGINAL_COMMAND", "smclpctl sensors", 1);
+    Login run(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
+    EXPECT_EQ(run.End(), 127);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: cannot run smclpctl: No such file or directory\n");
+}
+
 // --- Limits ----------------------------------------------------------------------------------
 
 TEST_F(LoginMain, OneSessionTooManyOfAUserIs75WithALine)

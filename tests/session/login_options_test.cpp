@@ -55,6 +55,18 @@ TEST_F(LoginParse, DefaultsAreNoTypeNoAddressEveryRightHalfAnHourAndTheShell)
     EXPECT_EQ(options_.command, nullptr);
 }
 
+TEST_F(LoginParse, ToolIsAllowedByNameAndSettingsAreNamed)
+{
+    ASSERT_EQ(Parse({}), 0u);
+    EXPECT_FALSE(options_.allowTool);
+    EXPECT_EQ(options_.settings, nullptr);
+    ASSERT_EQ(Parse({"--allow", "smclpctl", "--settings", "/etc/x"}), 0u);
+    EXPECT_TRUE(options_.allowTool);
+    EXPECT_STREQ(options_.settings, "/etc/x");
+    ExpectFault({"--allow", "sh"}, "--allow knows smclpctl alone: 'sh'");
+    ExpectFault({"--allow", ""}, "--allow knows smclpctl alone: ''");
+}
+
 TEST_F(LoginParse, EveryOptionAndTheCommandAreTaken)
 {
     ASSERT_EQ(Parse({"--type", "3", "--address=192.0.2.7", "--privilege", "0x1F", "--idle", "900",

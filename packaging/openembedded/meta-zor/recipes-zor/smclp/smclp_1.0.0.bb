@@ -67,5 +67,5 @@ FILES:${PN}-objmgr-redfish = " \
 RDEPENDS:${PN}-objmgr = "${PN}"
 RDEPENDS:${PN}-objmgr-ipmi = "${PN}"
 RDEPENDS:${PN}-objmgr-redfish = "${PN}"
-CONFFILES:${PN} = "${sysconfdir}/zor/rights.toml"
+CONFFILES:${PN} = "${sysconfdir}/zor/rights.toml ${sysconfdir}/zor/login.conf"
 CONFFILES:${PN}-objmgr = "${sysconfdir}/zor/objmgr.toml"
