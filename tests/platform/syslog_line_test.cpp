@@ -16,10 +16,18 @@
 // The time that is written, where it is not 0 (linked with --wrap).
 static time_t sNow;
 
-extern "C" time_t __real_time(time_t *out);
-extern "C" time_t __wrap_time(time_t *out)
+// A time of 64 bits has a function of its own where pointers have 32.
+#if __SIZEOF_POINTER__ == 4
+#define REAL_TIME __real___time64
+#define WRAP_TIME __wrap___time64
+#else
+#define REAL_TIME __real_time
+#define WRAP_TIME __wrap_time
+#endif
+extern "C" time_t REAL_TIME(time_t *out);
+extern "C" time_t WRAP_TIME(time_t *out)
 {
-    return sNow != 0 ? sNow : __real_time(out);
+    return sNow != 0 ? sNow : REAL_TIME(out);
 }
 
 namespace

@@ -17,6 +17,12 @@
 
 #include "session/registry.h"
 
+#ifdef ZOR_EMULATED
+static constexpr int kEndedInOrder = -1;
+#else
+static constexpr int kEndedInOrder = 0;
+#endif
+
 // A process with a session, a keeper, and a pipe as every one of its standard descriptors.
 class LoginKeeping : public testing::Test
 {
@@ -103,6 +109,16 @@ protected:
             usleep(1000);
         }
     }
+    // Waits until the keeper has ended; how, or -1 where an emulator does not give it to this
+    // process.
+    int AwaitItsEnd() const
+    {
+        int status = -1;
+        while (waitpid(kept_.keeper, &status, WNOHANG) != kept_.keeper &&
+               kill(kept_.keeper, 0) == 0)
+            usleep(1000);
+        return status;
+    }
     // Whether nobody holds the process's output any more.
     bool OutputHasEnded() const
     {
@@ -121,9 +137,7 @@ TEST_F(LoginKeeping, RemovesTheFileOfAKilledLoginAndEnds)
     Start();
     EXPECT_TRUE(IsLive());
     KillLogin();
-    int status = -1;
-    ASSERT_EQ(waitpid(kept_.keeper, &status, 0), kept_.keeper);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(AwaitItsEnd(), kEndedInOrder);
     EXPECT_FALSE(FileIsThere());
 }
 
@@ -146,7 +160,7 @@ TEST_F(LoginKeeping, HoldsNeitherTheSessionNorTheOutput)
     EXPECT_TRUE(FileIsThere());
     EXPECT_TRUE(OutputHasEnded());
     kill(kept_.keeper, SIGCONT);
-    waitpid(kept_.keeper, nullptr, 0);
+    AwaitItsEnd();
     EXPECT_FALSE(FileIsThere());
 }
 
@@ -157,7 +171,7 @@ TEST_F(LoginKeeping, FileOfAnotherOfThatNameStays)
     ASSERT_EQ(unlink(File().c_str()), 0);
     std::ofstream(File()) << "another\n";
     KillLogin();
-    waitpid(kept_.keeper, nullptr, 0);
+    AwaitItsEnd();
     EXPECT_TRUE(FileIsThere());
 }
 
@@ -172,8 +186,6 @@ TEST_F(LoginKeeping, SignalsOfATerminalOrToTheGroupDoNotReachIt)
     EXPECT_EQ(waitpid(kept_.keeper, nullptr, WNOHANG), -1);  // the login's child still
     EXPECT_TRUE(FileIsThere());
     KillLogin();
-    int status = -1;
-    ASSERT_EQ(waitpid(kept_.keeper, &status, 0), kept_.keeper);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(AwaitItsEnd(), kEndedInOrder);
     EXPECT_FALSE(FileIsThere());
 }
