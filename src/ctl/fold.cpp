@@ -3,55 +3,90 @@
 #include "ctl/fold.h"
 
 #include "ctl/host_list.h"
-#include "ctl/output.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace
 {
 
-// Equal for answers that are to become one.
-std::string KeyOf(const SheetForm &form, const std::vector<Row> &rows)
+// What answers that are to become one have in common.
+class Likeness
 {
-    const size_t server = ColumnIndex(form, "server");
-    const size_t age = ColumnIndex(form, "age_seconds");
-    std::string key;
-    for (Row row : rows) {
-        for (const size_t column : {server, age}) {
-            if (column < row.size())
-                row[column] = {};
-        }
-        key += CsvRow(row);
+public:
+    explicit Likeness(const SheetForm &form)
+        : server_(ColumnIndex(form, "server")), age_(ColumnIndex(form, "age_seconds"))
+    {
     }
-    return key;
-}
 
-void TakeLargerAges(const SheetForm &form, const std::vector<Row> &from, std::vector<Row> *to)
-{
-    const size_t age = ColumnIndex(form, "age_seconds");
-    for (size_t i = 0; i < from.size() && age < form.columns.size(); ++i) {
-        if (NumberOfValue(from[i][age]) > NumberOfValue((*to)[i][age]))
-            (*to)[i][age] = from[i][age];
+    // Equal for such answers.
+    size_t Hash(const std::vector<Row> &rows) const
+    {
+        size_t hash = rows.size();
+        for (const Row &row : rows) {
+            for (size_t i = 0; i < row.size(); ++i) {
+                if (Counts(i))
+                    hash = hash * 31 + std::hash<std::string>()(row[i].text);
+            }
+        }
+        return hash;
     }
-}
+
+    bool Are(const std::vector<Row> &one, const std::vector<Row> &other) const
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                          [&](const Row &a, const Row &b) { return AreRows(a, b); });
+    }
+
+    void TakeLargerAges(const std::vector<Row> &from, std::vector<Row> *to) const
+    {
+        for (size_t i = 0; i < from.size(); ++i) {
+            if (age_ < from[i].size() && from[i][age_].text != (*to)[i][age_].text &&
+                NumberOfValue(from[i][age_]) > NumberOfValue((*to)[i][age_]))
+                (*to)[i][age_] = from[i][age_];
+        }
+    }
+
+private:
+    bool Counts(size_t column) const { return column != server_ && column != age_; }
+    bool AreRows(const Row &a, const Row &b) const
+    {
+        if (a.size() != b.size())
+            return false;
+        for (size_t i = 0; i < a.size(); ++i) {
+            if (Counts(i) && a[i].text != b[i].text)
+                return false;
+        }
+        return true;
+    }
+
+    size_t server_;
+    size_t age_;
+};
 
 }  // namespace
 
 std::vector<FoldedAnswer> FoldAnswers(const SheetForm &form,
                                       const std::vector<ServerAnswer> &answers)
 {
+    const Likeness likeness(form);
     std::vector<FoldedAnswer> folded;
     std::vector<std::vector<std::string>> names;
-    std::unordered_map<std::string, size_t> places;
+    std::unordered_multimap<size_t, size_t> places;  // of folded answers, by their hashes
     for (const ServerAnswer &answer : answers) {
-        const auto place = places.try_emplace(KeyOf(form, answer.rows), folded.size());
-        if (place.second) {
-            folded.push_back({"", answer.rows});
-            names.emplace_back();
-        } else {
-            TakeLargerAges(form, answer.rows, &folded[place.first->second].rows);
+        const size_t hash = likeness.Hash(answer.rows);
+        const auto [begin, end] = places.equal_range(hash);
+        const auto same = std::find_if(begin, end, [&](const auto &place) {
+            return likeness.Are(answer.rows, folded[place.second].rows);
+        });
+        if (same != end) {
+            likeness.TakeLargerAges(answer.rows, &folded[same->second].rows);
+            names[same->second].push_back(answer.server);
+            continue;
         }
-        names[place.first->second].push_back(answer.server);
+        places.emplace(hash, folded.size());
+        folded.push_back({"", answer.rows});
+        names.push_back({answer.server});
     }
     for (size_t i = 0; i < folded.size(); ++i)
         folded[i].servers = HostListFold(names[i]);

@@ -272,7 +272,9 @@ std::vector<ModelSensor> ModelSensorsOf(const ServerView &view)
     const std::span<const SensorKind> kinds = SensorKinds();
     std::vector<u32> numbers(kinds.size());
     u32 index = 0;
-    for (const Numbered &row : FindNumbered(view, kSensorPathHead.text)) {
+    const std::vector<Numbered> rows = FindNumbered(view, kSensorPathHead.text);
+    sensors.reserve(rows.size());
+    for (const Numbered &row : rows) {
         if (row.number != ++index || row.instance->status != kCimOk)
             break;
         const SensorKind *kind = SensorKindOf(CodeOf(*row.instance, kPropertyType),

@@ -25,18 +25,56 @@ constexpr FormatName kFormats[] = {
 // What stands in a table for a value that is not there.
 constexpr char kNothing[] = "-";
 
+// The one place for what a text needs in JSON.
+void AppendJsonText(std::string *json, std::string_view text)
+{
+    *json += '"';
+    for (size_t plain = 0; !text.empty(); text.remove_prefix(plain + 1)) {
+        plain = 0;
+        while (plain < text.size() && text[plain] != '"' && text[plain] != '\\' &&
+               static_cast<u8>(text[plain]) >= 0x20)
+            ++plain;
+        *json += text.substr(0, plain);
+        if (plain == text.size())
+            break;
+        char escape[8] = {'\\', text[plain], '\0'};
+        if (static_cast<u8>(text[plain]) < 0x20)
+            snprintf(escape, sizeof escape, "\\u%04x", static_cast<u8>(text[plain]));
+        *json += escape;
+    }
+    *json += '"';
+}
+
+void AppendJsonValue(std::string *json, const Value &value)
+{
+    if (value.IsNull())
+        *json += "null";
+    else if (value.kind == ValueKind::Text)
+        AppendJsonText(json, value.text);
+    else
+        *json += value.text;
+}
+
 std::string JsonValue(const Value &value)
 {
-    switch (value.kind) {
-    case ValueKind::Null:
-        return "null";
-    case ValueKind::Text:
-        return JsonText(value.text);
-    case ValueKind::Number:
-    case ValueKind::Flag:
-        break;
+    std::string json;
+    AppendJsonValue(&json, value);
+    return json;
+}
+
+void AppendCsvText(std::string *line, const std::string &text)
+{
+    const bool quoted = std::any_of(text.begin(), text.end(), [](char c) {
+        return c == '"' || c == ',' || c == '\r' || c == '\n';
+    });
+    if (!quoted) {
+        *line += text;
+        return;
     }
-    return value.text;
+    *line += '"';
+    for (const char c : text)
+        line->append(c == '"' ? 2 : 1, c);
+    *line += '"';
 }
 
 std::string Shown(const Value &value)
@@ -94,33 +132,25 @@ bool OutputFormatFromName(const char *name, OutputFormat *format)
 
 std::string JsonText(std::string_view text)
 {
-    std::string json = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            json += '\\';
-            json += c;
-        } else if (static_cast<u8>(c) < 0x20) {
-            char escape[8];
-            snprintf(escape, sizeof escape, "\\u%04x", static_cast<u8>(c));
-            json += escape;
-        } else {
-            json += c;
-        }
-    }
-    return json + "\"";
+    std::string json;
+    AppendJsonText(&json, text);
+    return json;
 }
 
 std::string JsonRow(const SheetForm &form, const Row &row, bool withSchema)
 {
-    std::string json = "{";
+    constexpr size_t kUsualSize = 512;
+    std::string json;
+    json.reserve(kUsualSize);
+    json += '{';
     if (withSchema)
-        json += "\"schema\":" + std::to_string(kSheetSchema) + ",";
+        json.append("\"schema\":").append(std::to_string(kSheetSchema)).append(",");
     for (size_t i = 0; i < row.size(); ++i) {
-        if (i != 0)
-            json += ',';
-        json.append("\"").append(form.columns[i].name).append("\":").append(JsonValue(row[i]));
+        json.append(i != 0 ? ",\"" : "\"").append(form.columns[i].name).append("\":");
+        AppendJsonValue(&json, row[i]);
     }
-    return json + "}";
+    json += '}';
+    return json;
 }
 
 std::string CsvRow(const Row &row)
@@ -129,17 +159,10 @@ std::string CsvRow(const Row &row)
     for (size_t i = 0; i < row.size(); ++i) {
         if (i != 0)
             line += ',';
-        const std::string &text = row[i].text;
-        if (text.find_first_of("\",\r\n") == std::string::npos) {
-            line += text;
-            continue;
-        }
-        line += '"';
-        for (const char c : text)
-            line.append(c == '"' ? 2 : 1, c);
-        line += '"';
+        AppendCsvText(&line, row[i].text);
     }
-    return line + "\r\n";
+    line += "\r\n";
+    return line;
 }
 
 size_t ShownWidth(std::string_view text)
@@ -188,14 +211,15 @@ void Output::Add(const Row &row)
         fputs(CsvRow(row).c_str(), file_);
         break;
     case OutputFormat::JsonLines:
-        fprintf(file_, "%s\n", JsonRow(form_, row, true).c_str());
+        fputs((JsonRow(form_, row, true) + "\n").c_str(), file_);
         break;
     case OutputFormat::Json:
         if (written_ == 0) {
             fprintf(file_, "{\"schema\":%d,\"time\":%s,\"%s\":[", kSheetSchema,
                     JsonValue(TimeValue(time_)).c_str(), form_.name);
         }
-        fprintf(file_, "%s\n%s", written_ == 0 ? "" : ",", JsonRow(form_, row, false).c_str());
+        fputs(written_ == 0 ? "\n" : ",\n", file_);
+        fputs(JsonRow(form_, row, false).c_str(), file_);
         break;
     case OutputFormat::Table:
         rows_.push_back(row);

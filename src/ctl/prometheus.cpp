@@ -63,83 +63,95 @@ const KindRow *FindKind(const char *name)
     return nullptr;
 }
 
-std::string LabelText(std::string_view text)
+// The place of a metric in the table, which has every one.
+size_t MetricIndex(const char *name)
 {
-    std::string label;
+    size_t i = 0;
+    while (strcmp(kMetrics[i].name, name) != 0)
+        ++i;
+    return i;
+}
+
+void AppendLabelText(std::string *list, std::string_view text)
+{
     for (const char c : text) {
         if (c == '"' || c == '\\')
-            label.append(1, '\\').append(1, c);
-        else
-            label += c;  // no line break is in a Value
+            *list += '\\';
+        *list += c;  // no line break is in a Value
     }
-    return label;
 }
 
 }  // namespace
 
-void PrometheusText::AddLine(const char *metric, const Labels &labels, const std::string &number)
+PrometheusText::PrometheusText() : lines_(std::size(kMetrics)) {}
+
+void PrometheusText::AddLine(const char *metric, std::span<const Label> labels,
+                             const std::string &number)
 {
-    std::string list;
-    for (const auto &label : labels) {
-        if (!label.second.empty())
-            list.append(list.empty() ? "" : ",")
-                .append(label.first)
-                .append("=\"")
-                .append(LabelText(label.second) + "\"");
-    }
-    std::string &lines = lines_[metric];
+    std::string &lines = lines_[MetricIndex(metric)];
     lines += metric;
-    if (!list.empty())
-        lines.append("{").append(list).append("}");
+    const char *before = "{";
+    for (const Label &label : labels) {
+        if (label.text.empty())
+            continue;
+        lines.append(before).append(label.name).append("=\"");
+        AppendLabelText(&lines, label.text);
+        lines += '"';
+        before = ",";
+    }
+    if (*before == ',')
+        lines += '}';
     lines.append(" ").append(number).append("\n");
 }
 
 void PrometheusText::Add(const Value &server, const ServerView *view)
 {
     const ModelSystem system = view != nullptr ? ModelSystemOf(*view) : ModelSystem();
-    AddLine(kUp, {{"server", server.text}}, system.readable ? "1" : "0");
+    const Label own[] = {{"server", server.text}};
+    AddLine(kUp, own, system.readable ? "1" : "0");
     if (view == nullptr)
         return;
     for (const ViewSource &source : view->sources) {
-        if (source.ageSeconds)
-            AddLine(kAge, {{"server", server.text}, {"source", TextValue(source.name).text}},
-                    SecondsValue(*source.ageSeconds).text);
+        if (!source.ageSeconds)
+            continue;
+        const Value name = TextValue(source.name);
+        const Label labels[] = {{"server", server.text}, {"source", name.text}};
+        AddLine(kAge, labels, SecondsValue(*source.ageSeconds).text);
     }
     if (!system.readable)
         return;
-    AddLine(kPower, {{"server", server.text}}, system.IsOn() ? "1" : "0");
+    AddLine(kPower, own, system.IsOn() ? "1" : "0");
     if (!system.records.IsNull())
-        AddLine(kRecords, {{"server", server.text}}, system.records.text);
+        AddLine(kRecords, own, system.records.text);
     for (const ModelSensor &sensor : ModelSensorsOf(*view)) {
-        const Labels labels = {
-            {"server", server.text}, {"name", sensor.name.text}, {"target", sensor.target}};
-        Labels typed = labels;
-        typed.push_back({"type", sensor.kindName});
+        // The last two are those of what has no metric of its own.
+        const Label labels[] = {{"server", server.text},
+                                {"name", sensor.name.text},
+                                {"target", sensor.target},
+                                {"type", sensor.kindName},
+                                {"unit", sensor.unit.text}};
+        const std::span<const Label> all(labels);
         const KindRow *kind = FindKind(sensor.kindName);
         if (sensor.health != Health::Unknown) {
-            AddLine(kind != nullptr ? kind->state : kOtherState, kind != nullptr ? labels : typed,
+            AddLine(kind != nullptr ? kind->state : kOtherState, all.first(kind != nullptr ? 3 : 4),
                     std::to_string(static_cast<int>(sensor.health)));
         }
         if (sensor.reading.IsNull())
             continue;
-        if (kind != nullptr && sensor.unit.text == kind->unit) {
-            AddLine(kind->value, labels, sensor.reading.text);
-            continue;
-        }
-        typed.push_back({"unit", sensor.unit.text});
-        AddLine(kOtherValue, typed, sensor.reading.text);
+        const bool known = kind != nullptr && sensor.unit.text == kind->unit;
+        AddLine(known ? kind->value : kOtherValue, known ? all.first(3) : all, sensor.reading.text);
     }
 }
 
 std::string PrometheusText::Text() const
 {
     std::string text;
-    for (const MetricRow &metric : kMetrics) {
-        const auto lines = lines_.find(metric.name);
-        if (lines == lines_.end())
+    for (size_t i = 0; i < lines_.size(); ++i) {
+        if (lines_[i].empty())
             continue;
+        const MetricRow &metric = kMetrics[i];
         text.append("# HELP ").append(metric.name).append(" ").append(metric.help);
-        text.append("\n# TYPE ").append(metric.name).append(" gauge\n").append(lines->second);
+        text.append("\n# TYPE ").append(metric.name).append(" gauge\n").append(lines_[i]);
     }
     return text;
 }

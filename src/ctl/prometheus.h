@@ -11,21 +11,27 @@
 #include "ctl/value.h"
 #include "ctl/view.h"
 
-#include <map>
+#include <span>
+#include <string>
+#include <vector>
 
 class PrometheusText
 {
 public:
+    PrometheusText();
     // server: what -w called it; null without -w. view: null when there is no service.
     void Add(const Value &server, const ServerView *view);
     // Everything, each metric's lines together under its HELP and TYPE.
     std::string Text() const;
 
 private:
-    using Labels = std::vector<std::pair<const char *, std::string>>;
-    void AddLine(const char *metric, const Labels &labels, const std::string &number);
+    struct Label {
+        const char *name;
+        std::string_view text;  // empty: left out
+    };
+    void AddLine(const char *metric, std::span<const Label> labels, const std::string &number);
 
-    std::map<std::string, std::string> lines_;  // of each metric
+    std::vector<std::string> lines_;  // of each metric
 };
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "ctl/calendar.h"
 
+#include <algorithm>
+#include <charconv>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -73,6 +75,8 @@ bool TakeExponent(std::string_view *text, std::string *exponent)
 
 Value TextValue(std::string_view text)
 {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7f; }))
+        return {ValueKind::Text, std::string(text)};
     Value value = {ValueKind::Text, ""};
     value.text.reserve(text.size());
     while (!text.empty()) {
@@ -108,7 +112,8 @@ Value NumberFromText(std::string_view text)
     if (!part.empty())
         number.append(".").append(part);
     number += exponent;
-    if (!isfinite(strtod(number.c_str(), nullptr)))
+    // Without an exponent it is below 1e40.
+    if (!exponent.empty() && !isfinite(strtod(number.c_str(), nullptr)))
         return {};
     return {ValueKind::Number, number};
 }
@@ -122,15 +127,21 @@ Value SecondsValue(double seconds)
 {
     if (!isfinite(seconds) || fabs(seconds) >= 1e15)
         return {};
+    // By hand: there is an age in every line, and printf takes the time of the rest of it.
+    const i64 thousandths = llround(seconds * 1000);
+    const u64 size =
+        thousandths < 0 ? -static_cast<u64>(thousandths) : static_cast<u64>(thousandths);
     char text[40];
-    snprintf(text, sizeof text, "%.3f", seconds);
-    std::string shown = text;
-    shown.erase(shown.find_last_not_of('0') + 1);
-    if (shown.back() == '.')
-        shown.pop_back();
-    if (shown == "-0")
-        shown = "0";
-    return {ValueKind::Number, shown};
+    char *at = text;
+    if (thousandths < 0)
+        *at++ = '-';
+    at = std::to_chars(at, std::end(text), size / 1000).ptr;
+    if (u64 rest = size % 1000) {
+        *at++ = '.';
+        for (u64 unit = 100; rest != 0; rest %= unit, unit /= 10)
+            *at++ = static_cast<char>('0' + rest / unit);
+    }
+    return {ValueKind::Number, std::string(text, at)};
 }
 
 Value FlagValue(bool flag)

@@ -54,7 +54,13 @@ size_t SafeTextCharacter(const char *text, size_t left, bool *safe)
 bool SafeTextIsSafe(const char *text, size_t length)
 {
     bool safe = true;
-    for (size_t at = 0; safe && at < length;)
-        at += SafeTextCharacter(text + at, length - at, &safe);
+    for (size_t at = 0; safe && at < length;) {
+        // Nearly every text is printable ASCII, and each is looked at when its record is first
+        // read.
+        while (at < length && text[at] >= 0x20 && text[at] < 0x7f)
+            ++at;
+        if (at < length)
+            at += SafeTextCharacter(text + at, length - at, &safe);
+    }
     return safe;
 }
