@@ -95,6 +95,8 @@ CtlExit Follow(const Options &options, const Console &console)
             log.Look(options, console, &answers);
         if (ferror(console.out) != 0)
             return answers.End(kExitDone);
+        if (!CommandIsRead(console))
+            return kExitDone;
     }
 }
 

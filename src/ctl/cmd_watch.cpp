@@ -59,7 +59,7 @@ CtlExit Lines(const Options &options, const Console &console)
                 CommandFailed(options, console, servers[i], kExitNoService, reader.Reason());
             last[i] = std::move(look);
         }
-    } while (ferror(console.out) == 0 && NextLook(options, &looks));
+    } while (ferror(console.out) == 0 && CommandIsRead(console) && NextLook(options, &looks));
     return answers.End(kExitDone);
 }
 

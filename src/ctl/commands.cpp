@@ -7,6 +7,7 @@
 #include "ctl/model.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <string.h>
 #include <time.h>
 
@@ -26,6 +27,12 @@ void CommandSleepMs(u32 ms)
 {
     const timespec pause = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};
     nanosleep(&pause, nullptr);
+}
+
+bool CommandIsRead(const Console &console)
+{
+    pollfd polled = {fileno(console.out), 0, 0};
+    return polled.fd < 0 || poll(&polled, 1, 0) <= 0 || (polled.revents & POLLERR) == 0;
 }
 
 std::vector<Server> CommandServers(const Options &options)

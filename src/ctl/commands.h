@@ -70,6 +70,8 @@ std::vector<MethodAnswer> CommandInvoke(const Options &options, const Console &c
                                         const std::function<MethodAnswer(const Server &)> &call);
 
 void CommandSleepMs(u32 ms);
+// Whether somebody may still read what is written: false behind a pipe whose reader has ended.
+bool CommandIsRead(const Console &console);
 u64 CommandClockMs();  // one that nobody sets
 i64 CommandTime();     // seconds since 1970
 

@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -25,6 +26,10 @@ int WriteAll(int fd, const std::string &text)
 
 int WholeFileWrite(const std::string &path, const std::string &text)
 {
+    // A device, a pipe or what a link such as /dev/stdout leads to would be gone after the rename.
+    struct stat info;
+    if (stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+        return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
     // In the same directory, so that a rename is possible. node_exporter reads *.prom only.
     const std::string begun = path + "." + std::to_string(getpid()) + ".tmp";
     const int fd = open(begun.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);

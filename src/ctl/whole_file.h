@@ -7,7 +7,8 @@
 
 // Writes a new file beside `path` and gives it that name: whoever opens `path` sees the old text
 // or the new one. Its mode is 0644 less the umask, since those who read it are others. 0 or an
-// errno value, with nothing changed and nothing left behind.
+// errno value, with nothing changed and nothing left behind: EINVAL or EISDIR where something that
+// is no file stands there.
 int WholeFileWrite(const std::string &path, const std::string &text);
 
 #endif

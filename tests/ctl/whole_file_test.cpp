@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 // What went before stays, and nothing is left behind, when the disk takes a part only.
 TEST(WholeFile, AFailedWriteChangesNothing)
@@ -27,6 +28,23 @@ TEST(WholeFile, AFailedWriteChangesNothing)
     EXPECT_EQ(error, EFBIG);
     EXPECT_EQ(fits, 0);
     EXPECT_EQ(fs::file_size(file), 3u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 2);
+    fs::remove_all(directory);
+}
+
+// A rename would put a file where a device was, also where a link leads to one.
+TEST(WholeFile, OnlyFilesAreReplaced)
+{
+    namespace fs = std::filesystem;
+    std::string directory = fs::temp_directory_path() / "whole.XXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    ASSERT_EQ(mkfifo((directory + "/pipe").c_str(), 0600), 0);
+    fs::create_symlink("pipe", directory + "/link");
+    EXPECT_EQ(WholeFileWrite(directory + "/pipe", "x"), EINVAL);
+    EXPECT_EQ(WholeFileWrite(directory + "/link", "x"), EINVAL);
+    EXPECT_EQ(WholeFileWrite(directory, "x"), EISDIR);
+    EXPECT_TRUE(fs::is_fifo(directory + "/pipe"));
+    EXPECT_TRUE(fs::is_symlink(directory + "/link"));
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 2);
     fs::remove_all(directory);
 }

@@ -224,6 +224,15 @@ TEST(Smclpctl, AFullDiskIsSaid)
     EXPECT_EQ(end.err, "smclpctl: cannot write: No space left on device\n");
 }
 
+// Nothing may come for days that would tell them so.
+TEST(Smclpctl, WhatHasNoEndEndsWithItsReader)
+{
+    const ProgramEnd end = RunScript("{ smclpctl log --follow; echo $? >&2; } | true\n"
+                                     "{ smclpctl watch 0.1; echo $? >&2; } | true");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_TRUE(end.err == "0\n0\n" || end.err.find("141") != std::string::npos) << end.err;
+}
+
 // A service that is killed, records that are cleared, a service without the last ones: nothing is
 // lost and nothing is twice.
 TEST(Smclpctl, RecordsStayInTheArchive)
