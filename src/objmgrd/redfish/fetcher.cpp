@@ -13,7 +13,7 @@ constexpr size_t kMeasureLeast = 16;
 // While answers take so long, or do not come, one place is left to urgent requests: they would wait
 // for as long as a request may take.
 constexpr u32 kSlowMs = 800;
-constexpr u32 kSlowForMs = 60000;
+constexpr u32 kSlowForMs = 20000;
 
 }  // namespace
 
