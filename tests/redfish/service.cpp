@@ -171,6 +171,7 @@ struct SimService::State {
     };
     std::map<std::string, Task> tasks;
     unsigned nextTask = 1;
+    const Clock::time_point began = Clock::now();
     std::atomic<unsigned> atOnce = 0;
     std::atomic<unsigned> mostAtOnce = 0;
     std::atomic<unsigned> connections = 0;
@@ -649,7 +650,9 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
     {
         const std::lock_guard lock(mutex);
         Settle();
-        SimRequest request = {method, path + query, body, false, 0};
+        SimRequest request = {.method = method, .url = path + query, .body = body};
+        request.atMs = static_cast<unsigned>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - began).count());
         const bool open = path == kRoot || path == std::string(kRoot) + "/" ||
                           (method == "POST" && path.ends_with("/SessionService/Sessions"));
         request.authorized = IsAuthorized(connection);
@@ -688,6 +691,7 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
             headers["Location"] = fault.location;
         if (request.status == 0)
             request.status = status;
+        request.bytes = answer.size();
         requests.push_back(std::move(request));
     }
     if (fault.closeBefore)

@@ -40,6 +40,8 @@ struct SimRequest {
     std::string body;
     bool authorized = false;
     unsigned status = 0;
+    size_t bytes = 0;   // of the answer's body
+    unsigned atMs = 0;  // when it was answered, since the service began
 };
 
 struct SimOptions {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // service_main.cpp -- the simulated Redfish service as a program, to try things by hand and for
-// figures. Prints its url, and how many requests came when it is ended (SIGINT, SIGTERM).
+// figures. Prints its url; when it is ended (SIGINT, SIGTERM) what it was asked, a line for each
+// request with its time in ms and the bytes of its answer, and how many these were.
 //
 //   redfish_service [NAME=VALUE...]
 //
@@ -110,6 +111,9 @@ int main(int argc, char **argv)
     fflush(stdout);
     int signal = 0;
     sigwait(&ends, &signal);
+    for (const SimRequest &request : service.Requests())
+        printf("%u %s %s %u %zu\n", request.atMs, request.method.c_str(), request.url.c_str(),
+               request.status, request.bytes);
     printf("%zu requests on %u connections, at most %u at once, %zu sessions left\n",
            service.Requests().size(), service.Connections(), service.MostAtOnce(),
            service.Sessions());
