@@ -391,6 +391,10 @@ TEST(BackgroundProviderTime, WithoutAThreadThereIsNoService)
     sThreadError = EAGAIN;
     EXPECT_EQ(provider.Load(&store), EAGAIN);
     sThreadError = 0;
+    // Signals are this thread's, as before.
+    sigset_t held;
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, nullptr, &held), 0);
+    EXPECT_EQ(sigismember(&held, SIGTERM), 0);
 }
 
 TEST(BackgroundProviderTime, AMethodOfSevenSecondsIsAnswered)
