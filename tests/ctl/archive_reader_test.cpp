@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace
 {
@@ -46,6 +47,19 @@ TEST_F(ArchiveReaderTest, ReadsWhatTheWriterWrites)
     EXPECT_EQ(content.records.size(), 4u);
     EXPECT_EQ(content.records[3], later[0]);
     EXPECT_EQ(content.marks, (std::vector<LogMark>{ArchiveMarkOf(later[0])}));
+}
+
+TEST_F(ArchiveReaderTest, NoDescriptorIsLeftOpen)
+{
+    std::ofstream(directory + "/log-000001.jsonl") << ArchiveLineOf({1, 1, false, "a"}, 0);
+    const int next = dup(0);
+    close(next);
+    ArchiveContent content;
+    EXPECT_EQ(ArchiveRead(directory, &content), 0);
+    EXPECT_EQ(ArchiveRead(directory + "/none", &content), ENOENT);
+    const int after = dup(0);
+    EXPECT_EQ(after, next);
+    close(after);
 }
 
 TEST_F(ArchiveReaderTest, SeveralFilesInTheirOrder)

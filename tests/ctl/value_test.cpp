@@ -76,6 +76,10 @@ TEST(Value, Times)
 {
     EXPECT_EQ(TimeValue(0).text, "1970-01-01T00:00:00Z");
     EXPECT_EQ(TimeValue(1709189892).text, "2024-02-29T06:58:12Z");
+    EXPECT_EQ(TimeValue(-62167219200).text, "0000-01-01T00:00:00Z");
+    EXPECT_EQ(TimeValue(253402300799).text, "9999-12-31T23:59:59Z");
+    EXPECT_TRUE(TimeValue(-62167219201).IsNull());
+    EXPECT_TRUE(TimeValue(253402300800).IsNull());
 }
 
 TEST(Value, Others)
