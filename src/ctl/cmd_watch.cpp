@@ -5,6 +5,8 @@
 #include "ctl/watch_changes.h"
 
 #include <map>
+#include <stdlib.h>
+#include <sys/ioctl.h>
 
 namespace
 {
@@ -70,8 +72,12 @@ public:
 
     bool Show(const std::vector<Server> &servers, ViewReader *reader)
     {
-        fputs(kHome, console_.out);
-        Output output(console_.out, OutputFormat::Table, kTableForm, 0, console_.color);
+        char *text = nullptr;
+        size_t size = 0;
+        FILE *memory = open_memstream(&text, &size);
+        if (memory == nullptr)
+            return false;
+        Output output(memory, OutputFormat::Table, kTableForm, 0, console_.color);
         if (options_.several)
             output.ShowServers();
         for (const Server &server : servers) {
@@ -84,7 +90,13 @@ public:
                             TextValue(HealthName(sensor.health)),
                             TextValue(Course(server, sensor))});
         }
-        return output.End();
+        output.End();
+        fclose(memory);
+        winsize window = {};  // asked each time: windows are resized
+        ioctl(fileno(console_.out), TIOCGWINSZ, &window);
+        fputs((kHome + WatchFit({text, size}, window.ws_col, window.ws_row)).c_str(), console_.out);
+        free(text);
+        return fflush(console_.out) == 0 && ferror(console_.out) == 0;
     }
 
 private:

@@ -82,3 +82,30 @@ std::string WatchCourse(const std::vector<double> &readings)
     }
     return course;
 }
+
+std::string WatchFit(const std::string &text, size_t columns, size_t rows)
+{
+    const size_t lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+    // Behind the last line the cursor needs one of its own.
+    const bool cut = rows > 2 && lines > rows - 1;
+    const size_t most = cut ? rows - 2 : lines;
+    std::string fit;
+    size_t line = 0;
+    size_t shown = 0;
+    bool color = false;  // within an escape sequence, which takes no room
+    for (size_t i = 0; i < text.size() && line < most; ++i) {
+        const char c = text[i];
+        if (c == '\n') {
+            ++line;
+            shown = 0;
+        }
+        color = color || c == '\x1b';
+        shown += c != '\n' && !color && (static_cast<u8>(c) & 0xc0) != 0x80 ? 1 : 0;
+        if (c == '\n' || color || columns == 0 || shown <= columns)
+            fit += c;
+        color = color && c != 'm';
+    }
+    if (cut)
+        fit += "... " + std::to_string(lines - most) + " more\n";
+    return fit;
+}

@@ -22,4 +22,8 @@ std::vector<Row> WatchChanges(const Value &server, i64 time, const WatchLook &be
 // "▁▂▅█". A flat course stands at the lowest.
 std::string WatchCourse(const std::vector<double> &readings);
 
+// As much of a text as a terminal of that size shows without wrapping or scrolling: lines are cut,
+// and the last one says how many are left out. 0 columns or rows: as many as there are.
+std::string WatchFit(const std::string &text, size_t columns, size_t rows);
+
 #endif

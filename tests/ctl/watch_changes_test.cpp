@@ -66,3 +66,13 @@ TEST(WatchChanges, Course)
     EXPECT_EQ(WatchCourse({0, 1, 2, 3, 4, 5, 6, 7}), "▁▂▃▄▅▆▇█");
     EXPECT_EQ(WatchCourse({-1, 1}), "▁█");
 }
+
+TEST(WatchFit, LinesAndColumnsThatThereAre)
+{
+    const std::string text = "abc\nä\x1b[31mbcd\x1b[0m\nx\n";
+    EXPECT_EQ(WatchFit(text, 0, 0), text);
+    EXPECT_EQ(WatchFit(text, 4, 4), text);
+    EXPECT_EQ(WatchFit(text, 2, 4), "ab\nä\x1b[31mb\x1b[0m\nx\n");
+    EXPECT_EQ(WatchFit(text, 4, 3), "abc\n... 2 more\n");
+    EXPECT_EQ(WatchFit("", 4, 3), "");
+}
