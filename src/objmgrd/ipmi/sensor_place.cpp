@@ -50,10 +50,10 @@ u8 RateOf(const SdrSensor &sensor)
     return (sensor.unit1 >> 3) & 0x7;
 }
 
-// A second unit that the first is multiplied with or divided by.
+// A second unit that the first is multiplied with or divided by; some records name none.
 bool HasModifier(const SdrSensor &sensor)
 {
-    return ((sensor.unit1 >> 1) & 0x3) != 0;
+    return ((sensor.unit1 >> 1) & 0x3) != 0 && sensor.modifierUnit != kUnspecified;
 }
 
 bool IsPercentage(const SdrSensor &sensor)

@@ -161,8 +161,12 @@ TEST(SensorPlace, RatesAndSecondUnits)
         EXPECT_EQ(SensorPlaceOf(Sensor(1, 1, unit1)).type, rate == 0 ? 1 : 0);
         EXPECT_EQ(SensorPlaceOf(Sensor(4, 0, static_cast<u8>(unit1 | 1))).type, rate == 0 ? 4 : 0);
     }
-    for (const u8 modifier : std::initializer_list<u8>{1, 2})
-        EXPECT_EQ(SensorPlaceOf(Sensor(2, 4, static_cast<u8>(modifier << 1))).type, 0);
+    for (const u8 modifier : std::initializer_list<u8>{1, 2}) {
+        SdrSensor sensor = Sensor(2, 4, static_cast<u8>(modifier << 1));
+        EXPECT_EQ(SensorPlaceOf(sensor).type, 2);  // no second unit is named
+        sensor.modifierUnit = 18;
+        EXPECT_EQ(SensorPlaceOf(sensor).type, 0);
+    }
 }
 
 // Clients tell amperes from watts by the word "Current" in the name.
