@@ -15,6 +15,7 @@ constexpr u8 kPowerCycle = 2;
 constexpr u8 kHardReset = 3;
 
 constexpr u32 kOpeningLeastMs = 100;
+constexpr u32 kPauseDoublings = 5;
 // Every so manieth opening is a long one.
 constexpr u32 kLongTurn = 8;
 constexpr u32 kLongTurnDoubtful = 3;
@@ -182,7 +183,8 @@ void Methods::StepOpen()
     const u64 last = action_->order.dueMs - kLatestBeginMs;
     const u32 left = static_cast<u32>(last > before ? last - before : 1);
     std::string why;
-    const BmcOpening opening = control_->Open(&why, std::min(OpeningLimitMs(), left));
+    const u32 limit = std::min(OpeningLimitMs(), left);
+    const BmcOpening opening = control_->Open(&why, limit);
     if (opening == BmcOpening::Open) {
         session_->Opened(clock_() - before);
         action_->phase = Phase::Send;
@@ -191,7 +193,9 @@ void Methods::StepOpen()
     if (opening == BmcOpening::Silent) {
         ++action_->openings;
         action_->why = "no session for it: " + why;
-        action_->stepMs = clock_() + kOpeningPauseMs;
+        // A failure that took no time may have left the BMC half a session, of which it holds few.
+        const u32 early = clock_() - before < limit ? action_->earlyFailures++ : 0;
+        action_->stepMs = clock_() + (kOpeningPauseMs << std::min(early, kPauseDoublings));
         return;
     }
     Say(LOG_WARNING, "not sent: " + why);

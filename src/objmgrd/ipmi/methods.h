@@ -46,10 +46,11 @@ private:
 
     struct Action {
         Order order;
-        u64 stepMs = 0;    // the next step is due
-        u32 openings = 0;  // of the control session, in vain
-        std::string why;   // it could not be begun so far
-        u32 readings = 0;  // Reread: complete readings of the log before
+        u64 stepMs = 0;         // the next step is due
+        u32 openings = 0;       // of the control session, in vain
+        u32 earlyFailures = 0;  // ... before their time was over
+        std::string why;        // it could not be begun so far
+        u32 readings = 0;       // Reread: complete readings of the log before
         u16 reservation = 0;
         Phase phase = Phase::Check;
         bool sent = false;     // the command was sent

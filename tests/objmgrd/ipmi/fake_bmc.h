@@ -186,8 +186,9 @@ struct FakeMachine {
     u32 powerLagMs = 0;  // the host follows a command this much later
     bool stuck = false;
     u8 controlCode = 0;
-    bool controlLost = false;  // carried out, but not answered
-    u32 asideMs = 0;           // ... and that is known after this; 0: as with any other request
+    bool openingFails = false;  // of a session for control, at once
+    bool controlLost = false;   // carried out, but not answered
+    u32 asideMs = 0;            // ... and that is known after this; 0: as with any other request
 
     std::vector<Bytes> sdrs;
     u32 sdrStamp = 100;
@@ -245,6 +246,10 @@ public:
     {
         Close();
         (control_ ? machine_.controlOpenings : machine_.openings)++;
+        if (control_ && machine_.openingFails) {
+            *why = machine_.why;
+            return BmcOpening::Silent;
+        }
         if (control_ && machine_.openingHook && machine_.openingHook()) {
             fakeNowMs += limitMs != 0 ? limitMs : machine_.silenceMs;
             *why = machine_.why;

@@ -316,6 +316,20 @@ TEST_F(MethodsTest, LostPacketsOfAnOpeningCostNoCommand)
 }
 
 // A BMC that opens sessions slowly gets the time that it needs, also where it was quicker before.
+// Each may leave the BMC half a session.
+TEST_F(MethodsTest, OpeningsThatFailAtOnceAreTriedEverMoreSlowly)
+{
+    RunFor(1000);
+    machine_.silenceMs = 0;
+    machine_.openingFails = true;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_GE(machine_.controlOpenings, 6u);
+    EXPECT_LE(machine_.controlOpenings, 15u);
+    EXPECT_TRUE(machine_.controls.empty());
+    machine_.openingFails = false;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+}
+
 TEST_F(MethodsTest, AnOpeningThatTakesLongComesAboutInTime)
 {
     RunFor(1000);
