@@ -11,7 +11,7 @@
 #include "platform/types.h"
 
 // A BMC that answers at once is given this much more.
-constexpr u32 kAnswerMarginUs = 4000;
+constexpr u32 kAnswerMarginUs = 2000;
 
 class AnswerTime
 {

@@ -33,11 +33,12 @@ constexpr u32 kCloseMs = 300;
 constexpr u32 kAgainUs = 20000;
 
 // Opening a session is tried again after so many times what the BMC takes for an answer and this
-// time, and then after twice as long each time: a lost packet of it is not sent again before.
+// time, and then after twice as long every second time: a lost packet of it is not sent again
+// before. Each try may leave the BMC half a session, of which it holds few for a minute.
 constexpr u32 kOpeningAnswers = 8;
-constexpr u32 kOpeningLeastMs = 60;
+constexpr u32 kOpeningLeastMs = 50;
 // Failures before the time is over that opening is tried again at once for.
-constexpr u32 kEarlyMax = 8;
+constexpr u32 kEarlyMax = 2;
 
 u64 NowUs()
 {
@@ -152,10 +153,13 @@ constexpr CauseRow kLanCauses[] = {
     {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, BmcOpening::Refused,
      "%h does not do cipher suite %c"},
     {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, BmcOpening::Refused, "%h does not do cipher suite %c"},
-    {IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE, BmcOpening::Refused,
-     "%h refuses the session: cipher suite %c may not be one of its own"},
-    {IPMI_ERR_IPMI_ERROR, BmcOpening::Refused,
-     "%h refuses the session: cipher suite %c may not be one of its own"},
+    // All sessions taken is a matter of a minute, and tries that were cut short take one each.
+    {IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE, BmcOpening::Silent,
+     "%h refuses the session: cipher suite %c may not be one of its own, or all its sessions are "
+     "taken"},
+    {IPMI_ERR_IPMI_ERROR, BmcOpening::Silent,
+     "%h refuses the session: cipher suite %c may not be one of its own, or all its sessions are "
+     "taken"},
     {IPMI_ERR_IPMI_2_0_UNAVAILABLE, BmcOpening::Refused, "%h does not speak IPMI 2.0"},
     {IPMI_ERR_HOSTNAME_INVALID, BmcOpening::Silent, "no address is known for host %h"},
     {IPMI_ERR_BMC_BUSY, BmcOpening::Silent, "%h is too busy for a session"},
@@ -357,7 +361,9 @@ BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 an
 {
     const u64 end = NowUs() + u64{limitMs} * 1000;
     u64 part = std::max(answerUs * kOpeningAnswers + kOpeningLeastMs * 1000, openingMs * 2000);
-    for (u32 failures = 0;;) {
+    u32 failures = 0;
+    u32 silences = 0;
+    for (;;) {
         const u64 before = NowUs();
         const u64 left = std::max(end, before + 1000) - before;
         const u64 limit = std::min(part, left);
@@ -369,7 +375,8 @@ BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 an
         const bool early = took < limit / 1000 * 1000;
         if (opening != BmcOpening::Silent || limit == left || (early && failures++ == kEarlyMax))
             return opening;
-        part *= early ? 1 : 2;
+        if (!early && ++silences % 2 == 0)
+            part *= 2;
     }
 }
 
