@@ -355,7 +355,7 @@ TEST_F(RegistryOpening, SweepRemovesDeadSessionsAndHalfMadeOnesAndNothingElse)
     ASSERT_EQ(Open(&id, &lock), 0u);
     for (const char *dead : {"1", "4294967295", ".new-7"})
         Plant(dead, "anything");
-    for (const char *other : {"0", "01", "4294967296", "+1", "readme", ".new-", ".new-0"})
+    for (const char *other : {"0", "01", "4294967296", "+1", "readme", ".new-", ".new-0", ".newx7"})
         Plant(other, "anything");
     ASSERT_EQ(symlink("readme", Path("5").c_str()), 0);
     ASSERT_EQ(mkdir(Path("6").c_str(), 0700), 0);
@@ -364,8 +364,8 @@ TEST_F(RegistryOpening, SweepRemovesDeadSessionsAndHalfMadeOnesAndNothingElse)
     EXPECT_EQ(RegistrySweep(directory_.c_str(), &removed), 0u);
     EXPECT_EQ(removed, 3u);
     RegistryCloseSession(directory_.c_str(), id, lock);
-    EXPECT_EQ(Names(), (std::vector<std::string>{"+1", ".new-", ".new-0", "0", "01", "4294967296",
-                                                 "5", "6", "readme"}));
+    EXPECT_EQ(Names(), (std::vector<std::string>{"+1", ".new-", ".new-0", ".newx7", "0", "01",
+                                                 "4294967296", "5", "6", "readme"}));
 }
 
 TEST_F(RegistryOpening, SweepLeavesALockedFileThatIsStillBeingMade)
@@ -706,6 +706,11 @@ TEST_F(RegistryOpening, EndingRemovesTheFileOfOnesOwnSessionAndRootEndsEveryones
     EXPECT_FALSE(RegistryStands(directory_.c_str(), id, lock));
     EXPECT_EQ(RegistryEndSession(directory_.c_str(), id), 5u);
     EXPECT_EQ(RegistryEndSession(directory_.c_str(), 0), 5u);
+    Plant("0", "");
+    Plant("1", "");
+    EXPECT_EQ(RegistryEndSession(directory_.c_str(), 0), 5u);  // no session has it
+    EXPECT_EQ(RegistryEndSession(directory_.c_str(), 1), 0u);
+    EXPECT_EQ(unlink(Path("0").c_str()), 0);
     EXPECT_EQ(RegistryEndSession(nullptr, 1), 2u);
     Plant(std::to_string(id), kGoodText);
     EXPECT_FALSE(RegistryStands(directory_.c_str(), id, lock));  // another file of that name

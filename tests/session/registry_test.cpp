@@ -105,6 +105,7 @@ TEST_F(Registry, FileOf512BytesIsReadAndOneOf513IsNot)
     filler.append(512 - text.size() - filler.size() - 1, 'x');
     EXPECT_EQ(FindText(text + filler + "\n"), 0u);
     EXPECT_EQ(FindText(text + filler + "x\n"), 4u);
+    EXPECT_EQ(FindText(text + filler + "\n\n"), 4u);
 }
 
 TEST_F(Registry, HugeFileIsMalformed)
