@@ -333,7 +333,7 @@ int main(int argc, char **argv)
     }
     const Programs programs = {argv[1], argv[2]};
     const u32 commands = argc > 3 ? static_cast<u32>(atoi(argv[3])) : 300;
-    const u32 lanes = std::max(argc > 4 ? atoi(argv[4]) : 3, 1);
+    const u32 lanes = static_cast<u32>(std::max(argc > 4 ? atoi(argv[4]) : 3, 1));
     printf("  %-24s %8s %9s %8s %6s %6s %6s %5s %8s %6s %7s %6s\n", "", "commands", "said done",
            "request", "reply", "other", "wrong", "void", "longest", "pause", "first", "most");
     bool right = true;
