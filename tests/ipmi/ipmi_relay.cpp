@@ -125,6 +125,9 @@ public:
     std::set<std::tuple<CommandKey, u32, u8>> distinct;
     std::map<CommandKey, Delivery> delivered;
     u32 chance = 1;
+    // Commands without a reply, by upstream socket: network function, command and data, and the
+    // sequence numbers that each was sent with.
+    std::map<int, std::map<Bytes, std::set<u8>>> unanswered;
 
 private:
     void Run();
@@ -132,7 +135,8 @@ private:
     void TakeRequest();
     bool Happens(u32 percent);
     void TakeReply(const Client &client);
-    void CountRequest(const Bytes &packet);
+    void CountRequest(const Bytes &packet, int upstream);
+    void CountAnswer(const Bytes &packet, const Message &message, int upstream);
     bool IsLost(const Bytes &packet, const Message &message);
     void CountDelivery(const Bytes &packet, const Message &message);
     void Change(Bytes *packet, const Message &message);
@@ -214,6 +218,8 @@ int IpmiRelay::Impl::UpstreamOf(const sockaddr_in &address)
     // A client that comes again has a port of its own: the oldest is long gone.
     if (clients_.size() == kClientsMax) {
         close(clients_.front().upstream);
+        const std::lock_guard<std::mutex> lock(mutex);
+        unanswered.erase(clients_.front().upstream);
         clients_.erase(clients_.begin());
     }
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -222,7 +228,7 @@ int IpmiRelay::Impl::UpstreamOf(const sockaddr_in &address)
     return fd;
 }
 
-void IpmiRelay::Impl::CountRequest(const Bytes &packet)
+void IpmiRelay::Impl::CountRequest(const Bytes &packet, int upstream)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     ++counts.requests;
@@ -233,7 +239,25 @@ void IpmiRelay::Impl::CountRequest(const Bytes &packet)
         return;
     const CommandKey key = KeyOf(packet, message);
     ++requests[key];
-    distinct.insert({key, message.session, packet[message.start + 4]});
+    const u8 number = packet[message.start + 4] & 0xFC;
+    distinct.insert({key, message.session, number});
+    const u8 *start = packet.data() + message.start;
+    Bytes command = {start[1]};
+    command.insert(command.end(), start + 5, start + message.size - 1);
+    unanswered[upstream][command].insert(number);
+    size_t all = 0;
+    for (const auto &one : unanswered)
+        all += one.second.size();
+    counts.mostCommandsInFlight = std::max(counts.mostCommandsInFlight, static_cast<u32>(all));
+}
+
+void IpmiRelay::Impl::CountAnswer(const Bytes &packet, const Message &message, int upstream)
+{
+    if (message.start == 0)
+        return;
+    std::erase_if(unanswered[upstream], [&](const auto &command) {
+        return command.second.count(packet[message.start + 4] & 0xFC) != 0;
+    });
 }
 
 void IpmiRelay::Impl::TakeRequest()
@@ -246,13 +270,14 @@ void IpmiRelay::Impl::TakeRequest()
     if (count <= 0)
         return;
     packet.resize(static_cast<size_t>(count));
-    CountRequest(packet);
+    const int upstream = UpstreamOf(from);
+    CountRequest(packet, upstream);
     {
         const std::lock_guard<std::mutex> lock(mutex);
         if (Happens(faults.lossPercent))
             return;
     }
-    (void)!send(UpstreamOf(from), packet.data(), packet.size(), 0);
+    (void)!send(upstream, packet.data(), packet.size(), 0);
 }
 
 // The same in every run.
@@ -330,6 +355,7 @@ void IpmiRelay::Impl::TakeReply(const Client &client)
     ++counts.replies;
     ++seen_;
     const Message message = FindMessage(packet);
+    CountAnswer(packet, message, client.upstream);
     if (IsLost(packet, message))
         return;
     CountDelivery(packet, message);

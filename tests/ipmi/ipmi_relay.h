@@ -44,6 +44,9 @@ struct RelayCounts {
     u64 requests = 0;
     u64 replies = 0;
     u32 mostInFlight = 0;  // requests less replies, over all clients; right while none is lost
+    // The same of commands where the payload is not encrypted; one that is sent again before its
+    // answer comes counts once.
+    u32 mostCommandsInFlight = 0;
 };
 
 // Changes a reply's completion code and data: data[0] is the completion code. Called by the

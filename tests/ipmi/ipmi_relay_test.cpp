@@ -77,6 +77,7 @@ TEST_F(Relay, PassesAndCounts)
     EXPECT_EQ(counts.requests, counts.replies);
     EXPECT_EQ(counts.mostInFlight, 1u);
     EXPECT_EQ(relay->Requests(kIpmiChassisStatus), 0u);  // encrypted
+    EXPECT_EQ(counts.mostCommandsInFlight, 1u);          // without a session
     relay->ForgetCounts();
     EXPECT_EQ(relay->Counts().requests, 0u);
 }
@@ -115,6 +116,7 @@ TEST_F(Relay, LosesRepliesToACommand)
     // ipmitool repeats, the BMC acts twice: the harm that is to be avoided is there.
     EXPECT_EQ(relay->Requests(kIpmiChassisControl), 2u);
     EXPECT_EQ(relay->Requests(kIpmiChassisControl, true), 1u);
+    EXPECT_EQ(relay->Counts().mostCommandsInFlight, 1u);
     EXPECT_EQ(relay->Delivered(kIpmiChassisControl), 1u);
     EXPECT_EQ(bmc.Actions(), "reset 1\nreset 1\n");
 }
