@@ -145,7 +145,8 @@ constexpr CauseRow kLanCauses[] = {
     {IPMI_ERR_PASSWORD_INVALID, BmcOpening::Refused, "%h refuses the password of user %u"},
     {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, BmcOpening::Refused,
      "%h does not answer to the password of user %u: it may be wrong"},
-    {IPMI_ERR_K_G_INVALID, BmcOpening::Refused, "%h asks for a second key, which is not supported"},
+    // A damaged answer is taken for this as well, and trying again locks nobody out.
+    {IPMI_ERR_K_G_INVALID, BmcOpening::Silent, "%h asks for a second key, which is not supported"},
     {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, BmcOpening::Refused,
      "%h does not let user %u open a session with privilege %p"},
     {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, BmcOpening::Refused,
