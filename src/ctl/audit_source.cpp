@@ -106,6 +106,7 @@ CtlExit AuditSource::OpenJournal(const std::vector<std::string> &where,
     for (const char *service : kAuditServices)
         words.push_back(std::string("_COMM=") + service);
     std::vector<char *> argv;
+    argv.reserve(words.size() + 1);
     for (std::string &word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);

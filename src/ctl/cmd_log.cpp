@@ -41,7 +41,7 @@ CtlExit Clear(const Options &options, const Console &console)
         return kExitUsage;
     CtlExit status = kExitDone;
     CommandInvoke(options, console, &status, [](const Server &server) -> MethodAnswer {
-        const MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
+        MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
         if (answer.status == kExitDone && !answer.applied)
             return {kExitFailed, false, "the log was not cleared"};
         return answer;

@@ -327,7 +327,7 @@ void Record::AddLogin(const Peer &peer, const LoginNotice &notice, const Recorde
 RecordedLogin Record::Login(const Peer &peer, const LoginNotice &notice)
 {
     const bool begins = notice.event == LoginEvent::Login || notice.event == LoginEvent::Lasting;
-    const RecordedLogin login = begins ? std::make_shared<bool>(false) : nullptr;
+    RecordedLogin login = begins ? std::make_shared<bool>(false) : nullptr;
     AddLogin(peer, notice, login);
     return login;
 }

@@ -238,6 +238,7 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
     if (session->child < 0) {
         Say("smclp-login: no room for a session: %s", strerror(errno));
         LoginLinkClose(&link, "no room");
+        session->link = nullptr;
         return kExitTemporary;
     }
     LoginEnding ending = LoginWatch(session);
@@ -249,6 +250,7 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
     char reason[32];
     NameReason(&ending, reason, sizeof(reason));
     LoginLinkClose(&link, reason);
+    session->link = nullptr;
     return ExitStatus(&ending);
 }
 

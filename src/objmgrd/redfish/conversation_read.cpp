@@ -164,7 +164,7 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
         reading.List(listing, EtagGroup(chassis, source), &listings.back().second);
     };
     const auto want = [&](const std::string &link, size_t chassis, SensorSource source,
-                          Resource *place, std::function<void()> then = nullptr) {
+                          Resource *place, const std::function<void()> &then = nullptr) {
         if (link.empty() || !(again || (*plans)[chassis].choice.Uses(source, due)))
             return;
         place->link = link;
