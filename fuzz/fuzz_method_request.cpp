@@ -104,7 +104,7 @@ void CheckNotice(const u8 *packet, size_t size)
         return;
     CheckText(notice.address, sizeof notice.address);
     CheckText(notice.reason, sizeof notice.reason);
-    if (notice.event > LoginEvent::Logout ||
+    if (notice.event > LoginEvent::Lasting ||
         MethodRequestKind(packet, size) != RequestKind::LoginNotice)
         abort();
     u8 again[kMethodPacketMax];
