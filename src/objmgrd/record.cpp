@@ -79,7 +79,7 @@ const char *ResultWord(RecordResult result)
 // What the serving thread knows of a line.
 struct Record::Entry {
     Kind kind;
-    const char *event;  // null: a session is looked for, and nothing written
+    const char *event;  // null: the session is looked for, and nothing written
     u32 uid;
     u32 pid;
     u32 session;
@@ -87,6 +87,7 @@ struct Record::Entry {
     std::string address;       // a login's claim; empty: what the session's file says
     std::string rest;          // what follows, ready to be written
     RecordedLogin login = {};  // null: the session is looked for now
+    bool known = false;        // the session is this user's
 };
 
 struct Record::Shared {
@@ -104,6 +105,7 @@ struct Record::Shared {
     u64 NextMs() const;
     std::string UserOf(u32 uid) const;
     // Empty: nothing is to be written.
+    void FindSession(Entry *entry) const;
     std::string Line(const Entry &entry) const;
 };
 
@@ -164,23 +166,27 @@ std::string Record::Shared::UserOf(u32 uid) const
     return look(uid, &name) ? RecordValue(name) : "-";
 }
 
-std::string Record::Shared::Line(const Entry &entry) const
+// At once, by the serving thread: a session of one command has gone by the time that this thread
+// gets to its line.
+void Record::Shared::FindSession(Entry *entry) const
 {
     std::string address;
-    bool known = entry.session != 0 && options.session != nullptr &&
-                 options.session(options.context, entry.session, entry.uid, &address);
-    if (entry.login != nullptr && entry.ends)
-        known = *entry.login;
-    else if (entry.login != nullptr)
-        *entry.login = known;
-    if (!entry.address.empty())
-        address = entry.address;
-    if (entry.event == nullptr)
-        return "";
+    entry->known = entry->session != 0 && options.session != nullptr &&
+                   options.session(options.context, entry->session, entry->uid, &address);
+    if (entry->login != nullptr && entry->ends)
+        entry->known = *entry->login;
+    else if (entry->login != nullptr)
+        *entry->login = entry->known;
+    if (entry->address.empty())
+        entry->address = std::move(address);
+}
+
+std::string Record::Shared::Line(const Entry &entry) const
+{
     return std::string("event=") + entry.event + " user=" + UserOf(entry.uid) +
            " uid=" + std::to_string(entry.uid) + " pid=" + std::to_string(entry.pid) +
-           " session=" + (known ? std::to_string(entry.session) : "-") +
-           " claimed_address=" + RecordValue(address) + entry.rest;
+           " session=" + (entry.known ? std::to_string(entry.session) : "-") +
+           " claimed_address=" + RecordValue(entry.address) + entry.rest;
 }
 
 std::string RecordValue(const std::string &text)
@@ -237,11 +243,8 @@ void *Record::Run(void *argument)
         const auto write = [&](const std::string &line) {
             shared.options.write(shared.options.context, line.c_str());
         };
-        for (const Entry &entry : entries) {
-            const std::string line = shared.Line(entry);
-            if (!line.empty())
-                write(line);
-        }
+        for (const Entry &entry : entries)
+            write(shared.Line(entry));
         for (const std::string &rest : dropped) {
             const bool named = rest[0] != 'u';
             const u32 uid = named ? static_cast<u32>(strtoul(rest.c_str(), nullptr, 10)) : 0;
@@ -289,8 +292,11 @@ void Record::Add(Entry &&entry)
     if (shared_ == nullptr)
         return;
     const std::lock_guard lock(shared_->mutex);
-    if (shared_->Count(entry.uid, entry.kind, NowMs()))
-        shared_->entries.push_back(std::move(entry));
+    if (shared_->Count(entry.uid, entry.kind, NowMs())) {
+        shared_->FindSession(&entry);
+        if (entry.event != nullptr)
+            shared_->entries.push_back(std::move(entry));
+    }
     shared_->changed.notify_all();
 }
 

@@ -50,13 +50,14 @@ struct RecordCall {
     u32 number;  // Done: the method's value; Failed: the CIM status
 };
 
-// Everything is called on the record's thread.
+// Everything but `session` is called on the record's thread.
 struct RecordOptions {
     // Writes one line, for the facility authpriv.
     void (*write)(void *context, const char *line);
     void *context = nullptr;
     // Whether the session is a user's, and which address it states ("" for none). Null: no session
-    // is known.
+    // is known. Called at once by whoever adds a line, since a session may end in the next moment:
+    // it must not wait.
     bool (*session)(void *context, u32 id, u32 uid, std::string *address) = nullptr;
     // The name of a uid. Null: the system's.
     bool (*user)(u32 uid, std::string *name) = nullptr;
@@ -68,7 +69,7 @@ struct RecordOptions {
 };
 
 // What the record keeps of a login for its logout, when the session's file may be gone: whether the
-// session was the user's. Only the record's thread looks into it. Null: nothing.
+// session was the user's. Null: nothing.
 using RecordedLogin = std::shared_ptr<bool>;
 
 class Record

@@ -36,11 +36,13 @@ void Write(void *context, const char *line)
     lines->all.push_back(line);
 }
 
-// Session 7 is that of uid 1001.
+// Session 7 is that of uid 1001, as long as it lasts.
+bool lasts = true;
+
 bool Session(void *, u32 id, u32 uid, std::string *address)
 {
     *address = "192.0.2.7";
-    if (id == 7 && uid == 1001)
+    if (lasts && id == 7 && uid == 1001)
         return true;
     address->clear();
     return false;
@@ -142,6 +144,21 @@ TEST_F(RecordTest, ASessionOfSomebodyElseIsNotNamed)
     EXPECT_EQ(End(),
               (Texts{"event=call user=- uid=1003" + rest, "event=call user=alice uid=1001" + rest,
                      "event=call user=alice uid=1001" + rest}));
+}
+
+TEST_F(RecordTest, ASessionThatEndsBeforeTheLineIsWrittenIsNamed)
+{
+    lines_.slow = true;
+    Start();
+    record_.Call(Of(1002), Stop(0, RecordResult::Done, 0));
+    record_.Call(Of(1001), Stop(7, RecordResult::Done, 0));
+    lasts = false;
+    const Texts written = End();
+    lasts = true;
+    ASSERT_EQ(written.size(), 2u);
+    EXPECT_EQ(written[1], std::string("event=call user=alice uid=1001 pid=42 session=7 "
+                                      "claimed_address=192.0.2.7") +
+                              kCall + "done value=0");
 }
 
 TEST_F(RecordTest, LoginRefusalAndLogoutAreLines)
