@@ -217,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FaultyNetwork,
 TEST_F(Faults, BmcThatIsBusyNowAndThen)
 {
     PutRelay();
-    std::atomic<u32> seed = 1;
+    static std::atomic<u32> seed = 1;
     const RelayEdit busy = [&](std::vector<u8> *data) {
         seed = seed * 1664525 + 1013904223;
         if ((seed >> 24) % 8 == 0)
@@ -239,7 +239,7 @@ TEST_F(Faults, BmcThatTalksNonsenseInsideASession)
         {.cipherSuite = 0,
          .poll = "sensors_ms = 100\nstates_ms = 100\npower_ms = 100\nlog_ms = 100\nsdr_ms = 1000\n",
          .timeouts = "answer_ms = 200\nsession_ms = 700\n"});
-    std::atomic<u32> seed = 1;
+    static std::atomic<u32> seed = 1;
     const RelayEdit nonsense = [&](std::vector<u8> *data) {
         const u32 random = seed = seed * 1664525 + 1013904223;
         data->resize(1 + (random >> 8) % 24);

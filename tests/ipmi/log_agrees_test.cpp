@@ -216,8 +216,8 @@ TEST_F(LogAgrees, EntryDeletedByOthersInTheMiddle)
 TEST_F(LogAgrees, ClearAnswersWhenTheBmcHasErased)
 {
     PutRelay();
-    std::atomic<int> inProgress = 4;
-    std::atomic<int> asked = 0;
+    static std::atomic<int> inProgress = 4;
+    static std::atomic<int> asked = 0;
     relay->Edit(kIpmiLogClear, [&](std::vector<u8> *data) {
         ++asked;
         if (data->size() == 2 && inProgress-- > 0)
@@ -290,7 +290,7 @@ TEST_F(LongLog, IsReadOnce)
 TEST_F(LongLog, IsReadFromABmcThatIsBusyNowAndThen)
 {
     PutRelay();
-    std::atomic<u32> seed = 1;
+    static std::atomic<u32> seed = 1;
     relay->Edit(kIpmiLogEntry, [&](std::vector<u8> *data) {
         seed = seed * 1664525 + 1013904223;
         if ((seed >> 24) % 20 == 0)
