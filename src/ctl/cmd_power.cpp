@@ -8,6 +8,7 @@
 #include "ctl/model.h"
 #include "ctl/power_wait.h"
 #include "objmgr/schema.h"
+#include "platform/clock.h"
 
 namespace
 {
@@ -89,12 +90,11 @@ void WaitForAll(const Options &options, const Console &console, std::vector<Acte
                 CtlExit *status)
 {
     const ActionRow &row = kActions[static_cast<size_t>(options.action)];
-    const u64 end = CommandClockMs() + u64{*options.waitSeconds} * 1000;
+    const u64 end = ClockMs() + u64{*options.waitSeconds} * 1000;
     std::erase_if(*acted, [&](const Acted &one) {
-        const u64 now = CommandClockMs();
+        const u64 now = ClockMs();
         const u32 rest = now < end ? static_cast<u32>((end - now + 999) / 1000) : 0;
-        const PowerWorld world = {[&] { return ReadPower(one.server); }, CommandClockMs,
-                                  CommandSleepMs};
+        const PowerWorld world = {[&] { return ReadPower(one.server); }, ClockMs, CommandSleepMs};
         if (PowerWait(world, row.wanted, rest))
             return false;
         const std::string message = std::string("the host is not ") + row.wanted + " after " +

@@ -16,13 +16,6 @@ i64 CommandTime()
     return static_cast<i64>(time(nullptr));
 }
 
-u64 CommandClockMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
-
 void CommandSleepMs(u32 ms)
 {
     const timespec pause = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};

@@ -72,8 +72,7 @@ std::vector<MethodAnswer> CommandInvoke(const Options &options, const Console &c
 void CommandSleepMs(u32 ms);
 // Whether somebody may still read what is written: false behind a pipe whose reader has ended.
 bool CommandIsRead(const Console &console);
-u64 CommandClockMs();  // one that nobody sets
-i64 CommandTime();     // seconds since 1970
+i64 CommandTime();  // seconds since 1970
 
 // A command's answer: rows of each server. A table of several servers shows equal answers once, and
 // so at the end; everything else goes out as it comes.

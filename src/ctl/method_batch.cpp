@@ -2,6 +2,8 @@
 // method_batch.cpp -- see method_batch.h.
 #include "ctl/method_batch.h"
 
+#include "platform/clock.h"
+
 #include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
@@ -10,7 +12,6 @@
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -23,13 +24,6 @@ struct Packet {
     char message[kMethodMessageMost + 1];
 };
 static_assert(sizeof(Packet) <= 512, "POSIX's least PIPE_BUF");
-
-u64 NowMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 [[noreturn]] void AnswerInto(int fd, const MethodAnswer &answer)
 {
@@ -70,7 +64,7 @@ private:
     {
         const bool pause = pace_.number != 0 && next_ != 0 && next_ % pace_.number == 0;
         const u64 due = pause ? lastMs_ + pace_.pauseMs : 0;
-        const u64 now = NowMs();
+        const u64 now = ClockMs();
         return due > now ? due - now : 0;
     }
 
@@ -99,7 +93,7 @@ private:
             most_ = running_.size();  // the system has no room for more
             return;
         }
-        lastMs_ = NowMs();
+        lastMs_ = ClockMs();
         if (error == 0)
             running_.push_back({next_, pid, ends[0]});
         else

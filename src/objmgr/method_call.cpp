@@ -3,6 +3,7 @@
 #include "objmgr/method_call.h"
 
 #include "objmgr/image_file.h"
+#include "platform/clock.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -13,20 +14,12 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
-
-static u64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 // Milliseconds until the deadline, 0 when it has passed.
 static int RemainingMs(u64 deadlineMs)
 {
-    const u64 now = NowMs();
+    const u64 now = ClockMs();
     return now < deadlineMs ? static_cast<int>(deadlineMs - now) : 0;
 }
 
@@ -141,7 +134,7 @@ static size_t ReceivePacket(int fd, u8 *packet, u64 deadlineMs)
 
 CimStatus MethodCall(u8 *packet, size_t size, u32 timeoutMs, MethodReply *reply)
 {
-    const u64 deadlineMs = NowMs() + timeoutMs;
+    const u64 deadlineMs = ClockMs() + timeoutMs;
     const int fd = ConnectToService(deadlineMs);
     size_t answer = 0;
     if (fd >= 0) {

@@ -2,6 +2,8 @@
 // service_question.cpp -- see service_question.h.
 #include "objmgr/service_question.h"
 
+#include "platform/clock.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -12,20 +14,12 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
-
-static u64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 // Milliseconds until the deadline, 0 when it has passed.
 static int RemainingMs(u64 deadlineMs)
 {
-    const u64 now = NowMs();
+    const u64 now = ClockMs();
     return now < deadlineMs ? static_cast<int>(deadlineMs - now) : 0;
 }
 
@@ -144,7 +138,7 @@ static ServiceAnswer ConnectTo(const char *directory, u64 deadlineMs, int *out)
 
 static ServiceAnswer Ask(const char *directory, u8 *packet, size_t *size, u32 timeoutMs)
 {
-    const u64 deadlineMs = NowMs() + timeoutMs;
+    const u64 deadlineMs = ClockMs() + timeoutMs;
     int fd = -1;
     ServiceAnswer answer = ConnectTo(directory, deadlineMs, &fd);
     if (answer == ServiceAnswer::Serving) {
@@ -182,7 +176,7 @@ ServiceAnswer ServiceTell(const char *directory, u32 timeoutMs, const LoginNotic
 
 int ServiceHold(const char *directory, u32 timeoutMs, const LoginNotice *notice)
 {
-    const u64 deadlineMs = timeoutMs != 0 ? NowMs() + timeoutMs : 0;
+    const u64 deadlineMs = timeoutMs != 0 ? ClockMs() + timeoutMs : 0;
     u8 packet[kMethodPacketMax];
     const size_t size = LoginPackNotice(notice, packet);
     int fd = -1;
@@ -218,7 +212,7 @@ ServiceAnswer ServiceTellOver(int connection, u32 timeoutMs, const LoginNotice *
     const size_t size = LoginPackNotice(notice, packet);
     if (send(connection, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT) < 0)
         return ServiceAnswer::Absent;
-    return WaitFor(connection, POLLIN, NowMs() + timeoutMs);
+    return WaitFor(connection, POLLIN, ClockMs() + timeoutMs);
 }
 
 const char *ServiceDirectory()

@@ -4,22 +4,15 @@
 
 #include "objmgr/safe_text.h"
 #include "objmgrd/packed_instance.h"
+#include "platform/clock.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <sys/random.h>
-#include <time.h>
 #include <unistd.h>
 #include <utility>
 
 static constexpr u64 kPage = 4096;
-
-static u32 ClockMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u32>(now.tv_sec) * 1000 + static_cast<u32>(now.tv_nsec) / 1000000;
-}
 
 // 0 means something else.
 static u32 HeardWord(u64 nowMs)
@@ -84,7 +77,7 @@ void ImagePublisher::WriteHead(ImageHead *head) const
     memcpy(head->serviceName, head_.serviceName, sizeof(head->serviceName));
     memcpy(head->sources, head_.sources, sizeof(head->sources));
     head->methodTimeoutMs = head_.methodTimeoutMs;
-    ImageStore(&head->heartbeatMs, ClockMs());
+    ImageStore(&head->heartbeatMs, static_cast<u32>(ClockMs()));
 }
 
 // The order of these steps is that of image.h. After a failure `begun` is one ahead, which readers
@@ -140,7 +133,7 @@ int ImagePublisher::Publish(HalfBuilder *records)
 void ImagePublisher::Heartbeat()
 {
     if (IsPublished())
-        ImageStore(&image_.head->heartbeatMs, ClockMs());
+        ImageStore(&image_.head->heartbeatMs, static_cast<u32>(ClockMs()));
 }
 
 int ImagePublisher::Check(HalfBuilder *records)

@@ -6,21 +6,14 @@
 #include "objmgr/safe_text.h"
 #include "objmgr/schema.h"
 #include "objmgrd/image_publisher.h"
+#include "platform/clock.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <optional>
-#include <time.h>
 
 static constexpr u64 kPauseUs = 10 * 1000;
 static constexpr u64 kPauseTimes = 9;
-
-static u64 NowUs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000000 + static_cast<u64>(now.tv_nsec) / 1000;
-}
 
 struct ImageWriter::State {
     ImagePublisher publisher;
@@ -224,9 +217,9 @@ int ImageWriter::Publish()
         return EBUSY;
     if (state_->publisher.IsPublished() && !state_->isStaged)
         return 0;
-    const u64 before = NowUs();
+    const u64 before = ClockUs();
     const int error = state_->publisher.Publish(&state_->staged);
-    const u64 after = NowUs();
+    const u64 after = ClockUs();
     state_->publishFromUs = after + std::max(kPauseUs, kPauseTimes * (after - before));
     state_->isStaged = state_->isStaged && error != 0;
     return error;

@@ -2,6 +2,8 @@
 // record.cpp -- see record.h.
 #include "objmgrd/record.h"
 
+#include "platform/clock.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -14,7 +16,6 @@
 #include <pthread.h>
 #include <pwd.h>
 #include <signal.h>
-#include <time.h>
 #include <vector>
 
 namespace
@@ -23,13 +24,6 @@ namespace
 constexpr u32 kStopMostMs = 1000;
 // Whoever comes when kRecordUidsMost others are being counted.
 constexpr u32 kOthers = UINT32_MAX;  // no uid
-
-u64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 bool SystemUser(u32 uid, std::string *name)
 {
@@ -238,7 +232,7 @@ void *Record::Run(void *argument)
         const bool ending = shared.ending;
         const std::deque<Entry> entries = std::move(shared.entries);
         shared.entries.clear();
-        const std::vector<std::string> dropped = shared.TakeDropped(NowMs(), ending);
+        const std::vector<std::string> dropped = shared.TakeDropped(ClockMs(), ending);
         lock.unlock();
         const auto write = [&](const std::string &line) {
             shared.options.write(shared.options.context, line.c_str());
@@ -255,7 +249,7 @@ void *Record::Run(void *argument)
         lock.lock();
         if (ending)
             break;
-        const u64 now = NowMs();
+        const u64 now = ClockMs();
         const u64 next = std::min(shared.NextMs(), told ? ~u64{0} : now + shared.options.tellMs);
         const auto somethingToDo = [&] { return shared.ending || !shared.entries.empty(); };
         if (next == ~u64{0})
@@ -292,7 +286,7 @@ void Record::Add(Entry &&entry)
     if (shared_ == nullptr)
         return;
     const std::lock_guard lock(shared_->mutex);
-    if (shared_->Count(entry.uid, entry.kind, NowMs())) {
+    if (shared_->Count(entry.uid, entry.kind, ClockMs())) {
         shared_->FindSession(&entry);
         if (entry.event != nullptr)
             shared_->entries.push_back(std::move(entry));

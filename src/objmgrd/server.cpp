@@ -6,6 +6,7 @@
 #include "objmgr/schema.h"
 #include "objmgrd/listener.h"
 #include "objmgrd/logins.h"
+#include "platform/clock.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +19,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -41,13 +41,6 @@ constexpr u64 kPublishWaitMs = 2000;
 constexpr size_t kPolledListener = 1;
 constexpr size_t kPolledProvider = 2;
 constexpr size_t kPolledConnections = 3;
-
-u64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 // Makes the directory with exactly this mode, and those above it, where they are missing.
 int MakeDirectory(const std::string &path, mode_t mode)
@@ -317,7 +310,7 @@ void Server::State::Answer(const ProviderAnswer &answer)
     if (store.IsStaged()) {
         found->reply = reply;
         found->phase = Connection::Phase::Late;
-        found->publishedBy = std::min(found->due, NowMs() + kPublishWaitMs);
+        found->publishedBy = std::min(found->due, ClockMs() + kPublishWaitMs);
         found->due = 0;
         found->staged = true;
         return;
@@ -359,7 +352,7 @@ int Server::State::PollTimeout(u64 now) const
 // Waits for something to happen. *result: as poll's, or -1 with errno.
 void Server::State::Poll(int signalFd, int *result)
 {
-    const u64 now = NowMs();
+    const u64 now = ClockMs();
     polled.clear();
     polled.push_back({signalFd, POLLIN, 0});
     // A negative descriptor is passed over.
@@ -668,7 +661,7 @@ int Server::Start(const ServerOptions &options, Provider *provider)
 // One turn of the loop. *signalled: a signal waits to be taken. 0 or an errno value.
 int Server::ServeOnce(int signalFd, bool *signalled)
 {
-    state_->RunTimers(NowMs());
+    state_->RunTimers(ClockMs());
     if (state_->fatal != 0)
         return state_->fatal;
     int ready = 0;
@@ -677,7 +670,7 @@ int Server::ServeOnce(int signalFd, bool *signalled)
     if (ready < 0)
         return errno == EINTR || errno == EAGAIN || errno == ENOMEM ? 0 : errno;
     *signalled = state_->polled[0].revents != 0;
-    const u64 now = NowMs();
+    const u64 now = ClockMs();
     // Polled behind the connections, whose number is still that of then.
     state_->logins.Serve(state_->polled.data() + kPolledConnections + state_->connections.size(),
                          now);
@@ -701,9 +694,9 @@ int Server::AwaitReady(const sigset_t &signals, u32 limitMs)
     const int signalFd = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
     if (signalFd < 0)
         return errno;
-    const u64 untilMs = NowMs() + limitMs;
+    const u64 untilMs = ClockMs() + limitMs;
     int error = 0;
-    for (bool signalled = false; error == 0 && !signalled && !IsReady() && NowMs() < untilMs;)
+    for (bool signalled = false; error == 0 && !signalled && !IsReady() && ClockMs() < untilMs;)
         error = ServeOnce(signalFd, &signalled);
     close(signalFd);
     return error;

@@ -7,6 +7,7 @@
 #include "objmgrd/readiness.h"
 #include "objmgrd/rights_reload.h"
 #include "objmgrd/server.h"
+#include "platform/clock.h"
 #include "platform/syslog_line.h"
 
 #include <algorithm>
@@ -62,13 +63,6 @@ struct Told {
 };
 const Told *told = nullptr;
 
-u64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
-
 // A method call goes to the system log in any case: the terminal is its user's.
 void Log(int priority, const char *line)
 {
@@ -97,7 +91,7 @@ bool TellLostRecords(void *)
 // With each heartbeat.
 void OnBeat()
 {
-    const u64 now = NowMs();
+    const u64 now = ClockMs();
     if (told != nullptr)
         told->readiness->Look(told->server->IsReady(), told->provider->Sources(), now);
     notify.Watchdog(now);
@@ -320,7 +314,7 @@ int RunService(const Settings &settings, const Rights &rights, Provider *provide
         return kExitFailed;
     const std::string serving = std::string("serving ") + settings.file + " in " + dir;
     Log(LOG_NOTICE, serving.c_str());
-    Readiness readiness(&notify, serving, NowMs() + kReadyMostMs);
+    Readiness readiness(&notify, serving, ClockMs() + kReadyMostMs);
     const Told all = {&server, provider, &readiness};
     told = &all;
     // Ready at once, where it can be: heartbeats look as well, but not as often. A signal ends the

@@ -361,7 +361,7 @@ TEST_F(RedfishConversationTest, EachPartHasAnAgeOfItsOwn)
     }));
     const u64 log = reader->HeardMs(RedfishPart::Log);
     const u64 identity = reader->HeardMs(RedfishPart::Identity);
-    const u64 since = BackgroundNowMs();
+    const u64 since = ClockMs();
     EXPECT_TRUE(WaitUntil([&] {
         return reader->HeardMs(RedfishPart::Power) > since &&
                reader->HeardMs(RedfishPart::Temperatures) > since;
@@ -380,16 +380,16 @@ TEST_F(RedfishConversationTest, AGroupIsAsOldAsItsOldestReading)
     SimFault fault;
     fault.delayMs = 600;
     service->SetFault(kChassis + "/Sensors/Temp1", fault);
-    const u64 since = BackgroundNowMs();
+    const u64 since = ClockMs();
     // Asked for in the same round, but Temp 1 comes late: no reading is younger than its request.
     ASSERT_TRUE(WaitUntil([&] { return reader->HeardMs(RedfishPart::Temperatures) > since; }));
-    EXPECT_LE(reader->HeardMs(RedfishPart::Temperatures) + 600, BackgroundNowMs());
+    EXPECT_LE(reader->HeardMs(RedfishPart::Temperatures) + 600, ClockMs());
     // One that keeps failing counts for as long as its value is shown.
     fault = SimFault();
     fault.status = 500;
     service->SetFault(kChassis + "/Sensors/Temp1", fault);
     reader->Becomes(SensorKey(1), "Reading", "(status 1)");
-    const u64 failed = BackgroundNowMs();
+    const u64 failed = ClockMs();
     EXPECT_TRUE(
         WaitUntil([&] { return reader->HeardMs(RedfishPart::Temperatures) + 200 > failed; }));
     // With none left the part is silent.

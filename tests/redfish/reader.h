@@ -38,7 +38,7 @@ public:
     {
         EXPECT_EQ(password_->Read(passwordFile), "");
         conversation_ =
-            std::make_unique<RedfishConversation>(settings, password_, &mailbox_, BackgroundNowMs);
+            std::make_unique<RedfishConversation>(settings, password_, &mailbox_, ClockMs);
         thread_ = std::thread([this] {
             while (!mailbox_.Stopped()) {
                 const u32 ms = conversation_->Step();
@@ -127,7 +127,7 @@ public:
         Order order;
         order.ticket = nextTicket_++;
         order.kind = kind;
-        order.dueMs = BackgroundNowMs() + limitMs;
+        order.dueMs = ClockMs() + limitMs;
         EXPECT_TRUE(mailbox_.Give(order));
         std::string answer;
         WaitUntil([&] {

@@ -36,13 +36,6 @@ OrderKind OrderOf(const MethodCall &call)
 
 }  // namespace
 
-u64 BackgroundNowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
-
 struct BackgroundProvider::Shared {
     Mailbox mailbox;
     std::unique_ptr<Conversation> conversation;  // destroyed first

@@ -15,6 +15,7 @@
 
 #include "objmgrd/background/conversation.h"
 #include "objmgrd/background/mailbox.h"
+#include "platform/clock.h"
 
 #include <functional>
 #include <memory>
@@ -22,9 +23,6 @@
 #include <set>
 
 using BackgroundClock = u64 (*)();  // milliseconds, never going back
-
-// CLOCK_MONOTONIC.
-u64 BackgroundNowMs();
 
 struct BackgroundOptions {
     const char *name;    // of the provider: "ipmi"
@@ -39,7 +37,7 @@ struct BackgroundOptions {
     std::vector<const char *> parts = {};
     // Called on the serving thread with a priority of <syslog.h> and one line.
     void (*log)(int priority, const char *line);
-    BackgroundClock clock = BackgroundNowMs;
+    BackgroundClock clock = ClockMs;
 };
 
 class BackgroundProvider : public Provider

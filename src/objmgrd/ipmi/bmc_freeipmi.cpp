@@ -4,6 +4,7 @@
 
 #include "objmgrd/ipmi/answer_time.h"
 #include "objmgrd/ipmi/bmc_probe.h"
+#include "platform/clock.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,13 +40,6 @@ constexpr u32 kOpeningAnswers = 8;
 constexpr u32 kOpeningLeastMs = 50;
 // Failures before the time is over that opening is tried again at once for.
 constexpr u32 kEarlyMax = 2;
-
-u64 NowUs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000000 + static_cast<u64>(now.tv_nsec) / 1000;
-}
 
 int LimitSignal()
 {
@@ -360,16 +354,16 @@ BmcOpening FreeIpmiBmc::State::Open(std::string *why, u32 limitMs)
 // A BMC that takes long for its keys is known by the time that an earlier opening took.
 BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 answerUs)
 {
-    const u64 end = NowUs() + u64{limitMs} * 1000;
+    const u64 end = ClockUs() + u64{limitMs} * 1000;
     u64 part = std::max(answerUs * kOpeningAnswers + kOpeningLeastMs * 1000, openingMs * 2000);
     u32 failures = 0;
     u32 silences = 0;
     for (;;) {
-        const u64 before = NowUs();
+        const u64 before = ClockUs();
         const u64 left = std::max(end, before + 1000) - before;
         const u64 limit = std::min(part, left);
         const BmcOpening opening = Open(why, static_cast<u32>(limit / 1000));
-        const u64 took = NowUs() - before;
+        const u64 took = ClockUs() - before;
         if (opening == BmcOpening::Open)
             openingMs = static_cast<u32>(took / 1000);
         // The library takes an answer that comes twice for a failure.
@@ -423,14 +417,14 @@ BmcAnswer FreeIpmiBmc::State::Ask(const BmcRequest &request, Alarm *with)
     if (context == nullptr)
         return answer;
     u8 in[2 + kBmcAnswerMax];
-    const u64 end = NowUs() + u64{settings->sessionMs} * 1000;
+    const u64 end = ClockUs() + u64{settings->sessionMs} * 1000;
     bool again = false;
     for (;;) {
-        const u64 before = NowUs();
+        const u64 before = ClockUs();
         const u64 left = std::max(end, before + 1) - before;
         const u64 wait = Repeats() ? std::min<u64>(time.AgainUs(), left) : left;
         const int got = Send(request, with, wait, in, sizeof in);
-        const u64 took = NowUs() - before;
+        const u64 took = ClockUs() - before;
         if (got >= 0) {
             if (!again)
                 time.Took(static_cast<u32>(took));

@@ -2,12 +2,13 @@
 // bmc_probe.cpp -- see bmc_probe.h. Packets: IPMI 2.0, sections 13.6 and 22.13.
 #include "objmgrd/ipmi/bmc_probe.h"
 
+#include "platform/clock.h"
+
 #include <algorithm>
 #include <memory>
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -22,13 +23,6 @@ constexpr size_t kSequenceAt = 18;  // in its upper six bits, in question and an
 constexpr size_t kCommandAt = 19;
 constexpr size_t kSumFrom = 17;
 constexpr size_t kSumAt = 22;
-
-u64 NowUs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000000 + static_cast<u64>(now.tv_nsec) / 1000;
-}
 
 int SocketTo(const std::string &host, u32 port)
 {
@@ -75,25 +69,26 @@ u32 BmcProbe(const std::string &host, u32 port, u32 limitMs)
     const int fd = SocketTo(host, port);
     if (fd < 0)
         return 0;
-    const u64 end = NowUs() + u64{limitMs} * 1000;
+    const u64 end = ClockUs() + u64{limitMs} * 1000;
     u64 askedUs[kTriesMax];
     u64 nextUs = 0;
     u32 asked = 0;
     u32 took = 0;
-    for (u64 now = NowUs(); now < end && took == 0; now = NowUs()) {
+    for (u64 now = ClockUs(); now < end && took == 0; now = ClockUs()) {
         if (now >= nextUs && asked < kTriesMax) {
             Ask(fd, asked);
-            askedUs[asked] = NowUs();
+            askedUs[asked] = ClockUs();
             nextUs = askedUs[asked] + (u64{kProbeFirstMs} << asked) * 1000;
             ++asked;
         }
         const u64 until = asked < kTriesMax ? std::min(nextUs, end) : end;
         pollfd wait = {fd, POLLIN, 0};
-        if (poll(&wait, 1, static_cast<int>((until - std::min(until, NowUs()) + 999) / 1000)) != 1)
+        if (poll(&wait, 1, static_cast<int>((until - std::min(until, ClockUs()) + 999) / 1000)) !=
+            1)
             continue;
         const int number = Answered(fd);
         if (number >= 0 && static_cast<u32>(number) < asked)
-            took = static_cast<u32>(std::max<u64>(NowUs() - askedUs[number], 1));
+            took = static_cast<u32>(std::max<u64>(ClockUs() - askedUs[number], 1));
     }
     close(fd);
     return took;

@@ -10,6 +10,6 @@
 std::unique_ptr<Provider> MakeIpmiProvider(const IpmiSettings &settings, std::unique_ptr<Bmc> bmc,
                                            std::unique_ptr<Bmc> control,
                                            void (*log)(int priority, const char *line),
-                                           BackgroundClock clock = BackgroundNowMs);
+                                           BackgroundClock clock = ClockMs);
 
 #endif

@@ -10,6 +10,6 @@
 std::unique_ptr<Provider> MakeRedfishProvider(const RedfishSettings &settings,
                                               std::shared_ptr<const Password> password,
                                               void (*log)(int priority, const char *line),
-                                              BackgroundClock clock = BackgroundNowMs);
+                                              BackgroundClock clock = ClockMs);
 
 #endif

@@ -2,9 +2,10 @@
 // sim_provider.cpp -- see sim_provider.h.
 #include "objmgrd/sim/sim_provider.h"
 
+#include "platform/clock.h"
+
 #include <algorithm>
 #include <cstring>
-#include <time.h>
 
 namespace
 {
@@ -14,13 +15,6 @@ constexpr char kPropertyLastReset[] = "LastReset";
 constexpr char kPropertyResetCount[] = "ResetCount";
 
 constexpr char kSourceName[] = "simulated host";
-
-u64 NowMs()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
-}
 
 PropertyValue *FindProperty(Instance *instance, const char *name)
 {
@@ -75,7 +69,7 @@ void SimProvider::TellHeard(ImageWriter *store)
         return;
     const PropertyValue *power = FindProperty(&system->instance, kPropertyPowerStatus);
     if (power != nullptr && power->status == kCimOk)
-        store->Heard(source_, NowMs());
+        store->Heard(source_, ClockMs());
 }
 
 HostInstance *SimProvider::Find(const std::string &key)

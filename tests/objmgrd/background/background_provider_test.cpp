@@ -61,7 +61,7 @@ public:
             return Lose();
         const bool fresh = mailbox_->Generation() != generation_ || !given_;
         generation_ = mailbox_->Generation();
-        mailbox_->heardMs = BackgroundNowMs();
+        mailbox_->heardMs = ClockMs();
         News news;
         if (fresh) {
             news.changes[kSystem] = Instance{kCimOk, {{"PowerStatus", kCimOk, on_ ? "ON" : "OFF"}}};
