@@ -13,8 +13,14 @@ CtlExit CmdSensors(const Options &options, const Console &console)
             CommandReadHost(options, console, server, kViewSystem | kViewSensors, &reader, &status);
         if (view == nullptr)
             continue;
+        const SensorSelection selected = SensorsSelected(options, *view);
+        if (!selected.wrongTarget.empty()) {
+            status = CommandBoth(
+                status, CommandFailed(options, console, server, kExitFailed, selected.wrongTarget));
+            continue;
+        }
         std::vector<Row> rows;
-        for (const ModelSensor &sensor : SensorsSelected(options, *view))
+        for (const ModelSensor &sensor : selected.sensors)
             rows.push_back(SensorRow(server.name, sensor));
         answers.Add(server, rows);
     }

@@ -21,15 +21,20 @@ constexpr Column kTableColumns[] = {
 };
 constexpr SheetForm kTableForm = {"watch", kTableColumns};
 
-WatchLook Look(const Options &options, const Server &server, ViewReader *reader)
+// wrong: why there is nothing to watch; empty: there is.
+WatchLook Look(const Options &options, const Server &server, ViewReader *reader, std::string *wrong)
 {
     WatchLook look;
     const ServerView *view = reader->Read(server.directory, kViewSystem | kViewSensors);
     look.serves = view != nullptr;
-    if (view != nullptr) {
-        look.system = ModelSystemOf(*view);
-        look.sensors = SensorsSelected(options, *view);
+    if (view == nullptr) {
+        *wrong = reader->Reason();
+        return look;
     }
+    look.system = ModelSystemOf(*view);
+    SensorSelection selected = SensorsSelected(options, *view);
+    look.sensors = std::move(selected.sensors);
+    *wrong = selected.wrongTarget;
     return look;
 }
 
@@ -52,13 +57,16 @@ CtlExit Lines(const Options &options, const Console &console)
     u32 looks = 0;
     do {
         for (size_t i = 0; i < servers.size(); ++i) {
-            WatchLook look = Look(options, servers[i], &reader);
-            // The first look is what is compared with; that nobody serves is said.
+            std::string wrong;
+            WatchLook look = Look(options, servers[i], &reader, &wrong);
+            // The first look is what is compared with. That nobody serves is said, or that there is
+            // no such target; either may come yet.
             if (looks != 0)
                 answers.Add(servers[i],
                             WatchChanges(servers[i].name, CommandTime(), last[i], look));
-            else if (!look.serves)
-                CommandFailed(options, console, servers[i], kExitNoService, reader.Reason());
+            else if (!wrong.empty())
+                CommandFailed(options, console, servers[i],
+                              look.serves ? kExitFailed : kExitNoService, wrong);
             last[i] = std::move(look);
         }
     } while (ferror(console.out) == 0 && CommandIsRead(console) && NextLook(options, &looks));
@@ -81,10 +89,10 @@ public:
         if (options_.several)
             output.ShowServers();
         for (const Server &server : servers) {
-            const WatchLook look = Look(options_, server, reader);
-            if (!look.serves)
-                output.Title((server.name.IsNull() ? "" : server.name.text + ": ") +
-                             reader->Reason());
+            std::string wrong;
+            const WatchLook look = Look(options_, server, reader, &wrong);
+            if (!wrong.empty())
+                output.Title((server.name.IsNull() ? "" : server.name.text + ": ") + wrong);
             for (const ModelSensor &sensor : look.sensors)
                 output.Add({server.name, sensor.name, sensor.reading, sensor.unit, sensor.state,
                             TextValue(HealthName(sensor.health)),

@@ -232,6 +232,8 @@ std::string ParseOption(int key, const char *value, i64 now, Options *options)
         return ParseTypes(value, &options->types);
     case kKeyTarget:
         options->target = value;
+        if (!options->target.starts_with('/'))
+            return std::string("no target, as in /system1/fans1: ") + value;
         while (options->target.size() > 1 && options->target.back() == '/')
             options->target.pop_back();
         break;

@@ -6,7 +6,14 @@
 #include "ctl/model.h"
 #include "ctl/options.h"
 
-// Those of the types, at the target or below it.
-std::vector<ModelSensor> SensorsSelected(const Options &options, const ServerView &view);
+struct SensorSelection {
+    std::vector<ModelSensor> sensors;  // of the types, at the target or below it
+    // Why the target can have no sensors, for people: the server has no such target, or something
+    // else stands there. Empty where it can have some, though it has none now (the fans of a host
+    // that is off), and while the source is silent: what there is cannot be known then.
+    std::string wrongTarget;
+};
+
+SensorSelection SensorsSelected(const Options &options, const ServerView &view);
 
 #endif

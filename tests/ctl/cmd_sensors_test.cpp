@@ -47,8 +47,31 @@ TEST(CmdSensors, OfATypeOrATarget)
     EXPECT_EQ(Names("--target /system1/fans1"), "Fan1 RPM;Fan Redundancy;");
     EXPECT_EQ(Names("--target /system1/fans1/"), "Fan1 RPM;Fan Redundancy;");
     EXPECT_EQ(Names("--target /system1/fans1/tachsensor1"), "Fan1 RPM;");
-    EXPECT_EQ(Names("--target /system1/fans"), "");
+    EXPECT_EQ(Names("--target /system1/batteries1"), "");
     EXPECT_EQ(Names("--target /system1/fans1 --type fan_redundancy"), "Fan Redundancy;");
+}
+
+TEST(CmdSensors, ATargetThatIsNotThere)
+{
+    FakeObjMgr om;
+    Fill(&om);
+    const std::string none = "sensors --target /system1/fans1/tachsensor2 ";
+    for (const char *format : {"table", "csv"}) {
+        const CtlEnd end = CtlRun(none + "-f " + format);
+        EXPECT_EQ(end.status, 1) << format;
+        EXPECT_EQ(end.out, "") << format;
+        EXPECT_EQ(end.err, "smclpctl: no such target: /system1/fans1/tachsensor2\n") << format;
+    }
+    for (const char *format : {"json", "jsonl"}) {
+        const CtlEnd end = CtlRun(none + "-f " + format);
+        EXPECT_EQ(end.status, 1) << format;
+        EXPECT_EQ(end.out, "") << format;
+        EXPECT_EQ(end.err, "{\"schema\":1,\"server\":null,\"error\":{\"exit\":1,\"message\":"
+                           "\"no such target: /system1/fans1/tachsensor2\"}}\n")
+            << format;
+    }
+    om.SetStatus("OEM_QARN_System", "PowerStatus", kCimFailed);
+    EXPECT_EQ(CtlRun(none).status, 75);
 }
 
 TEST(CmdSensors, NoService)

@@ -18,3 +18,12 @@ TEST(CmdWatch, NobodyServes)
     EXPECT_EQ(end.err, "{\"schema\":1,\"server\":null,\"error\":{\"exit\":69,"
                        "\"message\":\"no object manager serves\"}}\n");
 }
+
+TEST(CmdWatch, ATargetThatIsNotThereIsSaidOnce)
+{
+    FakeObjMgr om;
+    const CtlEnd end = CtlRun("watch 0.1 --count 2 --target /system1/fans1/tachsensor1");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.out, "");
+    EXPECT_EQ(end.err, "smclpctl: no such target: /system1/fans1/tachsensor1\n");
+}

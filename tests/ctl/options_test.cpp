@@ -93,6 +93,10 @@ TEST(Options, Sensors)
               (std::vector<std::string>{"fan", "current"}));
     EXPECT_EQ(Right({"sensors", "--target", "/system1/fans1/"}).target, "/system1/fans1");
     EXPECT_EQ(Right({"sensors", "--target", "/"}).target, "/");
+    EXPECT_EQ(Right({"sensors", "--target", "//"}).target, "/");
+    EXPECT_EQ(Wrong({"sensors", "--target", "fans1"}), "no target, as in /system1/fans1: fans1");
+    // As of a script whose variable is empty.
+    EXPECT_EQ(Wrong({"sensors", "--target", ""}), "no target, as in /system1/fans1: ");
     EXPECT_EQ(Wrong({"sensors", "--type", "fan,"}),
               "no type of sensors:  (there are temperature, voltage, power, fan, fan_redundancy, "
               "intrusion, power_supply, power_redundancy, battery, performance, current)");

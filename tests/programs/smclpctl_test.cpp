@@ -151,6 +151,38 @@ TEST(Smclpctl, AnswersKeepToTheSchema)
     }
 }
 
+// Those that have it answer; of the others it is said.
+TEST(Smclpctl, ATargetThatOnlySomeServersHave)
+{
+    const Directory directory;
+    const ProgramEnd end = RunScript(OnRack(
+        directory.path, "fan() { smclpctl -w 'n[1-3]' sensors --target "
+                        "/system1/fans1/tachsensor2 \"$@\"; }\n"
+                        "fan -f csv 2>/dev/null | cut -d, -f1-3 | tr -d '\\r'\n"
+                        "fan 2>/dev/null | cut -c1-13\n"
+                        "fan -f jsonl 2>/dev/null | jq -c '[.server, .name]'\n"
+                        "fan 2>&1 >/dev/null; echo $?\n"
+                        "fan -f json 2>&1 >/dev/null | jq -c '[.server, .error.exit]'\n"
+                        "smclpctl -w n3 sensors --target /system1/fans1 -f json | jq -c .sensors\n"
+                        "smclpctl -w n3 sensors --target /system1/fans1 -f json >/dev/null; "
+                        "echo $?"));
+    EXPECT_EQ(end.out, "server,name,target\n"
+                       "n1,Fan2 RPM,/system1/fans1/tachsensor2\n"
+                       "n2,Fan2 RPM,/system1/fans1/tachsensor2\n"
+                       "n[1-2]:\n"
+                       "NAME      TYP\n"
+                       "Fan2 RPM  fan\n"
+                       "[\"n1\",\"Fan2 RPM\"]\n"
+                       "[\"n2\",\"Fan2 RPM\"]\n"
+                       "smclpctl: n3: no such target: /system1/fans1/tachsensor2 (the host is off: "
+                       "it has no sensors)\n"
+                       "1\n"
+                       "[\"n3\",1]\n"
+                       "[]\n"
+                       "0\n")
+        << end.err;
+}
+
 TEST(Smclpctl, TheSchemaNoticesWhatIsWrong)
 {
     for (const char *wrong :
