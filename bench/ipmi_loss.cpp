@@ -6,8 +6,8 @@
 // For each network, COMMANDS (default 300) power commands of shells, shared between LANES (default
 // 3) machines side by side, each with a simulated BMC (OpenIPMI's ipmi_sim), a relay and a service
 // of its own. Before that, what the network costs a first reading of everything, on a service that
-// starts without kept records. What each command did is told by what the BMC did to its host and by
-// what the relay passed on, never by the service. Columns:
+// starts without stored records. What each command did is told by what the BMC did to its host and
+// by what the relay passed on, never by the service. Columns:
 //
 //   said done   the shell says that it was done
 //   request     failed: the one request was lost, and the BMC did nothing

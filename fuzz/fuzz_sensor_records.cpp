@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // fuzz_sensor_records.cpp -- any bytes as the sensor records of a BMC, as they are read and as they
-// are kept between two starts.
-// Byte 0: 0 a file of kept records; else the bytes behind it are records, each with its length in
+// are stored between two starts.
+// Byte 0: 0 a file of stored records; else the bytes behind it are records, each with its length in
 // front (one byte), and the sensors they make are shown with that byte as their reading.
 #include "ipmi_instance.h"
 #include "objmgrd/ipmi/sdr_file.h"
@@ -35,16 +35,17 @@ void CheckSensor(const SdrSensor &sensor, u8 byte)
     CheckInstance(SensorInstance(1, sensor, SensorReading()));
 }
 
-void CheckKept(std::string_view bytes)
+void CheckStored(std::string_view bytes)
 {
-    SdrKept kept;
-    if (!SdrKeptParse(bytes, "bmc", &kept)) {
-        if (!kept.records.empty() || !kept.thresholds.empty())
+    SdrStored stored;
+    if (!SdrStoredParse(bytes, "bmc", &stored)) {
+        if (!stored.records.empty() || !stored.thresholds.empty())
             abort();
         return;
     }
-    SdrKept again;
-    if (!SdrKeptParse(SdrKeptPack("bmc", kept), "bmc", &again) || again.records != kept.records)
+    SdrStored again;
+    if (!SdrStoredParse(SdrStoredPack("bmc", stored), "bmc", &again) ||
+        again.records != stored.records)
         abort();
 }
 
@@ -55,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     if (size == 0)
         return 0;
     if (data[0] == 0) {
-        CheckKept({reinterpret_cast<const char *>(data) + 1, size - 1});
+        CheckStored({reinterpret_cast<const char *>(data) + 1, size - 1});
         return 0;
     }
     SdrRepository repository;

@@ -2,7 +2,7 @@
 // archive_settings.h -- where a service keeps log records for good, as its settings say it:
 //
 //   archive = "/var/lib/zor/archive"   an absolute directory that exists and is the service's own;
-//                                      "" or absent: nothing is kept
+//                                      "" or absent: nothing is stored
 //   archive_mb = 16                    all its files together, 1 to 10000 MB (1024 * 1024 bytes)
 //
 // at the top of the file, before any table.
@@ -14,7 +14,7 @@
 #include <string>
 
 struct ArchiveSettings {
-    std::string directory;  // empty: nothing is kept
+    std::string directory;  // empty: nothing is stored
     u32 megabytes = 16;
 };
 

@@ -3,7 +3,7 @@
 //
 // The server looks after each commit; a thread of its own writes, since a disk may take its time.
 // Every state of the log that was committed reaches the archive in its order, so that a record that
-// is cleared at once is kept, too. A disk that is full is tried again once a second.
+// is cleared at once is in it, too. A disk that is full is tried again once a second.
 #ifndef OBJMGRD_LOG_ARCHIVE_H
 #define OBJMGRD_LOG_ARCHIVE_H
 

@@ -223,18 +223,18 @@ void Schedule::KeepSdr()
     if (!SdrStampTells(sdr_.Stamp()) || !sdr_.Skipped().empty() || !sensors_.Complete() ||
         !sensors_.ThresholdsComplete())
         return;
-    SdrKept kept = {.stamp = sdr_.Stamp(), .records = sdr_.Records(), .thresholds = {}};
+    SdrStored stored = {.stamp = sdr_.Stamp(), .records = sdr_.Records(), .thresholds = {}};
     for (u32 i = 0; i < sensors_.Count(); ++i) {
         if (repository_.sensors[i].thresholds != SdrThresholds::Readable)
             continue;
-        SdrKeptThresholds row = {
+        SdrStoredThresholds row = {
             .sensor = static_cast<u16>(i), .mask = sensors_.Reading(i).thresholdMask, .values = {}};
         std::copy_n(sensors_.Reading(i).thresholds, size_t{kThresholdCount}, row.values);
-        kept.thresholds.push_back(row);
+        stored.thresholds.push_back(row);
     }
-    const std::string fault = file_.Write(kept);
+    const std::string fault = file_.Write(stored);
     if (!fault.empty() && fault != keepFault_)
-        publication_->Say(LOG_WARNING, "the sensor records cannot be kept: " + fault);
+        publication_->Say(LOG_WARNING, "the sensor records cannot be stored: " + fault);
     keepFault_ = fault;
 }
 
@@ -266,11 +266,11 @@ void Schedule::EndSdr(ReadStep step, u64 now)
     sdrSettled_ = true;
     if (!sdr_.Changed() && was)
         return KeepSdr();
-    const bool kept = sdr_.Recalled();
+    const bool stored = sdr_.Recalled();
     if (sdr_.Changed()) {
         repository_ = sdr_.Repository();
         publication_->Say(LOG_NOTICE,
-                          (kept ? "sensor records as kept: " : "sensor records read: ") +
+                          (stored ? "sensor records as stored: " : "sensor records read: ") +
                               std::to_string(repository_.sensors.size()) + " sensors");
         SayWhatWasSkipped();
         const std::string without = SensorsWithoutPlace(repository_);
@@ -282,11 +282,11 @@ void Schedule::EndSdr(ReadStep step, u64 now)
         publication_->ForgetLog();  // its records name the sensors
     }
     sensors_.Reset(&repository_, PeriodsOf(settings_), now);
-    for (const SdrKeptThresholds &row : recalled_.thresholds) {
-        if (kept && row.sensor < sensors_.Count())
+    for (const SdrStoredThresholds &row : recalled_.thresholds) {
+        if (stored && row.sensor < sensors_.Count())
             sensors_.RecallThresholds(row.sensor, row.mask, row.values);
     }
-    recalled_ = SdrKept();
+    recalled_ = SdrStored();
     sensorsGiven_ = false;
     progressMs_ = now + kProgressMs;
     dueMs_[kLogTask] = now;

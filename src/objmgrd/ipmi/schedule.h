@@ -69,7 +69,7 @@ private:
 
     // ---- readers and what they found
     SdrFile file_;
-    SdrKept recalled_;       // what an earlier process read, until it is taken
+    SdrStored recalled_;     // what an earlier process read, until it is taken
     std::string keepFault_;  // the last one that was said
     SdrReader sdr_;
     SdrRepository repository_;

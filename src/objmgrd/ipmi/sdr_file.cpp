@@ -69,14 +69,14 @@ private:
     bool right_ = true;
 };
 
-bool ParseRest(std::string_view rest, std::string_view bmc, SdrKept *kept)
+bool ParseRest(std::string_view rest, std::string_view bmc, SdrStored *stored)
 {
     Reading in(rest);
     if (in.Bytes(in.Number(1)) != bmc)
         return false;
-    kept->stamp.records = static_cast<u16>(in.Number(2));
-    kept->stamp.added = static_cast<u32>(in.Number(4));
-    kept->stamp.erased = static_cast<u32>(in.Number(4));
+    stored->stamp.records = static_cast<u16>(in.Number(2));
+    stored->stamp.added = static_cast<u32>(in.Number(4));
+    stored->stamp.erased = static_cast<u32>(in.Number(4));
     const u64 records = in.Number(4);
     if (records > kRecordsMost)
         return false;
@@ -84,18 +84,18 @@ bool ParseRest(std::string_view rest, std::string_view bmc, SdrKept *kept)
         const std::string_view record = in.Bytes(in.Number(2));
         if (record.size() > kRecordMost)
             return false;
-        kept->records.emplace_back(record.begin(), record.end());
+        stored->records.emplace_back(record.begin(), record.end());
     }
     const u64 thresholds = in.Number(4);
     if (thresholds > kSdrSensorsMax)
         return false;
     for (u64 i = 0; i < thresholds && in.Right(); ++i) {
-        SdrKeptThresholds row;
+        SdrStoredThresholds row;
         row.sensor = static_cast<u16>(in.Number(2));
         row.mask = static_cast<u8>(in.Number(1)) & 0x3f;
         for (u8 &value : row.values)
             value = static_cast<u8>(in.Number(1));
-        kept->thresholds.push_back(row);
+        stored->thresholds.push_back(row);
     }
     return in.AtEnd();
 }
@@ -152,21 +152,21 @@ bool SdrStampTells(const SdrStamp &stamp)
     return stamp.added != 0 && stamp.added != 0xFFFFFFFF;
 }
 
-std::string SdrKeptPack(std::string_view bmc, const SdrKept &kept)
+std::string SdrStoredPack(std::string_view bmc, const SdrStored &stored)
 {
     std::string rest;
     Put(&rest, bmc.size(), 1);
     rest += bmc;
-    Put(&rest, kept.stamp.records, 2);
-    Put(&rest, kept.stamp.added, 4);
-    Put(&rest, kept.stamp.erased, 4);
-    Put(&rest, kept.records.size(), 4);
-    for (const std::vector<u8> &record : kept.records) {
+    Put(&rest, stored.stamp.records, 2);
+    Put(&rest, stored.stamp.added, 4);
+    Put(&rest, stored.stamp.erased, 4);
+    Put(&rest, stored.records.size(), 4);
+    for (const std::vector<u8> &record : stored.records) {
         Put(&rest, record.size(), 2);
         rest.append(record.begin(), record.end());
     }
-    Put(&rest, kept.thresholds.size(), 4);
-    for (const SdrKeptThresholds &row : kept.thresholds) {
+    Put(&rest, stored.thresholds.size(), 4);
+    for (const SdrStoredThresholds &row : stored.thresholds) {
         Put(&rest, row.sensor, 2);
         Put(&rest, row.mask, 1);
         for (const u8 value : row.values)
@@ -177,9 +177,9 @@ std::string SdrKeptPack(std::string_view bmc, const SdrKept &kept)
     return packed + rest;
 }
 
-bool SdrKeptParse(std::string_view bytes, std::string_view bmc, SdrKept *kept)
+bool SdrStoredParse(std::string_view bytes, std::string_view bmc, SdrStored *stored)
 {
-    *kept = SdrKept();
+    *stored = SdrStored();
     Reading in(bytes);
     if (in.Bytes(kMark.size()) != kMark)
         return false;
@@ -187,9 +187,9 @@ bool SdrKeptParse(std::string_view bytes, std::string_view bmc, SdrKept *kept)
     if (!in.Right())
         return false;
     const std::string_view rest = bytes.substr(kMark.size() + kSumSize);
-    if (SumOf(rest) == sum && ParseRest(rest, bmc, kept))
+    if (SumOf(rest) == sum && ParseRest(rest, bmc, stored))
         return true;
-    *kept = SdrKept();
+    *stored = SdrStored();
     return false;
 }
 
@@ -199,16 +199,16 @@ SdrFile::SdrFile(const std::string &directory, const std::string &bmc)
 {
 }
 
-bool SdrFile::Read(SdrKept *kept)
+bool SdrFile::Read(SdrStored *stored)
 {
-    *kept = SdrKept();
+    *stored = SdrStored();
     if (path_.empty())
         return false;
     const int fd = open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return false;
     std::string bytes;
-    const bool right = IsOurs(fd) && ReadAll(fd, &bytes) && SdrKeptParse(bytes, bmc_, kept);
+    const bool right = IsOurs(fd) && ReadAll(fd, &bytes) && SdrStoredParse(bytes, bmc_, stored);
     close(fd);
     if (right)
         written_ = std::move(bytes);
@@ -217,9 +217,9 @@ bool SdrFile::Read(SdrKept *kept)
     return right;
 }
 
-std::string SdrFile::Write(const SdrKept &kept)
+std::string SdrFile::Write(const SdrStored &stored)
 {
-    std::string packed = SdrKeptPack(bmc_, kept);
+    std::string packed = SdrStoredPack(bmc_, stored);
     if (path_.empty() || packed == written_)
         return "";
     mkdir(directory_.c_str(), 0750);

@@ -13,7 +13,7 @@
 //   cipher_suite = 3           lan only: 0 to 3, 6 to 8, 11, 12 or 15 to 17
 //   workarounds = []           lan only: names from the table in settings.cpp
 //   cache_directory = "/var/cache/zor"
-//                              where the sensor records are kept between two starts
+//                              where the sensor records are stored between two starts
 //                              (ipmi/sdr_file.h);
 //                              "": nowhere
 //   [poll]                     milliseconds from one look to the next

@@ -300,7 +300,7 @@ TEST_F(KeptRepository, ASecondStartReadsNoRecords)
     EXPECT_EQ(Value("OEM_QARN_LogRecord.LogName=SEL,RecordNum=2", "Description"),
               "T1: Upper Critical - going high, asserted (reading 100 C, threshold 90 C)");
     EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n"
-                      "BMC bmc: sensor records as kept: 2 sensors\n");
+                      "BMC bmc: sensor records as stored: 2 sensors\n");
 }
 
 TEST_F(KeptRepository, AnotherRepositoryIsRead)

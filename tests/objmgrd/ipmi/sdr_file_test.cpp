@@ -13,23 +13,23 @@
 namespace
 {
 
-SdrKept Some()
+SdrStored Some()
 {
-    SdrKept kept;
-    kept.stamp = {2, 100, 7};
-    kept.records = {{1, 2, 3}, {}, std::vector<u8>(260, 9)};
-    kept.thresholds = {{.sensor = 300, .mask = 0x3f, .values = {1, 2, 3, 4, 5, 255}}};
-    return kept;
+    SdrStored stored;
+    stored.stamp = {2, 100, 7};
+    stored.records = {{1, 2, 3}, {}, std::vector<u8>(260, 9)};
+    stored.thresholds = {{.sensor = 300, .mask = 0x3f, .values = {1, 2, 3, 4, 5, 255}}};
+    return stored;
 }
 
-void ExpectSome(const SdrKept &kept)
+void ExpectSome(const SdrStored &stored)
 {
-    EXPECT_EQ(kept.stamp, Some().stamp);
-    EXPECT_EQ(kept.records, Some().records);
-    ASSERT_EQ(kept.thresholds.size(), 1u);
-    EXPECT_EQ(kept.thresholds[0].sensor, 300);
-    EXPECT_EQ(kept.thresholds[0].mask, 0x3f);
-    EXPECT_EQ(kept.thresholds[0].values[5], 255);
+    EXPECT_EQ(stored.stamp, Some().stamp);
+    EXPECT_EQ(stored.records, Some().records);
+    ASSERT_EQ(stored.thresholds.size(), 1u);
+    EXPECT_EQ(stored.thresholds[0].sensor, 300);
+    EXPECT_EQ(stored.thresholds[0].mask, 0x3f);
+    EXPECT_EQ(stored.thresholds[0].values[5], 255);
 }
 
 std::string Bytes(const std::string &path)
@@ -48,11 +48,11 @@ TEST(SdrFile, WhatIsWrittenIsReadBack)
     const std::string inner = directory.Path() + "/cache";
     SdrFile file(inner, "192.0.2.10:623");
     EXPECT_EQ(file.Path(), inner + "/192.0.2.10_623.sdr");
-    SdrKept kept;
-    EXPECT_FALSE(file.Read(&kept));
+    SdrStored stored;
+    EXPECT_FALSE(file.Read(&stored));
     EXPECT_EQ(file.Write(Some()), "");
-    EXPECT_TRUE(file.Read(&kept));
-    ExpectSome(kept);
+    EXPECT_TRUE(file.Read(&stored));
+    ExpectSome(stored);
     struct stat info;
     ASSERT_EQ(stat(file.Path().c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
@@ -67,7 +67,7 @@ TEST(SdrFile, TheSameIsNotWrittenAgain)
     ASSERT_EQ(unlink(file.Path().c_str()), 0);
     EXPECT_EQ(file.Write(Some()), "");
     EXPECT_NE(access(file.Path().c_str(), F_OK), 0);
-    SdrKept other = Some();
+    SdrStored other = Some();
     ++other.thresholds[0].mask;
     EXPECT_EQ(file.Write(other), "");
     EXPECT_EQ(access(file.Path().c_str(), F_OK), 0);
@@ -76,34 +76,34 @@ TEST(SdrFile, TheSameIsNotWrittenAgain)
 // Every byte of it, and every length.
 TEST(SdrFile, ADamagedFileIsThrownAway)
 {
-    const std::string packed = SdrKeptPack("b", Some());
-    SdrKept kept;
-    ASSERT_TRUE(SdrKeptParse(packed, "b", &kept));
-    EXPECT_FALSE(SdrKeptParse(packed, "c", &kept));
-    EXPECT_FALSE(SdrKeptParse(packed + "x", "b", &kept));
+    const std::string packed = SdrStoredPack("b", Some());
+    SdrStored stored;
+    ASSERT_TRUE(SdrStoredParse(packed, "b", &stored));
+    EXPECT_FALSE(SdrStoredParse(packed, "c", &stored));
+    EXPECT_FALSE(SdrStoredParse(packed + "x", "b", &stored));
     for (size_t i = 0; i < packed.size(); ++i) {
-        EXPECT_FALSE(SdrKeptParse(packed.substr(0, i), "b", &kept)) << i;
+        EXPECT_FALSE(SdrStoredParse(packed.substr(0, i), "b", &stored)) << i;
         std::string damaged = packed;
         damaged[i] = static_cast<char>(damaged[i] ^ 0x10);
-        EXPECT_FALSE(SdrKeptParse(damaged, "b", &kept)) << i;
-        EXPECT_TRUE(kept.records.empty());
+        EXPECT_FALSE(SdrStoredParse(damaged, "b", &stored)) << i;
+        EXPECT_TRUE(stored.records.empty());
     }
     const TestDirectory directory;
     SdrFile file(directory.Path(), "b");
     std::ofstream(file.Path()) << packed << "x";
-    EXPECT_FALSE(file.Read(&kept));
+    EXPECT_FALSE(file.Read(&stored));
     EXPECT_NE(access(file.Path().c_str(), F_OK), 0);
 }
 
 TEST(SdrFile, AFileThatOthersCouldHaveWrittenIsThrownAway)
 {
     const TestDirectory directory;
-    SdrKept kept;
+    SdrStored stored;
     for (mode_t mode : {0620u, 0602u, 0666u}) {
         SdrFile file(directory.Path(), "b");
         ASSERT_EQ(file.Write(Some()), "");
         ASSERT_EQ(chmod(file.Path().c_str(), mode), 0);
-        EXPECT_FALSE(SdrFile(directory.Path(), "b").Read(&kept)) << mode;
+        EXPECT_FALSE(SdrFile(directory.Path(), "b").Read(&stored)) << mode;
         EXPECT_NE(access(file.Path().c_str(), F_OK), 0);
     }
     SdrFile file(directory.Path(), "b");
@@ -111,16 +111,16 @@ TEST(SdrFile, AFileThatOthersCouldHaveWrittenIsThrownAway)
     const std::string elsewhere = directory.Path() + "/elsewhere";
     ASSERT_EQ(rename(file.Path().c_str(), elsewhere.c_str()), 0);
     ASSERT_EQ(symlink(elsewhere.c_str(), file.Path().c_str()), 0);
-    EXPECT_FALSE(file.Read(&kept));
-    EXPECT_EQ(Bytes(elsewhere), SdrKeptPack("b", Some()));
+    EXPECT_FALSE(file.Read(&stored));
+    EXPECT_EQ(Bytes(elsewhere), SdrStoredPack("b", Some()));
 }
 
-TEST(SdrFile, NothingIsKeptWithoutADirectory)
+TEST(SdrFile, NothingIsStoredWithoutADirectory)
 {
     SdrFile file("", "b");
-    SdrKept kept;
+    SdrStored stored;
     EXPECT_EQ(file.Write(Some()), "");
-    EXPECT_FALSE(file.Read(&kept));
+    EXPECT_FALSE(file.Read(&stored));
 }
 
 TEST(SdrFile, WhatCannotBeWrittenIsTold)
