@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/ctl_run.h"
+#include "session/registry_fixture.h"
 
 TEST(CmdHealth, Row)
 {
@@ -17,6 +18,28 @@ TEST(CmdHealth, Row)
     EXPECT_EQ(CtlRun("health").status, 69);
     EXPECT_NE(CtlRun("health -f csv").out.find("no object manager serves"), std::string::npos);
     unsetenv("ZORSSNDIR");
+}
+
+class CmdHealthSessions : public RegistryFixture
+{
+};
+
+// The registry is the machine's: it has no word about which of the servers a session works on.
+TEST_F(CmdHealthSessions, AreTheMachinesForEachServer)
+{
+    FakeObjMgr om;
+    MakeDirectory();
+    setenv("ZORSSNDIR", directory_.c_str(), 1);
+    u32 ids[2] = {};
+    int locks[2] = {-1, -1};
+    ASSERT_EQ(Open(&ids[0], &locks[0]), kRegistryOk);
+    ASSERT_EQ(Open(&ids[1], &locks[1]), kRegistryOk);
+    const CtlEnd end = CtlRun("-w a,b health -f csv");
+    EXPECT_NE(end.out.find("\r\na,ok,,true,,on,0,0,0,0,,,2\r\n"), std::string::npos) << end.out;
+    EXPECT_NE(end.out.find("\r\nb,ok,,true,,on,0,0,0,0,,,2\r\n"), std::string::npos) << end.out;
+    unsetenv("ZORSSNDIR");
+    close(locks[0]);
+    close(locks[1]);
 }
 
 TEST(CmdHealth, CheckAnswersAsPluginsDo)
