@@ -249,12 +249,16 @@ TEST_F(Power, OpeningsOfASessionAreRepeatedOnAPoorNetwork)
     EXPECT_LE(TimesIn(bmc.Actions(), "reset 1"), 20u);
 }
 
-// Each command is done once and said to be done, though every third answer comes twice.
+// Each command is done once and said to be done, though every answer comes twice; and no
+// session is left behind at the BMC.
 TEST_F(Power, AnswersThatComeTwiceMisleadNobody)
 {
     PutRelay();
+    relay->Set({.repeatPercent = 100});
     Serve();
-    relay->Set({.repeatPercent = 30});
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+    bmc.ForgetActions();
+    const u32 before = SessionsOfTheBmc();
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(Timed("reset /system1"), kReset);
         EXPECT_EQ(Timed("stop /system1"), kStopped);
@@ -263,6 +267,7 @@ TEST_F(Power, AnswersThatComeTwiceMisleadNobody)
         bmc.ForgetActions();
     }
     EXPECT_EQ(TimesIn(service->Log(), "cannot be read"), 0u) << service->Log();
+    EXPECT_EQ(SessionsOfTheBmc(), before);
 }
 
 }  // namespace

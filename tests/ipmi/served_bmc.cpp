@@ -260,3 +260,14 @@ bool ServedBmc::ToolSaysOn() const
 {
     return Ipmitool({"power", "status"}) == "Chassis Power is on\n";
 }
+
+// Get Session Info of no session in particular: its handle, how many there can be and are.
+u32 ServedBmc::SessionsOfTheBmc() const
+{
+    u32 session = 0;
+    u32 most = 0;
+    u32 active = ~0u;
+    const std::string answer = Ipmitool({"raw", "0x06", "0x3d", "0x00"});
+    sscanf(answer.c_str(), "%x %x %x", &session, &most, &active);
+    return active;
+}

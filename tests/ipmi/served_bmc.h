@@ -89,6 +89,8 @@ protected:
     std::string Freeipmi(const std::string &program,
                          const std::vector<std::string> &arguments) const;
     bool ToolSaysOn() const;
+    // Sessions that the BMC holds, that of the tool that asks among them.
+    u32 SessionsOfTheBmc() const;
 
     IpmiSim bmc;
     std::unique_ptr<IpmiRelay> relay;

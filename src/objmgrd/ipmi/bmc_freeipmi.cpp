@@ -3,6 +3,7 @@
 #include "objmgrd/ipmi/bmc_freeipmi.h"
 
 #include "objmgrd/ipmi/answer_time.h"
+#include "objmgrd/ipmi/answers_once.h"
 #include "objmgrd/ipmi/bmc_probe.h"
 #include "platform/clock.h"
 
@@ -267,6 +268,7 @@ bool FreeIpmiBmc::State::OpenLan(u32 limitMs)
     if (openSessionPrivilege)
         workarounds |= IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE;
     const Limit limit(&alarm, limitMs != 0 ? limitMs : settings->sessionMs * kOpeningFactor);
+    const AnswersOnce once;
     return ipmi_ctx_open_outofband_2_0(context, Address(*settings).c_str(), settings->user.c_str(),
                                        password->Text(), nullptr, 0, settings->privilege,
                                        settings->cipherSuite, kSessionTimeoutMs, againMs,
@@ -366,7 +368,7 @@ BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 an
         const u64 took = ClockUs() - before;
         if (opening == BmcOpening::Open)
             openingMs = static_cast<u32>(took / 1000);
-        // The library takes an answer that comes twice for a failure.
+        // The library gives up at an answer that is damaged.
         const bool early = took < limit / 1000 * 1000;
         if (opening != BmcOpening::Silent || limit == left || (early && failures++ == kEarlyMax))
             return opening;

@@ -12,6 +12,7 @@
 //     before; so its own time is long, or late answers would be dropped for ever.
 //   - The library's session time-out also counts the pauses between commands, and with the
 //     wall clock. It is long here; the timer sets the limit that counts.
+//   - It gives an opening up when an answer comes twice: see answers_once.h.
 //   - Waiting for the kernel's driver has a limit of 60 s, which the same timer shortens.
 // All functions of one object are called from one thread.
 #ifndef OBJMGRD_IPMI_BMC_FREEIPMI_H

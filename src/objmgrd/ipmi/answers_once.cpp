@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+// answers_once.cpp -- see answers_once.h.
+#include "objmgrd/ipmi/answers_once.h"
+
+#include "platform/types.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/socket.h>
+#include <vector>
+
+#include <freeipmi/freeipmi.h>
+
+namespace
+{
+
+using Packet = std::vector<u8>;
+
+// An opening has six answers, and some more where requests are sent again.
+constexpr size_t kPacketsMax = 64;
+
+thread_local bool sOnce = false;
+thread_local std::vector<Packet> sCame;
+
+bool CameBefore(const u8 *bytes, size_t size)
+{
+    const Packet packet(bytes, bytes + size);
+    if (std::find(sCame.begin(), sCame.end(), packet) != sCame.end())
+        return true;
+    if (sCame.size() < kPacketsMax)
+        sCame.push_back(packet);
+    return false;
+}
+
+ssize_t Receive(int fd, void *buffer, size_t size, int flags, sockaddr *from, socklen_t *fromSize)
+{
+    if (buffer == nullptr || size == 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    const socklen_t room = fromSize != nullptr ? *fromSize : 0;
+    for (;;) {
+        const ssize_t got = recvfrom(fd, buffer, size, flags, from, fromSize);
+        if (!sOnce || got <= 0 || (flags & MSG_PEEK) != 0 ||
+            !CameBefore(static_cast<const u8 *>(buffer), static_cast<size_t>(got)))
+            return got;
+        if (fromSize != nullptr)
+            *fromSize = room;
+    }
+}
+
+}  // namespace
+
+AnswersOnce::AnswersOnce()
+{
+    sOnce = true;
+}
+
+AnswersOnce::~AnswersOnce()
+{
+    sOnce = false;
+    sCame = {};
+}
+
+extern "C" {
+
+ssize_t ipmi_lan_recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *from,
+                          socklen_t *fromSize)
+{
+    return Receive(fd, buffer, size, flags, from, fromSize);
+}
+
+ssize_t ipmi_rmcpplus_recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *from,
+                               socklen_t *fromSize)
+{
+    return Receive(fd, buffer, size, flags, from, fromSize);
+}
+}
