@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "archive/archive_writer.h"
 
+#include "support/open_descriptors.h"
+
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -368,13 +370,10 @@ TEST_F(ArchiveWriterTest, OldFilesThatCannotBeRemoved)
 
 TEST_F(ArchiveWriterTest, NoDescriptorIsLeftOpen)
 {
-    const int next = dup(0);
-    close(next);
+    const std::vector<int> before = OpenDescriptors();
     Write(Records(1, 3));
     Write(Records(1, 4));
-    const int after = dup(0);
-    EXPECT_EQ(after, next);
-    close(after);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 // Beyond 65536 records the older half is forgotten; what the log still holds is known.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "archive/archive_writer.h"
 #include "ctl/archive_reader.h"
+#include "support/open_descriptors.h"
 
 #include <errno.h>
 #include <filesystem>
@@ -52,14 +53,11 @@ TEST_F(ArchiveReaderTest, ReadsWhatTheWriterWrites)
 TEST_F(ArchiveReaderTest, NoDescriptorIsLeftOpen)
 {
     std::ofstream(directory + "/log-000001.jsonl") << ArchiveLineOf({1, 1, false, "a"}, 0);
-    const int next = dup(0);
-    close(next);
+    const std::vector<int> before = OpenDescriptors();
     ArchiveContent content;
     EXPECT_EQ(ArchiveRead(directory, &content), 0);
     EXPECT_EQ(ArchiveRead(directory + "/none", &content), ENOENT);
-    const int after = dup(0);
-    EXPECT_EQ(after, next);
-    close(after);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST_F(ArchiveReaderTest, SeveralFilesInTheirOrder)

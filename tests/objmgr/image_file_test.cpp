@@ -2,6 +2,7 @@
 #include "objmgr/image_file.h"
 
 #include "support/client_world.h"
+#include "support/open_descriptors.h"
 
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -144,16 +145,13 @@ TEST_F(ImageFileTest, NothingOfAClosedFileStays)
             text << std::ifstream("/proc/self/maps").rdbuf();
             return text.str();
         };
-        const int next = dup(0);
-        close(next);
+        const std::vector<int> before = OpenDescriptors();
         ImageFile file;
         ASSERT_EQ(ImageFileOpen(&file, 5), ObjMgrPresence::Serving);
         EXPECT_NE(maps().find(At("image")), std::string::npos);
         ImageFileClose(&file);
         EXPECT_EQ(maps().find(At("image")), std::string::npos);
-        const int after = dup(0);
-        EXPECT_EQ(after, next);
-        close(after);
+        EXPECT_EQ(OpenDescriptors(), before);
     });
 }
 

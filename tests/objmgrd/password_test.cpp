@@ -3,7 +3,9 @@
 #include "objmgrd/password.h"
 
 #include "support/objmgr_process.h"
+#include "support/open_descriptors.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <string_view>
@@ -77,6 +79,22 @@ TEST_F(PasswordTest, HasAtMost20Bytes)
     EXPECT_EQ(Read(Write(std::string(5000, 'x'))),
               "holds a password of more than 20 bytes, which IPMI does not take");
     EXPECT_EQ(Read(Write(std::string("a\0b", 3))), "holds a byte 0");
+    Password longer(kPasswordMax, "Redfish");
+    EXPECT_EQ(longer.Read(Write(std::string(1023, 'x') + "\n")), "");
+    EXPECT_EQ(longer.Text(), std::string(1023, 'x'));
+    EXPECT_EQ(longer.Read(Write(std::string(1024, 'x') + "\n")),
+              "holds a password of more than 1023 bytes, which Redfish does not take");
+}
+
+// A file that cannot be read after all, and a password that was read before.
+TEST_F(PasswordTest, AFailedReadIsSaidAndLeavesNothing)
+{
+    EXPECT_EQ(Read(Write("secret\n")), "=secret");
+    EXPECT_EQ(Read(directory_.Path() + "/none"), "No such file or directory");
+    EXPECT_EQ(Read(Write("secret\n")), "=secret");
+    EXPECT_EQ(Read("/proc/self/mem"), "Input/output error");
+    errno = EINTR;  // somebody else's
+    EXPECT_EQ(Read(Write("secret\n")), "=secret");
 }
 
 TEST_F(PasswordTest, NobodyElseMayReadOrChangeTheFile)
@@ -110,14 +128,11 @@ TEST_F(PasswordTest, TheFileBelongsToRootOrTheServicesUser)
 TEST_F(PasswordTest, TheDescriptorIsNobodyElsesAndIsClosedAgain)
 {
     const std::string file = Write("secret\n");
-    const int next = dup(0);
-    close(next);
+    const std::vector<int> before = OpenDescriptors();
     for (const std::string &path :
          {file, directory_.Path(), std::string("/dev/null"), directory_.Path() + "/none"}) {
         Read(path);
-        const int after = dup(0);
-        EXPECT_EQ(after, next) << path;
-        close(after);
+        EXPECT_EQ(OpenDescriptors(), before) << path;
     }
     EXPECT_EQ(sPasswordFlags & O_CLOEXEC, O_CLOEXEC);
 }

@@ -23,6 +23,7 @@
 
 #include "session/registry.h"
 #include "session/registry_fixture.h"
+#include "support/open_descriptors.h"
 
 // The ids that come next, where there are any (linked with --wrap).
 static std::vector<u32> sNextIds;
@@ -218,23 +219,19 @@ TEST_F(RegistryOpening, ProcessThatInheritedTheLockKeepsTheSessionLive)
 
 TEST_F(RegistryOpening, LockIsTheOnlyDescriptorThatOpeningLeavesAndStaysOpenAcrossExec)
 {
-    int next = dup(0);
-    close(next);
+    const std::vector<int> before = OpenDescriptors();
     u32 id = 0;
     int lock = -1;
     ASSERT_EQ(Open(&id, &lock), 0u);
     EXPECT_EQ(fcntl(lock, F_GETFD), 0);
     RegistryCloseSession(directory_.c_str(), id, lock);
-    int after = dup(0);
-    EXPECT_EQ(after, next);
-    close(after);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST_F(RegistryOpening, FailedOpeningsAndLookUpsLeaveNoDescriptor)
 {
     MakeDirectory();
-    int next = dup(0);
-    close(next);
+    const std::vector<int> before = OpenDescriptors();
     EXPECT_EQ(FindText("nonsense"), 4u);
     EXPECT_EQ(Find(78), 5u);
     ASSERT_EQ(chmod(directory_.c_str(), 0777), 0);
@@ -243,9 +240,7 @@ TEST_F(RegistryOpening, FailedOpeningsAndLookUpsLeaveNoDescriptor)
     EXPECT_EQ(Open(&id, &lock), 6u);
     EXPECT_EQ(id, 0u);
     EXPECT_EQ(lock, -1);
-    int after = dup(0);
-    EXPECT_EQ(after, next);
-    close(after);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST_F(RegistryOpening, NullPointersAndRecordsThatCannotBeWrittenAreRefused)
@@ -396,11 +391,7 @@ TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
     ASSERT_EQ(fcntl(half, F_OFD_SETLK, &held), 0);
     ASSERT_EQ(symlink("elsewhere", Path(".new-8").c_str()), 0);
     ASSERT_EQ(mkdir(Path("9").c_str(), 0700), 0);
-    const auto descriptors = [] {
-        const std::filesystem::directory_iterator all("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
-    const auto before = descriptors();
+    const std::vector<int> before = OpenDescriptors();
 
     sNextIds = {7, 8, 9, 0, 10};
     u32 id = 0;
@@ -412,7 +403,7 @@ TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
     text << std::ifstream(Path(".new-7")).rdbuf();
     EXPECT_EQ(text.str(), "half");
     RegistryCloseSession(directory_.c_str(), id, lock);
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(OpenDescriptors(), before);
     close(half);
 }
 
