@@ -3,6 +3,8 @@
 #include "ctl/ctl_run.h"
 
 #include <filesystem>
+#include <functional>
+#include <stdio.h>
 
 namespace
 {
@@ -111,4 +113,73 @@ TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
     EXPECT_NE(gone.out.find("true,two"), std::string::npos);
     fs::remove_all(directory);
     EXPECT_EQ(CtlRun("log --all " + directory).status, 1);
+}
+
+namespace
+{
+
+// A stream whose every write is told, and fails where the teller says so.
+class ToldStream
+{
+public:
+    // tell: what is written; false: the write fails.
+    explicit ToldStream(std::function<bool(const std::string &)> tell) : tell_(std::move(tell))
+    {
+        stream_ = fopencookie(this, "w",
+                              {.read = nullptr, .write = Write, .seek = nullptr, .close = nullptr});
+        setvbuf(stream_, nullptr, _IOLBF, 0);
+    }
+    ~ToldStream() { fclose(stream_); }
+    ToldStream(const ToldStream &) = delete;
+    ToldStream &operator=(const ToldStream &) = delete;
+    FILE *Stream() const { return stream_; }
+
+private:
+    static ssize_t Write(void *cookie, const char *bytes, size_t size)
+    {
+        return static_cast<ToldStream *>(cookie)->tell_({bytes, size}) ? static_cast<ssize_t>(size)
+                                                                       : 0;
+    }
+
+    std::function<bool(const std::string &)> tell_;
+    FILE *stream_;
+};
+
+}  // namespace
+
+// A service that is away is waited for, and that is said once for each time.
+TEST(CmdLog, FollowsUntilNobodyTakesWhatItSays)
+{
+    FakeObjMgr om;
+    Fill(&om);
+    om.openFails = true;
+    std::string err;
+    std::string out;
+    ToldStream errStream([&](const std::string &text) {
+        err += text;
+        om.openFails = false;
+        om.failCall = om.calls + 1;  // the next look finds nobody either
+        return true;
+    });
+    ToldStream outStream([&](const std::string &text) {
+        out += text;
+        if (text.find("three") != std::string::npos)
+            om.AddRecord("1970-01-01 00:00:30", "19700101000030", "four");
+        return text.find("four") == std::string::npos;
+    });
+    Options options;
+    options.command = CommandId::Log;
+    options.follow = true;
+    options.format = OutputFormat::Csv;
+    options.sinceTime = 100;  // of the records that stand already
+    Console console;
+    console.out = outStream.Stream();
+    console.err = errStream.Stream();
+    EXPECT_EQ(CommandRun(options, console), kExitFailed);
+    EXPECT_EQ(out, "server,record,target,time,boot,description,archived_record,archived_target\r\n"
+                   ",3,/system1/logs1/log1/record3,1970-01-01T00:02:00Z,false,"
+                   "\"three, \"\"quoted\"\"\",,\r\n"
+                   ",4,/system1/logs1/log1/record4,1970-01-01T00:00:30Z,false,four,,\r\n");
+    EXPECT_EQ(err.substr(0, err.find('\n')), "smclpctl: no object manager serves: waiting for it");
+    EXPECT_EQ(err.find("waiting", 50), std::string::npos) << err;
 }

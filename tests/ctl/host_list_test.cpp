@@ -92,6 +92,25 @@ TEST(HostList, LimitsFromBothSides)
     EXPECT_EQ(Wrong("n[1000000000000000000]"),
               "a number has too many digits: [1000000000000000000]");
     EXPECT_EQ(Wrong("n[0-999999999999999999]"), "too many names: [0-999999999999999999]");
+    EXPECT_EQ(Expand("n[0-65534,7]").size(), 65536u - 1);
+    EXPECT_EQ(Wrong("n[0-65535,7]"), "too many names: [7]");
+    EXPECT_EQ(Expand("n[0-131071/2]").size(), 65536u);
+    EXPECT_EQ(Wrong("n[0-131072/2]"), "too many names: [0-131072/2]");
+    EXPECT_EQ(Expand("n[0-65534],m").size(), 65536u);
+    EXPECT_EQ(Expand(std::string(254, 'n') + "[9]").size(), 1u);
+    EXPECT_EQ(Wrong(std::string(254, 'n') + "[9-10]"), "a name or a list is too long");
+    EXPECT_EQ(Expand("n[1-3/999999999999999999]").size(), 1u);
+    EXPECT_EQ(Wrong("n[1-3/1000000000000000000]"),
+              "a number has too many digits: [1-3/1000000000000000000]");
+    EXPECT_EQ(Wrong("n[1-1000000000000000000]"),
+              "a number has too many digits: [1-1000000000000000000]");
+    // 8192 names of 128 bytes are all that fits.
+    const std::string most = std::string(124, 'n') + "[0000-8191]";
+    EXPECT_EQ(Expand(most).size(), 8192u);
+    EXPECT_EQ(Wrong(most + ",m"), "too many names");
+    EXPECT_EQ(Wrong(std::string(124, 'n') + "[0000-8192]"), "a name or a list is too long");
+    EXPECT_EQ(Expand(std::string((2 << 20) - 1, ' ') + "n"), (Names{"n"}));
+    EXPECT_EQ(Wrong(std::string(2 << 20, ' ') + "n"), "the list is too long");
     // Many long names: 255 bytes each.
     EXPECT_EQ(Wrong(std::string(250, 'n') + "[0-60000]"), "a name or a list is too long");
 }
@@ -109,6 +128,17 @@ TEST(HostList, Folds)
     EXPECT_EQ(HostListFold({"n01-mgmt", "n02-mgmt", "web"}), "n[01-02]-mgmt,web");
     EXPECT_EQ(HostListFold({"r1n1", "r2n1"}), "r1n1,r2n1");
     EXPECT_EQ(HostListFold({"n", "n1"}), "n,n1");
+    EXPECT_EQ(HostListFold({"n1", "n"}), "n,n1");
+    EXPECT_EQ(HostListFold({"n01", "n1"}), "n[1,01]");
+    EXPECT_EQ(HostListFold({"n1-b", "n2-a", "m9-b"}), "m9-b,n2-a,n1-b");
+    EXPECT_EQ(HostListFold({"n09", "n010"}), "n[09,010]");
+    EXPECT_EQ(HostListFold({"n9", "n010"}), "n[9,010]");
+    EXPECT_EQ(HostListFold({"n0099", "n100"}), "n[0099,100]");
+    EXPECT_EQ(HostListFold({"n999999999999999998", "n999999999999999999"}),
+              "n[999999999999999998-999999999999999999]");
+    // Numbers that no range can have.
+    EXPECT_EQ(HostListFold({"n1000000000000000000", "n1000000000000000001"}),
+              "n1000000000000000000,n1000000000000000001");
 }
 
 TEST(HostList, FoldedListsWriteOutTheSameNames)

@@ -75,6 +75,10 @@ TEST(Options, WhatIsNoOption)
 {
     EXPECT_EQ(Wrong({"sensors", "--color"}), "no option: --color");
     EXPECT_EQ(Wrong({"-z", "sensors"}), "no option: -z");
+    // Among letters that stand in one word: the word.
+    EXPECT_EQ(Wrong({"-zV"}), "no option: -zV");
+    EXPECT_EQ(Wrong({"-Vz", "sensors"}), "no option: -Vz");
+    EXPECT_EQ(Wrong({"sensors", "-V", "-Vz", "log"}), "no option: -Vz");
     EXPECT_EQ(Wrong({"sensors", "--format"}), "--format needs a value");
     EXPECT_EQ(Wrong({"sensors", "-f"}), "-f needs a value");
     EXPECT_EQ(Wrong({"sensors", "--format", "xml"}),
@@ -144,6 +148,19 @@ TEST(Options, Times)
     EXPECT_EQ(Time("2023-12-31T23:59:58.5Z"), "2023-12-31T23:59:58Z");
     EXPECT_EQ(Time("2023-12-31T23:59:58+01:30"), "2023-12-31T22:29:58Z");
     EXPECT_EQ(Time("2023-12-31T23:59:58-00:02"), "2024-01-01T00:01:58Z");
+    EXPECT_EQ(Time("2023-12-31T23:59:58z"), "2023-12-31T23:59:58Z");
+    EXPECT_EQ(Time("2023-12-31T23:59:58.5"), "2023-12-31T23:59:58Z");
+    EXPECT_EQ(Time("2023-12-31T23:59:58.25-00:02"), "2024-01-01T00:01:58Z");
+    EXPECT_EQ(Time("2023-12-31T23:59:58+23:59"), "2023-12-31T00:00:58Z");
+    EXPECT_EQ(Time("-1s"), "2024-02-29T06:58:11Z");
+    EXPECT_EQ(Time("-1000000s"), "2024-02-17T17:11:32Z");
+    for (const char *text :
+         {"2023-12-31T23:59:58+24:00", "2023-12-31T23:59:58*01:30", "2023-12-31T23:59:58+01-30",
+          "2023-12-31T23:59:58+01:300", "2023-12-31T23:59:58+a1:30", "2023-12-31T23:59:58+01:a0",
+          "2023-12-31T23:59:58.", "2023-12-31T23:59:58,5", "2023-12-31T23:59:58.5x",
+          "2023-12-31 23:59Z", "2023-12-31 23:59.5", "2023-12-31 23:59+01:30", "-s", "-1000001s",
+          "-1h0"})
+        EXPECT_EQ(Time(text), "none") << text;
     for (const char *text :
          {"", "2023", "2023-12", "2023-13-01", "2023-02-29", "2023-12-31T", "2023-12-31 23",
           "2023-12-31 23:59:5", "2023-12-31T24:00:00Z", "2023-12-31T23:59:58+1:30",
