@@ -15,7 +15,6 @@
 namespace
 {
 
-constexpr char kJournalctl[] = "/usr/bin/journalctl";
 constexpr std::string_view kJournalMagic = "LPKSHHRH";
 
 bool IsJournalFile(const std::string &file)
@@ -73,13 +72,13 @@ CtlExit AuditSource::Open(const std::string &file, std::optional<i64> sinceTime,
         return kExitDone;
     }
     if (!file.empty() && IsDirectory(file))
-        return OpenJournal({"--directory=" + file}, sinceTime, reason);
+        return OpenJournal(places.journalctl, "--directory=" + file, sinceTime, reason);
     if (!file.empty() && IsJournalFile(file))
-        return OpenJournal({"--file=" + file}, sinceTime, reason);
-    if (file.empty() && access(kJournalctl, X_OK) == 0) {
+        return OpenJournal(places.journalctl, "--file=" + file, sinceTime, reason);
+    if (file.empty() && access(places.journalctl.c_str(), X_OK) == 0) {
         const Journal journal = SystemJournal(places.journals);
         if (journal == Journal::Readable)
-            return OpenJournal({}, sinceTime, reason);
+            return OpenJournal(places.journalctl, "", sinceTime, reason);
         if (journal == Journal::Forbidden) {
             *reason = "no right to read the journal: the group systemd-journal has it";
             return kExitNoRight;
@@ -95,12 +94,13 @@ CtlExit AuditSource::Open(const std::string &file, std::optional<i64> sinceTime,
 }
 
 // journalctl does the reading: the format of the files is the journal's own.
-CtlExit AuditSource::OpenJournal(const std::vector<std::string> &where,
+CtlExit AuditSource::OpenJournal(const std::string &journalctl, const std::string &where,
                                  std::optional<i64> sinceTime, std::string *reason)
 {
-    std::vector<std::string> words = {kJournalctl, "--no-pager", "--quiet", "--output=json",
+    std::vector<std::string> words = {journalctl, "--no-pager", "--quiet", "--output=json",
                                       "--output-fields=MESSAGE,_UID,_COMM,_EXE"};
-    words.insert(words.end(), where.begin(), where.end());
+    if (!where.empty())
+        words.push_back(where);
     if (sinceTime)
         words.push_back("--since=@" + std::to_string(*sinceTime));
     for (const char *service : kAuditServices)
@@ -119,7 +119,7 @@ CtlExit AuditSource::OpenJournal(const std::vector<std::string> &where,
     journal_ = fork();
     if (journal_ == 0) {
         dup2(ends[1], STDOUT_FILENO);
-        execv(kJournalctl, argv.data());
+        execv(journalctl.c_str(), argv.data());
         _exit(127);
     }
     const int error = errno;

@@ -10,8 +10,9 @@
 #include <stdio.h>
 #include <sys/types.h>
 
-// Where a machine has its journal, and what has the record where there is none.
+// Where a machine has its journal, what reads it, and what has the record where there is none.
 struct AuditPlaces {
+    std::string journalctl = "/usr/bin/journalctl";
     std::vector<std::string> journals = {"/run/log/journal", "/var/log/journal"};
     std::string logFile = "/var/log/auth.log";
 };
@@ -36,8 +37,8 @@ public:
     CtlExit Close(std::string *reason);
 
 private:
-    CtlExit OpenJournal(const std::vector<std::string> &where, std::optional<i64> sinceTime,
-                        std::string *reason);
+    CtlExit OpenJournal(const std::string &journalctl, const std::string &where,
+                        std::optional<i64> sinceTime, std::string *reason);
 
     FILE *file_ = nullptr;
     pid_t journal_ = 0;  // journalctl; 0: none
