@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -81,6 +82,37 @@ TEST_F(ArchiveReaderTest, ALineThatIsBeingWrittenIsPassedOver)
         EXPECT_EQ(ArchiveRead(directory, &content), 0);
         EXPECT_EQ(content.records.size(), 1u) << size;
     }
+}
+
+// An archive is what its writer wrote: a name that leads elsewhere is not read.
+TEST_F(ArchiveReaderTest, WhatIsNoFileIsAnError)
+{
+    const std::string name = directory + "/log-000001.jsonl";
+    std::ofstream(directory + "/elsewhere") << ArchiveLineOf({1, 1, false, "a"}, 0);
+    ASSERT_EQ(symlink("elsewhere", name.c_str()), 0);
+    const std::vector<int> before = OpenDescriptors();
+    ArchiveContent content;
+    EXPECT_EQ(ArchiveRead(directory, &content), ELOOP);
+    EXPECT_EQ(content.records.size(), 0u);
+    ASSERT_EQ(unlink(name.c_str()), 0);
+    ASSERT_EQ(mkdir(name.c_str(), 0700), 0);
+    EXPECT_EQ(ArchiveRead(directory, &content), EISDIR);
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(ArchiveReaderTest, AFileOfManyPieces)
+{
+    std::ofstream file(directory + "/log-000001.jsonl");
+    for (u32 i = 1; i <= 3000; ++i)
+        file << ArchiveLineOf({i, i, false, "the description of a record"}, 0);
+    file.close();
+    ASSERT_GT(std::filesystem::file_size(directory + "/log-000001.jsonl"), 4u * 65536);
+    ArchiveContent content;
+    EXPECT_EQ(ArchiveRead(directory, &content), 0);
+    ASSERT_EQ(content.records.size(), 3000u);
+    for (u32 i = 1; i <= 3000; ++i)
+        ASSERT_EQ(content.records[i - 1],
+                  (ArchiveRecord{i, i, false, "the description of a record"}));
 }
 
 TEST_F(ArchiveReaderTest, NoDirectory)

@@ -96,6 +96,7 @@ TEST_F(CmdPower, TheWaitEnds)
 {
     om.methodResult = 1;  // nothing happens
     EXPECT_EQ(Answer("power off --wait 0"), " 75 smclpctl: the host is not off after 0 s\n");
+    EXPECT_EQ(om.opens, 3u);  // the state before, the method, and one look
 }
 
 TEST_F(CmdPower, ClaimsEveryRightOutsideASession)

@@ -162,6 +162,13 @@ TEST(Model, UnitsOfTheSourceComeFirst)
     EXPECT_EQ(sensors[2].unit.text, "%");
 }
 
+TEST(Model, LettersOfThePowerStateAreSmall)
+{
+    HandView hand;
+    hand.Set("OEM_QARN_System", "PowerStatus", "AZaz@[");
+    EXPECT_EQ(ModelSystemOf(hand.view).power.text, "azaz@[");
+}
+
 TEST(Model, System)
 {
     HandView hand;
@@ -211,6 +218,12 @@ TEST(Model, AsManyRecordsAsTheLogSays)
     EXPECT_TRUE(records[2].description.IsNull());
     hand.Set("OEM_QARN_MessageLog.Name=SEL", "NumRecords", "1");
     EXPECT_EQ(ModelRecordsOf(hand.view).size(), 1u);
+    for (const char *most : {"65535", "65536", "70000"}) {
+        hand.Set("OEM_QARN_MessageLog.Name=SEL", "NumRecords", most);
+        EXPECT_EQ(ModelRecordsOf(hand.view).size(), 65535u) << most;
+    }
+    hand.Set("OEM_QARN_MessageLog.Name=SEL", "NumRecords", "65534");
+    EXPECT_EQ(ModelRecordsOf(hand.view).size(), 65534u);
     hand.Fail("OEM_QARN_MessageLog.Name=SEL", "NumRecords");
     EXPECT_EQ(ModelRecordsOf(hand.view).size(), 0u);
 }
