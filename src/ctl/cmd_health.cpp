@@ -38,7 +38,7 @@ CtlExit CmdHealth(const Options &options, const Console &console)
         health.sessions = sessions;
         // The row says why; the exit status has it, too.
         if (!health.serves)
-            status = CommandBoth(status, kExitNoService);
+            status = CommandBoth(status, reader.Exit());
         else if (health.silent)
             status = CommandBoth(status, kExitSilent);
         answers.Add(server, {HealthRow(server.name, health)});

@@ -6,6 +6,7 @@
 #include "ctl/method.h"
 #include "objmgr/schema.h"
 
+#include <errno.h>
 #include <string.h>
 
 namespace
@@ -62,7 +63,7 @@ public:
         const ServerView *view = reader.Read(server_.directory, kParts);
         const bool readable = view != nullptr && IsReadable(*view);
         if (!readable && !said_)
-            CommandFailed(options, console, server_, view == nullptr ? kExitNoService : kExitSilent,
+            CommandFailed(options, console, server_, view == nullptr ? reader.Exit() : kExitSilent,
                           view == nullptr ? reader.Reason() + ": waiting for it"
                                           : "the source is silent: waiting for it");
         said_ = !readable;
@@ -128,7 +129,8 @@ CtlExit All(const Options &options, const Console &console)
             options.archive + (options.several ? "/" + server.name.text : "");
         ArchiveContent archive;
         if (const int error = ArchiveRead(directory, &archive)) {
-            status = CommandBoth(status, CommandFailed(options, console, server, kExitFailed,
+            status = CommandBoth(status, CommandFailed(options, console, server,
+                                                       error == EACCES ? kExitNoRight : kExitFailed,
                                                        directory + ": " + strerror(error)));
             continue;
         }

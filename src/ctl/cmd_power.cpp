@@ -49,7 +49,7 @@ MethodAnswer Act(const Server &server, PowerAction action)
         ViewReader reader;
         const ServerView *view = reader.Read(server.directory, kViewSystem);
         if (view == nullptr)
-            return {kExitNoService, false, reader.Reason()};
+            return {reader.Exit(), false, reader.Reason()};
         before = ModelSystemOf(*view);
     }
     if (!before.readable)

@@ -66,7 +66,7 @@ CtlExit Lines(const Options &options, const Console &console)
                             WatchChanges(servers[i].name, CommandTime(), last[i], look));
             else if (!wrong.empty())
                 CommandFailed(options, console, servers[i],
-                              look.serves ? kExitFailed : kExitNoService, wrong);
+                              look.serves ? kExitFailed : reader.Exit(), wrong);
             last[i] = std::move(look);
         }
     } while (ferror(console.out) == 0 && CommandIsRead(console) && NextLook(options, &looks));

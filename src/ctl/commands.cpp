@@ -68,7 +68,7 @@ const ServerView *CommandRead(const Options &options, const Console &console, co
     const ServerView *view = reader->Read(server.directory, parts);
     if (view == nullptr)
         *status = CommandBoth(
-            *status, CommandFailed(options, console, server, kExitNoService, reader->Reason()));
+            *status, CommandFailed(options, console, server, reader->Exit(), reader->Reason()));
     return view;
 }
 

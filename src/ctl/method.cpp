@@ -52,10 +52,10 @@ MethodAnswer MethodInvoke(const std::string &directory, const char *path, const 
     if (!ReadClaim(&privilege.word))
         return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
     if (!ViewUseDirectory(directory))
-        return {kExitNoService, false, ViewReasonOf(ObjMgrGetPresence())};
+        return {kExitNoService, false, "the directory's path is too long"};
     ObjMgrConnection connection(ObjMgrClose::WhenOpened);
     if (!connection.HasInterface() || !connection.Open())
-        return {kExitNoService, false, ViewReasonOf(ObjMgrGetPresence())};
+        return {ViewExitOf(ObjMgrGetPresence()), false, ViewReasonOf(ObjMgrGetPresence())};
     connection.SetPrivilege(privilege.word);
     u32 result = 0;
     const CimStatus status = connection.Invoke(path, method, args, &result);

@@ -43,6 +43,8 @@ const char *ViewReasonOf(ObjMgrPresence presence)
         return "the object manager hangs";
     case ObjMgrPresence::OtherVersion:
         return "the object manager is of another version";
+    case ObjMgrPresence::Forbidden:
+        return "no right to read the object manager: its group has it";
     case ObjMgrPresence::Unreadable:
         return "the object manager cannot be read";
     case ObjMgrPresence::Serving:
@@ -50,6 +52,11 @@ const char *ViewReasonOf(ObjMgrPresence presence)
         break;
     }
     return "no object manager serves";
+}
+
+CtlExit ViewExitOf(ObjMgrPresence presence)
+{
+    return presence == ObjMgrPresence::Forbidden ? kExitNoRight : kExitNoService;
 }
 
 ViewReader::~ViewReader()
@@ -152,7 +159,9 @@ const ServerView *ViewReader::Read(const std::string &directory, u32 parts)
     const bool used = ViewUseDirectory(directory);
     objMgr_ = used ? ObjMgrGetInterface() : nullptr;
     if (objMgr_ == nullptr || objMgr_->Open(&handle_) != 0) {
-        reason_ = used ? ViewReasonOf(ObjMgrGetPresence()) : "the directory's path is too long";
+        const ObjMgrPresence presence = used ? ObjMgrGetPresence() : ObjMgrPresence::Absent;
+        reason_ = used ? ViewReasonOf(presence) : "the directory's path is too long";
+        exit_ = ViewExitOf(presence);
         return nullptr;
     }
     char name[kImageServiceNameMax + 1];

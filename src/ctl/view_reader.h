@@ -3,6 +3,7 @@
 #ifndef CTL_VIEW_READER_H
 #define CTL_VIEW_READER_H
 
+#include "ctl/options.h"
 #include "ctl/view.h"
 #include "objmgr/inspect.h"
 
@@ -22,6 +23,8 @@ bool ViewUseDirectory(const std::string &directory);
 
 // Why there is nothing to read, for people.
 const char *ViewReasonOf(ObjMgrPresence presence);
+// ... and as an exit status: kExitNoRight or kExitNoService.
+CtlExit ViewExitOf(ObjMgrPresence presence);
 
 // One view at a time: each Read ends what the one before it returned.
 class ViewReader
@@ -33,9 +36,10 @@ public:
     ViewReader &operator=(const ViewReader &) = delete;
 
     // Takes one consistent snapshot. directory: the object manager's; empty: the process's own.
-    // Null: there is no service that could be read; Reason says why.
+    // Null: there is no service that could be read; Reason and Exit say why.
     const ServerView *Read(const std::string &directory, u32 parts);
     const std::string &Reason() const { return reason_; }
+    CtlExit Exit() const { return exit_; }
 
 private:
     void Release();
@@ -49,6 +53,7 @@ private:
     ObjMgrHandle handle_ = 0;
     ServerView view_;
     std::string reason_;
+    CtlExit exit_ = kExitDone;
     std::vector<u32> sourceNumbers_;  // of view_.sources, as the client counts them
     std::deque<std::string> keys_;
     std::deque<std::vector<ViewProperty>> properties_;

@@ -55,6 +55,8 @@ static ObjMgrPresence WhyNotOpened()
 {
     if (errno == ENOENT || errno == ENOTDIR)
         return ObjMgrPresence::Absent;
+    if (errno == EACCES)
+        return ObjMgrPresence::Forbidden;
     return errno == ELOOP ? ObjMgrPresence::NotTrusted : ObjMgrPresence::Unreadable;
 }
 

@@ -20,8 +20,8 @@ enum class ObjMgrPresence : u8 {
     Dead,          // its lock is free: the service has ended
     Hung,          // it has not said for kHeartbeatLimitMs that it works
     OtherVersion,  // the image has a format that this program does not read
-    Unreadable,    // this user may not read it, or it is damaged, or never stood still, or there is
-                   // no memory for it
+    Forbidden,     // this user may not read it
+    Unreadable,    // it is damaged, or never stood still, or there is no memory for it
 };
 
 // What is open. All -1 and null: nothing.

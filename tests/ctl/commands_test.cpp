@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/ctl_run.h"
+#include "ctl/fake_inspect.h"
 
 #include <algorithm>
 
@@ -88,4 +89,18 @@ TEST(Commands, TheTerminalIsAsked)
     };
     EXPECT_TRUE(CommandMayChange(options, console, "power off"));
     EXPECT_FALSE(CommandMayChange(options, console, "clearing the log"));
+}
+
+TEST(Commands, WhoMayNotReadIsToldSo)
+{
+    FakeObjMgr om;
+    om.openFails = true;
+    for (const char *line :
+         {"sensors", "system", "power", "power on", "power cycle", "log", "log clear", "health"}) {
+        gFakeInspect.presence = ObjMgrPresence::Forbidden;
+        EXPECT_EQ(CtlRun(line).status, 77) << line;
+        gFakeInspect.presence = ObjMgrPresence::Dead;
+        EXPECT_EQ(CtlRun(line).status, 69) << line;
+    }
+    gFakeInspect = {};
 }

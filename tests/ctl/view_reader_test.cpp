@@ -138,12 +138,14 @@ TEST(ViewReader, Reasons)
         {ObjMgrPresence::Dead, "the object manager has ended"},
         {ObjMgrPresence::Hung, "the object manager hangs"},
         {ObjMgrPresence::OtherVersion, "the object manager is of another version"},
+        {ObjMgrPresence::Forbidden, "no right to read the object manager: its group has it"},
         {ObjMgrPresence::Unreadable, "the object manager cannot be read"},
     };
     for (const auto &row : kRows) {
         gFakeInspect.presence = row.first;
         EXPECT_EQ(reader.Read("", kViewAll), nullptr);
         EXPECT_EQ(reader.Reason(), row.second);
+        EXPECT_EQ(reader.Exit(), row.first == ObjMgrPresence::Forbidden ? 77 : 69);
     }
     gFakeInspect = {};
 }

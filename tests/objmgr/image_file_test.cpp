@@ -22,10 +22,14 @@ protected:
     }
     static std::string Image() { return ImageFileOf(HalfWith({}), BeatMs()); }
     std::string At(const char *name) const { return directory_.Path() + "/" + name; }
-    // In a process of its own: the directory stays for one.
-    static ObjMgrPresence Opened()
+    // In a process of its own: the directory stays for one. As another user than root, whom
+    // nothing is forbidden, where asked to.
+    static ObjMgrPresence Opened(bool asNobody = false)
     {
-        ChildProcess process([] {
+        ChildProcess process([=] {
+            constexpr uid_t kNobody = 65534;
+            if (asNobody && geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0)
+                _exit(98);
             ImageFile file;
             const ObjMgrPresence presence = ImageFileOpen(&file, ImageClockMs());
             const bool serving = presence == ObjMgrPresence::Serving;
@@ -52,6 +56,17 @@ TEST_F(ImageFileTest, WithoutDirectoryOrFilesNothingServes)
     EXPECT_EQ(Opened(), ObjMgrPresence::Absent);
     ASSERT_EQ(rmdir(directory_.Path().c_str()), 0);
     EXPECT_EQ(Opened(), ObjMgrPresence::Absent);
+}
+
+TEST_F(ImageFileTest, WhoMayNotReadItIsTold)
+{
+    for (const char *name : {"image", "alive"}) {
+        ASSERT_EQ(chmod(At(name).c_str(), 0), 0);
+        EXPECT_EQ(Opened(true), ObjMgrPresence::Forbidden) << name;
+    }
+    ASSERT_EQ(chmod(directory_.Path().c_str(), 0), 0);
+    EXPECT_EQ(Opened(true), ObjMgrPresence::Forbidden);
+    ASSERT_EQ(chmod(directory_.Path().c_str(), 0700), 0);
 }
 
 TEST_F(ImageFileTest, DirectoryThatOthersMayWriteIsNotTrusted)
