@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // memmgr.cpp -- fixed pools with constant-time allocation.
 //
-// A pool's memory is taken from the system in one piece and first used from its beginning on, so
-// that pages of blocks that were never needed are never touched.
+// Pools lie one behind the other in a few large pieces of memory, and each is first used from its
+// beginning on: pages of blocks that were never needed are never touched, small pools share one,
+// and the shell's pools take one request to the system in all.
 #include "platform/memmgr.h"
 
 #include <stdlib.h>
@@ -42,8 +43,35 @@ struct Pool {
     char *memory;
 };
 
+// Room for all pools of the shell.
+constexpr size_t kPieceSize = size_t{224 * 1024} * kMemMgrScale;
+
+struct Piece {
+    char *memory;
+    size_t size;
+    size_t used;
+};
+
 Pool gPools[kMemMgrMaxPools];
 u32 gPoolCount;
+Piece gPieces[kMemMgrMaxPools];
+u32 gPieceCount;
+
+// Contents not defined. Null when the memory cannot be had.
+char *TakeMemory(size_t size)
+{
+    if (gPieceCount == 0 || size > gPieces[gPieceCount - 1].size - gPieces[gPieceCount - 1].used) {
+        const size_t pieceSize = size > kPieceSize ? size : kPieceSize;
+        // Not cleared, so that nothing is touched.
+        auto *memory = static_cast<char *>(malloc(pieceSize));
+        if (memory == nullptr)
+            return nullptr;
+        gPieces[gPieceCount++] = {memory, pieceSize, 0};
+    }
+    Piece *piece = &gPieces[gPieceCount - 1];
+    piece->used += size;
+    return piece->memory + piece->used - size;
+}
 
 BlockHeader *HeaderOf(void *block)
 {
@@ -78,7 +106,10 @@ u32 MemMgrAddPool(u32 blockSize, u32 blockCount)
     const size_t align = alignof(BlockHeader);
     const size_t payload = (size_t{blockSize} * kMemMgrScale + align - 1) / align * align;
     const size_t stride = sizeof(BlockHeader) + payload;
-    auto *memory = static_cast<char *>(calloc(blockCount, stride));
+    size_t size;
+    if (__builtin_mul_overflow(stride, size_t{blockCount}, &size))
+        return 3;
+    char *memory = TakeMemory(size);
     if (memory == nullptr)
         return 3;
 
@@ -133,10 +164,12 @@ bool MemMgrGetPoolUse(u32 index, MemMgrPoolUse *use)
 
 void MemMgrRemovePools()
 {
-    for (u32 i = 0; i < gPoolCount; ++i) {
-        ASAN_UNPOISON_MEMORY_REGION(gPools[i].memory, gPools[i].stride * gPools[i].blockCount);
-        free(gPools[i].memory);
-        gPools[i] = {};
+    for (u32 i = 0; i < gPieceCount; ++i) {
+        ASAN_UNPOISON_MEMORY_REGION(gPieces[i].memory, gPieces[i].size);
+        free(gPieces[i].memory);
+        gPieces[i] = {};
     }
-    gPoolCount = 0;
+    for (u32 i = 0; i < gPoolCount; ++i)
+        gPools[i] = {};
+    gPieceCount = gPoolCount = 0;
 }

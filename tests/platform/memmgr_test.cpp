@@ -6,9 +6,10 @@
 #include <set>
 #include <stdint.h>
 #include <string.h>
+#include <utility>
 #include <vector>
 
-// Lets calloc answer null for sizes that no machine has, as it does without the sanitizer.
+// Lets malloc answer null for sizes that no machine has, as it does without the sanitizer.
 extern "C" const char *__asan_default_options()
 {
     return "allocator_may_return_null=1";
@@ -106,6 +107,35 @@ TEST_F(MemMgr, WholeBlockCanBeWrittenWithoutTouchingItsNeighbours)
     EXPECT_EQ(UseOf(0).used, 0u);
 }
 
+// Small pools share a piece of memory; one that is larger than all that the shell needs, and those
+// after it, get another.
+TEST_F(MemMgr, PoolsOfAllSizesLieApart)
+{
+    struct Row {
+        u32 size;
+        u32 count;
+    };
+    const Row rows[] = {{4, 3}, {1000, 200}, {12, 5}, {2000, 300}, {76, 7}, {240, 1000}, {13, 2}};
+    for (const Row &row : rows)
+        ASSERT_EQ(MemMgrAddPool(row.size, row.count), 0u);
+    std::vector<std::pair<const Row *, char *>> blocks;
+    for (const Row &row : rows) {
+        for (u32 i = 0; i < row.count; ++i) {
+            auto *block = static_cast<char *>(MemMgrAlloc(row.size));
+            ASSERT_NE(block, nullptr) << row.size;
+            memset(block, static_cast<char>(blocks.size()), row.size * kMemMgrScale);
+            blocks.emplace_back(&row, block);
+        }
+        EXPECT_EQ(MemMgrAlloc(row.size), nullptr) << row.size;
+    }
+    for (size_t b = 0; b < blocks.size(); ++b) {
+        const auto &[row, block] = blocks[b];
+        for (u32 i = 0; i < row->size * kMemMgrScale; ++i)
+            ASSERT_EQ(block[i], static_cast<char>(b)) << row->size << " " << i;
+        EXPECT_EQ(*MemMgrBlockLink(block), nullptr) << row->size;
+    }
+}
+
 TEST_F(MemMgr, BlocksGrowWithPointers)
 {
     EXPECT_EQ(kMemMgrScale, sizeof(void *) == 8 ? 2u : 1u);
@@ -141,6 +171,7 @@ TEST_F(MemMgr, SixteenPoolsAndNoMore)
 TEST_F(MemMgr, PoolThatNoMachineCanHoldIsRefused)
 {
     EXPECT_EQ(MemMgrAddPool(UINT32_MAX, UINT32_MAX), 3u);
+    EXPECT_EQ(MemMgrAddPool(UINT32_MAX / 2, UINT32_MAX / 2), 3u);
     MemMgrPoolUse use = {};
     EXPECT_FALSE(MemMgrGetPoolUse(0, &use));
     EXPECT_EQ(MemMgrAddPool(4, 1), 0u);
