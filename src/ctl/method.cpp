@@ -29,13 +29,26 @@ bool ReadClaim(u32 *word)
     return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
+// A call that failed may have had no answer: the client tells the two apart by nothing. Where
+// nobody serves any more, or the service hangs, what was asked may have been done, or be done yet.
+MethodAnswer FailedAnswer(CimStatus status)
+{
+    ObjMgrConnection connection(ObjMgrClose::WhenOpened);
+    if (status != kCimFailed || connection.Open())
+        return {kExitFailed, false,
+                "the service did not do it (CIM status " + std::to_string(status) + ")"};
+    const ObjMgrPresence presence = ObjMgrGetPresence();
+    return {ViewExitOf(presence), false,
+            std::string("no answer: ") + ViewReasonOf(presence) +
+                "; what was asked may be done all the same"};
+}
+
 MethodAnswer AnswerOf(CimStatus status, u32 result)
 {
     if (status == kCimAccessDenied)
         return {kExitNoRight, false, "no right to do this"};
     if (status != kCimOk)
-        return {kExitFailed, false,
-                "the service did not do it (CIM status " + std::to_string(status) + ")"};
+        return FailedAnswer(status);
     if (result == 0)
         return {kExitDone, true, ""};
     if (result == kNotApplicable)
@@ -53,11 +66,14 @@ MethodAnswer MethodInvoke(const std::string &directory, const char *path, const 
         return {kExitNoRight, false, "ZORPRIV is no hexadecimal number"};
     if (!ViewUseDirectory(directory))
         return {kExitNoService, false, "the directory's path is too long"};
-    ObjMgrConnection connection(ObjMgrClose::WhenOpened);
-    if (!connection.HasInterface() || !connection.Open())
-        return {ViewExitOf(ObjMgrGetPresence()), false, ViewReasonOf(ObjMgrGetPresence())};
-    connection.SetPrivilege(privilege.word);
     u32 result = 0;
-    const CimStatus status = connection.Invoke(path, method, args, &result);
+    CimStatus status = kCimOk;
+    {
+        ObjMgrConnection connection(ObjMgrClose::WhenOpened);
+        if (!connection.HasInterface() || !connection.Open())
+            return {ViewExitOf(ObjMgrGetPresence()), false, ViewReasonOf(ObjMgrGetPresence())};
+        connection.SetPrivilege(privilege.word);
+        status = connection.Invoke(path, method, args, &result);
+    }
     return AnswerOf(status, result);
 }
