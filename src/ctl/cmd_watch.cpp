@@ -21,21 +21,26 @@ constexpr Column kTableColumns[] = {
 };
 constexpr SheetForm kTableForm = {"watch", kTableColumns};
 
-// wrong: why there is nothing to watch; empty: there is.
-WatchLook Look(const Options &options, const Server &server, ViewReader *reader, std::string *wrong)
-{
+// One look, and what is wrong with it: nobody serves, the source is silent, there is no such
+// target. Any of these may change, so that a watch goes on.
+struct Seen {
     WatchLook look;
+    CtlExit status = kExitDone;
+    std::string wrong;
+};
+
+Seen Look(const Options &options, const Server &server, ViewReader *reader)
+{
     const ServerView *view = reader->Read(server.directory, kViewSystem | kViewSensors);
-    look.serves = view != nullptr;
-    if (view == nullptr) {
-        *wrong = reader->Reason();
-        return look;
-    }
-    look.system = ModelSystemOf(*view);
+    if (view == nullptr)
+        return {{}, reader->Exit(), reader->Reason()};
     SensorSelection selected = SensorsSelected(options, *view);
-    look.sensors = std::move(selected.sensors);
-    *wrong = selected.wrongTarget;
-    return look;
+    Seen seen = {{true, ModelSystemOf(*view), std::move(selected.sensors)}, kExitDone, ""};
+    if (!seen.look.system.readable)
+        seen = {std::move(seen.look), kExitSilent, "the source is silent"};
+    else if (!selected.wrongTarget.empty())
+        seen = {std::move(seen.look), kExitFailed, selected.wrongTarget};
+    return seen;
 }
 
 // Waits between looks; false: they are over.
@@ -55,22 +60,22 @@ CtlExit Lines(const Options &options, const Console &console)
     answers.Stream();
     ViewReader reader;
     u32 looks = 0;
+    CtlExit status = kExitDone;
     do {
+        status = kExitDone;
         for (size_t i = 0; i < servers.size(); ++i) {
-            std::string wrong;
-            WatchLook look = Look(options, servers[i], &reader, &wrong);
-            // The first look is what is compared with. That nobody serves is said, or that there is
-            // no such target; either may come yet.
+            Seen seen = Look(options, servers[i], &reader);
+            status = CommandBoth(status, seen.status);
+            // The first look is what is compared with, and what is wrong with it is said.
             if (looks != 0)
                 answers.Add(servers[i],
-                            WatchChanges(servers[i].name, CommandTime(), last[i], look));
-            else if (!wrong.empty())
-                CommandFailed(options, console, servers[i],
-                              look.serves ? kExitFailed : reader.Exit(), wrong);
-            last[i] = std::move(look);
+                            WatchChanges(servers[i].name, CommandTime(), last[i], seen.look));
+            else if (seen.status != kExitDone)
+                CommandFailed(options, console, servers[i], seen.status, seen.wrong);
+            last[i] = std::move(seen.look);
         }
     } while (ferror(console.out) == 0 && CommandIsRead(console) && NextLook(options, &looks));
-    return answers.End(kExitDone);
+    return answers.End(status);
 }
 
 class Table
@@ -78,8 +83,10 @@ class Table
 public:
     Table(const Options &options, const Console &console) : options_(options), console_(console) {}
 
-    bool Show(const std::vector<Server> &servers, ViewReader *reader)
+    // status: what the look ends with where it is the last.
+    bool Show(const std::vector<Server> &servers, ViewReader *reader, CtlExit *status)
     {
+        *status = kExitDone;
         char *text = nullptr;
         size_t size = 0;
         FILE *memory = open_memstream(&text, &size);
@@ -89,11 +96,11 @@ public:
         if (options_.several)
             output.ShowServers();
         for (const Server &server : servers) {
-            std::string wrong;
-            const WatchLook look = Look(options_, server, reader, &wrong);
-            if (!wrong.empty())
-                output.Title((server.name.IsNull() ? "" : server.name.text + ": ") + wrong);
-            for (const ModelSensor &sensor : look.sensors)
+            const Seen seen = Look(options_, server, reader);
+            *status = CommandBoth(*status, seen.status);
+            if (seen.status != kExitDone)
+                output.Title((server.name.IsNull() ? "" : server.name.text + ": ") + seen.wrong);
+            for (const ModelSensor &sensor : seen.look.sensors)
                 output.Add({server.name, sensor.name, sensor.reading, sensor.unit, sensor.state,
                             TextValue(HealthName(sensor.health)),
                             TextValue(Course(server, sensor))});
@@ -133,9 +140,10 @@ CtlExit CmdWatch(const Options &options, const Console &console)
     const std::vector<Server> servers = CommandServers(options);
     ViewReader reader;
     u32 looks = 0;
-    while (table.Show(servers, &reader)) {
+    CtlExit status = kExitDone;
+    while (table.Show(servers, &reader, &status)) {
         if (!NextLook(options, &looks))
-            return kExitDone;
+            return status;
     }
     return kExitFailed;
 }
