@@ -14,6 +14,7 @@ namespace
 
 constexpr u32 kParts = kViewSystem | kViewRecords;
 constexpr u32 kLookPeriodMs = 250;
+constexpr char kSilent[] = "the source is silent";
 
 bool IsReadable(const ServerView &view)
 {
@@ -42,6 +43,14 @@ CtlExit Clear(const Options &options, const Console &console)
         return kExitUsage;
     CtlExit status = kExitDone;
     CommandInvoke(options, console, &status, [](const Server &server) -> MethodAnswer {
+        {
+            ViewReader reader;
+            const ServerView *view = reader.Read(server.directory, kViewSystem);
+            if (view == nullptr)
+                return {reader.Exit(), false, reader.Reason()};
+            if (!IsReadable(*view))
+                return {kExitSilent, false, kSilent};
+        }
         MethodAnswer answer = MethodInvoke(server.directory, kSelPath, kMethodClear, nullptr);
         if (answer.status == kExitDone && !answer.applied)
             return {kExitFailed, false, "the log was not cleared"};
@@ -135,6 +144,9 @@ CtlExit All(const Options &options, const Console &console)
             continue;
         }
         const ServerView *view = CommandRead(options, console, server, kParts, &reader, &status);
+        if (view != nullptr && !IsReadable(*view))
+            status =
+                CommandBoth(status, CommandFailed(options, console, server, kExitSilent, kSilent));
         const std::vector<ModelRecord> log =
             view != nullptr ? ModelRecordsOf(*view) : std::vector<ModelRecord>();
         std::vector<ModelRecord> records = Joined(archive, log);
@@ -163,8 +175,8 @@ CtlExit CmdLog(const Options &options, const Console &console)
         if (view == nullptr)
             continue;
         if (!IsReadable(*view))
-            status = CommandBoth(status, CommandFailed(options, console, server, kExitSilent,
-                                                       "the source is silent"));
+            status =
+                CommandBoth(status, CommandFailed(options, console, server, kExitSilent, kSilent));
         answers.Add(server, RowsOf(server, Selected(options, ModelRecordsOf(*view))));
     }
     return answers.End(status);

@@ -43,6 +43,22 @@ TEST(CmdLog, Since)
     EXPECT_EQ(CtlRun("log --since 3").out, "");
 }
 
+TEST(CmdLog, ASilentSource)
+{
+    FakeObjMgr om;
+    om.SetStatus("OEM_QARN_MessageLog.Name=SEL", "NumRecords", kCimFailed);
+    const std::string archive = testing::TempDir() + "/silent." + std::to_string(getpid());
+    std::filesystem::create_directory(archive);
+    for (const std::string &line :
+         {std::string("log"), std::string("log clear"), "log --all " + archive}) {
+        const CtlEnd end = CtlRun(line);
+        EXPECT_EQ(end.status, 75) << line;
+        EXPECT_EQ(end.err, "smclpctl: the source is silent\n") << line;
+    }
+    EXPECT_TRUE(om.Logged("InvokeMethod").empty());
+    std::filesystem::remove_all(archive);
+}
+
 TEST(CmdLog, Clear)
 {
     FakeObjMgr om;
