@@ -411,6 +411,28 @@ TEST(ObjmgrdSimCommand, ARelativeTmpdirMakesAnAbsoluteDirectory)
     EXPECT_EQ(result.out, "there\n");
 }
 
+TEST(ObjmgrdSimCommand, TheDirectoryIsInTmpUnlessItIsSaidWhere)
+{
+    for (const bool empty : {true, false}) {
+        const Result result = RunShell("echo $ZOROBJMGR", [&] {
+            unsetenv("TMPDIR");
+            if (empty)
+                setenv("TMPDIR", "", 1);
+        });
+        EXPECT_EQ(result.out.substr(0, 17), "/tmp/objmgrd-sim.");
+        EXPECT_FALSE(Exists(result.out.substr(0, result.out.size() - 1)));
+    }
+}
+
+// Also to a terminal: whoever runs the command learns why it finds no server any more.
+TEST(ObjmgrdSimCommand, SaysWhyItServesNoLonger)
+{
+    const Result result = RunShell("rm -r $ZOROBJMGR; sleep 3");
+    EXPECT_EQ(result.err,
+              "objmgrd-sim: the directory or the files in it are not this service's any more: "
+              "Stale file handle\nobjmgrd-sim: stopped: Stale file handle\n");
+}
+
 TEST(ObjmgrdSimCommand, WithoutATmpdirItDoesNotStart)
 {
     const Result result = RunShell("echo started", [] { setenv("TMPDIR", "/nonexistent", 1); });
@@ -614,6 +636,49 @@ TEST(ObjmgrdSimService, ServesUntilASignalEndsIt)
         EXPECT_FALSE(Exists(at + "/socket"));
         EXPECT_EQ(AskService(at, "get OEM_QARN_System HostName"), "not open\n");
     }
+}
+
+// Its life on a terminal, where what else goes to the system's log is said.
+std::string OnATerminal(const std::string &directory, const std::function<void(pid_t)> &then,
+                        int *status)
+{
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(grantpt(terminal), 0);
+    EXPECT_EQ(unlockpt(terminal), 0);
+    const int end = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ChildProcess child([&] {
+        dup2(end, STDERR_FILENO);
+        execl(OBJMGRD_SIM, OBJMGRD_SIM, "--host", RackServer().c_str(), "--dir", directory.c_str(),
+              nullptr);
+        _exit(99);
+    });
+    close(end);
+    EXPECT_TRUE(Appears(directory + "/image"));
+    then(child.Pid());
+    *status = child.Wait();
+    std::string text;
+    char part[512];
+    for (ssize_t size = 0; (size = read(terminal, part, sizeof part)) > 0;)
+        text.append(part, static_cast<size_t>(size));
+    close(terminal);
+    return text;
+}
+
+TEST(ObjmgrdSimService, SaysOnATerminalWhatItDoes)
+{
+    const TestDirectory directory;
+    const std::string at = directory.Path() + "/objmgr";
+    const std::string serving =
+        "objmgrd-sim: serving " + RackServer() + " in " + at + "\r\nobjmgrd-sim: ";
+    int status = -1;
+    const auto stop = [](pid_t pid) { kill(pid, SIGTERM); };
+    EXPECT_EQ(OnATerminal(at, stop, &status), serving + "stopped\r\n");
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    const auto remove = [&](pid_t) { std::filesystem::remove_all(at); };
+    EXPECT_EQ(OnATerminal(at, remove, &status),
+              serving + "the directory or the files in it are not this service's any more: "
+                        "Stale file handle\r\nobjmgrd-sim: stopped: Stale file handle\r\n");
+    EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
 TEST(ObjmgrdSimService, TakesItsDirectoryFromTheEnvironment)

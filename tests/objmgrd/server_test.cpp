@@ -834,6 +834,43 @@ TEST_F(ServerTest, LoginsTakeNoPlaceOfCallers)
     EXPECT_EQ(Call(kAll, kPath, "Uid"), "0 " + std::to_string(getuid()));
 }
 
+TEST_F(ServerTest, LoginsLeaveDescriptorsToEverythingElse)
+{
+    const LoginNotice notice = {LoginEvent::Login, 7, 0, "", ""};
+    for (const u32 most : {0u, 1u, 2u}) {
+        ServedProcess served(options_, [most] {
+            const rlimit few = {128 + most, 128 + most};
+            setrlimit(RLIMIT_NOFILE, &few);
+            return MakeProvider();
+        });
+        std::vector<int> logins;
+        for (u32 i = 0; i <= most; ++i) {
+            logins.push_back(ServiceHold(options_.directory.c_str(), 10000, &notice));
+            EXPECT_EQ(ServiceHoldOf(logins.back()),
+                      i < most ? ServiceHeld::Known : ServiceHeld::Declined)
+                << i << " of " << most;
+        }
+        for (const int login : logins)
+            close(login);
+    }
+}
+
+// What it says meanwhile is not looked at, and keeps nobody busy.
+TEST_F(ServerTest, ACallerThatWaitsMaySaySomething)
+{
+    ServedProcess served(options_, MakeProvider);
+    RawCall pending(options_.directory);
+    pending.Ask(kAll, kPath, "Wait", "7");
+    EXPECT_EQ(pending.Answer(100), "silent");
+    pending.Ask(kAll, kPath, "Set", "x");
+    const long before = TicksOf(served.Child().Pid());
+    usleep(1000000);
+    EXPECT_LT(TicksOf(served.Child().Pid()) - before, sysconf(_SC_CLK_TCK) / 4);
+    EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "fresh");
+    EXPECT_EQ(Call(kAll, kPath, "Answer"), "0 0");
+    EXPECT_EQ(pending.Answer(), "0 70");
+}
+
 // ---- callers that give up ----
 
 TEST_F(ServerTest, ACallerThatHasHungUpGetsNothingDone)
