@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objmgrd/record.h"
+#include "platform/clock.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <mutex>
+#include <time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -275,6 +278,46 @@ TEST_F(RecordTest, TheCountIsToldAtTheEndOfTheTimeThoughNothingFollows)
     // From then on it counts anew.
     record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
     EXPECT_EQ(End().size(), 1u);
+}
+
+// Until then its thread sleeps.
+TEST_F(RecordTest, TheTimeIsInSecondsAndCostsNothing)
+{
+    const auto used = [] {
+        timespec time = {};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+    };
+    Start(1100);
+    for (int i = 0; i < 21; ++i)
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+    usleep(100'000);
+    EXPECT_EQ(lines_.Take().size(), 20u);
+    const double before = used();
+    usleep(700'000);
+    EXPECT_LT(used() - before, 0.2);
+    Texts written;
+    for (int i = 0; i < 1000 && written.empty(); ++i) {
+        usleep(10'000);
+        written = lines_.Take();
+    }
+    ASSERT_EQ(written.size(), 1u);
+    EXPECT_EQ(written[0].substr(0, written[0].find('.')),
+              "event=dropped user=alice uid=1001 lines=1 seconds=1");
+}
+
+// Only a log that takes no lines is waited for.
+TEST_F(RecordTest, EndsAtOnce)
+{
+    u64 least = ~u64{0};
+    for (int i = 0; i < 5; ++i) {
+        Start();
+        record_.Call(Of(1001), Stop(0, RecordResult::Done, 0));
+        const u64 before = ClockMs();
+        EXPECT_EQ(End().size(), 1u);
+        least = std::min(least, ClockMs() - before);
+    }
+    EXPECT_LT(least, 900u);
 }
 
 TEST_F(RecordTest, ManyUidsShareOneCountInTheEnd)
