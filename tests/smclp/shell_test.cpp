@@ -591,7 +591,7 @@ TEST(Exhaustion, EveryPoolMissingInTurn)
         FakeObjMgr objMgr;
         TraceCapture traces;
         {
-            MemoryFailure failure(Memory::Heap, pool);
+            MemoryFailure failure(Memory::Registration, pool);
             EXPECT_EQ(SmclpInit(), kExpected[pool - 1][0]) << pool;
             EXPECT_TRUE(failure.Struck());
         }

@@ -6,9 +6,11 @@
 #include <stdlib.h>
 
 extern "C" {
+u32 __real_MemMgrAddPool(u32 blockSize, u32 blockCount);
 void *__real_MemMgrAlloc(u32 blockSize);
 void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
+u32 __wrap_MemMgrAddPool(u32 blockSize, u32 blockCount);
 void *__wrap_MemMgrAlloc(u32 blockSize);
 void *__wrap_malloc(size_t size);
 void *__wrap_calloc(size_t count, size_t size);
@@ -23,11 +25,11 @@ struct Plan {
     u32 calls;
     bool struck;
 };
-Plan gPlans[2];
+Plan gPlans[3];
 
 Plan *PlanOf(Memory memory)
 {
-    return &gPlans[memory == Memory::Pools ? 0 : 1];
+    return &gPlans[static_cast<int>(memory)];
 }
 
 bool Fails(Memory memory)
@@ -43,6 +45,11 @@ bool Fails(Memory memory)
 }
 
 }  // namespace
+
+u32 __wrap_MemMgrAddPool(u32 blockSize, u32 blockCount)
+{
+    return Fails(Memory::Registration) ? 3 : __real_MemMgrAddPool(blockSize, blockCount);
+}
 
 void *__wrap_MemMgrAlloc(u32 blockSize)
 {

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // failing_memory.h -- allocations that fail on demand.
 //
-// Works in programs linked with --wrap for MemMgrAlloc, malloc and calloc: it reaches the shell's
-// own code and every library linked into the program, not the C library's inner calls.
+// Works in programs linked with --wrap for the functions below: it reaches the shell's own code and
+// every library linked into the program, not the C library's inner calls.
 #ifndef TESTS_SUPPORT_FAILING_MEMORY_H
 #define TESTS_SUPPORT_FAILING_MEMORY_H
 
 #include "platform/types.h"
 
 enum class Memory {
-    Pools,  // MemMgrAlloc
-    Heap,   // malloc and calloc
+    Registration,  // MemMgrAddPool
+    Pools,         // MemMgrAlloc
+    Heap,          // malloc and calloc
 };
 
 // While it lives, the call number `call` (from 1) to that memory fails, or with andLater this and
