@@ -214,6 +214,21 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FaultyNetwork,
                                          BadNetwork{"LosesEverything", {.dropEvery = 1}}),
                          [](const auto &test) { return test.param.name; });
 
+// The last answer of every opening is lost: the BMC holds a session for each, for a while.
+TEST_F(Faults, OpeningsInVainLeaveTheBmcSessionsForOthers)
+{
+    constexpr IpmiCommand kSetSessionPrivilege = {0x06, 0x3B};
+    PutRelay();
+    relay->DropRepliesTo(kSetSessionPrivilege, 1000);
+    ServeUnready({.cipherSuite = 2});
+    SleepMs(12'000);
+    EXPECT_TRUE(service->Lives());
+    EXPECT_LE(SessionsOfTheBmc(), 12u);
+    EXPECT_EQ(Out("version"), kNoBmcText);
+    relay->DropRepliesTo(kSetSessionPrivilege, 0);
+    ExpectRecovery();
+}
+
 TEST_F(Faults, BmcThatIsBusyNowAndThen)
 {
     PutRelay();

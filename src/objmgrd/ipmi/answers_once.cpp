@@ -62,6 +62,11 @@ AnswersOnce::~AnswersOnce()
     sCame = {};
 }
 
+size_t AnswersOnce::Count()
+{
+    return sCame.size();
+}
+
 extern "C" {
 
 ssize_t ipmi_lan_recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *from,

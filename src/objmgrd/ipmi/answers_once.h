@@ -12,6 +12,8 @@
 #ifndef OBJMGRD_IPMI_ANSWERS_ONCE_H
 #define OBJMGRD_IPMI_ANSWERS_ONCE_H
 
+#include <stddef.h>
+
 // For all that the calling thread receives, to the end of the scope. One at a time in a thread.
 // Waiting for the packet behind one that is passed by has no limit but a signal (EINTR).
 class AnswersOnce
@@ -19,6 +21,8 @@ class AnswersOnce
 public:
     AnswersOnce();
     ~AnswersOnce();
+    // How many have come so far; more than 64 count as 64.
+    static size_t Count();
     AnswersOnce(const AnswersOnce &) = delete;
     AnswersOnce &operator=(const AnswersOnce &) = delete;
 };

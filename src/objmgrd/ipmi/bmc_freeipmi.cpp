@@ -35,8 +35,8 @@ constexpr u32 kCloseMs = 300;
 constexpr u32 kAgainUs = 20000;
 
 // Opening a session is tried again after so many times what the BMC takes for an answer and this
-// time, and then after twice as long every second time: a lost packet of it is not sent again
-// before. Each try may leave the BMC half a session, of which it holds few for a minute.
+// time, and then after twice as long each time: a lost packet of it is not sent again before. How
+// often is limited: see opening_allowance.h.
 constexpr u32 kOpeningAnswers = 8;
 constexpr u32 kOpeningLeastMs = 50;
 // Failures before the time is over that opening is tried again at once for.
@@ -227,8 +227,10 @@ struct Aside {
 
 struct FreeIpmiBmc::State {
     State(std::shared_ptr<const IpmiSettings> theSettings,
-          std::shared_ptr<const Password> thePassword, BmcUse theUse)
+          std::shared_ptr<const Password> thePassword, BmcUse theUse,
+          std::shared_ptr<OpeningAllowance> theAllowance)
         : settings(std::move(theSettings)), password(std::move(thePassword)), use(theUse),
+          allowance(std::move(theAllowance)),
           time(settings->answerMs * 1000, settings->sessionMs * 1000)
     {
     }
@@ -236,6 +238,7 @@ struct FreeIpmiBmc::State {
     const std::shared_ptr<const IpmiSettings> settings;
     const std::shared_ptr<const Password> password;
     const BmcUse use;
+    const std::shared_ptr<OpeningAllowance> allowance;
     ipmi_ctx_t context = nullptr;
     Alarm alarm;
 
@@ -244,8 +247,10 @@ struct FreeIpmiBmc::State {
     u32 openingMs = 0;                  // the last opening took
     AnswerTime time;
     Aside aside;
+    std::string lastWhy;  // the last opening failed
 
     BmcOpening Open(std::string *why, u32 limitMs);
+    BmcOpening OpenAsUsed(std::string *why, u32 limitMs);
     BmcOpening OpenInParts(std::string *why, u32 limitMs, u32 answerUs);
     bool Repeats() const { return use == BmcUse::Poll && settings->driver == IpmiDriver::Lan; }
     int Send(const BmcRequest &request, Alarm *with, u64 waitUs, u8 *in, size_t inSize) const;
@@ -253,6 +258,7 @@ struct FreeIpmiBmc::State {
     static void *RunAside(void *state);
     void EndAside();
     bool OpenLan(u32 limitMs);
+    u32 MayOpen() const;
     bool OpenLocal(u32 limitMs);
     BmcOpening Cause(std::string *why) const;
     void Close();
@@ -269,10 +275,22 @@ bool FreeIpmiBmc::State::OpenLan(u32 limitMs)
         workarounds |= IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE;
     const Limit limit(&alarm, limitMs != 0 ? limitMs : settings->sessionMs * kOpeningFactor);
     const AnswersOnce once;
-    return ipmi_ctx_open_outofband_2_0(context, Address(*settings).c_str(), settings->user.c_str(),
-                                       password->Text(), nullptr, 0, settings->privilege,
-                                       settings->cipherSuite, kSessionTimeoutMs, againMs,
-                                       workarounds, IPMI_FLAGS_DEFAULT) == 0;
+    const bool open = ipmi_ctx_open_outofband_2_0(
+                          context, Address(*settings).c_str(), settings->user.c_str(),
+                          password->Text(), nullptr, 0, settings->privilege, settings->cipherSuite,
+                          kSessionTimeoutMs, againMs, workarounds, IPMI_FLAGS_DEFAULT) == 0;
+    // The first answer says what the BMC does; with the second request it holds a session.
+    if (!open && AnswersOnce::Count() != 0)
+        allowance->Left(ClockUs() / 1000);
+    return open;
+}
+
+// How often.
+u32 FreeIpmiBmc::State::MayOpen() const
+{
+    return settings->driver == IpmiDriver::Local
+               ? 1
+               : allowance->Allows(ClockUs() / 1000, use == BmcUse::Control);
 }
 
 bool FreeIpmiBmc::State::OpenLocal(u32 limitMs)
@@ -313,8 +331,9 @@ void FreeIpmiBmc::State::Close()
 }
 
 FreeIpmiBmc::FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
-                         std::shared_ptr<const Password> password, BmcUse use)
-    : state_(new State(std::move(settings), std::move(password), use))
+                         std::shared_ptr<const Password> password, BmcUse use,
+                         std::shared_ptr<OpeningAllowance> allowance)
+    : state_(new State(std::move(settings), std::move(password), use, std::move(allowance)))
 {
 }
 
@@ -359,20 +378,21 @@ BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 an
     const u64 end = ClockUs() + u64{limitMs} * 1000;
     u64 part = std::max(answerUs * kOpeningAnswers + kOpeningLeastMs * 1000, openingMs * 2000);
     u32 failures = 0;
-    u32 silences = 0;
     for (;;) {
         const u64 before = ClockUs();
         const u64 left = std::max(end, before + 1000) - before;
-        const u64 limit = std::min(part, left);
+        // The last one for a while gets all the time that there is.
+        const u64 limit = MayOpen() <= 1 ? left : std::min(part, left);
         const BmcOpening opening = Open(why, static_cast<u32>(limit / 1000));
         const u64 took = ClockUs() - before;
         if (opening == BmcOpening::Open)
             openingMs = static_cast<u32>(took / 1000);
         // The library gives up at an answer that is damaged.
         const bool early = took < limit / 1000 * 1000;
-        if (opening != BmcOpening::Silent || limit == left || (early && failures++ == kEarlyMax))
+        if (opening != BmcOpening::Silent || limit == left || MayOpen() == 0 ||
+            (early && failures++ == kEarlyMax))
             return opening;
-        if (!early && ++silences % 2 == 0)
+        if (!early)
             part *= 2;
     }
 }
@@ -380,18 +400,28 @@ BmcOpening FreeIpmiBmc::State::OpenInParts(std::string *why, u32 limitMs, u32 an
 BmcOpening FreeIpmiBmc::Open(std::string *why, u32 limitMs)
 {
     Close();
-    const IpmiSettings &settings = *state_->settings;
-    state_->againMs = state_->use == BmcUse::Control ? kNeverAgainMs : settings.answerMs;
-    if (!state_->Repeats())
-        return state_->Open(why, limitMs);
+    if (state_->MayOpen() == 0) {
+        *why = state_->lastWhy.empty() ? Words(kNoAnswer, *state_->settings) : state_->lastWhy;
+        return BmcOpening::Silent;
+    }
+    const BmcOpening opening = state_->OpenAsUsed(why, limitMs);
+    state_->lastWhy = opening == BmcOpening::Open ? "" : *why;
+    return opening;
+}
+
+BmcOpening FreeIpmiBmc::State::OpenAsUsed(std::string *why, u32 limitMs)
+{
+    againMs = use == BmcUse::Control ? kNeverAgainMs : settings->answerMs;
+    if (!Repeats())
+        return Open(why, limitMs);
     // Nothing from before says what the BMC takes now.
-    state_->time = AnswerTime(settings.answerMs * 1000, settings.sessionMs * 1000);
-    const u32 answerUs = BmcProbe(settings.host, settings.port, settings.answerMs);
-    const u32 limit = limitMs != 0 ? limitMs : settings.sessionMs * kOpeningFactor;
+    time = AnswerTime(settings->answerMs * 1000, settings->sessionMs * 1000);
+    const u32 answerUs = BmcProbe(settings->host, settings->port, settings->answerMs);
+    const u32 limit = limitMs != 0 ? limitMs : settings->sessionMs * kOpeningFactor;
     if (answerUs == 0)
-        return state_->Open(why, limit);
-    state_->time.Took(answerUs);
-    return state_->OpenInParts(why, limit, answerUs);
+        return Open(why, limit);
+    time.Took(answerUs);
+    return OpenInParts(why, limit, answerUs);
 }
 
 void FreeIpmiBmc::Close()

@@ -19,6 +19,7 @@
 #define OBJMGRD_IPMI_BMC_FREEIPMI_H
 
 #include "objmgrd/ipmi/bmc.h"
+#include "objmgrd/ipmi/opening_allowance.h"
 #include "objmgrd/ipmi/settings.h"
 #include "objmgrd/password.h"
 
@@ -32,9 +33,11 @@ enum class BmcUse : u8 {
 class FreeIpmiBmc : public Bmc
 {
 public:
-    // Both are read at each Open.
+    // Settings and password are read at each Open. allowance: of all sessions at the BMC together;
+    // where it allows no opening, Open fails at once, as the one before it did.
     FreeIpmiBmc(std::shared_ptr<const IpmiSettings> settings,
-                std::shared_ptr<const Password> password, BmcUse use);
+                std::shared_ptr<const Password> password, BmcUse use,
+                std::shared_ptr<OpeningAllowance> allowance = std::make_shared<OpeningAllowance>());
     ~FreeIpmiBmc() override;
     FreeIpmiBmc(const FreeIpmiBmc &) = delete;
     FreeIpmiBmc &operator=(const FreeIpmiBmc &) = delete;

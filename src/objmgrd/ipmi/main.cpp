@@ -36,9 +36,10 @@ std::unique_ptr<Provider> MakeProvider(const char *file, std::vector<FileNote> *
             return nullptr;
         }
     }
+    const auto allowance = std::make_shared<OpeningAllowance>();
     std::unique_ptr<Provider> provider = MakeIpmiProvider(
-        *settings, std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Poll),
-        std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Control), ServiceLog);
+        *settings, std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Poll, allowance),
+        std::make_unique<FreeIpmiBmc>(settings, password, BmcUse::Control, allowance), ServiceLog);
     provider->archive = settings->archive;
     return provider;
 }

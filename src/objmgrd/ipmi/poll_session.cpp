@@ -28,14 +28,14 @@ BmcOpening PollSession::Open(std::string *why, u32 limitMs)
     const u64 before = clock_();
     const BmcOpening opening = bmc_->Open(why, limitMs);
     open_ = opening == BmcOpening::Open;
+    const bool refused = opening == BmcOpening::Refused;
+    refusals_ = refused ? refusals_ + 1 : 0;
     if (open_) {
         Opened(clock_() - before);
         return opening;
     }
-    const bool refused = opening == BmcOpening::Refused;
-    const u32 first = refused ? kRefusedFirstMs : kRetryFirstMs;
-    const u32 most = refused ? kRefusedMostMs : kRetryMostMs;
-    nextOpenMs_ = clock_() + Pause(first, most, failures_);
+    nextOpenMs_ = clock_() + (refused ? Pause(kRefusedFirstMs, kRefusedMostMs, refusals_ - 1)
+                                      : Pause(kRetryFirstMs, kRetryMostMs, failures_));
     ++failures_;
     return opening;
 }

@@ -57,6 +57,7 @@ private:
     bool silent_ = false;  // a request was not answered
     u64 nextOpenMs_ = 0;
     u32 failures_ = 0;  // since the BMC was last in order
+    u32 refusals_ = 0;  // in a row: a single one may be an answer that was damaged on its way
 };
 
 #endif

@@ -53,8 +53,10 @@ TEST_P(AnswersOnceTest, WhatCameBeforeIsPassedBy)
         Come(packet);
     EXPECT_EQ(Received(), "one");
     EXPECT_EQ(Received(), "two");
+    EXPECT_EQ(AnswersOnce::Count(), 2u);
     EXPECT_EQ(Received(), "three");
     EXPECT_EQ(Received(), "none");
+    EXPECT_EQ(AnswersOnce::Count(), 3u);
     // The start or the end of another one is another one.
     for (const char *packet : {"thre", "hree", "threee", "three"})
         Come(packet);
@@ -83,6 +85,7 @@ TEST_P(AnswersOnceTest, AnOpeningKnowsNothingOfTheOneBefore)
 {
     for (int i = 0; i < 2; ++i) {
         const AnswersOnce once;
+        EXPECT_EQ(AnswersOnce::Count(), 0u);
         Come("one");
         EXPECT_EQ(Received(), "one");
     }

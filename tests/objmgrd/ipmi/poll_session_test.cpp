@@ -118,6 +118,21 @@ TEST_F(PollSessionTest, PausesDoubleUpToTheirLimitUntilTheBmcWorks)
         EXPECT_EQ(PauseAfterOpening(), pause);
 }
 
+// A damaged answer may look like a refusal, however long the BMC has not been in order.
+TEST_F(PollSessionTest, OneRefusalAmongOtherFailuresCostsTwoSeconds)
+{
+    machine_.silent = true;
+    for (int i = 0; i < 6; ++i)
+        PauseAfterOpening();
+    for (int i = 0; i < 2; ++i) {
+        machine_.silent = false;
+        machine_.opening = BmcOpening::Refused;
+        EXPECT_EQ(PauseAfterOpening(), 2000u);
+        machine_.silent = true;
+        EXPECT_EQ(PauseAfterOpening(), 8000u);
+    }
+}
+
 TEST_F(PollSessionTest, AfterALossItIsOpenedAtOnceAndThenEverMoreSlowly)
 {
     for (u64 pause : {0u, 500u, 1000u, 2000u, 4000u, 8000u, 8000u}) {
