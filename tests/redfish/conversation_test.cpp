@@ -638,6 +638,50 @@ TEST_F(RedfishConversationTest, EmptyCollectionsOfARestartedControllerAreNotBeli
     reader->Becomes(SensorKey(1), "Reading", "21");
 }
 
+TEST_F(RedfishConversationTest, WhatIsGoneFromADocumentGoesWithTheNextDiscovery)
+{
+    SimOptions options;
+    options.newer = false;
+    options.older = true;
+    Serve(options);
+    RedfishSettings settings = Settings();
+    settings.discoveryMs = 300;
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Lines().find("cannot be read"), std::string::npos) << reader->Lines();
+    service->SetMember(kChassis + "/Thermal", "Temperatures",
+                       "[{\"MemberId\": \"1\", \"Name\": \"Old Temp 2\", \"ReadingCelsius\": 5}]");
+    EXPECT_TRUE(WaitUntil([&] {
+        return reader->Sensors() ==
+               "Old Temp 2, Old Fan 1, Old Fan 2, P12V, Consumption, Intrusion";
+    })) << reader->Sensors();
+}
+
+TEST_F(RedfishConversationTest, TheOtherFamilyTakesOverWhereItTellsMore)
+{
+    for (const bool gone : {true, false}) {
+        SimOptions options;
+        options.older = true;
+        options.temperatures = 1;
+        Serve(options);
+        const std::string two = "[{\"MemberId\": \"0\", \"Name\": \"A\", \"ReadingCelsius\": 5},"
+                                " {\"MemberId\": \"1\", \"Name\": \"B\", \"ReadingCelsius\": 6}]";
+        service->SetMember(kChassis + "/Thermal", "Temperatures", two);
+        RedfishSettings settings = Settings();
+        settings.discoveryMs = 300;
+        Read(settings);
+        ASSERT_TRUE(reader->Settles());
+        reader->Becomes(SensorKey(1), "Name", "A");
+        if (gone)
+            service->RemoveDocument(kChassis + "/Thermal");
+        else
+            service->SetMember(kChassis + "/Thermal", "Temperatures", "[]");
+        EXPECT_TRUE(WaitUntil([&] { return reader->Text(SensorKey(1), "Name") == "Temp 1"; }))
+            << reader->Sensors();
+        reader.reset();
+    }
+}
+
 TEST_F(RedfishConversationTest, SeveralRequestsOfAnEndedSessionAreOneLogin)
 {
     SimOptions options;

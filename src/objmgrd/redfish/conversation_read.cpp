@@ -172,7 +172,8 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
                          [tally, place, then](const Got &got, JsonValue document) {
                              tally->gone += got.Gone();
                              place->document = document;
-                             if (!got.Good() && !got.unchanged)
+                             // One that is not there any more does not come back by itself.
+                             if (!got.Good() && !got.unchanged && !got.Gone())
                                  tally->unread.insert(LinkName(place->link));
                              tally->unsure = tally->unsure || IsUnsure(got);
                              if (got.Denied())

@@ -40,11 +40,9 @@ void Reading::Ask(const std::string &link, u32 group, std::function<void(Got &&)
 void Reading::Document(const std::string &link, u32 group, Done done)
 {
     Ask(link, group, [this, done = std::move(done)](Got &&got) {
-        if (got.Good()) {
+        done(got, got.document.Root());
+        if (got.Good())
             documents_->push_back(std::move(got.document));
-            return done(got, documents_->back().Root());
-        }
-        done(got, JsonValue());
     });
 }
 
