@@ -164,6 +164,27 @@ bool JsonValue::IsTrue() const
     return json_is_true(value_);
 }
 
+bool JsonValue::SaysNothing() const
+{
+    if (IsNone() || IsText(""))
+        return true;
+    if (!IsObject() && !IsArray())
+        return false;
+    for (size_t i = 0; i < Size(); ++i) {
+        if (!(*this)[i].SaysNothing())
+            return false;
+    }
+    const char *name;
+    json_t *member;
+    json_object_foreach(const_cast<json_t *>(value_), name, member)
+    {
+        const bool counts = strchr(name, '@') == nullptr && strcmp(name, "Oem") != 0;
+        if (counts && !JsonValue(member).SaysNothing())
+            return false;
+    }
+    return true;
+}
+
 JsonValue JsonValue::operator[](const char *name) const
 {
     return JsonValue(json_object_get(value_, name));

@@ -32,6 +32,9 @@ public:
     bool IsArray() const;
     bool IsNone() const;  // missing or null
     bool IsTrue() const;
+    // None, "", or a list or an object with nothing in it but such, annotations ("@odata.id") and
+    // Oem: of a resource, that there is none behind it.
+    bool SaysNothing() const;
 
     // A member of an object by its name, an element of an array by its place from 0.
     JsonValue operator[](const char *name) const;

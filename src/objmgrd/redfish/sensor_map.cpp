@@ -442,9 +442,11 @@ const char *IdMember(JsonValue list)
         size_t entries = 0;
         for (size_t i = 0; i < list.Size(); ++i) {
             const std::string id = list[i][member].RawText();
+            if (!list[i].IsObject() || list[i].SaysNothing())
+                continue;
+            ++entries;
             if (!id.empty())
                 seen.insert(id);
-            entries += list[i].IsObject() ? 1u : 0u;
         }
         if (seen.size() == entries)
             return member;
@@ -463,7 +465,7 @@ std::vector<Sensor> SensorsInList(const Resource &resource, SensorKind kind, con
         sensor.document = LinkName(resource.link);
         sensor.id = sensor.document + "#" + name + "/" +
                     (member != nullptr ? list[i][member].RawText() : std::to_string(i));
-        if (list[i].IsObject() && TakeEntry(list[i], &sensor))
+        if (list[i].IsObject() && !list[i].SaysNothing() && TakeEntry(list[i], &sensor))
             sensors.push_back(std::move(sensor));
     }
     return sensors;
@@ -476,7 +478,8 @@ void AddDocument(const Resource &resource, SensorKind kind, bool (*take)(JsonVal
     sensor.kind = kind;
     sensor.document = LinkName(resource.link);
     sensor.id = sensor.document;
-    if (resource.document.IsObject() && take(resource.document, &sensor))
+    const JsonValue document = resource.document;
+    if (document.IsObject() && !document.SaysNothing() && take(document, &sensor))
         sensors->push_back(std::move(sensor));
 }
 

@@ -2,6 +2,8 @@
 // Tests of objmgrd/redfish/json.
 #include "objmgrd/redfish/json.h"
 
+#include "documents.h"
+
 #include <gtest/gtest.h>
 
 namespace
@@ -43,6 +45,20 @@ TEST(Json, WrongTypesAreNone)
     EXPECT_TRUE(root["Text"].IsText("a"));
     EXPECT_FALSE(root["Text"].IsText("ab"));
     EXPECT_FALSE(JsonValue().IsText(""));
+}
+
+TEST(Json, WhatSaysNothing)
+{
+    Documents read;
+    for (const char *text :
+         {"{}", "{'@odata.id': '/a'}", "{'Name': null, 'Status': {'State': null}}",
+          "{'Name': '', 'List': [], 'Members@odata.count': 3, 'Oem': {'A': 1}}",
+          "{'A': [{}, null]}"})
+        EXPECT_TRUE(read(text).SaysNothing()) << text;
+    for (const char *text : {"{'Name': 'A'}", "{'Reading': 0}", "{'A': false}",
+                             "{'Status': {'State': 'Absent'}}", "{'A': [{}, 1]}"})
+        EXPECT_FALSE(read(text).SaysNothing()) << text;
+    EXPECT_TRUE(JsonValue().SaysNothing());
 }
 
 TEST(Json, OneBadTextDoesNotCostTheOthers)

@@ -272,7 +272,7 @@ TEST_F(SensorMap, Fans)
     EXPECT_EQ(fan("'SpeedPercent': {'Reading': 23, 'SpeedRPM': 4600}"), "4600");
     EXPECT_EQ(fan("'SpeedPercent': {'Reading': 23}"), "23 %");
     EXPECT_EQ(fan("'SpeedPercent': {'Reading': 23, 'SpeedRPM': null}"), "23 %");
-    EXPECT_EQ(fan("'SpeedPercent': {}"), "N/A");
+    EXPECT_EQ(fan("'Name': 'F', 'SpeedPercent': {}"), "N/A");
     EXPECT_EQ(fan("'Status': {'State': 'Absent'}, 'SpeedPercent': {'SpeedRPM': 0}"), "N/A");
 
     const auto old = [&](const char *members) {
@@ -339,7 +339,7 @@ TEST_F(SensorMap, Intrusion)
 TEST_F(SensorMap, Batteries)
 {
     const auto state = [&](const char *status) {
-        return TextIn(New(std::string("{'Status': ") + status + "}", SensorKind::Battery,
+        return TextIn(New(std::string("{'Id': '1', 'Status': ") + status + "}", SensorKind::Battery,
                           SensorSource::Batteries),
                       "State");
     };
@@ -413,8 +413,9 @@ TEST_F(SensorMap, Redundancy)
     EXPECT_EQ(state("'RedundancyType': 'NotRedundant'"), "Non-redundant");
     EXPECT_EQ(state("'Status': {'State': 'Absent', 'Health': 'OK'}"), "unknown");
     EXPECT_EQ(state("'Status': {'State': 'Deferring', 'Health': 'OK'}"), "unknown");
-    EXPECT_EQ(state("'@odata.id': '/elsewhere'"), "unknown");
-    const Instance supplies = Old("Redundancy", "{}", SensorKind::SupplyRedundancy);
+    EXPECT_EQ(state("'MemberId': '0'"), "unknown");
+    EXPECT_EQ(state("'@odata.id': '/elsewhere'"), "(none)");
+    const Instance supplies = Old("Redundancy", "{'MemberId': '0'}", SensorKind::SupplyRedundancy);
     EXPECT_EQ(TextIn(supplies, "Type") + TextIn(supplies, "Format"), "83");
     EXPECT_EQ(TextIn(supplies, "Name"), "Power Supply Redundancy");
 }
@@ -504,6 +505,54 @@ TEST_F(SensorMap, OrderIsByIdAndNotByPlace)
               "A (x), A (y)");
 }
 
+TEST_F(SensorMap, WhatSaysNothingIsNoSensor)
+{
+    const auto count = [&](const char *entry, SensorKind kind, SensorSource source) {
+        ChassisView view;
+        const std::string list = std::string("[") + entry + "]";
+        const Resource member = {"/m", read(entry)};
+        view.fans = view.supplies = view.batteries = view.sensors = {member};
+        view.thermal = view.power = {
+            "/t", read("{'Temperatures': " + list + ", 'Fans': " + list + ", 'Voltages': " + list +
+                       ", 'PowerControl': " + list + ", 'PowerSupplies': " + list +
+                       ", 'Redundancy': " + list + "}")};
+        view.thermalSubsystem = {"/s", read("{'FanRedundancy': " + list + "}")};
+        view.powerSubsystem = {"/p", read("{'PowerSupplyRedundancy': " + list + "}")};
+        return SensorsIn(view, kind, source).size();
+    };
+    const std::pair<SensorKind, SensorSource> all[] = {
+        {SensorKind::Temperature, SensorSource::Thermal},
+        {SensorKind::Fan, SensorSource::Thermal},
+        {SensorKind::Fan, SensorSource::Fans},
+        {SensorKind::Voltage, SensorSource::Power},
+        {SensorKind::Power, SensorSource::Power},
+        {SensorKind::Supply, SensorSource::Power},
+        {SensorKind::Supply, SensorSource::Supplies},
+        {SensorKind::Battery, SensorSource::Batteries},
+        {SensorKind::FanRedundancy, SensorSource::Thermal},
+        {SensorKind::FanRedundancy, SensorSource::ThermalSubsystem},
+        {SensorKind::SupplyRedundancy, SensorSource::PowerSubsystem},
+    };
+    for (const auto &[kind, source] : all) {
+        for (const char *entry :
+             {"{}", "{'@odata.id': '/x'}", "{'Name': null, 'Status': {}, 'Reading': null}",
+              "{'@odata.id': '/x', 'Oem': {'Maker': {'Name': 'A'}}}"})
+            EXPECT_EQ(count(entry, kind, source), 0u) << entry << static_cast<int>(kind);
+        // A place that is empty is one.
+        EXPECT_EQ(count("{'Status': {'State': 'Absent'}}", kind, source), 1u);
+        EXPECT_EQ(count("{'Name': 'A'}", kind, source), 1u);
+    }
+    EXPECT_EQ(
+        count("{'ReadingType': 'Temperature'}", SensorKind::Temperature, SensorSource::Sensors),
+        1u);
+    // Nor does it change what the others are known by.
+    ChassisView view;
+    view.thermal = {"/t", read("{'Temperatures': [{}, {'MemberId': '1', 'Name': 'A'}]}")};
+    const auto sensors = SensorsIn(view, SensorKind::Temperature, SensorSource::Thermal);
+    ASSERT_EQ(sensors.size(), 1u);
+    EXPECT_EQ(sensors[0].id, "/t#Temperatures/1");
+}
+
 TEST_F(SensorMap, KindsOfAChassisStandTogether)
 {
     ChassisView view;
@@ -516,8 +565,9 @@ TEST_F(SensorMap, KindsOfAChassisStandTogether)
                     {"/s/6", read("{'ReadingUnits': 'kWh', 'ReadingType': 'EnergykWh'}")}};
     view.supplies = {{"/p/1", read("{'Name': 'p'}")}};
     view.batteries = {{"/b/1", read("{'Name': 'b'}")}};
-    view.thermalSubsystem = {"/t", read("{'FanRedundancy': [{}, {}]}")};
-    view.powerSubsystem = {"/q", read("{'PowerSupplyRedundancy': [{}]}")};
+    view.thermalSubsystem = {
+        "/t", read("{'FanRedundancy': [{'MaxNumSupported': 1}, {'MaxNumSupported': 1}]}")};
+    view.powerSubsystem = {"/q", read("{'PowerSupplyRedundancy': [{'MaxNumSupported': 1}]}")};
     EXPECT_EQ(Names(SensorsOf(view, ChooseSources(view))),
               "c, r, v, w, a Current, Intrusion, b, p, Fan Redundancy 1, Fan Redundancy 2, "
               "Power Supply Redundancy");
