@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstdarg>
 #include <cstring>
+#include <numeric>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -113,6 +114,34 @@ void AddLittleEndian(uint32_t number, unsigned bytes, std::string *out)
 constexpr std::string_view kGzipHead("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
 
 // Without making it smaller: blocks as they stand.
+void AddBlocks(const std::string &text, std::string *out)
+{
+    size_t at = 0;
+    do {
+        const size_t count = std::min<size_t>(text.size() - at, 65535);
+        *out += at + count == text.size() ? '\1' : '\0';
+        AddLittleEndian(static_cast<uint32_t>(count), 2, out);
+        AddLittleEndian(~static_cast<uint32_t>(count), 2, out);
+        out->append(text, at, count);
+        at += count;
+    } while (at < text.size());
+}
+
+std::string Deflate(const std::string &text)
+{
+    std::string out = "\x78\x01";
+    AddBlocks(text, &out);
+    uint32_t a = 1;
+    uint32_t b = 0;
+    for (const char c : text) {
+        a = (a + static_cast<uint8_t>(c)) % 65521;
+        b = (b + a) % 65521;
+    }
+    for (const uint32_t half : {b, a})
+        out += {static_cast<char>(half >> 8), static_cast<char>(half)};
+    return out;
+}
+
 std::string Gzip(const std::string &text)
 {
     std::string out(kGzipHead);
@@ -122,15 +151,7 @@ std::string Gzip(const std::string &text)
         for (int bit = 0; bit < 8; ++bit)
             crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xedb88320u : 0u);
     }
-    size_t at = 0;
-    do {
-        const size_t count = std::min<size_t>(text.size() - at, 65535);
-        out += at + count == text.size() ? '\1' : '\0';
-        AddLittleEndian(static_cast<uint32_t>(count), 2, &out);
-        AddLittleEndian(~static_cast<uint32_t>(count), 2, &out);
-        out.append(text, at, count);
-        at += count;
-    } while (at < text.size());
+    AddBlocks(text, &out);
     AddLittleEndian(~crc, 4, &out);
     AddLittleEndian(static_cast<uint32_t>(text.size()), 4, &out);
     return out;
@@ -153,6 +174,7 @@ struct SimService::State {
     bool stopped = false;
     std::map<std::string, Json> documents;
     std::map<std::string, SimFault> faults;
+    std::map<std::string, std::vector<size_t>> orders;  // of shuffled collections, by path
     std::vector<SimRequest> requests;
     std::vector<std::string> actions;
     struct Session {
@@ -466,20 +488,23 @@ std::string SimService::State::DocumentText(const std::string &path, const std::
     const size_t end = std::min(lies ? all / 2 : all, most == SIZE_MAX ? all : skip + most);
     Json page(json_copy(at->second.value));
     json_t *list = json_array();
+    std::vector<size_t> &shuffled = orders[path];
+    const bool shuffles = options.order == SimOrder::Shuffled && query.find("$top=") == query.npos;
+    if (shuffles && (skip == 0 || shuffled.size() != all)) {
+        shuffled.resize(all);
+        std::iota(shuffled.begin(), shuffled.end(), size_t{0});
+        for (size_t i = all; i > 1; --i)
+            std::swap(shuffled[i - 1], shuffled[static_cast<size_t>(rand()) % i]);
+    }
     for (size_t i = skip; i < end; ++i) {
-        const size_t place = options.order == SimOrder::Reversed ? all - 1 - i : i;
+        const size_t place = options.order == SimOrder::Reversed ? all - 1 - i
+                             : shuffles                          ? shuffled[i]
+                                                                 : i;
         json_t *member = json_array_get(members, place);
         const std::string link = Trimmed(json_string_value(json_object_get(member, "@odata.id")));
         const auto document = documents.find(link);
         json_array_append(list,
                           inlined && document != documents.end() ? document->second.value : member);
-    }
-    for (size_t i = json_array_size(list); options.order == SimOrder::Shuffled && i > 1; --i) {
-        const size_t other = static_cast<size_t>(rand()) % i;
-        const Json last(json_incref(json_array_get(list, i - 1)));
-        const Json swapped(json_incref(json_array_get(list, other)));
-        json_array_set(list, i - 1, swapped.value);
-        json_array_set(list, other, last.value);
     }
     json_object_set_new(page.value, "Members", list);
     if (end < all && !lies && query.find("$top=") == std::string::npos)
@@ -703,10 +728,11 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
     if (fault.body.has_value())
         answer = *fault.body;
     const char *taken = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding");
-    if (options.gzip && fault.encoding.empty() && !answer.empty() && taken != nullptr &&
-        strstr(taken, "gzip") != nullptr) {
-        answer = Gzip(answer);
-        headers["Content-Encoding"] = "gzip";
+    const char *encoding = options.gzip ? "gzip" : options.deflate ? "deflate" : nullptr;
+    if (encoding != nullptr && fault.encoding.empty() && !answer.empty() && taken != nullptr &&
+        strstr(taken, encoding) != nullptr) {
+        answer = options.gzip ? Gzip(answer) : Deflate(answer);
+        headers["Content-Encoding"] = encoding;
     }
     if (!fault.encoding.empty())
         headers["Content-Encoding"] = fault.encoding;

@@ -16,7 +16,8 @@
 
 enum class SimExpand { Works, Refused, Ignored, Lies };
 enum class SimAuth { Sessions, Basic };
-// Shuffled: members of collections and of objects, another order each time.
+// Shuffled: members of collections (over all pages, from one first page to the next) and of
+// objects, another order each time.
 enum class SimOrder { AsIs, Reversed, Shuffled };
 
 // What is done to the answers of one path.
@@ -65,6 +66,7 @@ struct SimOptions {
     bool finalSlash = false;  // links end in one
     SimOrder order = SimOrder::AsIs;
     bool gzip = false;     // documents are compressed for those who take that
+    bool deflate = false;  // ... in this way
     bool empty = false;    // no documents: SetDocument brings them
     unsigned delayMs = 0;  // every answer
     bool oneAtATime = false;

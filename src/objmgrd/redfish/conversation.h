@@ -131,6 +131,8 @@ private:
         std::set<std::string> unchanged;
         bool unsure = false;  // something may be there that did not come
         u32 gone = 0;
+        u32 refused = 0;               // members without an address that may be asked for
+        std::vector<std::string> cut;  // listings with further pages that are not read
     };
     void KeepChoice(Plan *plan, const Tally &tally) const;
     std::vector<ChassisView> ReadPlans(std::vector<Plan> *plans, bool again,
@@ -140,6 +142,7 @@ private:
     void TakeDiscovered(std::vector<Plan> plans, std::vector<Sensor> found,
                         const std::set<std::string> &unread, const std::set<std::string> &denied,
                         u64 now);
+    void SayUnread(const Tally &tally);
     void ReadSensors();
     void ChooseLogService(const std::vector<Listed> &listed, const std::vector<LogOwner> &owners);
     void ReadLog(bool all);
@@ -197,6 +200,7 @@ private:
     std::string systemLink_;
     std::vector<Plan> plans_;
     std::vector<Shown> shown_;
+    std::string unreadSaid_;  // what the log says about resources that cannot be read
     EtagBook etags_;
     ResetAction reset_;
     SystemFacts facts_;

@@ -228,6 +228,9 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
     for (auto &[listing, listed] : listings) {
         tally->gone += listed.gone;
         tally->unsure = tally->unsure || listed.unsure != 0;
+        tally->refused += listed.refused;
+        if (listed.more)
+            tally->cut.push_back(LinkName(listing->link));
         for (const std::string &link : listed.missing)
             tally->missing.insert(LinkName(link));
         if (again && !listing->whole)
@@ -418,6 +421,7 @@ bool RedfishConversation::Discover()
         });
     }
     TakeDiscovered(std::move(plans), std::move(found), tally.unread, tally.denied, clock_());
+    SayUnread(tally);
 
     if (!reset_.known && !reset_.actionInfo.empty()) {
         const Got info = fetcher_.Get(reset_.actionInfo);
@@ -504,6 +508,25 @@ void RedfishConversation::TakeDiscovered(std::vector<Plan> plans, std::vector<Se
     GiveSensors();
     if (shown_.empty() && !denied.empty())
         Give(SensorKey(1), FailedInstance(kCimAccessDenied), RedfishPart::States);
+}
+
+// One line, when it is another one than before.
+void RedfishConversation::SayUnread(const Tally &tally)
+{
+    std::string text;
+    const auto add = [&](const std::string &part) { text += (text.empty() ? "" : "; ") + part; };
+    if (!tally.unread.empty())
+        add("resources that cannot be read: " + std::to_string(tally.unread.size()) +
+            ", the first is " + *tally.unread.begin());
+    if (tally.refused != 0)
+        add("members without an address on this service: " + std::to_string(tally.refused));
+    for (const std::string &listing : tally.cut)
+        add("not all pages of " + listing + " are read");
+    if (text == unreadSaid_)
+        return;
+    Say(text.empty() ? LOG_NOTICE : LOG_WARNING,
+        text.empty() ? "everything that was found can be read" : text);
+    unreadSaid_ = std::move(text);
 }
 
 // ---- rounds ----

@@ -200,9 +200,12 @@ CollectionPage CollectionPageOf(const Origin &origin, JsonValue document)
         page.members.push_back(member);
     }
     page.count = document["Members@odata.count"].Number();
-    page.next = LinkOf(origin, document["Members@odata.nextLink"].RawText());
-    if (page.next.empty())
-        page.next = LinkOf(origin, document["@odata.nextLink"].RawText());
+    for (const char *name : {"Members@odata.nextLink", "@odata.nextLink"}) {
+        const std::string next = document[name].RawText();
+        if (page.next.empty())
+            page.next = LinkOf(origin, next);
+        page.nextElsewhere = page.next.empty() && (page.nextElsewhere || !next.empty());
+    }
     return page;
 }
 

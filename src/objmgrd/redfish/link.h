@@ -59,6 +59,7 @@ struct CollectionPage {
     u32 refused = 0;                 // members without a usable address
     std::optional<double> count;     // Members@odata.count
     std::string next;                // the next page's address; ""
+    bool nextElsewhere = false;      // there is one that is no address of this service
 };
 CollectionPage CollectionPageOf(const Origin &origin, JsonValue document);
 

@@ -96,6 +96,8 @@ void Reading::TakePage(Work *work, const std::string &link, bool expanded, Got &
     const CollectionPage content =
         CollectionPageOf(fetcher_->ServiceOrigin(), documents_->back().Root());
     work->pages.insert(link);
+    listed->refused += content.refused;
+    listed->more = listed->more || content.nextElsewhere;
     if (content.count.has_value())
         work->count = content.count;
     bool fresh = false;
@@ -111,9 +113,13 @@ void Reading::TakePage(Work *work, const std::string &link, bool expanded, Got &
         if (!whole)
             Member(work, listed->members.size() - 1);
     }
-    if (!content.next.empty() && work->pages.count(content.next) == 0 &&
-        work->pages.size() < kPagesMax && (fresh || !content.hasMembers))
+    if (content.next.empty() || work->pages.count(content.next) != 0 ||
+        !(fresh || !content.hasMembers))
+        return;
+    if (work->pages.size() < kPagesMax)
         Page(work, content.next, expanded);
+    else
+        listed->more = true;
 }
 
 // Fewer members than it says it has: an expansion that lies. They are read one by one, those that a

@@ -30,6 +30,8 @@ struct Listed {
     std::vector<std::string> missing;  // addresses of members that are gone
     u32 denied = 0;                    // of these, 403
     u32 unsure = 0;                    // pages and members that may be there, but did not come
+    u32 refused = 0;                   // members without an address that may be asked for
+    bool more = false;                 // further pages, elsewhere or more than kPagesMax
 };
 
 struct ReadingOptions {

@@ -92,12 +92,21 @@ TEST(Link, Pages)
     EXPECT_EQ(page.refused, 3u);
     EXPECT_EQ(page.count, 7.0);
     EXPECT_EQ(page.next, "/a?$skip=2");
+    EXPECT_FALSE(page.nextElsewhere);
     EXPECT_FALSE(IsExpanded(page.members[0]));
     EXPECT_TRUE(IsExpanded(page.members[1]));
 
     EXPECT_EQ(CollectionPageOf(kHere, read("{'@odata.nextLink': '/b'}")).next, "/b");
     EXPECT_FALSE(CollectionPageOf(kHere, read("{'@odata.nextLink': '/b'}")).hasMembers);
-    EXPECT_EQ(CollectionPageOf(kHere, read("{'Members@odata.nextLink': 'https://evil/b'}")).next,
-              "");
+    const CollectionPage cut =
+        CollectionPageOf(kHere, read("{'Members@odata.nextLink': 'https://evil/b'}"));
+    EXPECT_EQ(cut.next, "");
+    EXPECT_TRUE(cut.nextElsewhere);
+    const CollectionPage both = CollectionPageOf(
+        kHere, read("{'Members@odata.nextLink': 'https://evil/b', '@odata.nextLink': '/b'}"));
+    EXPECT_EQ(both.next, "/b");
+    EXPECT_FALSE(both.nextElsewhere);
+    EXPECT_FALSE(CollectionPageOf(kHere, read("{'Members': null}")).hasMembers);
+    EXPECT_FALSE(CollectionPageOf(kHere, read("{'@odata.nextLink': null}")).nextElsewhere);
     EXPECT_TRUE(CollectionPageOf(kHere, read("{'Members': []}")).hasMembers);
 }
