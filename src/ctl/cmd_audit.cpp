@@ -21,21 +21,17 @@ std::optional<u32> OwnerOf(const Options &options)
     return stat(directory, &info) == 0 ? std::optional<u32>(info.st_uid) : std::nullopt;
 }
 
-// Answers the events of a stream of lines.
-void AnswerLines(const Options &options, FILE *file, Answers *answers)
+void AnswerLines(const Options &options, AuditSource *source, Answers *answers)
 {
     const AuditTrust trust = {OwnerOf(options)};
     const i64 now = CommandTime();
-    char *line = nullptr;
-    size_t room = 0;
-    for (ssize_t size = 0; (size = getline(&line, &room, file)) > 0;) {
+    for (std::string line; source->Next(&line);) {
         AuditEvent event;
-        if (!AuditParseLine({line, static_cast<size_t>(size)}, trust, now, &event))
+        if (!AuditParseLine(line, trust, now, &event))
             continue;
         if (!options.sinceTime || (event.time && *event.time >= *options.sinceTime))
             answers->Add({}, {AuditRow(event)});
     }
-    free(line);
 }
 
 }  // namespace
@@ -47,7 +43,7 @@ CtlExit CmdAudit(const Options &options, const Console &console)
     std::string reason;
     CtlExit status = source.Open(options.file, options.sinceTime, {}, &reason);
     if (status == kExitDone) {
-        AnswerLines(options, source.Lines(), &answers);
+        AnswerLines(options, &source, &answers);
         status = source.Close(&reason);
     }
     if (status != kExitDone)

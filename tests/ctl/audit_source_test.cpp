@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,11 +35,28 @@ protected:
         const CtlExit status = source.Open(file, since, places, &reason);
         if (status != kExitDone)
             return std::to_string(status) + " " + reason;
-        char line[512] = "";
-        if (fgets(line, sizeof line, source.Lines()) == nullptr)
-            line[0] = '\0';
+        std::string line;
+        source.Next(&line);
         EXPECT_EQ(source.Close(&reason), kExitDone);
         return line;
+    }
+    // What a journal read by a script of the system's shell gives: its lines' lengths, and how it
+    // ended.
+    std::string OfJournal(const std::string &script, std::optional<i64> sinceTime = std::nullopt)
+    {
+        places.journalctl = directory + "/journalctl";
+        Write("journalctl", "#!/bin/sh\n" + script + "\n");
+        EXPECT_EQ(chmod(places.journalctl.c_str(), 0700), 0);
+        Write("a.journal", "LPKSHHRH, as all begin");
+        AuditSource source;
+        std::string reason;
+        EXPECT_EQ(source.Open(directory + "/a.journal", sinceTime, places, &reason), kExitDone)
+            << reason;
+        std::string got;
+        for (std::string line; source.Next(&line);)
+            got += std::to_string(line.size()) + " ";
+        const CtlExit exit = source.Close(&reason);
+        return got + "| " + std::to_string(exit) + " " + reason;
     }
     void Write(const std::string &name, const std::string &text) const
     {
@@ -98,7 +116,7 @@ TEST_F(AuditSourceOf, WhatTheReaderOfAJournalIsAskedFor)
     const std::string reader = directory + "/reader";
     const std::string asked = "--no-pager --quiet --output=json "
                               "--output-fields=MESSAGE,_UID,_COMM,_EXE ";
-    const std::string services = "_COMM=objmgrd-sim _COMM=objmgrd-ipmi _COMM=objmgrd-redfish\n";
+    const std::string services = "_COMM=objmgrd-sim _COMM=objmgrd-ipmi _COMM=objmgrd-redfish";
     Write("reader", "#!/bin/sh\necho \"$*\"\n");
     Write("journal/0123/system.journal", "");
     Write("auth.log", "a line");
@@ -124,9 +142,10 @@ TEST_F(AuditSourceOf, AReaderThatFailsIsSaid)
         AuditSource source;
         std::string reason;
         ASSERT_EQ(source.Open(directory, std::nullopt, places, &reason), kExitDone);
-        EXPECT_EQ(fgetc(source.Lines()), EOF);
+        std::string line;
+        EXPECT_FALSE(source.Next(&line));
         EXPECT_EQ(source.Close(&reason), kExitFailed) << script;
-        EXPECT_EQ(reason, "the journal cannot be read");
+        EXPECT_TRUE(reason.starts_with("the journal cannot be read")) << reason;
     }
 }
 
@@ -141,4 +160,101 @@ TEST_F(AuditSourceOf, NothingIsLeftOpen)
         Open(file);
         EXPECT_EQ(OpenDescriptors(), before) << file;
     }
+}
+
+TEST_F(AuditSourceOf, LinesOfAFile)
+{
+    const std::string most(kAuditLineMost, 'a');
+    Write("log", "one\n\n" + most + "\n" + most + "b\nlast");
+    AuditSource source;
+    std::string reason;
+    ASSERT_EQ(source.Open(directory + "/log", std::nullopt, places, &reason), kExitDone);
+    std::vector<std::string> lines;
+    for (std::string line; source.Next(&line);)
+        lines.push_back(line);
+    // The one that is too long is left out.
+    EXPECT_EQ(lines, (std::vector<std::string>{"one", "", most, "last"}));
+    EXPECT_EQ(source.Close(&reason), kExitDone);
+    std::string line;
+    EXPECT_FALSE(source.Next(&line));
+}
+
+TEST_F(AuditSourceOf, AFileThatCannotBeReadToItsEnd)
+{
+    AuditSource source;
+    std::string reason;
+    ASSERT_EQ(source.Open("/proc/self/mem", std::nullopt, places, &reason), kExitDone);
+    std::string line;
+    EXPECT_FALSE(source.Next(&line));
+    EXPECT_EQ(source.Close(&reason), kExitFailed);
+    EXPECT_EQ(reason, "Input/output error");
+}
+
+// It takes no time before 1970.
+TEST_F(AuditSourceOf, TheTimeThatJournalctlIsTold)
+{
+    const std::string show = "for word; do case $word in --since*) echo $word;; esac; done";
+    EXPECT_EQ(OfJournal(show, 7), "10 | 0 ");   // --since=@7
+    EXPECT_EQ(OfJournal(show, 0), "10 | 0 ");   // --since=@0
+    EXPECT_EQ(OfJournal(show, -7), "10 | 0 ");  // --since=@0
+    EXPECT_EQ(OfJournal(show), "| 0 ");
+}
+
+TEST_F(AuditSourceOf, WithoutJournalctlAJournalIsNotRead)
+{
+    Write("a.journal", "LPKSHHRH");
+    places.journalctl = directory + "/none";
+    EXPECT_EQ(Open(directory + "/a.journal"),
+              "1 " + directory + "/none: No such file or directory");
+    Write("none", "no program");
+    ASSERT_EQ(chmod(places.journalctl.c_str(), 0700), 0);
+    AuditSource source;
+    std::string reason;
+    ASSERT_EQ(source.Open(directory + "/a.journal", std::nullopt, places, &reason), kExitDone);
+    std::string line;
+    EXPECT_FALSE(source.Next(&line));
+    EXPECT_EQ(source.Close(&reason), kExitFailed);
+    EXPECT_EQ(reason, "the journal cannot be read: " + places.journalctl + ": Exec format error");
+}
+
+TEST_F(AuditSourceOf, AJournalThatCannotBeRead)
+{
+    EXPECT_EQ(OfJournal("echo one; echo 'No such journal.' >&2; echo more >&2; exit 1"),
+              "3 | 1 the journal cannot be read: No such journal.");
+    EXPECT_EQ(OfJournal("echo one; exit 3"), "3 | 1 the journal cannot be read");
+    EXPECT_EQ(OfJournal("echo one; kill -9 $$"), "3 | 1 the journal cannot be read");
+    // Warnings alone are none of ours.
+    EXPECT_EQ(OfJournal("echo one; echo 'Rotated.' >&2"), "3 | 0 ");
+}
+
+TEST_F(AuditSourceOf, AJournalWithoutEndOrSense)
+{
+    // 100 MB in one line, as much garbage on standard error.
+    EXPECT_EQ(OfJournal("head -c 100000000 /dev/zero; echo; echo one"), "3 | 0 ");
+    EXPECT_EQ(OfJournal("head -c 100000000 /dev/zero >&2; echo one; exit 1").substr(0, 30),
+              "3 | 1 the journal cannot be re");
+    // How much of it comes in a second is the machine's affair.
+    places.silenceSeconds = 1;
+    for (const char *script : {"echo one; sleep 100", "echo one; echo wait >&2; sleep 100"})
+        EXPECT_TRUE(OfJournal(script).ends_with("| 75 the journal has said nothing for 1 s"));
+    places.silenceSeconds = 30;
+    places.wholeSeconds = 1;
+    for (const char *script : {"while sleep 0.4; do echo; done", "exec yes '' | tr '\\n' a"})
+        EXPECT_TRUE(OfJournal(script).ends_with("| 75 the journal has not ended after 1 s"));
+}
+
+// What still runs when nobody wants more lines is ended with it.
+TEST_F(AuditSourceOf, AJournalThatIsLeft)
+{
+    places.journalctl = directory + "/journalctl";
+    Write("journalctl", "#!/bin/sh\necho $$\nexec sleep 100\n");
+    ASSERT_EQ(chmod(places.journalctl.c_str(), 0700), 0);
+    Write("a.journal", "LPKSHHRH");
+    AuditSource source;
+    std::string reason;
+    std::string pid;
+    ASSERT_EQ(source.Open(directory + "/a.journal", std::nullopt, places, &reason), kExitDone);
+    ASSERT_TRUE(source.Next(&pid));
+    EXPECT_EQ(source.Close(&reason), kExitDone);
+    EXPECT_EQ(kill(std::stoi(pid), 0), -1);
 }

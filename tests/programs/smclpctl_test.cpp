@@ -365,6 +365,49 @@ TEST(Smclpctl, ReadsAJournal)
         << end.err;
 }
 
+// A service that writes to a running journal, in a mount namespace of its own: what others write in
+// its name does not count.
+TEST(Smclpctl, ReadsARunningJournal)
+{
+    const Directory directory;
+    std::ofstream(directory.path + "/inside") <<
+        R"sh(mount --make-rprivate / || exit
+mount -t tmpfs tmpfs $PWD/dev && for node in null zero full random urandom; do
+    : >dev/$node; mount --bind /dev/$node dev/$node; done
+mount --move dev /dev && mount -t tmpfs tmpfs /run || exit
+mkdir -p /run/systemd/journal /run/log /run/zor/objmgr
+[ -s /etc/machine-id ] || { echo 0123456789abcdef0123456789abcdef >/run/id; mount --bind /run/id /etc/machine-id; }
+ln -s /run/systemd/journal/dev-log /dev/log
+/usr/lib/systemd/systemd-journald 2>/dev/null & journal=$!
+trap 'kill $service $journal; wait' EXIT
+count=0; until [ -S /run/systemd/journal/dev-log ]; do
+    [ $((count += 1)) -lt 100 ] || exit; sleep 0.1; done
+objmgrd-sim --host "$HOST" --dir /run/zor/objmgr & service=$!
+until smclpctl power >/dev/null 2>&1; do sleep 0.05; done
+smclpctl power reset >/dev/null; ZORPRIV=1 smclpctl power off 2>/dev/null
+logger -t objmgrd-sim 'event=call user=forged uid=0 command=Stop target=OEM_QARN_System result=done'
+count=0; until [ "$(smclpctl audit -f csv | wc -l)" -ge 3 ] || [ $((count += 1)) -gt 50 ]; do
+    journalctl --sync >/dev/null 2>&1; sleep 0.1; done
+echo serves
+smclpctl audit -f csv | cut -d, -f3-5,9,12
+smclpctl audit --since 1960-01-01 -f csv | wc -l
+smclpctl audit --since 9999-12-31 -f csv | wc -l
+smclpctl audit --since -1h -f jsonl | jq -r .command
+)sh";
+    const ProgramEnd end = RunProgram(
+        {"/usr/bin/env", "PATH=" + Path(), "HOST=" + HostFile("rack-server"), "/bin/sh", "-c",
+         "[ -x /usr/lib/systemd/systemd-journald ] && [ $(id -u) = 0 ] || exit\ncd " +
+             directory.path + "; mkdir dev; exec unshare -m sh ./inside"});
+    if (end.out.find("serves\n") == std::string::npos)
+        GTEST_SKIP() << "no running journal can be had here: " << end.err;
+    EXPECT_EQ(end.out, "serves\n"
+                       "event,user,uid,command,result\n"
+                       "call,root,0,Reset,done\n"
+                       "call,root,0,Stop,refused\n"
+                       "3\n1\nReset\nStop\n")
+        << end.err;
+}
+
 TEST(Smclpctl, WhatItExportsIsRightForPrometheus)
 {
     const ProgramEnd end = RunScript("command -v promtool >/dev/null || { echo none; exit; }\n"
