@@ -2,6 +2,8 @@
 // health.cpp -- see health.h.
 #include "ctl/health.h"
 
+#include <set>
+
 namespace
 {
 
@@ -31,27 +33,64 @@ std::string PluginText(std::string text)
     return text;
 }
 
+// What is right, as plug-ins write it: "3:42", "3:" without an upper limit. A number alone would
+// begin at 0, so that a limit above alone is "~:42".
 std::string Range(const Value &low, const Value &high)
 {
-    if (low.IsNull())
-        return high.text;
-    return low.text + ":" + high.text;
+    if (low.IsNull() && high.IsNull())
+        return "";
+    return (low.IsNull() ? "~" : low.text) + ":" + high.text;
+}
+
+// Figures are digits, a point and a sign: there is no exponent.
+bool IsFigure(const Value &value)
+{
+    return !value.IsNull() && value.text.find('e') == std::string::npos;
+}
+
+Value FigureOrNothing(const Value &value)
+{
+    return IsFigure(value) ? value : Value();
+}
+
+// What a sensor is called for people: by its target where it has no name.
+const std::string &NameOf(const ModelSensor &sensor)
+{
+    return sensor.name.text.empty() ? sensor.target : sensor.name.text;
 }
 
 // "'Inlet Temp'=23;3:42;-7:47": the figure of a sensor with a reading.
-std::string Figure(const ModelSensor &sensor)
+std::string Figure(const std::string &label, const ModelSensor &sensor)
 {
     std::string name;
-    for (const char c : sensor.name.text) {
-        if (c != '=' && c != '|')
-            name.append(c == '\'' ? 2 : 1, c);
-    }
-    const std::string warning = Range(sensor.lowerWarning, sensor.upperWarning);
-    const std::string critical = Range(sensor.lowerCritical, sensor.upperCritical);
+    for (const char c : label)
+        name.append(c == '\'' ? 2 : 1, c);
+    const std::string warning =
+        Range(FigureOrNothing(sensor.lowerWarning), FigureOrNothing(sensor.upperWarning));
+    const std::string critical =
+        Range(FigureOrNothing(sensor.lowerCritical), FigureOrNothing(sensor.upperCritical));
     std::string figure = "'" + name + "'=" + sensor.reading.text;
     if (!warning.empty() || !critical.empty())
         figure += ";" + warning;
     return critical.empty() ? figure : figure + ";" + critical;
+}
+
+// The figures of all sensors. What draws them knows each by its label alone: of sensors with the
+// same name the second and those behind it have their targets for labels.
+std::string Figures(const std::vector<ModelSensor> &sensors)
+{
+    std::set<std::string> labels;
+    std::string figures;
+    for (const ModelSensor &sensor : sensors) {
+        if (!IsFigure(sensor.reading))
+            continue;
+        std::string label = NameOf(sensor);
+        std::erase_if(label, [](char c) { return c == '=' || c == '|'; });
+        if (label.empty() || !labels.insert(label).second)
+            label = sensor.target;
+        figures += " " + Figure(label, sensor);
+    }
+    return figures;
 }
 
 std::string Message(const ServerHealth &health)
@@ -134,17 +173,13 @@ std::string HealthPluginLine(const ServerHealth &health, const std::vector<Model
         for (const ModelSensor &sensor : sensors) {
             if (sensor.health != wanted)
                 continue;
-            list += (list.empty() ? "" : ", ") + sensor.name.text;
+            list += (list.empty() ? "" : ", ") + NameOf(sensor);
             if (!sensor.reading.IsNull())
                 list += " " + sensor.reading.text + " " + sensor.unit.text;
             list += " (" + sensor.state.text + ")";
         }
     }
     line = PluginText(line + list);
-    std::string figures;
-    for (const ModelSensor &sensor : sensors) {
-        if (!sensor.reading.IsNull())
-            figures += " " + Figure(sensor);
-    }
+    const std::string figures = Figures(sensors);
     return figures.empty() ? line : line + " |" + figures;
 }

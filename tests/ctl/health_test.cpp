@@ -79,6 +79,38 @@ TEST(Health, PluginLines)
                           "'It''s ''in''  out'=23;3:42;-7:47");
 }
 
+// 0 to 42 would be another limit than one at 42.
+TEST(Health, PluginLinesHaveLimitsAsPluginsReadThem)
+{
+    HandView hand;
+    hand.AddSensor(1, 1, {{"Name", "a"}, {"Reading", "-5"}, {"WarningThresholdMax", "42"}});
+    hand.AddSensor(1, 1, {{"Name", "b"}, {"Reading", "-5"}, {"FailThresholdMax", "47"}});
+    hand.AddSensor(1, 1, {{"Name", "c"}, {"Reading", "-5"}, {"WarningThresholdMin", "-7"}});
+    // Figures have no exponents.
+    hand.AddSensor(1, 1, {{"Name", "d"}, {"Reading", "1e3"}, {"WarningThresholdMin", "-7"}});
+    hand.AddSensor(1, 1,
+                   {{"Name", "e"},
+                    {"Reading", "-0.5"},
+                    {"WarningThresholdMin", "1e3"},
+                    {"FailThresholdMin", "1e3"},
+                    {"FailThresholdMax", "7"}});
+    EXPECT_EQ(Line(hand), "SMCLP OK - 5 sensors | 'a'=-5;~:42 'b'=-5;;~:47 'c'=-5;-7: "
+                          "'e'=-0.5;;~:7");
+}
+
+TEST(Health, PluginLinesHaveEachLabelOnce)
+{
+    HandView hand;
+    for (const char *name : {"Temp", "Temp", "", "=|", "x="})
+        hand.AddSensor(1, 1, {{"Name", name}, {"Reading", "5"}, {"StatusText", "normal"}});
+    hand.AddSensor(1, 1, {{"Reading", "5"}, {"StatusText", "failed"}});
+    EXPECT_EQ(Line(hand), "SMCLP CRITICAL - 1 of 6 sensors: /system1/temperatures1/tempsensor6 5 C "
+                          "(failed) | 'Temp'=5 '/system1/temperatures1/tempsensor2'=5 "
+                          "'/system1/temperatures1/tempsensor3'=5 "
+                          "'/system1/temperatures1/tempsensor4'=5 'x'=5 "
+                          "'/system1/temperatures1/tempsensor6'=5");
+}
+
 TEST(Health, PluginLinesNameWhatIsWrongTheWorstFirst)
 {
     HandView hand;
