@@ -46,7 +46,9 @@ int main(int argc, char **argv)
     Options options;
     const std::string wrong = OptionsParse(argc, argv, CommandTime(), &options);
     if (!wrong.empty()) {
-        fprintf(stderr, "smclpctl: %s\nTry \"smclpctl --help\".\n", TextValue(wrong).text.c_str());
+        CommandFailed(options, {}, {}, kExitUsage, wrong);
+        if (options.format == OutputFormat::Table || options.format == OutputFormat::Csv)
+            fputs("Try \"smclpctl --help\".\n", stderr);
         return kExitUsage;
     }
     if (options.help || options.version) {

@@ -426,7 +426,8 @@ std::optional<i64> OptionsTime(std::string_view text, i64 now)
 std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
 {
     std::vector<int> keys;
-    optind = 0;  // begins anew, also in a second call
+    std::string wrong;  // the first thing; a format may stand behind it
+    optind = 0;         // begins anew, also in a second call
     opterr = 0;
     for (;;) {
         const int before = optind == 0 ? 1 : optind;
@@ -435,15 +436,21 @@ std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
             break;
         // getopt_long moves words: the one that it could not take is the last that it looked at.
         const char *word = argv[optind > before ? optind - 1 : before];
-        if (key == ':')
-            return std::string(word) + " needs a value";
+        std::string fault;
         if (key == '?')
-            return std::string("no option: ") + word;
-        std::string wrong = ParseOption(key, optarg, now, options);
-        if (!wrong.empty())
-            return wrong;
+            fault = std::string("no option: ") + word;
+        else if (key == ':')
+            fault = std::string(word) + " needs a value";
+        else if (optarg != nullptr && *optarg == '\0')  // as of a variable that is not set
+            fault = (key == 'w' ? "-w" : std::string("--") + OptionName(key)) + " needs a value";
+        else
+            fault = ParseOption(key, optarg, now, options);
+        if (wrong.empty())
+            wrong = fault;
         keys.push_back(key);
     }
+    if (!wrong.empty())
+        return wrong;
     if (options->help || options->version)
         return "";
     if (optind >= argc)
@@ -456,7 +463,6 @@ std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
         if (!Takes(*command, key))
             return std::string("--") + OptionName(key) + " is no option of " + command->name;
     }
-    const std::string wrong =
-        ParseWords({argv + optind + 1, static_cast<size_t>(argc - optind - 1)}, options);
+    wrong = ParseWords({argv + optind + 1, static_cast<size_t>(argc - optind - 1)}, options);
     return wrong.empty() ? CheckOptions(*options) : wrong;
 }

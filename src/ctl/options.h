@@ -57,7 +57,7 @@ struct Options {
 };
 
 // Reads the words. now: seconds since 1970, for times like "yesterday". "" or what is wrong, for
-// one line.
+// one line; the format is then that of the words, if they name one.
 std::string OptionsParse(int argc, char **argv, i64 now, Options *options);
 
 // The text of --help.

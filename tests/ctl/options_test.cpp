@@ -91,6 +91,36 @@ TEST(Options, WhatIsNoOption)
               "this has no end, and JSON needs one: take --format jsonl");
 }
 
+// As of a script whose variable is not set: the default is not what was meant.
+TEST(Options, AnEmptyValueIsNone)
+{
+    for (const auto &[command, option] :
+         {std::pair("system", "--dir"), std::pair("system", "-w"), std::pair("system", "--run-dir"),
+          std::pair("system", "--format"), std::pair("sensors", "--type"),
+          std::pair("log", "--all"), std::pair("log", "--since"), std::pair("audit", "--file"),
+          std::pair("export", "--output"), std::pair("export", "--listen"),
+          std::pair("power", "--wait"), std::pair("power", "--every"),
+          std::pair("watch", "--count")})
+        EXPECT_EQ(Wrong({command, option, ""}), std::string(option) + " needs a value");
+    EXPECT_EQ(Wrong({"system", "--dir="}), "--dir needs a value");
+}
+
+TEST(Options, TheFormatIsKnownWhateverIsWrong)
+{
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"system", "--bogus", "-f", "json"},
+          {"-f", "json", "--dir", "", "system"},
+          {"systems", "--format=json"},
+          {"--wait", "x", "-fjson", "power", "on"},
+          {"-fjson"}}) {
+        Options options;
+        EXPECT_NE(Parse(words, &options), "");
+        EXPECT_EQ(options.format, OutputFormat::Json) << words[0];
+    }
+    Options options;
+    EXPECT_EQ(Parse({"--first", "--second", "-f", "xml"}, &options), "no option: --first");
+}
+
 TEST(Options, Sensors)
 {
     EXPECT_EQ(Right({"sensors", "--type", "fan,current"}).types,
@@ -100,7 +130,7 @@ TEST(Options, Sensors)
     EXPECT_EQ(Right({"sensors", "--target", "//"}).target, "/");
     EXPECT_EQ(Wrong({"sensors", "--target", "fans1"}), "no target, as in /system1/fans1: fans1");
     // As of a script whose variable is empty.
-    EXPECT_EQ(Wrong({"sensors", "--target", ""}), "no target, as in /system1/fans1: ");
+    EXPECT_EQ(Wrong({"sensors", "--target", ""}), "--target needs a value");
     EXPECT_EQ(Wrong({"sensors", "--type", "fan,"}),
               "no type of sensors:  (there are temperature, voltage, power, fan, fan_redundancy, "
               "intrusion, power_supply, power_redundancy, battery, performance, current)");
@@ -189,7 +219,7 @@ TEST(Options, Every)
     EXPECT_EQ(options.everySeconds, 5u);
     EXPECT_TRUE(options.yes);
     EXPECT_EQ(Right({"-w", "n1", "log", "clear", "--every", "1/0"}).everySeconds, 0u);
-    for (const char *every : {"", "10", "0/5", "10/", "/5", "10/5m", "10/-5", "x/5"}) {
+    for (const char *every : {"10", "0/5", "10/", "/5", "10/5m", "10/-5", "x/5"}) {
         EXPECT_EQ(Wrong({"-w", "n1", "power", "--every", every}),
                   std::string("no number of servers and seconds, as in 10/5s: ") + every);
     }

@@ -245,6 +245,10 @@ TEST(Smclpctl, UsageAndVersion)
     const ProgramEnd wrong = RunProgram({SMCLPCTL, "sensor"});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.err, "smclpctl: no command: sensor\nTry \"smclpctl --help\".\n");
+    const ProgramEnd json = RunProgram({SMCLPCTL, "power", "--wait", "1", "-f", "json"});
+    EXPECT_EQ(json.status, 2);
+    EXPECT_EQ(json.err, "{\"schema\":1,\"server\":null,\"error\":{\"exit\":2,\"message\":"
+                        "\"--wait needs on, off, reset or cycle\"}}\n");
     EXPECT_EQ(RunProgram({SMCLPCTL, "--version"}).out, "smclpctl " ZOR_VERSION "\n");
     EXPECT_EQ(RunProgram({SMCLPCTL, "--help"}).out.rfind("Usage: smclpctl ", 0), 0u);
 }
