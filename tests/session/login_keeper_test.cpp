@@ -11,11 +11,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "session/registry.h"
+#include "support/objmgr_process.h"
 
 #ifdef ZOR_EMULATED
 static constexpr int kEndedInOrder = -1;
@@ -34,18 +34,10 @@ protected:
 
     void SetUp() override
     {
-        std::string name = testing::TempDir() + "login_keeper_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory_ = name;
         prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);  // orphaned keepers are waited for here
         alarm(100);
     }
-    void TearDown() override
-    {
-        close(output_);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
+    void TearDown() override { close(output_); }
 
     // Starts the process; it pauses, or ends its keeper and itself where that is wanted.
     void Start(bool endInOrder = false)
@@ -64,8 +56,9 @@ protected:
             Kept kept = {};
             int lock = -1;
             LoginKeeper keeper = {};
-            if (RegistryOpenSession(directory_.c_str(), &record, nullptr, &kept.id, &lock) != 0 ||
-                !LoginKeeperStart(directory_.c_str(), kept.id, lock, &keeper))
+            if (RegistryOpenSession(directory_.Path().c_str(), &record, nullptr, &kept.id, &lock) !=
+                    0 ||
+                !LoginKeeperStart(directory_.Path().c_str(), kept.id, lock, &keeper))
                 _exit(3);
             kept.keeper = keeper.pid;
             if (endInOrder)
@@ -88,12 +81,12 @@ protected:
         kill(login_, SIGKILL);
         waitpid(login_, nullptr, 0);
     }
-    std::string File() const { return directory_ + "/" + std::to_string(kept_.id); }
+    std::string File() const { return directory_.Path() + "/" + std::to_string(kept_.id); }
     bool FileIsThere() const { return access(File().c_str(), F_OK) == 0; }
     bool IsLive() const
     {
         RegistryEntry entry;
-        if (RegistryFind(directory_.c_str(), kept_.id, RegistryWhose::Own, &entry) != 0)
+        if (RegistryFind(directory_.Path().c_str(), kept_.id, RegistryWhose::Own, &entry) != 0)
             return false;
         RegistryRelease(&entry);
         return entry.live;
@@ -126,7 +119,7 @@ protected:
         return poll(&output, 1, 0) == 1 && (output.revents & POLLHUP) != 0;
     }
 
-    std::string directory_;
+    TestDirectory directory_;
     pid_t login_ = -1;
     int output_ = -1;
     Kept kept_ = {};

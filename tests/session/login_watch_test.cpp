@@ -4,16 +4,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 #include <string>
 
 #include "session/registry.h"
+#include "support/objmgr_process.h"
 
 // A watch blocks signals and reads descriptors 0 and 1 of its process: it runs in one of its own.
 class LoginWatching : public testing::Test
@@ -25,18 +26,7 @@ protected:
         double seconds;
     };
 
-    void SetUp() override
-    {
-        std::string name = testing::TempDir() + "login_watch_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory_ = name;
-        alarm(100);
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
+    void SetUp() override { alarm(100); }
 
     // Opens a session, runs the shell's text in it, and `during` in the watching process just
     // before it watches (with the child's process id and the session's file).
@@ -47,6 +37,9 @@ protected:
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         pid_t watcher = fork();
         if (watcher == 0) {
+            // Whoever starts the tests may ignore some.
+            for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+                signal(number, SIG_DFL);
             Outcome outcome = WatchHere(text, idleSeconds, during);
             _exit(write(ends[1], &outcome, sizeof(outcome)) == sizeof(outcome) ? 0 : 1);
         }
@@ -64,7 +57,7 @@ protected:
         RegistryRecord record = {};
         record.user[0] = 'u';
         LoginSession session = {};
-        session.directory = directory_.c_str();
+        session.directory = directory_.Path().c_str();
         session.idleSeconds = idleSeconds;
         sigset_t before;
         LoginBlockSignals(&before);
@@ -94,7 +87,7 @@ protected:
         timespec start;
         timespec end;
         clock_gettime(CLOCK_MONOTONIC, &start);
-        during(session.child, directory_ + "/" + std::to_string(session.id));
+        during(session.child, directory_.Path() + "/" + std::to_string(session.id));
         LoginEnding ending = LoginWatch(&session);
         clock_gettime(CLOCK_MONOTONIC, &end);
         double seconds = static_cast<double>(end.tv_sec - start.tv_sec) +
@@ -104,7 +97,7 @@ protected:
 
     static void Nothing(pid_t, const std::string &) {}
 
-    std::string directory_;
+    TestDirectory directory_;
 };
 
 static constexpr char kDeaf[] = "trap '' HUP TERM; echo >&9; exec 9>&-; exec sleep 60";
