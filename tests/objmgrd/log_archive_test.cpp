@@ -3,12 +3,30 @@
 #include "objmgrd/log_archive.h"
 
 #include "archive/archive_writer.h"
+#include "support/clock.h"
 #include "support/objmgr_process.h"
 #include "support/objmgr_store.h"
 
+#include <atomic>
+#include <errno.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <unistd.h>
+
+// What write() fails with (linked with --wrap); 0: it does not.
+static std::atomic<int> sWriteError;
+
+extern "C" {
+ssize_t __real_write(int fd, const void *bytes, size_t size);
+ssize_t __wrap_write(int fd, const void *bytes, size_t size)
+{
+    if (sWriteError == 0)
+        return __real_write(fd, bytes, size);
+    errno = sWriteError;
+    return -1;
+}
+}
 
 namespace
 {
@@ -125,6 +143,75 @@ TEST_F(LogArchiveTest, ALogThatCannotBeReadIsNotACleared)
     ASSERT_EQ(StageAll(&writer, Log({"a", "b"})), 0);
     archive.Look(writer);
     EXPECT_EQ(Archived(&archive), "a;b;");
+}
+
+// What the archive says to the system's log.
+static std::vector<std::string> sSaid;
+
+static void Say(int priority, const char *line)
+{
+    sSaid.push_back(std::to_string(priority) + " " + line);
+}
+
+// Whether the archive says so many lines while it is looked at.
+static bool Says(LogArchive *archive, const ImageWriter &writer, size_t lines)
+{
+    return WaitUntil([&] {
+        archive->Look(writer);
+        return sSaid.size() >= lines;
+    });
+}
+
+TEST_F(LogArchiveTest, WhatCannotBeWrittenIsSaidOnceAndTriedAgain)
+{
+    sSaid.clear();
+    LogArchive archive;
+    ASSERT_EQ(archive.Start({kept.Path(), 1}, Say), 0);
+    sWriteError = EIO;
+    ASSERT_EQ(StageAll(&writer, Log({"a"})), 0);
+    ASSERT_TRUE(Says(&archive, writer, 1));
+    for (int i = 0; i < 3; ++i)
+        archive.Look(writer);
+    EXPECT_EQ(sSaid,
+              (std::vector<std::string>{"3 the archive cannot be written: Input/output error"}));
+    sWriteError = 0;
+    ASSERT_TRUE(Says(&archive, writer, 2));
+    for (int i = 0; i < 3; ++i)
+        archive.Look(writer);
+    EXPECT_EQ(sSaid,
+              (std::vector<std::string>{"3 the archive cannot be written: Input/output error",
+                                        "5 the archive is written again"}));
+    EXPECT_EQ(Archived(&archive), "a;");
+}
+
+TEST_F(LogArchiveTest, TwoHundredAndFiftySixStatesWait)
+{
+    sSaid.clear();
+    LogArchive archive;
+    ASSERT_EQ(archive.Start({kept.Path(), 1}, Say), 0);
+    sWriteError = EIO;
+    std::string expected;
+    for (int i = 1; i <= 256; ++i) {
+        ASSERT_EQ(StageAll(&writer, Log({"r" + std::to_string(i)})), 0);
+        archive.Look(writer);
+        if (i < 256)
+            expected += "r" + std::to_string(i) + ";";
+    }
+    ASSERT_TRUE(Says(&archive, writer, 1));
+    EXPECT_EQ(sSaid,
+              (std::vector<std::string>{"3 the archive cannot be written: Input/output error"}));
+    // From here on the last one is the newest.
+    for (const char *text : {"x", "y"}) {
+        ASSERT_EQ(StageAll(&writer, Log({text})), 0);
+        archive.Look(writer);
+    }
+    EXPECT_EQ(sSaid, (std::vector<std::string>{
+                         "3 the archive cannot be written: Input/output error",
+                         "3 the archive is behind: records that are cleared meanwhile are "
+                         "lost"}));
+    sWriteError = 0;
+    ASSERT_TRUE(Says(&archive, writer, 3));
+    EXPECT_EQ(Archived(&archive), expected + "y;");
 }
 
 TEST_F(LogArchiveTest, OtherChangesCostNothing)
