@@ -128,6 +128,20 @@ TEST_F(LoginConfined, EverythingElseIsNot)
               EACCES);
 }
 
+// Where the trace is there already nothing more is made beside it.
+TEST_F(LoginConfined, OfTheTracesDirectoryOnlyWhatItNeeds)
+{
+    if (Version() < 1)
+        GTEST_SKIP() << "this kernel has no Landlock";
+    EXPECT_EQ(Opening("/trace/other", O_WRONLY | O_CREAT), 0);
+    EXPECT_EQ(Opening("/trace/other", O_RDONLY), EACCES);
+    std::ofstream(top_ + "/trace/file") << "text";
+    EXPECT_EQ(Opening("/trace/file", O_WRONLY | O_APPEND), 0);
+    EXPECT_EQ(Opening("/trace/file", O_RDONLY), EACCES);
+    EXPECT_EQ(Opening("/trace/other", O_WRONLY), EACCES);
+    EXPECT_EQ(Opening("/trace/more", O_WRONLY | O_CREAT), EACCES);
+}
+
 TEST_F(LoginConfined, NoOtherProgramStarts)
 {
     if (Version() < 1)

@@ -496,6 +496,18 @@ TEST_F(LoginMain, SessionThatIsNotUsedEndsWithALineAlsoWhenItWillNotHear)
     EXPECT_TRUE(RegistryIsEmpty());
 }
 
+// Its last use is put back to the start of the machine.
+TEST_F(LoginMain, WholeMinutesAreSaidAsSuch)
+{
+    for (const auto &[idle, said] : {std::pair("60", "1 min"), std::pair("61", "61 s")}) {
+        Login run(SMCLP_LOGIN, {"--idle", idle, "--", "sh", "-c",
+                                "touch -d @1 \"$ZORSSNDIR/$ZORSID\"; exec sleep 60"});
+        EXPECT_EQ(run.End(), 129);
+        EXPECT_EQ(run.err, std::string("smclp-login: the session was not used for ") + said +
+                               " and is ended\n");
+    }
+}
+
 TEST_F(LoginMain, SessionWhoseOutputNobodyCanReadEnds)
 {
     int ends[2];

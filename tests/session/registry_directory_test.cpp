@@ -561,6 +561,26 @@ TEST_F(RegistryLimit, OfOneUserSixteenCountForAll)
     EXPECT_EQ(OpenAs(60002, {17, 0}), 0u);
 }
 
+// Of more than 256 users those that are too many are counted, too.
+TEST_F(RegistryLimit, EachOfVeryManyUsersCounts)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can be several users";
+    std::vector<int> locks;
+    u32 id = 0;
+    int lock = -1;
+    const RegistryLimits none = {0, 0};
+    for (uid_t uid = 60000; uid < 60259; ++uid) {
+        ASSERT_EQ(RegistryOpenSession(directory_.c_str(), &record_, &none, &id, &lock), 0u);
+        ASSERT_EQ(fchown(lock, uid, 0), 0);
+        locks.push_back(lock);
+    }
+    EXPECT_EQ(OpenAs(geteuid(), {259, 0}), 7u);
+    EXPECT_EQ(OpenAs(geteuid(), {260, 0}), 0u);
+    for (const int each : locks)
+        close(each);
+}
+
 // Who comes at once with others to the last places: those who came first get them.
 TEST_F(RegistryLimit, ManyAtOnceFillThePlacesThereAre)
 {
