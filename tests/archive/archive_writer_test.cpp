@@ -19,8 +19,18 @@
 
 // ---- calls that do less than they might (linked with --wrap) ----
 
-static size_t sWriteMost;  // bytes that are taken at once; 0: all
-static int sUnlinkError;   // not 0: nothing is removed
+static size_t sWriteMost;             // bytes that are taken at once; 0: all
+static int sUnlinkError;              // not 0: nothing is removed
+static std::vector<int> sReadErrors;  // of the next reads
+
+// Under the name that pread() has where a long is too short for a file's size, there.
+#if __SIZEOF_LONG__ == 8
+#define REAL_PREAD __real_pread
+#define WRAP_PREAD __wrap_pread
+#else
+#define REAL_PREAD __real_pread64
+#define WRAP_PREAD __wrap_pread64
+#endif
 
 extern "C" {
 ssize_t __real_write(int fd, const void *data, size_t size);
@@ -30,6 +40,16 @@ int __wrap_unlinkat(int directory, const char *name, int flags);
 ssize_t __wrap_write(int fd, const void *data, size_t size)
 {
     return __real_write(fd, data, sWriteMost != 0 ? std::min(size, sWriteMost) : size);
+}
+ssize_t REAL_PREAD(int fd, void *data, size_t size, off_t offset);
+ssize_t WRAP_PREAD(int fd, void *data, size_t size, off_t offset);
+ssize_t WRAP_PREAD(int fd, void *data, size_t size, off_t offset)
+{
+    if (sReadErrors.empty())
+        return REAL_PREAD(fd, data, size, offset);
+    errno = sReadErrors.front();
+    sReadErrors.erase(sReadErrors.begin());
+    return -1;
 }
 int __wrap_unlinkat(int directory, const char *name, int flags)
 {
@@ -366,6 +386,22 @@ TEST_F(ArchiveWriterTest, OldFilesThatCannotBeRemoved)
     EXPECT_LE(Bytes(), 65536u);
     sUnlinkError = ENOENT;  // somebody else removed it
     EXPECT_EQ(writer.Update(Records(first, first + 19)), 0);
+}
+
+TEST_F(ArchiveWriterTest, WhatCannotBeReadIsAnErrorAndWhatIsInterruptedIsNot)
+{
+    Write(Records(1, 3));
+    const std::vector<int> before = OpenDescriptors();
+    {
+        ArchiveWriter writer;
+        sReadErrors = {EIO};
+        EXPECT_EQ(writer.Open(directory, kArchiveLeastBytes), EIO);
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+    ArchiveWriter writer;
+    sReadErrors = {EINTR, EINTR};
+    EXPECT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+    EXPECT_TRUE(sReadErrors.empty());
 }
 
 TEST_F(ArchiveWriterTest, NoDescriptorIsLeftOpen)
