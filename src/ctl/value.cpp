@@ -3,6 +3,7 @@
 #include "ctl/value.h"
 
 #include "ctl/calendar.h"
+#include "objmgr/safe_text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -14,29 +15,6 @@ namespace
 {
 
 constexpr size_t kNumberTextMost = 40;
-
-// Bytes of the valid UTF-8 character at the front that is no control character; 0: there is none.
-size_t CharacterLength(std::string_view text)
-{
-    const auto byte = [&](size_t i) { return static_cast<u8>(i < text.size() ? text[i] : 0); };
-    const auto continues = [&](size_t i) { return (byte(i) & 0xc0) == 0x80; };
-    const u8 first = byte(0);
-    if (first < 0x80)
-        return first >= 0x20 && first != 0x7f ? 1 : 0;
-    if (first >= 0xc2 && first <= 0xdf)
-        return continues(1) && !(first == 0xc2 && byte(1) < 0xa0) ? 2 : 0;
-    if (first >= 0xe0 && first <= 0xef) {
-        const bool overlong = first == 0xe0 && byte(1) < 0xa0;
-        const bool surrogate = first == 0xed && byte(1) >= 0xa0;
-        return continues(1) && continues(2) && !overlong && !surrogate ? 3 : 0;
-    }
-    if (first >= 0xf0 && first <= 0xf4) {
-        const bool overlong = first == 0xf0 && byte(1) < 0x90;
-        const bool beyond = first == 0xf4 && byte(1) >= 0x90;
-        return continues(1) && continues(2) && continues(3) && !overlong && !beyond ? 4 : 0;
-    }
-    return 0;
-}
 
 std::string_view TakeDigits(std::string_view *text)
 {
@@ -80,12 +58,10 @@ Value TextValue(std::string_view text)
     Value value = {ValueKind::Text, ""};
     value.text.reserve(text.size());
     while (!text.empty()) {
-        const size_t length = CharacterLength(text);
-        if (length == 0)
-            value.text += '?';
-        else
-            value.text += text.substr(0, length);
-        text.remove_prefix(length == 0 ? 1 : length);
+        bool safe = false;
+        const size_t length = SafeTextCharacter(text.data(), text.size(), &safe);
+        value.text += safe ? text.substr(0, length) : "?";
+        text.remove_prefix(length);
     }
     return value;
 }

@@ -10,7 +10,7 @@
 
 enum class ValueKind : u8 {
     Null,    // there is none, or it cannot be had
-    Text,    // UTF-8 without control characters
+    Text,    // UTF-8 without characters that are not safe to show (objmgr/safe_text.h)
     Number,  // a decimal number, its text as JSON writes one: "-7", "0.96", "1e3"
     Flag,    // "true" or "false"
 };
@@ -24,7 +24,8 @@ struct Value {
     bool operator==(const Value &other) const = default;
 };
 
-// Every control character (C0, DEL, C1) and every byte that is no valid UTF-8 becomes "?".
+// Every character that is not safe to show (a control character, one that turns the direction of a
+// line) and every byte that belongs to no character becomes "?".
 Value TextValue(std::string_view text);
 // The number that a reading's text spells ("23", "-7.50", "+5", "007", ".5"); Null for a text that
 // is no decimal number, and for one of more than 40 characters. Digits stay as they are: nothing

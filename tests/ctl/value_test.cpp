@@ -51,7 +51,10 @@ TEST(Value, TextIsCleaned)
     EXPECT_EQ(TextValue("a\x1b[31mb\n\x7f").text, "a?[31mb??");
     EXPECT_EQ(TextValue("\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80").text,
               "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80");
-    EXPECT_EQ(TextValue("\xc2\x9b").text, "??");            // C1: a terminal takes it for ESC [
+    EXPECT_EQ(TextValue("\xc2\x9b").text, "?");          // C1: a terminal takes it for ESC [
+    EXPECT_EQ(TextValue("a\xe2\x80\xaez").text, "a?z");  // turns the direction
+    EXPECT_EQ(TextValue("\xe2\x81\xa6\xd8\x9c").text, "??");
+    EXPECT_EQ(TextValue("\xe2\x80\xa9").text, "\xe2\x80\xa9");
     EXPECT_EQ(TextValue("\xc2\xa0").text, "\xc2\xa0");      // the first that is none
     EXPECT_EQ(TextValue("\xc0\xaf").text, "??");            // overlong
     EXPECT_EQ(TextValue("\xe0\x9f\xbf").text, "???");       // overlong
