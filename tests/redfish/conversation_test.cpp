@@ -283,9 +283,58 @@ TEST_F(RedfishConversationTest, ARedirectToTheSamePlaceIsFollowedOnce)
     fault.status = 308;
     fault.location = kChassis + "/Sensors/Temp2";
     service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    // The login, too.
+    fault.location = service->Url() + kSessions + "/";
+    service->SetFault(kSessions, fault);
     Read();
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("POST", kSessions) == 2; }));
+    service->SetFault(kSessions, SimFault());
     ASSERT_TRUE(reader->Settles());
     EXPECT_EQ(reader->Text(SensorKey(1), "Reading"), "22");
+    for (const unsigned status : {301u, 307u}) {
+        fault.status = status;
+        fault.location = kChassis + "/Sensors/Temp2/";
+        service->SetFault(kChassis + "/Sensors/Temp1", SimFault());
+        reader->Becomes(SensorKey(1), "Reading", "21");
+        service->SetFault(kChassis + "/Sensors/Temp1", fault);
+        reader->Becomes(SensorKey(1), "Reading", "22");
+    }
+    // Round in a circle it is no answer.
+    fault.location = kChassis + "/Sensors/Temp1";
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+}
+
+TEST_F(RedfishConversationTest, WhatIsDeclaredCompressedAndIsNotIsReadAsItStands)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.body = "{\"Name\": \"Temp 1\", \"ReadingType\": \"Temperature\", \"Reading\": 78}";
+    for (const char *encoding : {"gzip", "deflate"}) {
+        fault.encoding = encoding;
+        service->SetFault(kChassis + "/Sensors/Temp1", fault);
+        reader->Becomes(SensorKey(1), "Reading", "78");
+        service->ClearFaults();
+        reader->Becomes(SensorKey(1), "Reading", "21");
+    }
+}
+
+TEST_F(RedfishConversationTest, AnAnswerWithoutContentIsNoReading)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.status = 204;
+    fault.body = "";
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+    service->ClearFaults();
+    reader->Becomes(SensorKey(1), "Reading", "21");
 }
 
 TEST_F(RedfishConversationTest, AnswersMayBeCompressedChunkedAndSlow)
@@ -680,6 +729,89 @@ TEST_F(RedfishConversationTest, TheOtherFamilyTakesOverWhereItTellsMore)
             << reader->Sensors();
         reader.reset();
     }
+}
+
+TEST_F(RedfishConversationTest, ANameStaysWhileItsTwinCannotBeRead)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    service->SetMember(kChassis + "/Sensors/Temp1", "Name", "\"CPU\"");
+    service->SetMember(kChassis + "/Sensors/Temp2", "Name", "\"CPU\"");
+    Read();
+    ASSERT_TRUE(reader->Settles());
+    EXPECT_EQ(reader->Text(SensorKey(2), "Name"), "CPU (Temp2)");
+    SimFault fault;
+    fault.status = 500;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+    service->SetPower(false);
+    reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+    service->ForgetRequests();
+    service->SetPower(true);  // discovery follows
+    const std::string first = kChassis + "/Sensors/Temp1";
+    ASSERT_TRUE(
+        WaitUntil([&] { return service->Count("GET", std::string(kRoot) + "/Chassis") >= 1; }));
+    service->SetMember(kChassis + "/Sensors/Temp2", "Reading", "33");
+    reader->Becomes(SensorKey(2), "Reading", "33");
+    EXPECT_EQ(reader->Text(SensorKey(1), "Name"), "CPU (Temp1)");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Name"), "CPU (Temp2)");
+}
+
+TEST_F(RedfishConversationTest, ConnectionsMayEndAfterEveryAnswerOrBetweenThem)
+{
+    for (const bool closes : {true, false}) {
+        SimOptions options;
+        options.closes = closes;
+        options.idleS = closes ? 0 : 1;
+        Serve(options);
+        RedfishSettings settings = Settings();
+        if (!closes)
+            settings.powerMs = settings.logMs = settings.temperaturesMs = settings.fansMs =
+                settings.statesMs = 1300;
+        Read(settings);
+        ASSERT_TRUE(reader->Settles());
+        const unsigned before = service->Connections();
+        service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "55");
+        reader->Becomes(SensorKey(1), "Reading", "55");
+        service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "56");
+        reader->Becomes(SensorKey(1), "Reading", "56");
+        EXPECT_GT(service->Connections(), before + 1);
+        EXPECT_EQ(reader->Do(OrderKind::Stop), "0 0");
+        EXPECT_EQ(service->Actions(), std::vector<std::string>{"ForceOff"});
+        EXPECT_EQ(service->Count("POST", kSessions), 1u);
+        EXPECT_EQ(reader->Why(), "");
+        reader.reset();
+    }
+}
+
+TEST_F(RedfishConversationTest, OtherWaysToWriteALink)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    // A text in place of an object, a whole URL, a blank, a fragment, a slash at the end.
+    const auto name = [](const char *text) { return "\"" + std::string(text) + "\""; };
+    service->SetMember(kSystem, "Links", "{\"Chassis\": [\"" + kChassis + "/\"]}");
+    service->SetMember(kChassis, "Links", "{}");
+    service->SetMember(kChassis, "Sensors", name((service->Url() + kChassis + "/Sensors").c_str()));
+    service->SetDocument(kChassis + "/Sensors/CPU 1",
+                         "{\"Name\": \"CPU 1\", \"ReadingUnits\": \"Cel\", \"Reading\": 1e1}");
+    service->SetDocument(kChassis + "/Sensors",
+                         "{\"Members@odata.count\": 9, \"Members\": [\"" + kChassis +
+                             "/Sensors/Temp1\", {\"@odata.id\": \"" + kChassis +
+                             "/Sensors/Temp2/#/x\"}, {\"@odata.id\": \"" + kChassis +
+                             "/Sensors/CPU 1\"}, {\"@odata.id\": \"https://192.0.2.9" + kChassis +
+                             "/Sensors/Temp3\"}, {\"@odata.id\": \"" + kChassis +
+                             "/Sensors/Temp2\"}, null, {}, 7]}");
+    Read();
+    ASSERT_TRUE(reader->Settles()) << reader->Why();
+    EXPECT_EQ(reader->Sensors(),
+              "CPU 1, Temp 1, Temp 2, Fan 1, Fan 2, Intrusion, PSU 1, Fan Redundancy");
+    EXPECT_EQ(reader->Text(SensorKey(1), "Reading"), "10");
+    EXPECT_NE(reader->Lines().find("members without an address on this service: 4"),
+              std::string::npos)
+        << reader->Lines();
 }
 
 TEST_F(RedfishConversationTest, SeveralRequestsOfAnEndedSessionAreOneLogin)

@@ -501,7 +501,8 @@ std::string SimService::State::DocumentText(const std::string &path, const std::
                              : shuffles                          ? shuffled[i]
                                                                  : i;
         json_t *member = json_array_get(members, place);
-        const std::string link = Trimmed(json_string_value(json_object_get(member, "@odata.id")));
+        const char *id = json_string_value(json_object_get(member, "@odata.id"));
+        const std::string link = Trimmed(id != nullptr ? id : "");
         const auto document = documents.find(link);
         json_array_append(list,
                           inlined && document != documents.end() ? document->second.value : member);
@@ -734,6 +735,8 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
         answer = options.gzip ? Gzip(answer) : Deflate(answer);
         headers["Content-Encoding"] = encoding;
     }
+    if (options.closes)
+        headers["Connection"] = "close";
     if (!fault.encoding.empty())
         headers["Content-Encoding"] = fault.encoding;
     if (fault.garbage != 0)
@@ -818,8 +821,9 @@ SimService::SimService(const SimOptions &options) : state_(std::make_unique<Stat
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     state_->daemon = MHD_start_daemon(
         flags, 0, nullptr, nullptr, State::Handle, state_.get(), MHD_OPTION_SOCK_ADDR, &address,
-        MHD_OPTION_NOTIFY_COMPLETED, drop, nullptr, MHD_OPTION_NOTIFY_CONNECTION, State::Notify,
-        state_.get(), tls ? MHD_OPTION_HTTPS_MEM_CERT : MHD_OPTION_END, options.certificate.c_str(),
+        MHD_OPTION_CONNECTION_TIMEOUT, options.idleS, MHD_OPTION_NOTIFY_COMPLETED, drop, nullptr,
+        MHD_OPTION_NOTIFY_CONNECTION, State::Notify, state_.get(),
+        tls ? MHD_OPTION_HTTPS_MEM_CERT : MHD_OPTION_END, options.certificate.c_str(),
         MHD_OPTION_HTTPS_MEM_KEY, options.key.c_str(), MHD_OPTION_END);
     if (state_->daemon == nullptr)
         abort();

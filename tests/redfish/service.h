@@ -65,6 +65,8 @@ struct SimOptions {
     bool lastReset = true;    // the system tells LastResetTime
     bool finalSlash = false;  // links end in one
     SimOrder order = SimOrder::AsIs;
+    bool closes = false;   // the connection after every answer
+    unsigned idleS = 0;    // ... that nothing came over for so long; 0: never
     bool gzip = false;     // documents are compressed for those who take that
     bool deflate = false;  // ... in this way
     bool empty = false;    // no documents: SetDocument brings them

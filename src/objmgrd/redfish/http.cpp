@@ -28,6 +28,7 @@ struct Transfer {
     size_t headerBytes = 0;
     bool tooLarge = false;
     bool followed = false;
+    bool asItStands = false;  // the body is taken without decompressing it
 
     ~Transfer()
     {
@@ -134,6 +135,7 @@ struct Http::State {
     void SetTls(CURL *easy, const char *pin) const;
     void SetRequest(Transfer *transfer) const;
     void Begin(std::unique_ptr<Transfer> transfer);
+    void BeginAgain(Transfer *transfer);
     bool Redirected(Transfer *transfer);
     void Finish(CURL *easy, CURLcode code);
 };
@@ -170,7 +172,10 @@ void Http::State::SetRequest(Transfer *transfer) const
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, TakeHeader);
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, transfer);
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
+    if (!transfer->asItStands)
+        curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
+    else
+        curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
     curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.timeoutMs));
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
@@ -229,18 +234,26 @@ bool Http::State::Redirected(Transfer *transfer)
 {
     const HttpAnswer &answer = transfer->answer;
     const bool may = transfer->request.method == HttpMethod::Get || transfer->request.followOnce;
-    if (!may || transfer->followed || (answer.status != 307 && answer.status != 308))
+    if (!may || transfer->followed ||
+        (answer.status != 301 && answer.status != 307 && answer.status != 308))
         return false;
     const std::string link = LinkOf(settings->origin, answer.location);
     if (link.empty())
         return false;
+    transfer->request.link = link;
+    transfer->followed = true;
+    BeginAgain(transfer);
+    return true;
+}
+
+void Http::State::BeginAgain(Transfer *transfer)
+{
     auto again = std::make_unique<Transfer>();
     again->request = transfer->request;
-    again->request.link = link;
     again->done = std::move(transfer->done);
-    again->followed = true;
+    again->followed = transfer->followed;
+    again->asItStands = transfer->asItStands;
     Begin(std::move(again));
-    return true;
 }
 
 void Http::State::Finish(CURL *easy, CURLcode code)
@@ -270,6 +283,11 @@ void Http::State::Finish(CURL *easy, CURLcode code)
         answer.fault = HttpFault::None;
         if (Redirected(transfer.get()))
             return;
+    } else if (code == CURLE_BAD_CONTENT_ENCODING && transfer->request.method == HttpMethod::Get &&
+               !transfer->asItStands) {
+        // Declared to be compressed, and not: some services do that with what they do not compress.
+        transfer->asItStands = true;
+        return BeginAgain(transfer.get());
     } else {
         answer.fault = transfer->tooLarge   ? HttpFault::TooLarge
                        : IsTrustFault(code) ? HttpFault::Trust

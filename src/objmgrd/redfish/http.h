@@ -5,8 +5,8 @@
 //   - A POST on a connection that was used before is sent again when that closes before a byte of
 //     the answer: each has a connection of its own, which is closed after it.
 //   - The environment's proxy would be obeyed; there is none here.
-//   - Redirects would carry the token away: one is followed, of a GET or of the login, to the same
-//     service.
+//   - Redirects would carry the token away: one (301, 307, 308) is followed, of a GET or of the
+//     login, to the same service.
 //   - An answer is counted after decompression; a cut one is no answer.
 #ifndef OBJMGRD_REDFISH_HTTP_H
 #define OBJMGRD_REDFISH_HTTP_H

@@ -126,17 +126,27 @@ std::string LinkOf(const Origin &origin, std::string_view given)
             return "";
     }
     path = path.substr(0, path.find('#'));
-    const bool right = !path.empty() && path.size() <= kLinkMax && path[0] == '/' &&
-                       (path.size() == 1 || path[1] != '/') &&
-                       std::all_of(path.begin(), path.end(), [](char c) {
-                           return static_cast<u8>(c) > ' ' && static_cast<u8>(c) < 0x7f;
-                       });
-    return right ? std::string(path) : "";
+    std::string link;
+    for (const char c : path) {
+        const u8 byte = static_cast<u8>(c);
+        if (byte < ' ' || byte == 0x7f)
+            return "";
+        if (byte == ' ' || byte > 0x7f) {
+            constexpr char kDigits[] = "0123456789ABCDEF";
+            link += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+        } else {
+            link += c;
+        }
+    }
+    const bool right = !link.empty() && link.size() <= kLinkMax && link[0] == '/' &&
+                       (link.size() == 1 || link[1] != '/');
+    return right ? link : "";
 }
 
 std::string LinkOf(const Origin &origin, JsonValue object)
 {
-    return LinkOf(origin, object["@odata.id"].RawText());
+    const std::string text = object.RawText();
+    return LinkOf(origin, text.empty() ? object["@odata.id"].RawText() : text);
 }
 
 std::string LinkName(std::string_view link)

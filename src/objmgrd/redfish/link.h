@@ -34,10 +34,11 @@ bool OriginParse(std::string_view url, Origin *origin);
 bool OriginIsLoopback(const Origin &origin);
 
 // The address that a document or a header gives as a path or as a whole URL of this origin; ""
-// when it is none: elsewhere (a request would carry the token away), too long, with blanks or
-// control characters, or no absolute path.
+// when it is none: elsewhere (a request would carry the token away), too long, with control
+// characters, or no absolute path. Blanks and bytes beyond ASCII, which some services leave in
+// their addresses, are escaped.
 std::string LinkOf(const Origin &origin, std::string_view given);
-// The same for the `@odata.id` of an object.
+// The same for the `@odata.id` of an object, or for a text in its place.
 std::string LinkOf(const Origin &origin, JsonValue object);
 
 // Without its query and its final slashes: two addresses with the same name are the same resource.

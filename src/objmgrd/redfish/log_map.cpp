@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 namespace
 {
@@ -181,20 +182,33 @@ std::string DescriptionOf(JsonValue document)
     return TextOneLine(message, kJsonTextMax);
 }
 
-bool HasDigit(const std::string &text)
+// What stands before an id's number, which only "_" and more of them may follow; nothing for an id
+// that has no such (a UUID).
+std::optional<std::string_view> BeforeNumber(std::string_view id)
 {
-    return text.find_first_of("0123456789") != std::string::npos;
+    constexpr const char *kDigits = "0123456789";
+    const size_t first = id.find_first_of(kDigits);
+    if (first == std::string_view::npos)
+        return std::nullopt;
+    for (size_t at = first; at < id.size();) {
+        const size_t end = std::min(id.find_first_not_of(kDigits, at), id.size());
+        if (end == at || (end < id.size() && id[end] != '_'))
+            return std::nullopt;
+        at = end + 1;
+    }
+    return id.back() == '_' ? std::nullopt : std::optional(id.substr(0, first));
 }
 
 }  // namespace
 
-int ChooseLog(const std::vector<LogService> &services)
+int ChooseLog(const std::vector<LogService> &services, const std::string &before)
 {
     int best = -1;
-    std::pair<int, LogOwner> bestRank;
+    std::tuple<int, LogOwner, bool> bestRank;
     for (size_t i = 0; i < services.size(); ++i) {
-        const std::pair<int, LogOwner> rank = {RankOf(services[i]), services[i].owner};
-        if (rank.first < 0 || (best >= 0 && !(rank < bestRank)))
+        const bool other = LinkName(services[i].link) != LinkName(before);
+        const std::tuple rank = {RankOf(services[i]), services[i].owner, other};
+        if (std::get<0>(rank) < 0 || (best >= 0 && !(rank < bestRank)))
             continue;
         best = static_cast<int>(i);
         bestRank = rank;
@@ -254,8 +268,10 @@ LogEntry LogEntryOf(JsonValue document)
 
 void SortLog(std::vector<LogEntry> *entries)
 {
-    const bool numbered = std::all_of(entries->begin(), entries->end(),
-                                      [](const LogEntry &entry) { return HasDigit(entry.id); });
+    const bool numbered = std::all_of(entries->begin(), entries->end(), [&](const LogEntry &entry) {
+        const auto text = BeforeNumber(entry.id);
+        return text.has_value() && text == BeforeNumber(entries->front().id);
+    });
     std::stable_sort(entries->begin(), entries->end(),
                      [numbered](const LogEntry &a, const LogEntry &b) {
                          if (numbered)

@@ -18,8 +18,9 @@ struct LogService {
 };
 
 // The place of the one to read; -1: none of them is a log of the hardware's events. Audit,
-// security and console logs, journals and dumps are not.
-int ChooseLog(const std::vector<LogService> &services);
+// security and console logs, journals and dumps are not. Of equally good ones the first; but before
+// is the address of the one that was chosen before, and it stays that.
+int ChooseLog(const std::vector<LogService> &services, const std::string &before = "");
 
 struct LogEntry {
     std::string id;  // Id, else the last part of the address
@@ -36,7 +37,8 @@ LogEntry LogEntryOf(JsonValue document);
 // offset (none: UTC). Nothing for what is no such time.
 std::optional<i64> RedfishTime(std::string_view text);
 
-// Oldest first: by the numbers in the ids where all have one, else by time.
+// Oldest first: by the numbers in the ids where all are alike but for these ("12", "SEL-3",
+// "1700000100_1"), else by time.
 void SortLog(std::vector<LogEntry> *entries);
 
 #endif

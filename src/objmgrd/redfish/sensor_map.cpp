@@ -138,7 +138,7 @@ void TakeCommon(JsonValue object, Sensor *sensor)
     const JsonValue status = object["Status"];
     sensor->state = status["State"].Text();
     sensor->health = status["Health"].Text();
-    sensor->name = object["Name"].Text();
+    sensor->told = object["Name"].Text();
     sensor->shortId = object["Id"].Text();
     if (sensor->shortId.empty())
         sensor->shortId = object["MemberId"].Text();
@@ -377,8 +377,8 @@ bool TakeIntrusion(JsonValue chassis, Sensor *sensor)
 bool TakeOlderFan(JsonValue entry, Sensor *sensor)
 {
     TakeCommon(entry, sensor);
-    if (sensor->name.empty())
-        sensor->name = entry["FanName"].Text();
+    if (sensor->told.empty())
+        sensor->told = entry["FanName"].Text();
     sensor->percent = UnitOf(entry["ReadingUnits"].Text()).percent;
     auto reading = entry["Reading"].Number();
     if (!reading.has_value() && entry["ReadingRPM"].Number().has_value()) {
@@ -576,7 +576,7 @@ std::string WithoutCurrent(std::string name)
 std::string NameOf(const Sensor &sensor, u32 number, bool several)
 {
     const KindRow &row = RowOf(sensor.kind);
-    std::string name = sensor.name;
+    std::string name = sensor.told;
     if (name.empty() || name == "nil")
         name = HasLetter(sensor.shortId) && sensor.kind != SensorKind::Intrusion
                    ? sensor.shortId
@@ -728,7 +728,7 @@ void NameSensors(std::vector<Sensor> *sensors)
         ++uses[{sensor.kind, sensor.name}];
     }
     for (Sensor &sensor : *sensors) {
-        if (uses[{sensor.kind, sensor.name}] > 1 && !sensor.shortId.empty())
+        if (uses.at({sensor.kind, sensor.name}) > 1 && !sensor.shortId.empty())
             sensor.name += " (" + sensor.shortId + ")";
         if (sensor.kind == SensorKind::Power)
             sensor.name = WithoutCurrent(std::move(sensor.name));

@@ -82,7 +82,8 @@ struct Sensor {
     std::string document;           // name of the document it stands in (LinkName)
     std::string id;                 // the same at each reading, and another for each sensor
     std::string shortId;            // Id or MemberId
-    std::string name;               // as it is told; after NameSensors as clients see it
+    std::string told;               // its name as it is told
+    std::string name;               // after NameSensors: as clients see it
     bool percent = false;           // a fan's reading and limits are in percent
     CimStatus status = kCimOk;      // not 0: its document cannot be read
     std::optional<double> reading;  // in the kind's unit; none: not available

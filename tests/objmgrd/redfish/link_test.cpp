@@ -53,8 +53,19 @@ TEST(Link, IsAPathOnThisService)
     for (const char *given :
          {"", "a", "#/a", "//evil/a", "https://evil/a", "http://bmc.example/a",
           "https://bmc.example:444/a", "https://bmc.example@evil/a", "https://evil#bmc.example/a",
-          "https://bmc.example", "/a b", "/a\r\nX: y", "/\xc3\xa4", "file:///etc/passwd"})
+          "https://bmc.example", "/a\r\nX: y", "/a\tb", "/a\x7f", "file:///etc/passwd", " /a"})
         EXPECT_EQ(LinkOf(kHere, given), "") << given;
+    EXPECT_EQ(LinkOf(kHere, "/CPU 1/\xc3\xa4"), "/CPU%201/%C3%A4");
+    EXPECT_EQ(LinkOf(kHere, "/CPU%201"), "/CPU%201");
+    EXPECT_EQ(LinkOf(kHere, "/" + std::string(342, ' ')), "");
+    EXPECT_EQ(LinkOf(kHere, "/" + std::string(341, ' ')).size(), 1024u);
+    Documents read;
+    const JsonValue links =
+        read("{'A': {'@odata.id': '/a'}, 'B': '/b', 'C': {}, 'D': null, 'E': 'e'}");
+    EXPECT_EQ(LinkOf(kHere, links["A"]), "/a");
+    EXPECT_EQ(LinkOf(kHere, links["B"]), "/b");
+    for (const char *name : {"C", "D", "E", "F"})
+        EXPECT_EQ(LinkOf(kHere, links[name]), "") << name;
     EXPECT_EQ(LinkOf(kHere, "/" + std::string(1023, 'a')).size(), 1024u);
     EXPECT_EQ(LinkOf(kHere, "/" + std::string(1024, 'a')), "");
 }

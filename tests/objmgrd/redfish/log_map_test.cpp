@@ -11,7 +11,7 @@ class LogMap : public testing::Test
 {
 protected:
     // The address of the log that is read; each is "OWNER {DOCUMENT}", at /0, /1...
-    std::string Chosen(std::initializer_list<const char *> logs)
+    std::string Chosen(std::initializer_list<const char *> logs, const char *before = "")
     {
         std::vector<LogService> services;
         for (const char *log : logs) {
@@ -20,7 +20,7 @@ protected:
                                                  : LogOwner::Chassis;
             services.push_back({owner, "/" + std::to_string(services.size()), read(log + 2)});
         }
-        const int chosen = ChooseLog(services);
+        const int chosen = ChooseLog(services, before);
         return chosen < 0 ? "(none)" : services[static_cast<size_t>(chosen)].link;
     }
     LogEntry Entry(const char *document) { return LogEntryOf(read(document)); }
@@ -51,6 +51,10 @@ TEST_F(LogMap, TheHardwaresLogIsChosen)
     EXPECT_EQ(Chosen({"C {'Id': 'Log1'}", "M {'Id': 'Log2'}", "S {'Id': 'Log3'}"}), "/2");
     EXPECT_EQ(Chosen({"S {'Id': 'A'}", "S {'Id': 'B'}"}), "/0");
     EXPECT_EQ(Chosen({}), "(none)");
+    // The one of before, whatever the order; but none that is worse.
+    EXPECT_EQ(Chosen({"S {'Id': 'A'}", "S {'Id': 'B'}"}, "/1"), "/1");
+    EXPECT_EQ(Chosen({"S {'Id': 'A'}", "M {'Id': 'B'}"}, "/1/"), "/0");
+    EXPECT_EQ(Chosen({"S {'Id': 'AuditLog'}", "S {'Id': 'B'}"}, "/0"), "/1");
 }
 
 TEST_F(LogMap, OtherLogsAreNot)
@@ -155,6 +159,18 @@ TEST_F(LogMap, OldestFirstByNumber)
                       "{'Id': '1', 'Created': '2026-01-03T00:00:00Z'}",
                       "{'Id': 'c', 'Created': '2026-01-01T00:00:00Z'}", "{'Id': 'd'}"}),
               "d c b 1");
+    EXPECT_EQ(Sorted({"{'Id': '1700000100_10'}", "{'Id': '1700000100_9'}", "{'Id': '1700000100'}"}),
+              "1700000100 1700000100_9 1700000100_10");
+    // These have digits, but no numbers.
+    EXPECT_EQ(Sorted({"{'Id': '3f2c-01', 'Created': '2026-01-02T00:00:00Z'}",
+                      "{'Id': '9a2c-01', 'Created': '2026-01-01T00:00:00Z'}"}),
+              "9a2c-01 3f2c-01");
+    EXPECT_EQ(Sorted({"{'Id': 'B1', 'Created': '2026-01-01T00:00:00Z'}",
+                      "{'Id': 'A2', 'Created': '2026-01-02T00:00:00Z'}"}),
+              "B1 A2");
+    EXPECT_EQ(Sorted({"{'Id': '1_', 'Created': '2026-01-02T00:00:00Z'}",
+                      "{'Id': '2_', 'Created': '2026-01-01T00:00:00Z'}"}),
+              "2_ 1_");
 }
 
 TEST_F(LogMap, TheNewestOfALongLogStay)

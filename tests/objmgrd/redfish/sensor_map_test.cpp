@@ -84,7 +84,7 @@ Sensor Named(SensorKind kind, const char *name, const char *shortId = "")
 {
     Sensor sensor;
     sensor.kind = kind;
-    sensor.name = name;
+    sensor.told = name;
     sensor.shortId = shortId;
     return sensor;
 }
@@ -422,7 +422,8 @@ TEST_F(SensorMap, Redundancy)
 
 TEST_F(SensorMap, AFailedSensorKeepsItsPlace)
 {
-    Sensor sensor = Named(SensorKind::Fan, "Fan 1");
+    Sensor sensor = Named(SensorKind::Fan, "");
+    sensor.name = "Fan 1";
     sensor.status = kCimFailed;
     sensor.limits[static_cast<u32>(SensorLimit::LowerCritical)] = 500;
     const Instance fan = SensorInstance(4, sensor);
