@@ -731,6 +731,84 @@ TEST_F(RedfishConversationTest, TheOtherFamilyTakesOverWhereItTellsMore)
     }
 }
 
+TEST_F(RedfishConversationTest, AResourceThatAnswersAsWithoutALoginCostsNoSession)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    ReadAll(options);
+    SimFault fault;
+    fault.status = 401;
+    service->SetFault(kChassis + "/Sensors/Temp1", fault);
+    reader->Becomes(SensorKey(1), "Reading", "(status 2)");
+    EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+    const size_t before = service->Count("GET", kChassis + "/Sensors/Temp1");
+    ASSERT_TRUE(WaitUntil(
+        [&] { return service->Count("GET", kChassis + "/Sensors/Temp1") >= before + 4; }));
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+    EXPECT_EQ(reader->Why(), "");
+    // A session that does end is made anew all the same, and the resource is tried with it.
+    service->EndSessions();
+    service->ClearFaults();
+    reader->Becomes(SensorKey(1), "Reading", "21");
+    EXPECT_EQ(service->Count("POST", kSessions), 2u);
+}
+
+TEST_F(RedfishConversationTest, AChassisThatCannotBeReadKeepsItsSensors)
+{
+    const std::string chassis = std::string(kRoot) + "/Chassis";
+    SimFault fault;
+    fault.status = 500;
+    SimFault empty;
+    empty.body = "{\"Name\": \"Chassis\", \"Members\": [], \"Members@odata.count\": 0}";
+    const std::pair<std::string, SimFault> rows[] = {
+        {chassis, fault}, {kChassis, fault}, {chassis, empty}};
+    for (const SimExpand expand : {SimExpand::Works, SimExpand::Ignored}) {
+        for (const auto &[path, one] : rows) {
+            SimOptions options;
+            options.expand = expand;
+            ReadAll(options);
+            ASSERT_EQ(reader->Sensors(), kSevenSensors);
+            service->SetFault(path, one);
+            service->SetFault(chassis + "?$expand=.($levels=1)", one);
+            service->SetPower(false);
+            reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+            service->ForgetRequests();
+            service->SetPower(true);  // discovery follows
+            ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", chassis) >= 1; }));
+            service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "44");
+            reader->Becomes(SensorKey(1), "Reading", "44");
+            EXPECT_EQ(reader->Sensors(), kSevenSensors) << path;
+            service->SetMember(kChassis + "/Sensors/Temp1", "Reading", "45");
+            reader->Becomes(SensorKey(1), "Reading", "45");
+            EXPECT_EQ(reader->Sensors(), kSevenSensors) << path;
+            reader.reset();
+        }
+    }
+}
+
+TEST_F(RedfishConversationTest, ALogWhoseManagerCannotBeReadStaysTheLog)
+{
+    Serve();
+    service->AddLogEntry("1", "First");
+    RedfishSettings settings = Settings();
+    settings.discoveryMs = 300;
+    Read(settings);
+    ASSERT_TRUE(reader->Settles());
+    SimFault fault;
+    fault.status = 500;
+    const std::string managers = std::string(kRoot) + "/Managers";
+    service->SetFault(managers, fault);
+    service->SetFault(managers + "?$expand=.($levels=1)", fault);
+    service->SetPower(false);
+    reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+    service->ForgetRequests();
+    service->SetPower(true);
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", managers) >= 1; }));
+    service->AddLogEntry("2", "Second");
+    reader->Becomes(std::string(kSelPath), "NumRecords", "2");
+    reader->Becomes(SelRecordKey(2), "Description", "Second");
+}
+
 TEST_F(RedfishConversationTest, ANameStaysWhileItsTwinCannotBeRead)
 {
     SimOptions options;

@@ -81,7 +81,10 @@ u32 RedfishConversation::Step()
             std::clamp<u64>(nextConnectMs_ > then ? nextConnectMs_ - then : 1, 1, kIdleMostMs));
     }
     if (fetcher_.Unauthorized()) {
-        connected_ = LogIn();
+        if (LoginStillCounts())
+            fetcher_.LoginCounts();
+        else
+            connected_ = LogIn();
         Post();
         return 0;
     }
@@ -255,6 +258,16 @@ void RedfishConversation::LogOut(const RememberedSession &session, u32 timeoutMs
     // One that could not be ended is left for the next start.
     if (answer.Came() && answer.status < 500)
         SessionFileRemove(RedfishSessionFile(settings_));
+}
+
+// Some services answer 401 for a single resource that they do not give to us. A new session for
+// each of these answers would soon be one too many.
+bool RedfishConversation::LoginStillCounts()
+{
+    if (fetcher_.GoodsOfLogin() == 0)
+        return false;
+    fetcher_.BeginReading();
+    return fetcher_.Get(systemLink_.empty() ? root_.systems : systemLink_).Good();
 }
 
 bool RedfishConversation::LogIn()

@@ -19,6 +19,7 @@
 #include "objmgrd/redfish/session_file.h"
 #include "objmgrd/redfish/system_map.h"
 
+#include <functional>
 #include <set>
 
 constexpr u32 kMissedRounds = 3;
@@ -65,7 +66,7 @@ private:
     // What is read of one chassis.
     struct Plan {
         std::string link;
-        bool document = false;  // the chassis itself is read each round, for its intrusion sensor
+        bool asBefore = false;  // its document could not be read with the others at discovery
         Listing sensors;
         Listing fans;
         Listing supplies;
@@ -108,6 +109,7 @@ private:
     // ---- the session
     bool Connect();
     bool LogIn();
+    bool LoginStillCounts();
     void LogOut(const RememberedSession &session, u32 timeoutMs);
     void DeleteForgotten();
     void Refuse(const std::string &why, bool mayLock);
@@ -122,7 +124,8 @@ private:
     bool Discover();
     bool ChooseSystem(const Listed &systems);
     std::vector<Plan> PlansOf(const std::vector<ChassisDocument> &all,
-                              const std::vector<size_t> &places) const;
+                              const std::vector<size_t> &places,
+                              const std::function<bool(const std::string &link)> &mayBeThere) const;
     // What a reading of the plans brought besides documents.
     struct Tally {
         std::set<std::string> unread;   // names of documents and listings that could not be read
@@ -144,7 +147,8 @@ private:
                         u64 now);
     void SayUnread(const Tally &tally);
     void ReadSensors();
-    void ChooseLogService(const std::vector<Listed> &listed, const std::vector<LogOwner> &owners);
+    void ChooseLogService(const std::vector<Listed> &listed, const std::vector<LogOwner> &owners,
+                          bool unsure);
     void ReadLog(bool all);
     void EndLog(bool read, CimStatus status);
     bool LogChanged(bool *known);
@@ -210,6 +214,7 @@ private:
     std::string lastReset_;
 
     // ---- the log
+    std::string logService_;  // address of the LogService that was chosen
     std::string logEntries_;  // address of the entries; "": there is no log
     std::string logClear_;
     std::string logEtag_;

@@ -88,7 +88,9 @@ bool RedfishConversation::ChooseSystem(const Listed &systems)
     std::vector<const Resource *> fit;
     std::string ids;
     for (const Resource &system : systems.members) {
-        const std::string id = system.document["Id"].Text();
+        std::string id = system.document["Id"].Text();
+        if (id.empty())
+            id = LinkName(system.link).substr(LinkName(system.link).rfind('/') + 1);
         ids += (ids.empty() ? "" : ", ") + id;
         if (settings_.system.empty() || id == settings_.system)
             fit.push_back(&system);
@@ -110,7 +112,8 @@ bool RedfishConversation::ChooseSystem(const Listed &systems)
 
 std::vector<RedfishConversation::Plan>
 RedfishConversation::PlansOf(const std::vector<ChassisDocument> &all,
-                             const std::vector<size_t> &places) const
+                             const std::vector<size_t> &places,
+                             const std::function<bool(const std::string &link)> &mayBeThere) const
 {
     const Origin &origin = settings_.origin;
     std::vector<Plan> plans;
@@ -124,6 +127,22 @@ RedfishConversation::PlansOf(const std::vector<ChassisDocument> &all,
         plan.thermal = LinkIn(origin, document, "Thermal");
         plan.power = LinkIn(origin, document, "Power");
         plans.push_back(std::move(plan));
+    }
+    // One of before that could not be read is asked for what it had then.
+    for (const Plan &old : plans_) {
+        const auto isIt = [&](const auto &one) { return LinkName(one.link) == LinkName(old.link); };
+        const auto document = std::find_if(all.begin(), all.end(), isIt);
+        if ((document != all.end() && document->document.IsObject()) || !mayBeThere(old.link))
+            continue;
+        const auto at = std::find_if(plans.begin(), plans.end(), isIt);
+        Plan &plan = at != plans.end() ? *at : plans.emplace_back();
+        plan.link = old.link;
+        plan.asBefore = true;
+        plan.sensors.link = old.sensors.link;
+        plan.thermalSubsystem = old.thermalSubsystem;
+        plan.powerSubsystem = old.powerSubsystem;
+        plan.thermal = old.thermal;
+        plan.power = old.power;
     }
     // Chassis keep their order: a collection may come in another one each time.
     const auto known = [&](const Plan &plan) {
@@ -204,6 +223,8 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
             continue;
         }
         // At discovery the chassis was read just before; these tell of more lists.
+        if (plan->asBefore)
+            want(plan->link, i, SensorSource::Chassis, &view->chassis);
         want(plan->thermalSubsystem, i, SensorSource::ThermalSubsystem, &view->thermalSubsystem,
              [=, &origin] {
                  plan->fans.link = LinkIn(origin, view->thermalSubsystem.document, "Fans");
@@ -233,7 +254,7 @@ std::vector<ChassisView> RedfishConversation::ReadPlans(std::vector<Plan> *plans
             tally->cut.push_back(LinkName(listing->link));
         for (const std::string &link : listed.missing)
             tally->missing.insert(LinkName(link));
-        if (again && !listing->whole)
+        if (again && !listing->whole && !listed.absent)
             tally->unread.insert(LinkName(listing->link));
         for (const Resource &member : listed.members) {
             if (!member.document.IsObject())
@@ -273,6 +294,8 @@ void RedfishConversation::KeepChoice(Plan *plan, const Tally &tally) const
             return before->thermalSubsystem;
         case SensorSource::PowerSubsystem:
             return before->powerSubsystem;
+        case SensorSource::Chassis:
+            return before->link;
         default:
             return "";
         }
@@ -340,7 +363,16 @@ bool RedfishConversation::Discover()
         all.push_back({member.link, member.document});
     const std::vector<size_t> places =
         ChassisOf(origin, systemLink_, system, top[0].members.size() == 1, all);
-    std::vector<Plan> plans = PlansOf(all, places);
+    // A controller that has just started tells of no chassis for a while.
+    const bool wasEmpty = emptySinceMs_ != 0 && start - emptySinceMs_ >= kEmptyMs;
+    const auto mayBeThere = [&](const std::string &link) {
+        const auto isIt = [&](const auto &other) { return LinkName(other) == LinkName(link); };
+        const bool listed =
+            std::any_of(all.begin(), all.end(), [&](const auto &one) { return isIt(one.link); });
+        return listed ? std::none_of(top[1].missing.begin(), top[1].missing.end(), isIt)
+                      : !chassis.whole || (all.empty() && !wasEmpty);
+    };
+    std::vector<Plan> plans = PlansOf(all, places, mayBeThere);
     const auto documentOf = [&](const std::string &link) {
         for (const ChassisDocument &one : all) {
             if (one.link == link)
@@ -402,7 +434,8 @@ bool RedfishConversation::Discover()
     std::vector<Sensor> found;
     std::set<std::string> ids;
     for (size_t i = 0; i < plans.size(); ++i) {
-        views[i].chassis = {plans[i].link, documentOf(plans[i].link)};
+        if (!plans[i].asBefore)
+            views[i].chassis = {plans[i].link, documentOf(plans[i].link)};
         plans[i].choice = ChooseSources(views[i]);
         KeepChoice(&plans[i], tally);
         std::set<std::string> used;
@@ -428,8 +461,8 @@ bool RedfishConversation::Discover()
         if (info.Good())
             TakeActionInfo(info.document.Root(), &reset_);
     }
-    ChooseLogService(logListed, owners);
     const bool unsure = tally.unsure || top[1].unsure != 0 || top[2].unsure != 0;
+    ChooseLogService(logListed, owners, top[1].unsure != 0 || top[2].unsure != 0);
     nextDiscoveryMs_ = clock_() + (emptySinceMs_ != 0 ? kDiscoverAgainMs
                                    : unsure           ? kDiscoverPartMs
                                                       : settings_.discoveryMs);
@@ -588,7 +621,7 @@ void RedfishConversation::ReadSensors()
 // ---- the log ----
 
 void RedfishConversation::ChooseLogService(const std::vector<Listed> &listed,
-                                           const std::vector<LogOwner> &owners)
+                                           const std::vector<LogOwner> &owners, bool unsure)
 {
     const Origin &origin = settings_.origin;
     std::vector<LogService> services;
@@ -603,15 +636,21 @@ void RedfishConversation::ChooseLogService(const std::vector<Listed> &listed,
                 services.push_back({owners[i], member.link, member.document});
         }
     }
-    const int chosen = !settings_.log.empty() && services.size() == 1 ? 0 : ChooseLog(services);
-    const bool unsure = settings_.log.empty()
-                            ? std::any_of(listed.begin(), listed.end(),
-                                          [](const Listed &one) { return one.unsure != 0; })
-                            : !named.Good();
+    const int chosen =
+        !settings_.log.empty() && services.size() == 1 ? 0 : ChooseLog(services, logService_);
+    unsure = settings_.log.empty()
+                 ? unsure || std::any_of(listed.begin(), listed.end(),
+                                         [](const Listed &one) { return one.unsure != 0; })
+                 : !named.Good();
     nextLogMs_ = clock_();
     logUnsure_ = chosen < 0 && unsure && logEntries_.empty();
-    if (chosen < 0 && unsure)
+    // The one of before may be there as well.
+    const bool seen = std::any_of(services.begin(), services.end(), [&](const LogService &one) {
+        return LinkName(one.link) == LinkName(logService_);
+    });
+    if (unsure && (chosen < 0 || (!logEntries_.empty() && !seen)))
         return;
+    logService_ = chosen >= 0 ? services[static_cast<size_t>(chosen)].link : "";
     std::string entries;
     logClear_.clear();
     if (chosen >= 0) {

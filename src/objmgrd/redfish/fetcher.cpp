@@ -34,8 +34,17 @@ void Fetcher::SetLogin(HttpLogin login, std::string token)
     login_ = login;
     token_ = std::move(token);
     unauthorized_ = false;
+    refused_.clear();
+    denied_.clear();
     goods_ = 0;
     ++logins_;
+}
+
+void Fetcher::LoginCounts()
+{
+    unauthorized_ = false;
+    denied_.merge(refused_);
+    refused_.clear();
 }
 
 HttpRequest Fetcher::MakeGet(const std::string &link) const
@@ -49,7 +58,7 @@ HttpRequest Fetcher::MakeGet(const std::string &link) const
     return request;
 }
 
-Got Fetcher::Take(HttpAnswer &&answer)
+Got Fetcher::Take(HttpAnswer &&answer, const std::string &link)
 {
     Got got;
     got.fault = answer.fault;
@@ -62,7 +71,15 @@ Got Fetcher::Take(HttpAnswer &&answer)
     if (!answer.Came())
         return got;
     const bool ofThisLogin = answer.mark == logins_;
-    unauthorized_ = unauthorized_ || (ofThisLogin && answer.status == 401);
+    if (ofThisLogin && answer.status == 401) {
+        if (denied_.count(link) != 0) {
+            got.status = 403;
+        } else {
+            unauthorized_ = true;
+            if (!link.empty())
+                refused_.insert(link);
+        }
+    }
     if (answer.Good()) {
         bytes_ += answer.body.size();
         if (!got.etag.empty())
@@ -158,14 +175,16 @@ void Fetcher::StartWanted()
     while (!batch_->wanted.empty() && http_.OnTheirWay() < Room()) {
         Wanted wanted = std::move(batch_->wanted.front());
         batch_->wanted.pop_front();
-        http_.Start(std::move(wanted.request),
-                    [this, batch = batch_, done = std::move(wanted.done)](HttpAnswer &&answer) {
-                        batch->waitedMs.push_back(answer.waitedMs);
-                        --batch->left;
-                        Got got = Take(std::move(answer));
-                        if (!batch->closed)
-                            done(std::move(got));
-                    });
+        const std::string link = wanted.request.link;
+        http_.Start(
+            std::move(wanted.request),
+            [this, link, batch = batch_, done = std::move(wanted.done)](HttpAnswer &&answer) {
+                batch->waitedMs.push_back(answer.waitedMs);
+                --batch->left;
+                Got got = Take(std::move(answer), link);
+                if (!batch->closed)
+                    done(std::move(got));
+            });
     }
 }
 

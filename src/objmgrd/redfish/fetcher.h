@@ -9,6 +9,7 @@
 #include "objmgrd/redfish/http.h"
 
 #include <deque>
+#include <set>
 
 // All documents of one reading together, in bytes as they came.
 constexpr size_t kReadingBytesMax = size_t{16} * 1024 * 1024;
@@ -40,8 +41,10 @@ public:
     void SetLogin(HttpLogin login, std::string token);
     HttpLogin Login() const { return login_; }
     const std::string &Token() const { return token_; }
-    // An answer was 401 since the last SetLogin.
+    // An answer was 401 since the last SetLogin or LoginCounts.
     bool Unauthorized() const { return unauthorized_; }
+    // The login is good all the same: what answered 401 is denied, as by 403, as long as it lasts.
+    void LoginCounts();
     // On the clock: the last whole answer of any status; 0: none.
     u64 HeardMs() const { return heardMs_; }
     // Requests at a time: kHttpAtOnce, or 1 where more gains nothing.
@@ -76,8 +79,8 @@ public:
     void Drop();
     std::string SeenPin() { return http_.SeenPin(); }
     HttpRequest MakeGet(const std::string &link) const;
-    // Counts an answer, and reads its document.
-    Got Take(HttpAnswer &&answer);
+    // Counts an answer, and reads its document. link: what was asked for; "": not to be told apart.
+    Got Take(HttpAnswer &&answer, const std::string &link = "");
 
 private:
     struct Wanted {
@@ -114,6 +117,8 @@ private:
     u64 slowUntilMs_ = 0;   // an answer took long not long ago
     size_t bytes_ = 0;
     u64 goods_ = 0;
+    std::set<std::string> refused_;  // answered 401 since the last SetLogin or LoginCounts
+    std::set<std::string> denied_;   // ... before it
     u32 logins_ = 0;  // marks requests: a late 401 of an older login says nothing of this one
     std::deque<std::pair<HttpRequest, Http::Done>> urgent_;
 };

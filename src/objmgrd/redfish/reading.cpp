@@ -87,6 +87,7 @@ void Reading::TakePage(Work *work, const std::string &link, bool expanded, Got &
             return Page(work, listing->link, false);
         }
         work->failed = true;
+        listed->absent = got.Gone() && work->pages.empty();
         listed->denied += got.Denied();
         listed->gone += got.Gone();
         listed->unsure += IsUnsure(got);

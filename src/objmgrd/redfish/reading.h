@@ -31,6 +31,7 @@ struct Listed {
     u32 denied = 0;                    // of these, 403
     u32 unsure = 0;                    // pages and members that may be there, but did not come
     u32 refused = 0;                   // members without an address that may be asked for
+    bool absent = false;               // the collection itself is not there (404)
     bool more = false;                 // further pages, elsewhere or more than kPagesMax
 };
 
