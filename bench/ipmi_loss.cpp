@@ -10,11 +10,12 @@
 // by what the relay passed on, never by the service. Columns:
 //
 //   said done   the shell says that it was done
-//   request     failed: the one request was lost, and the BMC did nothing
+//   request     failed: the request was lost (of an on or off each time that it was sent), and the
+//               BMC did nothing
 //   reply       failed: the BMC did it, and its one reply was lost (a reset: nobody can know)
 //   other       failed, though request and reply went through, or nothing was sent: a fault
-//   wrong       said to be done and was not, or done more than once, or failed though the power
-//               state was to be had: a fault
+//   wrong       said to be done and was not, or done more than once, or a reset that was sent more
+//               than once, or failed though the power state was to be had: a fault
 //   void        the service took the BMC for lost: a fault
 //   longest     of all commands, in seconds
 //   pause       the longest between two readings of sensors, in seconds
@@ -224,14 +225,14 @@ void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
     const bool done = said == row.done;
     result->done += done;
     const bool wrong = (done && !once) || (!done && once && row.changesState) ||
-                       (!once && !did.empty()) || sent > 1;
+                       (!once && !did.empty()) || (sent > 1 && !row.changesState);
     if (wrong)
         ++result->wrong;
-    else if (!done && sent == 1 && answered == 0)
+    else if (!done && sent != 0 && answered == 0)
         ++(once ? result->replyLost : result->requestLost);
     else if (!done)
         ++result->other;
-    if (wrong || (!done && !(sent == 1 && answered == 0)))
+    if (wrong || (!done && !(sent != 0 && answered == 0)))
         fprintf(stderr, "%s: said %s, did %s, sent %lu, answered %lu\n%s\n", row.line, said.c_str(),
                 did.c_str(), sent, answered, service->Log().c_str());
 }
@@ -256,8 +257,9 @@ Result RunLane(const Programs &programs, const Network &network, u32 commands, u
     relay.ForgetCounts();
     bool reset = false;
     while (result.commands < commands) {
-        reset = !reset;
-        const CommandRow &row = !bmc.PowerIsOn() ? kCommands[2] : kCommands[reset ? 0 : 1];
+        const bool on = bmc.PowerIsOn();
+        reset = on ? !reset : reset;
+        const CommandRow &row = !on ? kCommands[2] : kCommands[reset ? 0 : 1];
         RunCommand(programs, bmc, relay, row, &service, &result);
     }
     result.pauseMs = relay.LongestPauseMs(kIpmiSensorReading);

@@ -119,6 +119,7 @@ public:
     mutable std::mutex mutex;  // of everything down to the counts
     RelayFaults faults;
     std::map<CommandKey, u32> drops;
+    std::map<CommandKey, u32> requestDrops;
     std::map<CommandKey, RelayEdit> edits;
     RelayCounts counts;
     std::map<CommandKey, u64> requests;
@@ -138,6 +139,7 @@ private:
     void CountRequest(const Bytes &packet, int upstream);
     void CountAnswer(const Bytes &packet, const Message &message, int upstream);
     bool IsLost(const Bytes &packet, const Message &message);
+    bool IsRequestLost(const Bytes &packet);
     void CountDelivery(const Bytes &packet, const Message &message);
     void Change(Bytes *packet, const Message &message);
     void Spoil(Bytes *packet);
@@ -274,7 +276,7 @@ void IpmiRelay::Impl::TakeRequest()
     CountRequest(packet, upstream);
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (Happens(faults.lossPercent))
+        if (IsRequestLost(packet))
             return;
     }
     (void)!send(upstream, packet.data(), packet.size(), 0);
@@ -287,17 +289,29 @@ bool IpmiRelay::Impl::Happens(u32 percent)
     return (chance >> 16) % 100 < percent;
 }
 
+// One of those that are to be lost.
+static bool TakeDrop(std::map<CommandKey, u32> *drops, const CommandKey &key)
+{
+    const auto drop = drops->find(key);
+    if (drop == drops->end() || drop->second == 0)
+        return false;
+    --drop->second;
+    return true;
+}
+
+bool IpmiRelay::Impl::IsRequestLost(const Bytes &packet)
+{
+    if (Happens(faults.lossPercent))
+        return true;
+    const Message message = FindMessage(packet);
+    return message.start != 0 && TakeDrop(&requestDrops, KeyOf(packet, message));
+}
+
 bool IpmiRelay::Impl::IsLost(const Bytes &packet, const Message &message)
 {
     if (Happens(faults.lossPercent) || (faults.dropEvery != 0 && seen_ % faults.dropEvery == 0))
         return true;
-    if (message.start == 0)
-        return false;
-    const auto drop = drops.find(KeyOf(packet, message));
-    if (drop == drops.end() || drop->second == 0)
-        return false;
-    --drop->second;
-    return true;
+    return message.start != 0 && TakeDrop(&drops, KeyOf(packet, message));
 }
 
 void IpmiRelay::Impl::CountDelivery(const Bytes &packet, const Message &message)
@@ -411,6 +425,12 @@ void IpmiRelay::DropRepliesTo(IpmiCommand command, u32 count)
 {
     const std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->drops[{command.netFn, command.command}] = count;
+}
+
+void IpmiRelay::DropRequests(IpmiCommand command, u32 count)
+{
+    const std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->requestDrops[{command.netFn, command.command}] = count;
 }
 
 void IpmiRelay::Edit(IpmiCommand command, RelayEdit edit)

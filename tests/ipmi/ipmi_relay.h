@@ -67,6 +67,8 @@ public:
     void Set(const RelayFaults &faults);
     // The next `count` replies to this command are lost.
     void DropRepliesTo(IpmiCommand command, u32 count);
+    // The next `count` requests with this command are lost; they are counted.
+    void DropRequests(IpmiCommand command, u32 count);
     // Every reply to this command is changed; an empty function ends that.
     void Edit(IpmiCommand command, RelayEdit edit);
 

@@ -168,6 +168,31 @@ TEST_F(Power, LostReplyToAStopIsJudgedByThePowerState)
     EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
 }
 
+TEST_F(Power, LostRequestsOfAStopAreSentAgain)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2});
+    relay->DropRequests(kIpmiChassisControl, 2);
+    EXPECT_EQ(Timed("stop /system1"), kStopped);
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 3u);
+    relay->DropRequests(kIpmiChassisControl, 1);
+    EXPECT_EQ(Timed("start /system1"), kStarted);
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 5u);
+    EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+TEST_F(Power, LostRequestOfAResetIsSentOnce)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2});
+    relay->DropRequests(kIpmiChassisControl, 1);
+    EXPECT_EQ(Timed("reset /system1"), "ERROR: Command not supported.\n");
+    SleepMs(1500);
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 1u);
+    EXPECT_EQ(bmc.Actions(), "");
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+}
+
 TEST_F(Power, LostReplyToACycleDoesNotCycleTwice)
 {
     PutRelay();

@@ -75,7 +75,8 @@ public:
     // Sends a request and waits for its answer, for no longer than the session's limit.
     virtual BmcAnswer Ask(const BmcRequest &request) = 0;
     // The same in two parts, so that something else can be done meanwhile. Until TakeAnswer gives
-    // the answer nothing but Close is called on this object, and Close gives the answer up.
+    // the answer nothing but AskAside and Close is called on this object, and both give the answer
+    // up.
     virtual void AskAside(const BmcRequest &request) { aside_ = Ask(request); }
     // Waits for waitMs at the most. False: the answer may still come.
     virtual bool TakeAnswer(BmcAnswer *answer, [[maybe_unused]] u32 waitMs)

@@ -31,6 +31,8 @@ u32 IpmiConversation::Step()
     Order order;
     if (!methods_.IsBusy() && mailbox_->NextOrder(&order))
         methods_.Begin(order, now);
+    if (!methods_.IsBusy())
+        methods_.Rest(now);
     u32 wait = 0;
     if (methods_.IsBusy() && now >= methods_.StepMs())
         StepMethod(now);

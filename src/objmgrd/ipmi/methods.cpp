@@ -23,6 +23,8 @@ constexpr u32 kLongTurnDoubtful = 3;
 // The answer to a command is waited for with nothing else done for some times what the BMC takes.
 constexpr u32 kAnswerFactor = 3;
 constexpr u32 kAnswerLeastMs = 50;
+// Whether the session that was kept is good is asked so often.
+constexpr u32 kTries = 3;
 
 // Clear SEL (section 31.9).
 constexpr u8 kEraseBegin = 0xAA;
@@ -79,10 +81,25 @@ void Methods::Say(int priority, std::string_view text)
                       std::string(RowOf(action_->order.kind).words) + ": " + std::string(text));
 }
 
+// A session whose answer is still to come is of no use to the next command.
 void Methods::End()
 {
-    control_->Close();
+    if (action_->phase == Phase::Sent)
+        CloseControl();
+    controlUntilMs_ = clock_() + kControlKeptMs;
     action_.reset();
+}
+
+void Methods::CloseControl()
+{
+    control_->Close();
+    controlOpen_ = false;
+}
+
+void Methods::Rest(u64 now)
+{
+    if (controlOpen_ && now >= controlUntilMs_)
+        CloseControl();
 }
 
 void Methods::Answer(CimStatus status, u32 result)
@@ -116,7 +133,8 @@ void Methods::EndIfLate(u64 now)
 bool Methods::NeedsSession() const
 {
     const Phase phase = action_->phase;
-    return phase == Phase::Check || phase == Phase::Confirm || phase == Phase::Reserve;
+    return phase == Phase::Check || phase == Phase::LookBack || phase == Phase::Confirm ||
+           phase == Phase::Reserve;
 }
 
 void Methods::Step()
@@ -124,8 +142,12 @@ void Methods::Step()
     switch (action_->phase) {
     case Phase::Check:
         return StepCheck();
+    case Phase::Try:
+        return StepTry();
     case Phase::Open:
         return StepOpen();
+    case Phase::LookBack:
+        return StepLookBack();
     case Phase::Send:
         return StepSend();
     case Phase::Sent:
@@ -159,6 +181,30 @@ void Methods::StepCheck()
     const bool on = publication_->Power() == BmcPower::On;
     if (on != RowOf(action_->order.kind).needsOn)
         return Answer(kCimOk, kMethodNotApplicable);
+    action_->phase = controlOpen_ ? Phase::Try : Phase::Open;
+}
+
+// How long an answer is waited for with nothing else done.
+u32 Methods::AnswerLimitMs() const
+{
+    return session_->AnswerMs() * kAnswerFactor + kAnswerLeastMs;
+}
+
+// The BMC may have ended it, or have started again.
+void Methods::StepTry()
+{
+    for (u32 i = 0; i < kTries; ++i) {
+        control_->AskAside({kNetFnChassis, kGetChassisStatus, 0, {}});
+        BmcAnswer answer;
+        if (!control_->TakeAnswer(&answer, AnswerLimitMs()))
+            continue;
+        if (answer.came)
+            action_->phase = Phase::Send;
+        break;
+    }
+    if (action_->phase == Phase::Send)
+        return;
+    CloseControl();
     action_->phase = Phase::Open;
 }
 
@@ -185,9 +231,10 @@ void Methods::StepOpen()
     std::string why;
     const u32 limit = std::min(OpeningLimitMs(), left);
     const BmcOpening opening = control_->Open(&why, limit);
-    if (opening == BmcOpening::Open) {
+    controlOpen_ = opening == BmcOpening::Open;
+    if (controlOpen_) {
         session_->Opened(clock_() - before);
-        action_->phase = Phase::Send;
+        action_->phase = action_->sent ? Phase::LookBack : Phase::Send;
         return;
     }
     if (opening == BmcOpening::Silent) {
@@ -198,6 +245,12 @@ void Methods::StepOpen()
         action_->stepMs = clock_() + (kOpeningPauseMs << std::min(early, kPauseDoublings));
         return;
     }
+    // One that was sent before may have been done.
+    if (action_->sent) {
+        action_->repeats = kRepeatsMax;
+        action_->phase = Phase::Confirm;
+        return LookAgain();
+    }
     Say(LOG_WARNING, "not sent: " + why);
     Answer(kCimFailed, 0);
 }
@@ -205,9 +258,10 @@ void Methods::StepOpen()
 void Methods::StepSend()
 {
     action_->sent = true;
+    action_->sentMs = clock_();
     control_->AskAside({kNetFnChassis, kChassisControl, 1, {RowOf(action_->order.kind).control}});
     action_->phase = Phase::Sent;
-    StepSent(session_->AnswerMs() * kAnswerFactor + kAnswerLeastMs);
+    StepSent(AnswerLimitMs());
 }
 
 // An answer that does not come, since it or the command was lost, is waited for as long as any, and
@@ -216,20 +270,53 @@ void Methods::StepSent(u32 waitMs)
 {
     BmcAnswer answer;
     if (!control_->TakeAnswer(&answer, waitMs)) {
-        action_->answered = false;
-        if (session_->IsOpen() && schedule_->AskPower().Done(1) && SeemsDone())
+        if (!session_->IsOpen() || !schedule_->AskPower().Done(1))
+            return LookAgain();
+        if (SeemsDone())
             return Confirm();
-        return LookAgain();
+        return MayRepeat() ? Repeat() : LookAgain();
     }
-    control_->Close();
-    if (answer.came && answer.code != kBmcDone) {
-        Say(LOG_WARNING, "refused: " + BmcCodeWords(answer.code));
-        return Answer(BmcStatusOf(answer.code), 0);
-    }
-    action_->answered = answer.came;
-    if (!answer.came)
-        Say(LOG_WARNING, "sent once and not answered; looking at the power state");
     action_->phase = Phase::Confirm;
+    action_->answered = answer.came && answer.code == kBmcDone;
+    if (!answer.came) {
+        CloseControl();
+        Say(LOG_WARNING, std::string(action_->repeats == 0 ? "sent once" : "sent again") +
+                             " and not answered; looking at the power state");
+    } else if (!action_->answered && action_->repeats == 0) {
+        Say(LOG_WARNING, "refused: " + BmcCodeWords(answer.code));
+        Answer(BmcStatusOf(answer.code), 0);
+    }
+    // A BMC that refuses what it was sent again may have done it already.
+}
+
+// The power state has been looked at, and says that the command was not done.
+bool Methods::MayRepeat() const
+{
+    return RowOf(action_->order.kind).changesState && !action_->answered &&
+           action_->repeats < kRepeatsMax &&
+           clock_() >= action_->sentMs + settings_.methodMs / kRepeatPart &&
+           mailbox_->Waits(action_->order.ticket);
+}
+
+// In another session: what may still come of the one before finds it closed.
+void Methods::Repeat()
+{
+    Say(LOG_WARNING, "not answered, and the power state has not followed: to be sent again");
+    CloseControl();
+    ++action_->repeats;
+    action_->phase = Phase::Open;
+}
+
+void Methods::StepLookBack()
+{
+    const BmcAnswer answer = schedule_->AskPower();
+    if (!answer.came)
+        return;
+    if (!answer.Done(1))
+        return LookAgain();
+    if (SeemsDone())
+        return Confirm();
+    action_->phase = mailbox_->Waits(action_->order.ticket) ? Phase::Send : Phase::Confirm;
 }
 
 // By the power state; of a reset it says nothing.
@@ -246,6 +333,8 @@ void Methods::StepConfirm()
     if (!answer.came)
         return;
     const bool changes = RowOf(action_->order.kind).changesState;
+    if (answer.Done(1) && changes && !SeemsDone() && MayRepeat())
+        return Repeat();
     if (!answer.Done(1) || (changes && !SeemsDone()))
         return LookAgain();  // not yet
     Confirm();

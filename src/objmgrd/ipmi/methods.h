@@ -2,9 +2,14 @@
 // methods.h -- what is done to the machine, once: power commands and clearing the log.
 //
 // One order at a time, in steps of one request. A power command is sent in a session of its own,
-// on which no request is ever repeated. Opening it executes nothing, so that is tried in short
-// attempts for as long as there is time. A command is said to be done when the power state says so.
-// Before it is sent, the power state is looked at, and whether anybody still waits.
+// on which no request is repeated by itself. Opening it executes nothing, so that is tried in short
+// attempts for as long as there is time; it stays open for a moment, for the next command. A
+// command is said to be done when the power state says so. Before it is sent, the power state is
+// looked at, and whether anybody still waits.
+//
+// A command that is not answered was lost, or its answer was. A power on or off says which state is
+// wanted, so it is sent again, in a new session, when the power state has not followed for a third
+// of the method's time. A reset or a cycle is sent once, whatever happens.
 #ifndef OBJMGRD_IPMI_METHODS_H
 #define OBJMGRD_IPMI_METHODS_H
 
@@ -17,6 +22,12 @@ constexpr u32 kOpeningPauseMs = 20;
 // A method is not begun later than this before its answer is due, and is answered this much early.
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
+// The session for power commands is closed so long after the last one.
+constexpr u32 kControlKeptMs = 10000;
+// An unanswered power on or off is sent again so often, each time after that part of the method's
+// time.
+constexpr u32 kRepeatsMax = 2;
+constexpr u32 kRepeatPart = 3;
 
 class Methods
 {
@@ -40,9 +51,23 @@ public:
     void Step();
     // Postpones the next step for a moment.
     void LookAgain();
+    // Between two methods: gives back what is kept for the next one, when that does not come.
+    void Rest(u64 now);
 
 private:
-    enum class Phase : u8 { Check, Open, Send, Sent, Confirm, Reserve, Erase, Erasing, Reread };
+    enum class Phase : u8 {
+        Check,
+        Try,  // whether the session that was kept is good
+        Open,
+        LookBack,  // before a command is sent again
+        Send,
+        Sent,
+        Confirm,
+        Reserve,
+        Erase,
+        Erasing,
+        Reread
+    };
 
     struct Action {
         Order order;
@@ -53,15 +78,23 @@ private:
         u32 readings = 0;       // Reread: complete readings of the log before
         u16 reservation = 0;
         Phase phase = Phase::Check;
-        bool sent = false;     // the command was sent
-        bool answered = true;  // ... and answered, so that it was accepted
+        bool sent = false;      // the command was sent
+        bool answered = false;  // ... and answered, so that it was accepted
+        u64 sentMs = 0;         // ... the last time
+        u32 repeats = 0;
     };
 
     void StepCheck();
+    void StepTry();
     void StepOpen();
     u32 OpeningLimitMs() const;
     void StepSend();
     void StepSent(u32 waitMs);
+    void CloseControl();
+    u32 AnswerLimitMs() const;
+    bool MayRepeat() const;
+    void Repeat();
+    void StepLookBack();
     bool SeemsDone() const;
     void StepConfirm();
     void Confirm();
@@ -80,6 +113,8 @@ private:
     Mailbox *const mailbox_;
     const BackgroundClock clock_;
     std::optional<Action> action_;
+    bool controlOpen_ = false;
+    u64 controlUntilMs_ = 0;
 };
 
 #endif

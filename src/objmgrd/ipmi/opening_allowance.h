@@ -13,7 +13,7 @@
 constexpr u32 kOpeningsAtOnce = 6;
 constexpr u32 kOpeningRefillMs = 5000;
 // A command that somebody waits for may have so many more.
-constexpr u32 kOpeningsUrgent = 4;
+constexpr u32 kOpeningsUrgent = 10;
 
 class OpeningAllowance
 {

@@ -22,7 +22,7 @@ inline IpmiSettings SettingsOfTest()
 class ConversationTest : public testing::Test
 {
 protected:
-    ConversationTest()
+    explicit ConversationTest(const IpmiSettings &settings = SettingsOfTest()) : settings_(settings)
     {
         fakeNowMs = 1000000;
         machine_.sdrs = {SdrOf({"T1", 1, 1, 0x01}), SdrOf({"PS1", 2, 8, 0x6F, false, 0, 10, 1}),
@@ -102,7 +102,7 @@ protected:
     }
     u32 Requests(u8 netFn, u8 command) const { return machine_.Count(netFn, command); }
 
-    IpmiSettings settings_ = SettingsOfTest();
+    IpmiSettings settings_;
     FakeMachine machine_;
     Mailbox box_;
     IpmiConversation conversation_{settings_, std::make_unique<FakeBmc>(&machine_, false),

@@ -188,7 +188,7 @@ struct FakeMachine {
     u8 controlCode = 0;
     bool openingFails = false;  // of a session for control, at once
     bool controlLost = false;   // carried out, but not answered
-    u32 asideMs = 0;            // ... and that is known after this; 0: as with any other request
+    u32 asideMs = 0;            // ... and that is known after this; 0: after silenceMs
 
     std::vector<Bytes> sdrs;
     u32 sdrStamp = 100;
@@ -210,6 +210,8 @@ struct FakeMachine {
     u32 openSessions = 0;
     // Called before each request; true: *answer is the answer.
     std::function<bool(const BmcRequest &, BmcAnswer *)> hook;
+    // Called before each request in the session for control; true: it is lost on its way.
+    std::function<bool(const BmcRequest &)> lossHook;
     // Called before each opening of the session for control; true: a packet is lost.
     std::function<bool()> openingHook;
 
@@ -280,6 +282,10 @@ public:
         BmcAnswer answer;
         if (!open_)
             return answer;
+        if (control_ && machine_.lossHook && machine_.lossHook(request)) {
+            fakeNowMs += machine_.silenceMs;
+            return answer;
+        }
         machine_.requests.emplace_back(request.netFn, request.command);
         if (machine_.hook && machine_.hook(request, &answer))
             return answer;
@@ -297,9 +303,9 @@ public:
     {
         const u64 before = fakeNowMs;
         Bmc::AskAside(request);
-        if (machine_.asideMs != 0)
-            fakeNowMs = before;
-        asideDueMs_ = before + machine_.asideMs;
+        const bool slow = machine_.asideMs != 0 && request.command == kChassisControl;
+        asideDueMs_ = slow ? before + machine_.asideMs : fakeNowMs;
+        fakeNowMs = before;
     }
     bool TakeAnswer(BmcAnswer *answer, u32 waitMs) override
     {

@@ -20,8 +20,7 @@ TEST_F(MethodsTest, PowerOffAndOn)
     EXPECT_EQ(Do(OrderKind::Reset), "0 0");
     EXPECT_EQ(Do(OrderKind::PowerCycle), "0 0");
     EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3, 2}));
-    EXPECT_EQ(machine_.controlOpenings, 4u);
-    EXPECT_EQ(machine_.openSessions, 1u);
+    EXPECT_EQ(machine_.controlOpenings, 1u);
     EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n"
                       "BMC bmc: power off: done; the power is off\n"
                       "BMC bmc: power on: done; the power is on\n"
@@ -68,7 +67,7 @@ TEST_F(MethodsTest, AHostThatDoesNotFollowIsAFailure)
     EXPECT_EQ(Power(), "ON");
 }
 
-TEST_F(MethodsTest, ACommandThatIsNotAnsweredIsNeverRepeated)
+TEST_F(MethodsTest, ACommandThatIsNotAnsweredIsJudgedByThePowerState)
 {
     RunFor(1000);
     machine_.controlLost = true;
@@ -81,10 +80,187 @@ TEST_F(MethodsTest, ACommandThatIsNotAnsweredIsNeverRepeated)
     EXPECT_EQ(Do(OrderKind::Reset), "1 0");
     EXPECT_EQ(Do(OrderKind::PowerCycle), "1 0");
     EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3, 2}));
-    // Not carried out.
+    // Not carried out: said three times in all.
     machine_.stuck = true;
     EXPECT_EQ(Do(OrderKind::Stop), "1 0");
-    EXPECT_EQ(machine_.controls.size(), 5u);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1, 3, 2, 0, 0, 0}));
+}
+
+// ---- a request that is lost ----
+
+class LostCommand : public MethodsTest
+{
+protected:
+    LostCommand()
+    {
+        RunFor(1000);
+        machine_.lossHook = [this](const BmcRequest &request) {
+            const bool control = request.command == kChassisControl;
+            sent_ += control ? 1 : 0;
+            return control && sent_ <= lost_;
+        };
+    }
+
+    u32 lost_ = 1;
+    u32 sent_ = 0;
+};
+
+TEST_F(LostCommand, OnOrOffIsSentAgainInANewSessionWhenThePowerStateHasNotFollowed)
+{
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_GE(tookMs_, 1500u);
+    EXPECT_LE(tookMs_, 1800u);
+    EXPECT_EQ(Power(), "OFF");
+    EXPECT_EQ(machine_.controlOpenings, 2u);
+    sent_ = 0;
+    lost_ = 2;
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    EXPECT_GE(tookMs_, 3000u);
+    EXPECT_LE(tookMs_, 3400u);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1}));
+    EXPECT_NE(lines_.find("power off: not answered, and the power state has not followed"),
+              std::string::npos);
+    sent_ = 0;
+    lost_ = 3;
+    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+    EXPECT_EQ(sent_, 3u);
+    EXPECT_LE(tookMs_, settings_.methodMs);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1}));
+}
+
+TEST_F(LostCommand, AResetOrACycleIsSentOnce)
+{
+    lost_ = 100;
+    EXPECT_EQ(Do(OrderKind::Reset), "1 0");
+    EXPECT_EQ(sent_, 1u);
+    EXPECT_EQ(Do(OrderKind::PowerCycle), "1 0");
+    EXPECT_EQ(sent_, 2u);
+}
+
+TEST_F(LostCommand, AHostThatFollowsLateIsNotToldTwice)
+{
+    lost_ = 0;
+    machine_.controlLost = true;
+    machine_.powerLagMs = 1450;
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(sent_, 1u);
+    // It follows while the session is opened.
+    machine_.powerLagMs = 1650;
+    machine_.openingMs = 200;
+    EXPECT_EQ(Do(OrderKind::Start), "0 0");
+    EXPECT_EQ(sent_, 2u);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0, 1}));
+}
+
+TEST_F(LostCommand, ABmcThatRefusesToBeToldTwiceMayHaveDoneIt)
+{
+    lost_ = 0;
+    machine_.controlLost = true;
+    machine_.powerLagMs = 2500;
+    machine_.hook = [this](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(0xD5);
+        return request.command == kChassisControl && sent_ > 1;
+    };
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_GE(tookMs_, 2500u);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{0}));
+}
+
+TEST_F(LostCommand, WhatNobodyWaitsForAnyMoreIsNotSentAgain)
+{
+    const u64 ticket = ++ticket_;
+    EXPECT_TRUE(box_.Give({ticket, OrderKind::Stop, fakeNowMs + settings_.methodMs}));
+    RunFor(1000);
+    EXPECT_EQ(sent_, 1u);
+    box_.Withdraw(ticket);
+    RunFor(10000);
+    EXPECT_EQ(sent_, 1u);
+    EXPECT_EQ(Power(), "ON");
+}
+
+TEST_F(LostCommand, WithoutANewSessionThePowerStateHasTheLastWord)
+{
+    lost_ = 0;
+    machine_.controlLost = true;
+    machine_.powerLagMs = 2500;
+    machine_.hook = [this](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kChassisControl)
+            machine_.opening = BmcOpening::Refused;
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_GE(tookMs_, 2500u);
+    EXPECT_EQ(sent_, 1u);
+}
+
+// A machine that takes long has a long time, and is told again late.
+class LostCommandOfASlowHost : public MethodsTest
+{
+protected:
+    LostCommandOfASlowHost()
+        : MethodsTest([] {
+              IpmiSettings settings = SettingsOfTest();
+              settings.methodMs = 15000;
+              return settings;
+          }())
+    {
+    }
+};
+
+TEST_F(LostCommandOfASlowHost, IsSentAgainAfterAThirdOfItsTime)
+{
+    RunFor(1000);
+    u32 sent = 0;
+    machine_.lossHook = [&](const BmcRequest &request) {
+        return request.command == kChassisControl && ++sent == 1;
+    };
+    EXPECT_EQ(Do(OrderKind::Stop), "0 0");
+    EXPECT_EQ(sent, 2u);
+    EXPECT_GE(tookMs_, 5000u);
+    EXPECT_LE(tookMs_, 5300u);
+}
+
+// ---- the session for commands ----
+
+TEST_F(MethodsTest, TheSessionForCommandsIsKeptForTenSeconds)
+{
+    RunFor(1000);
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    RunFor(9000);
+    EXPECT_EQ(machine_.openSessions, 2u);
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(machine_.controlOpenings, 1u);
+    RunFor(9000);
+    EXPECT_EQ(machine_.openSessions, 2u);
+    RunFor(2500);
+    EXPECT_EQ(machine_.openSessions, 1u);
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(machine_.controlOpenings, 2u);
+}
+
+// A BMC that has started again, or has dropped the session: nothing is sent that it would not take.
+TEST_F(MethodsTest, ASessionThatIsGoodNoMoreIsOpenedAnew)
+{
+    RunFor(1000);
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    u32 lost = 0;
+    machine_.lossHook = [&](const BmcRequest &request) {
+        EXPECT_TRUE(machine_.controlOpenings > 1 || request.command == kGetChassisStatus);
+        lost += machine_.controlOpenings == 1 ? 1 : 0;
+        return machine_.controlOpenings == 1;
+    };
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_LE(tookMs_, 300u);
+    EXPECT_EQ(lost, 3u);
+    EXPECT_EQ(machine_.controlOpenings, 2u);
+    EXPECT_EQ(machine_.openSessions, 2u);
+    EXPECT_EQ(machine_.controls, (std::vector<u8>{3, 3}));
+    // A packet that is lost costs no session.
+    u32 asked = 0;
+    machine_.lossHook = [&](const BmcRequest &) { return ++asked < 3; };
+    EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(asked, 4u);
+    EXPECT_EQ(machine_.controlOpenings, 2u);
 }
 
 // Nothing stands still while an answer is missing, and what the power state tells needs none.
@@ -108,6 +284,7 @@ TEST_F(MethodsTest, AnAnswerThatIsLostHoldsNoReadingUp)
     machine_.controlLost = false;
     machine_.asideMs = 1500;
     EXPECT_EQ(Do(OrderKind::Reset), "0 0");
+    RunFor(11000);
     EXPECT_EQ(machine_.openSessions, 1u);
 }
 
@@ -309,7 +486,9 @@ TEST_F(MethodsTest, LostPacketsOfAnOpeningCostNoCommand)
     };
     for (u32 i = 0; i < 150; ++i) {
         EXPECT_EQ(Do(OrderKind::Stop), "0 0") << i;
+        RunFor(11000);
         EXPECT_EQ(Do(OrderKind::Start), "0 0") << i;
+        RunFor(11000);
     }
     EXPECT_EQ(machine_.controls.size(), 300u);
     EXPECT_GT(machine_.controlOpenings, 500u);

@@ -4,15 +4,15 @@
 
 #include <gtest/gtest.h>
 
-TEST(OpeningAllowanceTest, SixAtOnceAndTenForACommand)
+TEST(OpeningAllowanceTest, SixAtOnceAndSixteenForACommand)
 {
     OpeningAllowance allowance;
     for (u32 left = 6; left != 0; --left) {
         EXPECT_EQ(allowance.Allows(1000, false), left);
-        EXPECT_EQ(allowance.Allows(1000, true), left + 4);
+        EXPECT_EQ(allowance.Allows(1000, true), left + 10);
         allowance.Left(1000);
     }
-    for (u32 left = 4; left != 0; --left) {
+    for (u32 left = 10; left != 0; --left) {
         EXPECT_EQ(allowance.Allows(1000, false), 0u);
         EXPECT_EQ(allowance.Allows(1000, true), left);
         allowance.Left(1000);
@@ -44,7 +44,7 @@ TEST(OpeningAllowanceTest, AfterAPauseAllAreThereAgainAndNotMore)
 }
 
 // What a BMC may hold for us at a time, when it drops them after a minute.
-TEST(OpeningAllowanceTest, InAMinuteTwentyOne)
+TEST(OpeningAllowanceTest, InAMinuteTwentySeven)
 {
     OpeningAllowance allowance;
     u32 tried = 0;
@@ -54,5 +54,5 @@ TEST(OpeningAllowanceTest, InAMinuteTwentyOne)
         allowance.Left(now);
         ++tried;
     }
-    EXPECT_EQ(tried, 21u);
+    EXPECT_EQ(tried, 27u);
 }
