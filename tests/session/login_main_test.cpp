@@ -379,6 +379,11 @@ TEST_F(LoginMain, NoShellAnywhereIs127)
     EXPECT_EQ(run.End(), 127);
     EXPECT_EQ(run.err, "smclp-login: cannot run smclp: No such file or directory\n");
     EXPECT_TRUE(RegistryIsEmpty());
+    // One on the PATH that nobody may run is none.
+    std::ofstream(top_ + "/smclp") << "no program";
+    Login again(own + "/smclp-login", {"--unconfined"});
+    EXPECT_EQ(again.End(), 127);
+    EXPECT_EQ(again.err, "smclp-login: cannot run smclp: No such file or directory\n");
 }
 
 // --- How it ends -----------------------------------------------------------------------------

@@ -166,6 +166,14 @@ TEST_F(LoginWatching, HangUpAndTerminationEndAlsoAStoppedAndADeafChild)
     }
 }
 
+TEST_F(LoginWatching, AChildThatSomebodyElseTookIsLost)
+{
+    const Outcome end = Watch("echo >&9; exit 3", 0,
+                              [](pid_t child, const std::string &) { waitpid(child, nullptr, 0); });
+    EXPECT_EQ(end.why, LoginEnd::Lost);
+    EXPECT_GE(end.seconds, 0);
+}
+
 TEST_F(LoginWatching, OtherSignalsArePassedOnAndEndNothing)
 {
     Outcome end = Watch("trap 'exit 9' INT; echo >&9; while :; do sleep 0.1; done", 0,
