@@ -20,6 +20,8 @@
 // ---- calls that do less than they might (linked with --wrap) ----
 
 static size_t sWriteMost;             // bytes that are taken at once; 0: all
+static u32 sSyncs;                    // how often files were put on the disk
+static int sSyncErrorAt;              // the one of these that fails, from 1
 static int sUnlinkError;              // not 0: nothing is removed
 static std::vector<int> sReadErrors;  // of the next reads
 
@@ -49,6 +51,15 @@ ssize_t WRAP_PREAD(int fd, void *data, size_t size, off_t offset)
         return REAL_PREAD(fd, data, size, offset);
     errno = sReadErrors.front();
     sReadErrors.erase(sReadErrors.begin());
+    return -1;
+}
+int __real_fsync(int fd);
+int __wrap_fsync(int fd);
+int __wrap_fsync(int fd)
+{
+    if (++sSyncs != static_cast<u32>(sSyncErrorAt))
+        return __real_fsync(fd);
+    errno = EIO;
     return -1;
 }
 int __wrap_unlinkat(int directory, const char *name, int flags)
@@ -402,6 +413,36 @@ TEST_F(ArchiveWriterTest, WhatCannotBeReadIsAnErrorAndWhatIsInterruptedIsNot)
     sReadErrors = {EINTR, EINTR};
     EXPECT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
     EXPECT_TRUE(sReadErrors.empty());
+}
+
+TEST_F(ArchiveWriterTest, WhatIsWrittenIsPutOnTheDiskAndNothingElseIs)
+{
+    ArchiveWriter writer;
+    ASSERT_EQ(writer.Open(directory, kArchiveLeastBytes), 0);
+    for (const auto &[log, syncs] : {std::pair(Records(1, 3), 1u), std::pair(Records(1, 3), 0u),
+                                     std::pair(Records(1, 4), 1u)}) {
+        sSyncs = 0;
+        EXPECT_EQ(writer.Update(log), 0);
+        EXPECT_EQ(sSyncs, syncs) << log.size();
+    }
+    sSyncs = 0;
+    sSyncErrorAt = 1;
+    EXPECT_EQ(writer.Update(Records(1, 5)), EIO);
+    sSyncErrorAt = 0;
+}
+
+// A file whose name may be lost again is none.
+TEST_F(ArchiveWriterTest, ADirectoryThatCannotBePutOnTheDisk)
+{
+    const std::vector<int> before = OpenDescriptors();
+    ArchiveWriter writer;
+    sSyncs = 0;
+    sSyncErrorAt = 1;
+    EXPECT_EQ(writer.Open(directory, kArchiveLeastBytes), EIO);
+    EXPECT_EQ(sSyncs, 1u);
+    sSyncErrorAt = 0;
+    EXPECT_EQ(Files().size(), 0u);
+    EXPECT_EQ(OpenDescriptors().size(), before.size() + 2);  // directory and lock
 }
 
 TEST_F(ArchiveWriterTest, NoDescriptorIsLeftOpen)
