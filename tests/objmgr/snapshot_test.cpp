@@ -15,6 +15,8 @@
 
 static int sCallsUntilFailure;  // 0: none fails
 static int sFailures;
+static int sMaps;         // memory that was asked for
+static int sFailedReads;  // of the system itself
 
 static bool Fails()
 {
@@ -43,12 +45,15 @@ ssize_t WRAP(pread)(int fd, void *to, size_t size, off_t offset);
 
 void *WRAP(mmap)(void *at, size_t size, int protection, int flags, int fd, off_t offset)
 {
+    ++sMaps;
     return Fails() ? MAP_FAILED : REAL(mmap)(at, size, protection, flags, fd, offset);
 }
 
 ssize_t WRAP(pread)(int fd, void *to, size_t size, off_t offset)
 {
-    return Fails() ? -1 : REAL(pread)(fd, to, size, offset);
+    const ssize_t got = Fails() ? -1 : REAL(pread)(fd, to, size, offset);
+    sFailedReads += got < 0;
+    return got;
 }
 }
 
@@ -118,6 +123,23 @@ CLIENT_TEST(CopiesGiveTheirMemoryBack)
     KillService(world);
     EXPECT_EQ(OpenStatus(), 1u);
     EXPECT_LE(MappedBytes(), one - 100000);
+}
+
+// Of a copy that nobody uses any more, where the next one fits and is not much smaller.
+CLIENT_TEST(MemoryIsUsedAgainWhereItFits)
+{
+    World world;
+    EXPECT_EQ(OpenStatus(), 0u);
+    std::string maps;
+    for (const ServiceStep step : {kTurnOff, kTurnOn, kGrow, kTurnOff, kTurnOn}) {
+        ASSERT_EQ(world.service->Run(step), 0);
+        sMaps = 0;
+        EXPECT_EQ(OpenStatus(), 0u);
+        maps += std::to_string(sMaps) + " ";
+    }
+    // A page is too much for so small a store; one that has grown has another file, too.
+    EXPECT_EQ(maps, "1 1 2 0 0 ");
+    EXPECT_EQ(sFailedReads, 0);
 }
 
 // Every connection keeps what it was opened with, eight of them at a time.

@@ -3,6 +3,7 @@
 
 #include "support/system_log.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -28,6 +29,19 @@ extern "C" time_t REAL_TIME(time_t *out);
 extern "C" time_t WRAP_TIME(time_t *out)
 {
     return sNow != 0 ? sNow : REAL_TIME(out);
+}
+
+// What the next send() fails with (linked with --wrap); 0: it does not.
+static int sSendError;
+
+extern "C" ssize_t __real_send(int fd, const void *data, size_t size, int flags);
+extern "C" ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)
+{
+    if (sSendError == 0)
+        return __real_send(fd, data, size, flags);
+    errno = sSendError;
+    sSendError = 0;
+    return -1;
 }
 
 namespace
@@ -134,6 +148,30 @@ TEST_F(SyslogLineTest, ALogThatDoesNotReadHoldsNobodyAndIsToldHowMuchItMissed)
         << told;
     EXPECT_EQ(log_.ReadText(), "again");
     EXPECT_EQ(out_.lost, 0u);
+}
+
+// Only a log that is gone is looked for anew; one that has no room keeps its connection.
+TEST_F(SyslogLineTest, ALogWithoutRoomLosesALineAndOneThatIsGoneIsFoundAgain)
+{
+    for (const int error : {EAGAIN, ENOBUFS, ENOMEM}) {
+        sSendError = error;
+        SyslogWrite(&out_, LOG_ERR, "lost");
+        EXPECT_EQ(out_.lost, 1u) << error;
+        EXPECT_EQ(log_.Read(), "") << error;
+        SyslogWrite(&out_, LOG_ERR, "next");
+        EXPECT_EQ(log_.ReadText(), "1 lines lost: the system log did not take them") << error;
+        EXPECT_EQ(log_.ReadText(), "next") << error;
+    }
+    const int before = out_.fd;
+    EXPECT_NE(before, -1);
+    sSendError = ECONNREFUSED;
+    SyslogWrite(&out_, LOG_ERR, "lost");
+    EXPECT_EQ(out_.fd, -1);
+    WriteUntilTaken("another connection");
+    EXPECT_EQ(log_.ReadText().find("lines lost: the system log did not take them") !=
+                  std::string::npos,
+              true);
+    EXPECT_EQ(log_.ReadText(), "another connection");
 }
 
 TEST_F(SyslogLineTest, WhatWasLostIsToldAlsoByAProgramWithNothingToWrite)

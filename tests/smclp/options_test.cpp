@@ -106,6 +106,21 @@ Parse Cd(const std::string &text)
     return Parse(SmclpParseCommandLineForCd, text);
 }
 
+// The tables that are built and not yet freed.
+int sTables;
+
+void **BuildTable()
+{
+    ++sTables;
+    return SmclpStartCommandInit();
+}
+
+void FreeTable(void **table)
+{
+    --sTables;
+    SmclpStartCommandUnInit(table);
+}
+
 // A verb's line of `length` characters that comes out as the bare verb: quotes group nothing.
 std::string LineOf(const std::string &verb, size_t length)
 {
@@ -930,4 +945,17 @@ TEST(Answers, AreLiteral)
     OutputCapture versioned;
     AnswerVersion();
     EXPECT_EQ(versioned.Take(), "version 1.0\n");
+}
+
+TEST(VerbLine, TheTableOfItsOptionsIsFreed)
+{
+    for (const char *text : {"start", "start -h", "start -zap", "start -output format=none"}) {
+        std::string line = text;
+        line.resize(200);
+        SmclpCommandLine record = {};
+        ParseVerbLine({}, BuildTable, FreeTable, line.data(), &record);
+        free(pCmdPara);
+        pCmdPara = nullptr;
+        EXPECT_EQ(sTables, 0) << text;
+    }
 }
