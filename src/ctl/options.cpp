@@ -444,7 +444,7 @@ std::string OptionsParse(int argc, char **argv, i64 now, Options *options)
         else if (optarg != nullptr && *optarg == '\0')  // as of a variable that is not set
             fault = (key == 'w' ? "-w" : std::string("--") + OptionName(key)) + " needs a value";
         else
-            fault = ParseOption(key, optarg, now, options);
+            fault = ParseOption(key, optarg != nullptr ? optarg : "", now, options);
         if (wrong.empty())
             wrong = fault;
         keys.push_back(key);
