@@ -362,7 +362,7 @@ void Methods::StepReserve()
     if (!answer.Done(2))
         return LookAgain();
     action_->reservation = BmcWord(answer.data);
-    action_->phase = Phase::Erase;
+    action_->phase = action_->sent ? Phase::Erasing : Phase::Erase;
 }
 
 void Methods::StepErase()
@@ -380,8 +380,8 @@ void Methods::StepErase()
     }
     if (answer.Denied())
         return Answer(kCimAccessDenied, 0);
-    // Somebody else's reservation ended ours.
-    if (answer.code == kBmcReservationLost && begin)
+    // Somebody else's reservation ended ours; how far the erasure is can be asked with a new one.
+    if (answer.code == kBmcReservationLost)
         action_->phase = Phase::Reserve;
     if (!answer.Done(1))
         return LookAgain();

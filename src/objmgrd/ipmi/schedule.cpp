@@ -368,6 +368,10 @@ void Schedule::EndLog(ReadStep step, u64 now)
         dueMs_[kLogTask] = std::max(now, dueMs_[kLogTask] + settings_.logMs);
         logMs_ = now;
         ++logReadings_;
+        if (log_.LedBack() && !ledBackSaid_)
+            publication_->Say(LOG_WARNING, "the log leads back to a record that was read before: "
+                                           "records may be missing");
+        ledBackSaid_ = log_.LedBack();
         // What is logged is a state that changed, most often.
         if (log_.FirstNew() < log_.Records().size())
             sensors_.HurryStates(now);

@@ -92,6 +92,7 @@ private:
     bool sdrKnown_ = false;
     bool powerFaultSaid_ = false;  // since it was known
     bool fileRead_ = false;        // since the start
+    bool ledBackSaid_ = false;     // of the log, as it is
     bool sensorsGiven_ = false;    // all of them, since the repository was read
     bool logWanted_ = false;       // a method waits for the log
     bool sdrSettled_ = false;      // it is known, or known not to be had

@@ -37,7 +37,9 @@ ReadStep SelReader::ReadAll()
 {
     all_ = true;
     known_ = false;
+    ledBack_ = false;
     records_.clear();
+    asked_.assign(kLastId + 1u, false);
     firstNew_ = 0;
     id_ = kFirstId;
     tries_ = 0;
@@ -131,8 +133,14 @@ ReadStep SelReader::TakeEntry(const BmcAnswer &answer)
     }
     tries_ = 0;
     probes_ = 0;
-    records_.push_back(record);
-    const bool end = next == kLastId || next == id_ || records_.size() == kSelRecordsMax;
+    // The first one was asked for by no id of its own.
+    const bool first = !records_.empty() && record == records_[0] && id_ == IdOf(record);
+    const bool again = first || asked_[id_];
+    if (!again)
+        records_.push_back(record);
+    asked_[id_] = true;
+    ledBack_ = again || asked_[next];
+    const bool end = next == kLastId || ledBack_ || records_.size() == kSelRecordsMax;
     id_ = next;
     return end ? End() : ReadStep::More;
 }

@@ -24,6 +24,8 @@ public:
     const std::vector<SelRecord> &Records() const { return records_; }
     u32 FirstNew() const { return firstNew_; }
     u8 Code() const { return code_; }
+    // After Done: the chain led back, so records may be missing.
+    bool LedBack() const { return ledBack_; }
     // Makes the next look read everything.
     void Forget() { known_ = false; }
 
@@ -48,6 +50,7 @@ private:
     Phase phase_ = Phase::Info;
     bool known_ = false;
     bool all_ = false;  // the whole log is being read
+    bool ledBack_ = false;
     u32 restarts_ = 0;  // in this look
     Stamp stamp_;
     Stamp fresh_;
@@ -57,6 +60,7 @@ private:
     u32 firstNew_ = 0;
     u8 code_ = 0;
     std::vector<SelRecord> records_;
+    std::vector<bool> asked_;  // ids that led to one of them
 };
 
 #endif

@@ -460,6 +460,40 @@ TEST_F(MethodsTest, ACancelledReservationOfAClearIsMadeAgain)
     EXPECT_EQ(Records(), "0");
 }
 
+TEST_F(MethodsTest, AReservationThatIsCancelledWhileTheLogIsErasedIsMadeAgain)
+{
+    RunFor(1000);
+    machine_.erasingLooks = 3;
+    u32 times = 0;
+    u32 begun = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command != kClearSel)
+            return false;
+        begun += request.data[5] == 0xAA ? 1 : 0;
+        if (++times == 2)
+            ++machine_.reservation;
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Clear), "0 0");
+    EXPECT_EQ(begun, 1u);
+    EXPECT_EQ(Records(), "0");
+}
+
+TEST_F(MethodsTest, ReservationsThatAreAlwaysCancelledAreAFailureInTime)
+{
+    RunFor(1000);
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kClearSel)
+            ++machine_.reservation;
+        return false;
+    };
+    EXPECT_EQ(Do(OrderKind::Clear), "1 0");
+    EXPECT_LE(tookMs_, settings_.methodMs);
+    EXPECT_LE(machine_.Count(kNetFnStorage, kClearSel), 50u);
+    EXPECT_EQ(losses_, 0u);
+    EXPECT_EQ(Records(), "2");
+}
+
 TEST_F(MethodsTest, AClearThatIsNotAnsweredIsAFailureAndNotRepeated)
 {
     RunFor(1000);

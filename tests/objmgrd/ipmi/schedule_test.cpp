@@ -349,3 +349,26 @@ TEST_F(KeptRepository, ARestartOnASlowBmcNeedsOneRequestForEachSensor)
     Start(9000);
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=33", "Reading"), "1");
 }
+
+TEST_F(ScheduleTest, ALogThatLeadsBackIsSaidOnceAndShown)
+{
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        if (request.command != kGetSelEntry || BmcWord(request.data + 2) != 2)
+            return false;
+        Bytes data = {1, 0};
+        data.insert(data.end(), machine_.sel[1].begin(), machine_.sel[1].end());
+        *answer = FakeBmc::Data(data);
+        return true;
+    };
+    RunFor(20000);
+    EXPECT_EQ(Records(), "2");
+    const std::string line =
+        "BMC bmc: the log leads back to a record that was read before: records "
+        "may be missing\n";
+    ASSERT_NE(lines_.find(line), std::string::npos) << lines_;
+    EXPECT_EQ(lines_.find(line), lines_.rfind(line));
+    ++machine_.selAdded;
+    RunFor(5000);
+    EXPECT_EQ(lines_.find(line), lines_.rfind(line));
+    EXPECT_EQ(losses_, 0u);
+}

@@ -198,19 +198,152 @@ TEST_F(SelReaderTest, FailuresAreToldAndTheNextLookFindsAll)
     }
 }
 
-TEST_F(SelReaderTest, AChainThatGoesInACircleEnds)
+// ---- odd chains ----
+
+class OddChain : public SelReaderTest
 {
-    Add(1);
+protected:
+    OddChain()
+    {
+        for (u16 id = 1; id <= 5; ++id)
+            Add(id);
+    }
+    // Record `from` says that `to` follows.
+    void Leads(u16 from, u16 to)
+    {
+        machine_.hook = [=, this](const BmcRequest &request, BmcAnswer *answer) {
+            const u16 id = BmcWord(request.data + 2);
+            if (request.command != kGetSelEntry || (id != from && (from != 1 || id != 0)))
+                return false;
+            Bytes data = {LowByte(to), HighByte(to)};
+            const SelRecord &record = machine_.sel[from - 1u];
+            data.insert(data.end(), record.begin(), record.end());
+            *answer = FakeBmc::Data(data);
+            return true;
+        };
+    }
+};
+
+TEST_F(OddChain, OneThatLeadsBackEndsThere)
+{
+    const struct {
+        u16 from;
+        u16 to;
+        const char *ids;
+        u32 read;
+    } kRows[] = {
+        {5, 1, "1 2 3 4 5 ", 6}, {5, 2, "1 2 3 4 5 ", 5}, {5, 5, "1 2 3 4 5 ", 5},
+        {3, 2, "1 2 3 ", 3},     {1, 1, "1 ", 2},         {2, 1, "1 2 ", 3},
+    };
+    for (const auto &row : kRows) {
+        Leads(row.from, row.to);
+        reader_.Forget();
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(Ids(), row.ids);
+        EXPECT_EQ(EntriesRead(), row.read);
+        EXPECT_TRUE(reader_.LedBack());
+        // The next look finds nothing new.
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(EntriesRead(), 0u);
+        EXPECT_TRUE(reader_.LedBack());
+    }
+    machine_.hook = nullptr;
+    reader_.Forget();
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 4 5 ");
+    EXPECT_FALSE(reader_.LedBack());
+}
+
+TEST_F(OddChain, NewRecordsThatLeadBackEndThere)
+{
+    Look();
+    Add(6);
+    Leads(6, 2);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 3 4 5 6 ");
+    EXPECT_TRUE(reader_.LedBack());
+    EXPECT_EQ(reader_.FirstNew(), 5u);
+}
+
+TEST_F(OddChain, OneThatSkipsAndGoesBackIsFollowed)
+{
+    Leads(2, 4);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 2 4 5 ");
+    std::swap(machine_.sel[1], machine_.sel[4]);
+    machine_.hook = nullptr;
+    reader_.Forget();
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Ids(), "1 5 3 4 2 ");
+    EXPECT_FALSE(reader_.LedBack());
+}
+
+// The id in a record's bytes is not the one that it is had by.
+TEST_F(OddChain, WrongIdsInTheRecordsAreNoMatter)
+{
+    for (u16 wrong : std::initializer_list<u16>{0, 1, 3, 4, 77, 0xFFFF}) {
+        machine_.hook = [=, this](const BmcRequest &request, BmcAnswer *answer) {
+            const u16 id = BmcWord(request.data + 2);
+            if (request.command != kGetSelEntry || id == 0xFFFF || id > 5)
+                return false;
+            const u16 at = id == 0 ? u16{1} : id;
+            SelRecord record = machine_.sel[at - 1u];
+            record[0] = LowByte(wrong);
+            record[1] = HighByte(wrong);
+            const u16 next = at == 5 ? u16{0xFFFF} : static_cast<u16>(at + 1);
+            Bytes data = {LowByte(next), HighByte(next)};
+            data.insert(data.end(), record.begin(), record.end());
+            *answer = FakeBmc::Data(data);
+            return true;
+        };
+        reader_.Forget();
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(reader_.Records().size(), 5u) << wrong;
+        EXPECT_FALSE(reader_.LedBack());
+        Add(6);
+        EXPECT_NE(Look(), ReadStep::Lost);
+        EXPECT_LE(EntriesRead(), 30u);
+        machine_.sel.pop_back();
+    }
+}
+
+TEST_F(OddChain, ACountThatIsNotSoIsNoMatter)
+{
+    for (int off : {-4, -1, 1, 100}) {
+        machine_.hook = [=](const BmcRequest &request, BmcAnswer *answer) {
+            if (request.command != kGetSelInfo)
+                return false;
+            *answer =
+                FakeBmc::Data({0x51, static_cast<u8>(5 + off), 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 2});
+            return true;
+        };
+        reader_.Forget();
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(Ids(), "1 2 3 4 5 ") << off;
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(EntriesRead(), 0u) << off;
+    }
+}
+
+TEST_F(OddChain, AllThatFitsIsRead)
+{
+    machine_.sel.clear();
     machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
-        if (request.command != kGetSelEntry)
-            return false;
-        Bytes data = {static_cast<u8>(BmcWord(request.data + 2) == 1 ? 2 : 1), 0};
-        data.insert(data.end(), machine_.sel[0].begin(), machine_.sel[0].end());
+        if (request.command != kGetSelEntry) {
+            *answer = FakeBmc::Data({0x51, 0xFF, 0xFF, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0x82});
+            return true;
+        }
+        const u32 asked = BmcWord(request.data + 2);
+        const u16 id = asked == 0 ? u16{1} : static_cast<u16>(asked);
+        const SelRecord record = SelEvent(id, 0x60000000u + id);
+        Bytes data = {LowByte(id + 1u), HighByte(id + 1u)};
+        data.insert(data.end(), record.begin(), record.end());
         *answer = FakeBmc::Data(data);
         return true;
     };
     EXPECT_EQ(Look(), ReadStep::Done);
     EXPECT_EQ(reader_.Records().size(), 65534u);
+    EXPECT_FALSE(reader_.LedBack());
 }
 
 // ---- records that can never be read ----
