@@ -289,6 +289,17 @@ CLIENT_TEST(MethodsLeaveNoDescriptorsOpen)
     EXPECT_EQ(CountDescriptors(), listening);
 }
 
+// Also in a program that was started without standard input.
+CLIENT_TEST(TheLowestDescriptorIsOneAsAnyOther)
+{
+    World world;
+    MethodPeer peer(world.directory.Path(), Expecting("C", "M", nullptr));
+    const ObjMgrHandle handle = MustOpen();
+    close(STDIN_FILENO);
+    EXPECT_EQ(InvokeIn(handle, "C", "M", nullptr), (Outcome{0, 0}));
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+}
+
 static void ExpectMethodWorksIn(const std::string &directory)
 {
     ASSERT_EQ(setenv("ZOROBJMGR", directory.c_str(), 1), 0);

@@ -2,10 +2,12 @@
 // memmgr_test.cpp -- fixed pools: limits, order, exhaustion.
 #include "platform/memmgr.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <set>
 #include <stdint.h>
 #include <string.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -235,6 +237,38 @@ TEST_F(MemMgr, LinkIsNullInEveryNewBlockAndBelongsToItsUser)
     MemMgrFree(first);
     ASSERT_EQ(MemMgrAlloc(4), first);
     EXPECT_EQ(*MemMgrBlockLink(first), nullptr);
+}
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SANITIZED
+#endif
+#endif
+#if defined(SANITIZED) || defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// What the process has of memory, in bytes.
+u64 Mapped()
+{
+    u64 pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<u64>(sysconf(_SC_PAGESIZE));
+}
+
+TEST_F(MemMgr, RemovalGivesTheMemoryBack)
+{
+    if (kSanitized)
+        GTEST_SKIP() << "the sanitizer holds freed memory, and looks itself for what is not freed";
+    const u64 before = Mapped();
+    for (int i = 0; i < 64; ++i) {
+        ASSERT_EQ(MemMgrAddPool(1024, 1024), 0u);
+        ASSERT_EQ(MemMgrAddPool(2048, 1024), 0u);
+        MemMgrRemovePools();
+    }
+    EXPECT_LT(Mapped(), before + 16 * 1024 * 1024);
 }
 
 TEST_F(MemMgr, AfterRemovalThereAreNoPoolsAndNewOnesCanBeAdded)

@@ -11,9 +11,13 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 // Which text there is no memory for, from 1 (linked with --wrap); 0: none.
 static int sNoMemoryFor;
+
+// Texts stay for the life of the process: here they are held.
+static std::vector<char *> sTexts;
 
 extern "C" {
 int __wrap_asprintf(char **text, const char *format, ...);
@@ -24,7 +28,9 @@ static int Print(char **text, const char *format, va_list arguments)
 {
     if (sNoMemoryFor != 0 && --sNoMemoryFor == 0)
         return -1;
-    return vasprintf(text, format, arguments);
+    const int length = vasprintf(text, format, arguments);
+    sTexts.push_back(*text);
+    return length;
 }
 
 int __wrap_asprintf(char **text, const char *format, ...)
@@ -74,6 +80,7 @@ protected:
         std::string lines;
         for (const std::string &entry : sorted)
             lines += entry + "\n";
+        free(entries);
         return lines;
     }
     void Give(std::initializer_list<const char *> entries)

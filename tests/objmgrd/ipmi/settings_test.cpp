@@ -3,6 +3,9 @@
 #include "objmgrd/ipmi/settings.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace
 {
@@ -250,6 +253,12 @@ TEST(IpmiSettings, ADeviceThatIsNoneIsRefused)
                   std::string("f:1:1: \"") + device + "\" is no IPMI device");
     // It may come with its kernel module.
     EXPECT_EQ(Read("[bmc]\ndriver = \"local\"\ndevice = \"/dev/ipmi17\"\n"), "right");
+    // Neither is one whose driver the kernel does not name refused.
+    const std::string unknown = testing::TempDir() + "device" + std::to_string(getpid());
+    if (mknod(unknown.c_str(), S_IFCHR | 0600, makedev(4000, 0)) == 0) {
+        EXPECT_EQ(Read("[bmc]\ndriver = \"local\"\ndevice = \"" + unknown + "\"\n"), "right");
+        unlink(unknown.c_str());
+    }
 }
 
 TEST(IpmiSettings, EveryFaultIsTold)

@@ -84,6 +84,17 @@ TEST(Json, OneBadTextDoesNotCostTheOthers)
     EXPECT_EQ(NameIn(R"({"Name": "A", "Name": "B"})"), "B");
 }
 
+TEST(Json, HalvesOfPairsFromBothSides)
+{
+    for (const char *whole : {"\\ud7ff", "\\ue000", "\\ud800\\udc00", "\\udbff\\udfff"})
+        EXPECT_EQ(Mended(whole), whole);
+    EXPECT_EQ(Mended("\\udc00\\udc00"), "\\u003f\\u003f");
+    EXPECT_EQ(Mended("\\udfff"), "\\u003f");
+    EXPECT_EQ(Mended("\\ud800\\ud800"), "\\u003f\\u003f");
+    EXPECT_EQ(Mended("\\udbff\\udbff\\udc00"), "\\u003f\\udbff\\udc00");
+    EXPECT_EQ(Mended("\\ud800\\ue000"), "\\u003f\\ue000");
+}
+
 TEST(Json, MendingChangesNothingElse)
 {
     const std::string text = "{\"a\": \"\\\"\\\\ \\n\\u00e4 \xc3\xa4\", \"b\": [1, 2.5e3]}";
