@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // administrator_guide_test.cpp -- docs/administrator.md beside the program that it describes.
+#include "ipmi/ipmi_sim.h"
 #include "ipmi/ipmi_tools.h"
 #include "support/emulation.h"
 #include "support/program.h"
@@ -74,6 +75,29 @@ std::vector<Fields> TableUnder(const std::string &heading)
     return table;
 }
 
+// A numbered step under "In five steps", without its indentation.
+std::string Step(int number)
+{
+    const std::string text = ReadText(kGuide);
+    const size_t start = text.find("\n" + std::to_string(number) + ". ",
+                                   text.find("\n## In five steps, over the network\n"));
+    const size_t next = text.find("\n" + std::to_string(number + 1) + ". ", start);
+    EXPECT_NE(start, std::string::npos) << number;
+    return Replaced(text.substr(start, std::min(next, text.find("\n## ", start)) - start), "\n   ",
+                    "\n");
+}
+
+// The one block of a language in a step.
+std::string Block(int step, const std::string &language)
+{
+    const std::string text = Step(step);
+    const std::string begin = "```" + language + "\n";
+    const size_t start = text.find(begin);
+    EXPECT_NE(start, std::string::npos) << step << language;
+    const size_t from = start + begin.size();
+    return text.substr(from, text.find("```", from) - from);
+}
+
 class Guide : public testing::Test
 {
 protected:
@@ -128,6 +152,69 @@ TEST_F(Guide, SettingsAreRight)
         EXPECT_EQ(end.status, 0) << end.err;
     }
     EXPECT_EQ(blocks, 2);
+}
+
+// As they are written, but for the folder, the user that the service has, the BMC's address and
+// what the simulated one needs of a client; the init system is told, not asked.
+TEST_F(Guide, TheFiveStepsLeadToAShell)
+{
+    IpmiSim bmc;
+    ASSERT_EQ(bmc.Start(), "");
+    const auto run = [&](const std::string &lines) {
+        return RunProgram({"/bin/sh", "-ec", "cd '" + directory_ + "'\n" + lines});
+    };
+    const auto here = [&](const std::string &text) {
+        return Replaced(text, "/etc/zor/", directory_ + "/");
+    };
+
+    // 1 and 2: the user, and the file for its password, with an editor that writes it.
+    EXPECT_NE(Step(1).find(std::string("level `") + kSimOperator.level + "`"), std::string::npos);
+    std::ofstream(directory_ + "/editor")
+        << "#!/bin/sh\nprintf '%s\\n' '" << kSimOperator.password << "' >\"$1\"\n";
+    ASSERT_EQ(chmod((directory_ + "/editor").c_str(), 0700), 0);
+    ProgramEnd end = run("EDITOR=./editor\n" + Replaced(here(Block(2, "sh")), " -o zor", ""));
+    ASSERT_EQ(end.status, 0) << end.err;
+
+    // 3: the settings.
+    const std::string settings = Replaced(here(Block(3, "toml")), "192.0.2.10", bmc.Host());
+    EXPECT_NE(settings.find(std::string("user = \"") + kSimOperator.name + "\""),
+              std::string::npos);
+    std::ofstream(directory_ + "/bmc.toml")
+        << settings << "port = " << bmc.Port() << "\ncache_directory = \"\"\n";
+
+    // 4: both commands.
+    std::istringstream lines(Block(4, "sh"));
+    std::string check;
+    std::string show;
+    ASSERT_TRUE(std::getline(lines, check) && std::getline(lines, show));
+    const auto program = [&](const std::string &line) {
+        const std::string kAsTheService = "runuser -u zor -- objmgrd-ipmi ";
+        EXPECT_EQ(line.compare(0, kAsTheService.size(), kAsTheService), 0) << line;
+        return Replaced(here(OBJMGRD_IPMI " " + line.substr(kAsTheService.size())), " smclp-login ",
+                        " " SMCLP_LOGIN " ");
+    };
+    end = run(program(check));
+    EXPECT_EQ(end.status, 0) << end.err;
+    end = run(program(show));
+    EXPECT_EQ(end.status, 0) << end.err;
+    EXPECT_EQ(end.err, "");
+    EXPECT_NE(end.out.find("/system1"), std::string::npos) << end.out;
+    EXPECT_NE(end.out.find("QX7R2M1"), std::string::npos) << end.out;
+
+    // 5: the unit's name, and that of the machine, are the settings file's.
+    const std::string unit = Step(5);
+    EXPECT_NE(unit.find("systemctl enable --now objmgrd-ipmi@bmc\n"), std::string::npos);
+    EXPECT_NE(unit.find("smclp-login --host bmc -c 'show /system1'\n"), std::string::npos);
+
+    // What the guide says of a wrong password and of a file that others may read.
+    std::ofstream(directory_ + "/bmc-password") << "wrong\n";
+    end = run(program(show));
+    EXPECT_NE(end.err.find("cannot be read"), std::string::npos) << end.err;
+    EXPECT_NE(end.err.find("password of user"), std::string::npos) << end.err;
+    ASSERT_EQ(chmod((directory_ + "/bmc-password").c_str(), 0640), 0);
+    end = run(program(check));
+    EXPECT_EQ(end.status, 1);
+    EXPECT_NE(end.err.find("password_file"), std::string::npos) << end.err;
 }
 
 TEST_F(Guide, EveryKeyIsThereAndTakesItsDefault)

@@ -177,6 +177,26 @@ TEST_F(LogAgrees, ReadsOnlyWhatIsNew)
     CheckAll();
 }
 
+// Numbers and texts are those of the BMC's log: a service that starts again, or a BMC that does,
+// shows the same ones, and so does a new entry that comes when nobody looks.
+TEST_F(LogAgrees, ARecordKeepsItsNumberAndTextOverARestart)
+{
+    Serve();
+    const Shown before = Show(kLog);
+    ASSERT_GT(before.size(), bmc.Machine().log.size());
+    EXPECT_EQ(service->Terminate(), 0);
+    Serve();
+    EXPECT_EQ(Show(kLog), before);
+    EXPECT_EQ(service->Terminate(), 0);
+    ASSERT_EQ(bmc.Restart(), "");
+    bmc.SetState("Intrusion", 0, true, true);
+    Serve();
+    const Shown after = Show(kLog);
+    EXPECT_EQ(after.size(), before.size() + 1);
+    for (size_t number = 1; number <= bmc.Machine().log.size(); ++number)
+        EXPECT_EQ(after.at(Record(number)), before.at(Record(number))) << number;
+}
+
 TEST_F(LogAgrees, ClearedByTheShell)
 {
     Serve();

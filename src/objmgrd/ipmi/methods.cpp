@@ -280,8 +280,9 @@ void Methods::StepSent(u32 waitMs)
     action_->answered = answer.came && answer.code == kBmcDone;
     if (!answer.came) {
         CloseControl();
-        Say(LOG_WARNING, std::string(action_->repeats == 0 ? "sent once" : "sent again") +
-                             " and not answered; looking at the power state");
+        Say(LOG_WARNING, action_->repeats == 0
+                             ? "sent once and not answered; looking at the power state"
+                             : "sent again and not answered; looking at the power state");
     } else if (!action_->answered && action_->repeats == 0) {
         Say(LOG_WARNING, "refused: " + BmcCodeWords(answer.code));
         Answer(BmcStatusOf(answer.code), 0);

@@ -33,9 +33,9 @@ void Publication::Lose(const std::string &why)
     news_.why = why;
 }
 
-void Publication::Say(int priority, const std::string &text)
+void Publication::Say(int priority, std::string_view text)
 {
-    news_.lines.push_back({priority, source_ + ": " + text});
+    news_.lines.push_back({priority, source_ + ": " + std::string(text)});
 }
 
 void Publication::Post(u32 generation)

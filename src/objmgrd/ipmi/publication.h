@@ -13,6 +13,7 @@
 #include "objmgrd/ipmi/sensor_reader.h"
 
 #include <set>
+#include <string_view>
 
 enum class BmcPower : u8 { Unknown, Denied, On, Off };
 
@@ -35,7 +36,7 @@ public:
     void Lose(const std::string &why);
     // Everything has been read once.
     void Settle() { news_.settled = true; }
-    void Say(int priority, const std::string &text);
+    void Say(int priority, std::string_view text);
     void Answer(const ProviderAnswer &answer) { news_.answers.push_back(answer); }
     // Hands over what there is, read in that generation.
     void Post(u32 generation);
