@@ -3,12 +3,10 @@
 
 #include "support/client_world.h"
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/file.h>
-
-#include <fstream>
-#include <sstream>
 
 // A directory with files that seem to be a service's, which the test then spoils.
 class ImageFileTest : public testing::Test
@@ -155,11 +153,7 @@ TEST_F(ImageFileTest, OtherLocksAreNoSignOfLife)
 TEST_F(ImageFileTest, NothingOfAClosedFileStays)
 {
     InFreshProcess([this] {
-        const auto maps = [] {
-            std::ostringstream text;
-            text << std::ifstream("/proc/self/maps").rdbuf();
-            return text.str();
-        };
+        const auto maps = [] { return ReadFile("/proc/self/maps"); };
         const std::vector<int> before = OpenDescriptors();
         ImageFile file;
         ASSERT_EQ(ImageFileOpen(&file, 5), ObjMgrPresence::Serving);

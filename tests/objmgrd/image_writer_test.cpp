@@ -52,7 +52,7 @@ TEST(ImageWriter, PublishedImageHoldsWhatWasPut)
     const RawRecords records = ReadImageAt(directory.Path());
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records.at("OEM_QARN_System"), PackRecord("OEM_QARN_System", kSystem[0].second));
-    const ImageHead head = HeadOf(ReadBytes(directory.Path() + "/image"));
+    const ImageHead head = HeadOf(ReadFile(directory.Path() + "/image"));
     EXPECT_LE(head.heartbeatMs - before, 10000u);
     EXPECT_EQ(head.begun, 1u);
     EXPECT_EQ(head.done, 1u);
@@ -66,7 +66,7 @@ TEST(ImageWriter, HeadSaysWhoServesAndHowLongAMethodMayTake)
     ASSERT_EQ(PublishAll(&writer, directory.Path(), {},
                          {.service = "objmgrd-test", .methodTimeoutMs = 7000}),
               0);
-    const std::string image = ReadBytes(directory.Path() + "/image");
+    const std::string image = ReadFile(directory.Path() + "/image");
     EXPECT_STREQ(HeadOf(image).serviceName, "objmgrd-test");
     EXPECT_EQ(HeadOf(image).methodTimeoutMs, 7000u);
     EXPECT_EQ(image.substr(0, 4), "MZOI");
@@ -80,7 +80,7 @@ TEST(ImageWriter, LongNamesAreCutAtAWholeCharacter)
     ASSERT_EQ(writer.Open(directory.Path(), {.service = name + "\xc3\xa9"}), 0);
     writer.AddSource(std::string(24, 's'));
     ASSERT_EQ(writer.Publish(), 0);
-    const ImageHead head = HeadOf(ReadBytes(directory.Path() + "/image"));
+    const ImageHead head = HeadOf(ReadFile(directory.Path() + "/image"));
     EXPECT_EQ(std::string(head.serviceName), name);
     EXPECT_EQ(std::string(head.sources[0].name), std::string(23, 's'));
 }
@@ -91,7 +91,7 @@ TEST(ImageWriter, EachStartHasANumberOfItsOwn)
     const auto start = [&] {
         ImageWriter writer;
         EXPECT_EQ(PublishAll(&writer, directory.Path(), kSystem), 0);
-        const ImageHead head = HeadOf(ReadBytes(directory.Path() + "/image"));
+        const ImageHead head = HeadOf(ReadFile(directory.Path() + "/image"));
         return std::pair(head.start[0], head.start[1]);
     };
     const auto first = start();
@@ -139,9 +139,9 @@ TEST(ImageWriter, PublishLeavesTheHalfInUseAlone)
     TestDirectory directory;
     ImageWriter writer;
     ASSERT_EQ(PublishAll(&writer, directory.Path(), {{"A", {}}}), 0);
-    const std::string first = ReadBytes(directory.Path() + "/image");
+    const std::string first = ReadFile(directory.Path() + "/image");
     ASSERT_EQ(PutAll(&writer, {{"B", {}}}), 0);
-    const std::string second = ReadBytes(directory.Path() + "/image");
+    const std::string second = ReadFile(directory.Path() + "/image");
     EXPECT_EQ(HeadOf(second).done, 2u);
     EXPECT_EQ(HeadOf(second).begun, 2u);
     const u32 capacity = HeadOf(first).halfCapacity;
@@ -158,7 +158,7 @@ TEST(ImageWriter, WhatIsTheSameAlreadyIsNoChange)
     EXPECT_EQ(writer.Begin() | writer.Delete("None") | writer.Commit(), 0);
     EXPECT_FALSE(writer.IsStaged());
     EXPECT_EQ(writer.Publish(), 0);
-    EXPECT_EQ(HeadOf(ReadBytes(directory.Path() + "/image")).done, 1u);
+    EXPECT_EQ(HeadOf(ReadFile(directory.Path() + "/image")).done, 1u);
 }
 
 TEST(ImageWriter, NextPublishWaitsTenMillisecondsAtLeast)
@@ -178,7 +178,7 @@ TEST(ImageWriter, PlanOfFaultsIsNoRecord)
     ASSERT_EQ(
         PublishAll(&writer, directory.Path(), {{"A", {}}, {kFaultsKey, Texts({{"open", "2"}})}}),
         0);
-    const std::string half = HalfOf(ReadBytes(directory.Path() + "/image"));
+    const std::string half = HalfOf(ReadFile(directory.Path() + "/image"));
     ImageHalf head;
     memcpy(&head, half.data(), sizeof(head));
     EXPECT_EQ(half.substr(head.faults, head.faultsSize), PackProperties({{"open", kCimOk, "2"}}));
@@ -254,11 +254,11 @@ TEST(ImageWriter, SecondServiceIsBusyAndChangesNothing)
         return PublishAll(&writer, directory.Path(), kSystem);
     }});
     ASSERT_EQ(service.Run(0), 0);
-    const std::string image = ReadBytes(directory.Path() + "/image");
+    const std::string image = ReadFile(directory.Path() + "/image");
     ImageWriter second;
     EXPECT_EQ(second.Open(directory.Path()), EBUSY);
     EXPECT_EQ(second.Begin(), EINVAL);
-    EXPECT_EQ(ReadBytes(directory.Path() + "/image"), image);
+    EXPECT_EQ(ReadFile(directory.Path() + "/image"), image);
 }
 
 // Its lock belongs to the open file, so that one process has two of them, too.
@@ -337,7 +337,7 @@ TEST(ImageWriter, FileThatIsNoImageIsOnlyRemoved)
     ASSERT_EQ(link((directory.Path() + "/image").c_str(), (directory.Path() + "/kept").c_str()), 0);
     ImageWriter writer;
     ASSERT_EQ(PublishAll(&writer, directory.Path(), kSystem), 0);
-    EXPECT_EQ(ReadBytes(directory.Path() + "/kept"), text);
+    EXPECT_EQ(ReadFile(directory.Path() + "/kept"), text);
 }
 
 TEST(ImageWriter, PublishFailsWhereTheImageCannotBe)
@@ -560,7 +560,7 @@ TEST(ImageWriter, ImageGrowsInANewFileAndTheOldOneGivesItsRoomBack)
     ASSERT_EQ(fstat(old, &info), 0);
     EXPECT_EQ(info.st_size, 4096);
     close(old);
-    const ImageHead now = HeadOf(ReadBytes(directory.Path() + "/image"));
+    const ImageHead now = HeadOf(ReadFile(directory.Path() + "/image"));
     EXPECT_EQ(now.done, 2u);
     EXPECT_EQ(now.start[0], head.start[0]);
     EXPECT_STREQ(now.sources[0].name, "bmc");
@@ -575,7 +575,7 @@ TEST(ImageWriter, AllRoomIsAllocatedBeforeItIsUsed)
     ImageWriter writer;
     ASSERT_EQ(PublishAll(&writer, directory.Path(), Filler(100)), 0);
     const struct stat info = StatOf(directory.Path() + "/image");
-    const ImageHead head = HeadOf(ReadBytes(directory.Path() + "/image"));
+    const ImageHead head = HeadOf(ReadFile(directory.Path() + "/image"));
     EXPECT_EQ(info.st_size, 4096 + 2 * static_cast<off_t>(head.halfCapacity));
     EXPECT_GE(info.st_blocks * 512, info.st_size);
 }
@@ -630,7 +630,7 @@ TEST(ImageWriter, SourcesAreHeardWithoutAPublish)
     EXPECT_EQ(first, 0u);
     EXPECT_EQ(second, 1u);
     const auto row = [&](u16 number) {
-        return HeadOf(ReadBytes(directory.Path() + "/image")).sources[number];
+        return HeadOf(ReadFile(directory.Path() + "/image")).sources[number];
     };
     EXPECT_STREQ(row(second).name, "sel");
     EXPECT_EQ(row(second).state, kImageSourceUnheard);

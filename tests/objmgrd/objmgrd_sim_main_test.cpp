@@ -7,6 +7,7 @@
 #include "objmgr/service_question.h"
 #include "support/emulation.h"
 #include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -23,14 +24,6 @@ namespace
 constexpr char kUsageHint[] = "Try \"objmgrd-sim --help\".\n";
 
 const std::string self = SELF;  // path of this program
-
-std::string ReadAll(const std::string &file)
-{
-    std::ifstream input(file);
-    std::stringstream text;
-    text << input.rdbuf();
-    return text.str();
-}
 
 bool Exists(const std::string &file)
 {
@@ -62,8 +55,8 @@ public:
         const int status = child_.Wait();
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
-    std::string Out() const { return ReadAll(directory_.Path() + "/out"); }
-    std::string Err() const { return ReadAll(directory_.Path() + "/err"); }
+    std::string Out() const { return ReadFile(directory_.Path() + "/out"); }
+    std::string Err() const { return ReadFile(directory_.Path() + "/err"); }
     void Signal(int signal) const { kill(child_.Pid(), signal); }
     pid_t Pid() const { return child_.Pid(); }
 
@@ -150,7 +143,7 @@ std::string AskService(const std::string &directory, const std::string &operatio
         _exit(99);
     });
     child.Wait();
-    return ReadAll(file);
+    return ReadFile(file);
 }
 
 // ---- the client ----
@@ -516,12 +509,12 @@ TEST(ObjmgrdSimCommand, ACommandOutlivesItsService)
                          " client 'get OEM_QARN_System PowerStatus' > " + out + ".new; mv " + out +
                          ".new " + out});
     ASSERT_TRUE(Appears(ready));
-    EXPECT_EQ(ReadAll(ready), "0 ON\n");
+    EXPECT_EQ(ReadFile(ready), "0 ON\n");
     program.Signal(SIGKILL);
     EXPECT_EQ(program.Wait(), -SIGKILL);
     unlink(ready.c_str());
     ASSERT_TRUE(Appears(out));
-    EXPECT_EQ(ReadAll(out), "not open\n");
+    EXPECT_EQ(ReadFile(out), "not open\n");
 }
 
 TEST(ObjmgrdSimCommand, MethodsTakeEffect)
@@ -811,7 +804,7 @@ TEST(ObjmgrdSimService, TakesNoticeOfChildrenThoughItsStarterDidNot)
     const std::string at = directory.Path() + "/objmgr";
     Program service({"--host", RackServer(), "--dir", at}, [] { signal(SIGCHLD, SIG_IGN); });
     ASSERT_TRUE(Appears(at + "/image"));
-    const std::string status = ReadAll("/proc/" + std::to_string(service.Pid()) + "/status");
+    const std::string status = ReadFile("/proc/" + std::to_string(service.Pid()) + "/status");
     const size_t ignored = status.find("SigIgn:\t");
     ASSERT_NE(ignored, std::string::npos);
     const u64 set = strtoull(status.c_str() + ignored + 8, nullptr, 16);

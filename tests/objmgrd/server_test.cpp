@@ -6,6 +6,7 @@
 #include "support/lingering.h"
 #include "support/objmgr_store.h"
 #include "support/served_process.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -695,10 +696,7 @@ std::string LinesOf(const std::string &file, size_t lines)
 {
     std::string text;
     for (int i = 0; i < 1000; ++i) {
-        std::ifstream input(file);
-        std::stringstream all;
-        all << input.rdbuf();
-        text = all.str();
+        text = ReadFile(file);
         if (static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) >= lines)
             break;
         usleep(10000);

@@ -6,12 +6,12 @@
 
 #include "platform/map.h"
 #include "support/system_log.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sstream>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -68,13 +68,7 @@ protected:
     }
 
     void UseFile() const { setenv("ZORTRACE", path_.c_str(), 1); }
-    std::string File() const
-    {
-        std::ifstream file(path_);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    std::string File() const { return ReadFile(path_); }
 
     SystemLog log_;
     std::string directory_;

@@ -7,6 +7,7 @@
 #include "redfish/reader.h"
 
 #include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <fstream>
@@ -16,14 +17,6 @@
 
 namespace
 {
-
-std::string ReadFile(const std::string &file)
-{
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // What clients are given, as machines/NAME.txt has it.
 std::string Shown(Reader *reader)

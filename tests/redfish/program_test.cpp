@@ -3,9 +3,9 @@
 #include "redfish/service.h"
 #include "support/objmgr_process.h"
 #include "support/program.h"
+#include "support/test_files.h"
 
 #include <fstream>
-#include <sstream>
 #include <sys/resource.h>
 
 namespace
@@ -22,20 +22,6 @@ bool WaitUntil(const std::function<bool()> &isSo)
         usleep(50'000);
     }
     return isSo();
-}
-
-std::string ReadFile(const std::string &file)
-{
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void WriteFile(const std::string &file, const std::string &text)
-{
-    std::ofstream(file) << text;
-    chmod(file.c_str(), 0600);
 }
 
 // "RssAnon" in kB.
@@ -95,13 +81,14 @@ protected:
     // Writes settings; lines: more of [redfish], and tables after it.
     std::string Config(const std::string &lines = "", std::string url = "")
     {
-        WriteFile(File("password"), std::string(SimService::kPassword) + "\n");
+        WriteFile(File("password"), std::string(SimService::kPassword) + "\n", 0600);
         if (url.empty())
             url = service->Url();
-        WriteFile(File("redfish.toml"), "[redfish]\nurl = \"" + url + "\"\nuser = \"" +
-                                            SimService::kUser + "\"\npassword_file = \"" +
-                                            File("password") + "\"\nsession_file = \"" +
-                                            File("session") + "\"\n" + lines);
+        WriteFile(File("redfish.toml"),
+                  "[redfish]\nurl = \"" + url + "\"\nuser = \"" + SimService::kUser +
+                      "\"\npassword_file = \"" + File("password") + "\"\nsession_file = \"" +
+                      File("session") + "\"\n" + lines,
+                  0600);
         return File("redfish.toml");
     }
     // One command of a shell, with the service for as long as it takes.

@@ -11,23 +11,15 @@
 //   certificate=FILE key=FILE          HTTPS
 //   log=N                              entries of the log
 #include "redfish/service.h"
+#include "support/test_files.h"
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 namespace
 {
-
-std::string ReadFile(const std::string &file)
-{
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 struct NumberRow {
     const char *name;

@@ -18,10 +18,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "platform/types.h"
 #include "support/program.h"
+#include "support/test_files.h"
 
 namespace
 {
@@ -73,13 +73,6 @@ std::string Wrapper()
     return "";
 }
 
-std::string Contents(const std::string &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 std::vector<pid_t> Processes()
 {
     std::vector<pid_t> found;
@@ -94,14 +87,14 @@ std::vector<pid_t> Processes()
 // The fourth field of stat, behind the name in brackets; 0 when the process is gone.
 pid_t ParentOf(pid_t pid)
 {
-    const std::string text = Contents("/proc/" + std::to_string(pid) + "/stat");
+    const std::string text = ReadFile("/proc/" + std::to_string(pid) + "/stat");
     const size_t after = text.rfind(')');
     return after == std::string::npos ? 0 : atoi(text.c_str() + after + 4);
 }
 
 bool IsZombie(pid_t pid)
 {
-    const std::string text = Contents("/proc/" + std::to_string(pid) + "/stat");
+    const std::string text = ReadFile("/proc/" + std::to_string(pid) + "/stat");
     const size_t after = text.rfind(')');
     return after == std::string::npos || text[after + 2] == 'Z';
 }
@@ -191,8 +184,8 @@ LoginMachine::~LoginMachine()
         kill(pid, SIGKILL);
     End(service_);
     if (testing::Test::HasFailure())
-        fprintf(stderr, "%s%s", Contents(top_ + "/server.log").c_str(),
-                Contents(top_ + "/service.log").c_str());
+        fprintf(stderr, "%s%s", ReadFile(top_ + "/server.log").c_str(),
+                ReadFile(top_ + "/service.log").c_str());
     std::error_code ignored;
     std::filesystem::remove_all(top_, ignored);
 }
@@ -218,7 +211,7 @@ std::string LoginMachine::StartServer(const std::vector<std::string> &words)
 {
     server_ = Start(Wrapped(words), top_ + "/server.log");
     if (!Await([&] { return Listens(port_); }))
-        return "the server does not listen: " + Contents(top_ + "/server.log");
+        return "the server does not listen: " + ReadFile(top_ + "/server.log");
     return "";
 }
 
@@ -315,7 +308,7 @@ std::vector<pid_t> LoginMachine::SessionProcesses(const std::string &program) co
     std::vector<pid_t> found;
     for (const pid_t pid : Processes()) {
         const std::string directory = "/proc/" + std::to_string(pid);
-        if (pid == getpid() || Contents(directory + "/environ").find(mark) == std::string::npos)
+        if (pid == getpid() || ReadFile(directory + "/environ").find(mark) == std::string::npos)
             continue;
         std::error_code error;
         const std::string path = std::filesystem::read_symlink(directory + "/exe", error);

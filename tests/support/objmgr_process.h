@@ -7,6 +7,8 @@
 #ifndef TESTS_SUPPORT_OBJMGR_PROCESS_H
 #define TESTS_SUPPORT_OBJMGR_PROCESS_H
 
+#include "support/test_files.h"
+
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdio.h>
@@ -16,36 +18,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
 #include <vector>
-
-// A directory of the test's own, removed with everything in it by the process that made it.
-class TestDirectory
-{
-public:
-    TestDirectory()
-    {
-        path_ = testing::TempDir() + "zorXXXXXX";
-        if (mkdtemp(path_.data()) == nullptr)
-            abort();
-    }
-    ~TestDirectory()
-    {
-        std::error_code ignored;
-        if (getpid() == owner_)
-            std::filesystem::remove_all(path_, ignored);
-    }
-    TestDirectory(const TestDirectory &) = delete;
-    TestDirectory &operator=(const TestDirectory &) = delete;
-    const std::string &Path() const { return path_; }
-
-private:
-    std::string path_;
-    pid_t owner_ = getpid();
-};
 
 // A child process that runs `body` and is gone, with SIGKILL, when this object is.
 class ChildProcess

@@ -5,6 +5,7 @@
 
 #include "objmgrd/half_builder.h"
 #include "objmgrd/image_writer.h"
+#include "support/test_files.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -15,7 +16,6 @@
 
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -70,14 +70,6 @@ inline u64 MonotonicMs()
 
 // ---- an image as bytes ----
 
-inline std::string ReadBytes(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
-
 inline ImageHead HeadOf(const std::string &image)
 {
     ImageHead head = {};
@@ -103,7 +95,7 @@ using RawRecords = std::map<std::string, std::string>;
 inline RawRecords ReadImageAt(const std::string &directory)
 {
     RawRecords records;
-    const std::string half = HalfOf(ReadBytes(directory + "/" + kStoreImageName));
+    const std::string half = HalfOf(ReadFile(directory + "/" + kStoreImageName));
     ImageHalf head = {};
     if (half.size() < sizeof(head))
         return records;

@@ -8,7 +8,6 @@
 #include "support/served_process.h"
 
 #include <fstream>
-#include <sstream>
 #include <syslog.h>
 
 static int sThreadError;  // not 0: no thread can be started (linked with --wrap)
@@ -163,13 +162,7 @@ protected:
             usleep(20000);
         EXPECT_EQ(Read(path, property), value);
     }
-    std::string Log() const
-    {
-        std::ifstream file(logFile);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return ReadFile(logFile); }
 
     TestDirectory directory_;
     TestDirectory switches_;
@@ -343,7 +336,7 @@ TEST(BackgroundProviderTime, TheWatchComesJustBehindItsMomentAndTellsTools)
     ASSERT_EQ(store.Publish(), 0);
     ASSERT_EQ(store.Begin(), 0);
     const auto source = [&](size_t number = 0) {
-        return HeadOf(ReadBytes(directory.Path() + "/image")).sources[number];
+        return HeadOf(ReadFile(directory.Path() + "/image")).sources[number];
     };
     EXPECT_EQ(source().state, kImageSourceUnheard);
 

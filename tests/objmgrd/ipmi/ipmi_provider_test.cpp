@@ -5,9 +5,9 @@
 
 #include "objmgrd/ipmi/fake_bmc.h"
 #include "support/served_process.h"
+#include "support/test_files.h"
 
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 
 namespace
@@ -101,13 +101,7 @@ protected:
         ADD_FAILURE() << Read(path, property) << " instead of " << value;
         return 20000;
     }
-    std::string Log() const
-    {
-        std::ifstream file(logFile);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return ReadFile(logFile); }
 
     TestDirectory directory_;
     TestDirectory switches_;

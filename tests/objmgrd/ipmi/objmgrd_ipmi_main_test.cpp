@@ -3,11 +3,11 @@
 // while no BMC answers.
 #include "support/listening_init.h"
 #include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 
 namespace
@@ -25,8 +25,7 @@ protected:
     std::string File(const std::string &name, const std::string &text, mode_t mode = 0600) const
     {
         const std::string file = directory_.Path() + "/" + name;
-        std::ofstream(file) << text;
-        chmod(file.c_str(), mode);
+        EXPECT_TRUE(WriteFile(file, text, mode));
         return file;
     }
     End Run(const std::vector<std::string> &arguments) const
@@ -44,14 +43,7 @@ protected:
             _exit(99);
         });
         const int status = WEXITSTATUS(child.Wait());
-        return {status, Text(out), Text(err)};
-    }
-    static std::string Text(const std::string &file)
-    {
-        std::ifstream input(file);
-        std::stringstream text;
-        text << input.rdbuf();
-        return text.str();
+        return {status, ReadFile(out), ReadFile(err)};
     }
     std::string Lan(const std::string &rest) const
     {

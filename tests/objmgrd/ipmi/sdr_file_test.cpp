@@ -2,11 +2,10 @@
 // Tests of objmgrd/ipmi/sdr_file.
 #include "objmgrd/ipmi/sdr_file.h"
 
-#include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,14 +29,6 @@ void ExpectSome(const SdrStored &stored)
     EXPECT_EQ(stored.thresholds[0].sensor, 300);
     EXPECT_EQ(stored.thresholds[0].mask, 0x3f);
     EXPECT_EQ(stored.thresholds[0].values[5], 255);
-}
-
-std::string Bytes(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 }  // namespace
@@ -112,7 +103,7 @@ TEST(SdrFile, AFileThatOthersCouldHaveWrittenIsThrownAway)
     ASSERT_EQ(rename(file.Path().c_str(), elsewhere.c_str()), 0);
     ASSERT_EQ(symlink(elsewhere.c_str(), file.Path().c_str()), 0);
     EXPECT_FALSE(file.Read(&stored));
-    EXPECT_EQ(Bytes(elsewhere), SdrStoredPack("b", Some()));
+    EXPECT_EQ(ReadFile(elsewhere), SdrStoredPack("b", Some()));
 }
 
 TEST(SdrFile, NothingIsStoredWithoutADirectory)
