@@ -2,6 +2,7 @@
 #include "archive/archive_writer.h"
 
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -96,16 +97,10 @@ Log Records(u32 first, u32 last)
 class ArchiveWriterTest : public testing::Test
 {
 protected:
-    ArchiveWriterTest()
-    {
-        std::string path = fs::temp_directory_path() / "archive.XXXXXX";
-        directory = mkdtemp(path.data());
-    }
     ~ArchiveWriterTest() override
     {
         sWriteMost = 0;
         sUnlinkError = 0;
-        fs::remove_all(directory);
     }
 
     std::vector<fs::path> Files() const
@@ -120,10 +115,10 @@ protected:
     }
     std::string Text() const
     {
-        std::ostringstream text;
+        std::string text;
         for (const fs::path &file : Files())
-            text << std::ifstream(file).rdbuf();
-        return text.str();
+            text += ReadFile(file);
+        return text;
     }
     // The archive's lines in short: "1 2 cleared 3"; "torn" for what is no whole line.
     std::string Lines() const
@@ -158,7 +153,8 @@ protected:
         EXPECT_EQ(writer.Update(log), 0);
     }
 
-    std::string directory;
+    const TestDirectory made;
+    const std::string directory = made.Path();
 };
 
 // A growing counter shared with a child that may be killed at any moment: what the log holds is

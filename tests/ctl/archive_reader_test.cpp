@@ -2,6 +2,7 @@
 #include "archive/archive_writer.h"
 #include "ctl/archive_reader.h"
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 #include <errno.h>
 #include <filesystem>
@@ -13,19 +14,11 @@
 namespace
 {
 
-namespace fs = std::filesystem;
-
 class ArchiveReaderTest : public testing::Test
 {
 protected:
-    ArchiveReaderTest()
-    {
-        std::string path = fs::temp_directory_path() / "archive.XXXXXX";
-        directory = mkdtemp(path.data());
-    }
-    ~ArchiveReaderTest() override { fs::remove_all(directory); }
-
-    std::string directory;
+    const TestDirectory made;
+    const std::string directory = made.Path();
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/audit_source.h"
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 #include <filesystem>
 #include <fstream>
@@ -18,14 +19,11 @@ namespace fs = std::filesystem;
 class AuditSourceOf : public testing::Test
 {
 protected:
-    AuditSourceOf() : directory(testing::TempDir() + "audit_source.XXXXXX")
+    AuditSourceOf()
     {
-        if (mkdtemp(directory.data()) == nullptr)
-            abort();
         places.journals = {directory + "/journal"};
         places.logFile = directory + "/auth.log";
     }
-    ~AuditSourceOf() override { fs::remove_all(directory); }
 
     // "status reason", or the first line of what was opened.
     std::string Open(const std::string &file, std::optional<i64> since = std::nullopt)
@@ -64,7 +62,8 @@ protected:
         std::ofstream(directory + "/" + name) << text;
     }
 
-    std::string directory;
+    const TestDirectory made;
+    const std::string directory = made.Path();
     AuditPlaces places;
 };
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/ctl_run.h"
+#include "support/test_files.h"
 
 #include <filesystem>
 #include <fstream>
@@ -9,13 +10,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-std::string ReadFile(const std::string &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 }  // namespace
 
@@ -37,8 +31,8 @@ TEST(CmdExport, ToStandardOutput)
 TEST(CmdExport, IntoAFileThatIsWholeAtAnyMoment)
 {
     FakeObjMgr om;
-    std::string directory = fs::temp_directory_path() / "export.XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const TestDirectory made;
+    const std::string &directory = made.Path();
     const std::string file = directory + "/smclp.prom";
     std::ofstream(file) << "old";
     std::ifstream before(file);
@@ -56,5 +50,4 @@ TEST(CmdExport, IntoAFileThatIsWholeAtAnyMoment)
     const CtlEnd failed = CtlRun("export --output " + directory + "/none/x");
     EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(failed.err, "smclpctl: " + directory + "/none/x: No such file or directory\n");
-    fs::remove_all(directory);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "archive/archive_writer.h"
 #include "ctl/ctl_run.h"
+#include "support/test_files.h"
 
 #include <filesystem>
 #include <functional>
@@ -47,16 +48,14 @@ TEST(CmdLog, ASilentSource)
 {
     FakeObjMgr om;
     om.SetStatus("OEM_QARN_MessageLog.Name=SEL", "NumRecords", kCimFailed);
-    const std::string archive = testing::TempDir() + "/silent." + std::to_string(getpid());
-    std::filesystem::create_directory(archive);
+    const TestDirectory archive;
     for (const std::string &line :
-         {std::string("log"), std::string("log clear"), "log --all " + archive}) {
+         {std::string("log"), std::string("log clear"), "log --all " + archive.Path()}) {
         const CtlEnd end = CtlRun(line);
         EXPECT_EQ(end.status, 75) << line;
         EXPECT_EQ(end.err, "smclpctl: the source is silent\n") << line;
     }
     EXPECT_TRUE(om.Logged("InvokeMethod").empty());
-    std::filesystem::remove_all(archive);
 }
 
 TEST(CmdLog, Clear)
@@ -88,9 +87,8 @@ TEST(CmdLog, ALogThatCannotBeRead)
 
 TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
 {
-    namespace fs = std::filesystem;
-    std::string directory = fs::temp_directory_path() / "archive.XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const TestDirectory made;
+    const std::string &directory = made.Path();
     {
         ArchiveWriter writer;
         ASSERT_EQ(writer.Open(directory, kArchiveDefaultBytes), 0);
@@ -127,7 +125,7 @@ TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
     const CtlEnd gone = CtlRun("log -f csv --all " + directory);
     EXPECT_EQ(gone.status, 69);
     EXPECT_NE(gone.out.find("true,two"), std::string::npos);
-    fs::remove_all(directory);
+    std::filesystem::remove_all(directory);
     EXPECT_EQ(CtlRun("log --all " + directory).status, 1);
 }
 

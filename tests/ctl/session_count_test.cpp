@@ -15,11 +15,7 @@ protected:
         RegistryFixture::SetUp();
         setenv("ZORSSNDIR", directory_.c_str(), 1);
     }
-    void TearDown() override
-    {
-        unsetenv("ZORSSNDIR");
-        RegistryFixture::TearDown();
-    }
+    void TearDown() override { unsetenv("ZORSSNDIR"); }
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/whole_file.h"
+#include "support/test_files.h"
 
 #include <errno.h>
 #include <filesystem>
@@ -12,8 +13,8 @@
 TEST(WholeFile, AFailedWriteChangesNothing)
 {
     namespace fs = std::filesystem;
-    std::string directory = fs::temp_directory_path() / "whole.XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const TestDirectory made;
+    const std::string &directory = made.Path();
     const std::string file = directory + "/f";
     EXPECT_EQ(WholeFileWrite(file, "old"), 0);
     signal(SIGXFSZ, SIG_IGN);
@@ -29,15 +30,14 @@ TEST(WholeFile, AFailedWriteChangesNothing)
     EXPECT_EQ(fits, 0);
     EXPECT_EQ(fs::file_size(file), 3u);
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 2);
-    fs::remove_all(directory);
 }
 
 // A rename would put a file where a device was, also where a link leads to one.
 TEST(WholeFile, OnlyFilesAreReplaced)
 {
     namespace fs = std::filesystem;
-    std::string directory = fs::temp_directory_path() / "whole.XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const TestDirectory made;
+    const std::string &directory = made.Path();
     ASSERT_EQ(mkfifo((directory + "/pipe").c_str(), 0600), 0);
     fs::create_symlink("pipe", directory + "/link");
     EXPECT_EQ(WholeFileWrite(directory + "/pipe", "x"), EINVAL);
@@ -46,5 +46,4 @@ TEST(WholeFile, OnlyFilesAreReplaced)
     EXPECT_TRUE(fs::is_fifo(directory + "/pipe"));
     EXPECT_TRUE(fs::is_symlink(directory + "/link"));
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 2);
-    fs::remove_all(directory);
 }

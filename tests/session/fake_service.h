@@ -17,11 +17,11 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "objmgr/protocol.h"
+#include "support/test_files.h"
 
 class FakeService
 {
@@ -66,12 +66,7 @@ public:
     // What it was told, one line each: "login|refusal|logout|lasting SESSION ADDRESS REASON", where
     // the session is "id" for any number but 0; and "end" for each connection of a login that ended
     // without a word.
-    std::string Told() const
-    {
-        std::ostringstream text;
-        text << std::ifstream(notices_).rdbuf();
-        return text.str();
-    }
+    std::string Told() const { return ReadFile(notices_); }
 
     static ServiceFacts Facts(u32 rights = 7)
     {

@@ -21,6 +21,8 @@
 #include <functional>
 #include <string>
 
+#include "support/test_files.h"
+
 // The kernel's version of Landlock; below 1 there is none.
 static long Version()
 {
@@ -32,18 +34,10 @@ class LoginConfined : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string name = testing::TempDir() + "login_confine_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        top_ = name;
         for (const char *directory : {"/zor", "/zor/objmgr", "/sessions", "/other", "/trace"})
             ASSERT_EQ(mkdir((top_ + directory).c_str(), 0755), 0);
         for (const char *file : {"/zor/objmgr/store", "/sessions/77", "/other/secret"})
             std::ofstream(top_ + file) << "text";
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(top_, ignored);
     }
 
     // What `attempt` gives in a confined process, 0 to 255.
@@ -69,7 +63,8 @@ protected:
         return Confined([&] { return open((top_ + name).c_str(), flags, 0600) < 0 ? errno : 0; });
     }
 
-    std::string top_;
+    const TestDirectory made_;
+    const std::string top_ = made_.Path();
 };
 
 TEST_F(LoginConfined, PrivilegesAreTakenOnEveryKernel)

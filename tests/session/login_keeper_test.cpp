@@ -15,7 +15,7 @@
 #include <string>
 
 #include "session/registry.h"
-#include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 #ifdef ZOR_EMULATED
 static constexpr int kEndedInOrder = -1;

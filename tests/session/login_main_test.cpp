@@ -25,13 +25,7 @@
 #include "session/fake_service.h"
 #include "session/registry.h"
 #include "support/emulation.h"
-
-static std::string Text(const std::ifstream &file)
-{
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
+#include "support/test_files.h"
 
 using Words = std::vector<std::string>;
 
@@ -125,19 +119,11 @@ class LoginMain : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string name = testing::TempDir() + "login_main_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        top_ = name;
         registry_ = top_ + "/sessions";
         setenv("ZORSSNDIR", registry_.c_str(), 1);
         setenv("ZOROBJMGR", (top_ + "/objmgr").c_str(), 1);
         setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
         alarm(100);  // a hang ends the test, not the patience of whoever waits
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(top_, ignored);
     }
 
     bool RegistryIsEmpty() const
@@ -179,7 +165,8 @@ protected:
         return entry.live;
     }
 
-    std::string top_;
+    const TestDirectory made_;
+    const std::string top_ = made_.Path();
     std::string registry_;
     std::unique_ptr<FakeService> service_;
 };
@@ -196,7 +183,7 @@ static std::map<std::string, std::string> Variables(const std::string &text)
 // The state letter of a process: 'T' stopped, 'Z' dead and not yet waited for, '?' there is none.
 static char ProcessState(pid_t pid)
 {
-    std::string text = Text(std::ifstream("/proc/" + std::to_string(pid) + "/stat"));
+    std::string text = ReadFile("/proc/" + std::to_string(pid) + "/stat");
     size_t after = text.rfind(')');
     return after == std::string::npos ? '?' : text[after + 2];
 }
@@ -822,7 +809,7 @@ TEST_F(LoginMain, ClosedStandardDescriptorsAreOpenedOnNothing)
                    report},
               before);
     EXPECT_EQ(run.End(), 0);
-    EXPECT_EQ(Text(std::ifstream(report)), "/dev/null /dev/null /dev/null\n");
+    EXPECT_EQ(ReadFile(report), "/dev/null /dev/null /dev/null\n");
     EXPECT_TRUE(RegistryIsEmpty());
 }
 
@@ -857,7 +844,6 @@ protected:
     {
         close(master_);
         close(slave_);
-        LoginMain::TearDown();
     }
 
     bool Echo() const

@@ -8,22 +8,12 @@
 #include <string>
 
 #include "session/fake_service.h"
+#include "support/test_files.h"
 
 class LoginService : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string name = testing::TempDir() + "login_service_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory_ = name + "/objmgr";
-        alarm(60);
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_.substr(0, directory_.rfind('/')), ignored);
-    }
+    void SetUp() override { alarm(60); }
 
     void Expect(int status, const std::string &line, u32 timeoutMs = 20000)
     {
@@ -32,7 +22,8 @@ protected:
         EXPECT_EQ(verdict.line, line);
     }
 
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path() + "/objmgr";
 };
 
 TEST_F(LoginService, ThatServesLetsTheShellStart)

@@ -14,7 +14,7 @@
 #include <string>
 
 #include "session/registry.h"
-#include "support/objmgr_process.h"
+#include "support/test_files.h"
 
 // A watch blocks signals and reads descriptors 0 and 1 of its process: it runs in one of its own.
 class LoginWatching : public testing::Test

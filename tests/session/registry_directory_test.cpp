@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +23,7 @@
 #include "session/registry.h"
 #include "session/registry_fixture.h"
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 // The ids that come next, where there are any (linked with --wrap).
 static std::vector<u32> sNextIds;
@@ -68,13 +68,12 @@ TEST_F(RegistryOpening, OpeningMakesOneFileOfThatTextWhateverTheUmask)
     EXPECT_NE(id, 0u);
     ASSERT_EQ(Names(), std::vector<std::string>{std::to_string(id)});
 
-    std::ostringstream text;
-    text << std::ifstream(Path(std::to_string(id))).rdbuf();
-    size_t since = text.str().find("since=");
+    const std::string text = ReadFile(Path(std::to_string(id)));
+    const size_t since = text.find("since=");
     ASSERT_NE(since, std::string::npos);
-    EXPECT_EQ(text.str().substr(0, since), "id=" + std::to_string(id) +
-                                               "\nuser=admin\ntype=3\naddress=192.0.2.7\n"
-                                               "privilege=ff\nidle=900\n");
+    EXPECT_EQ(text.substr(0, since), "id=" + std::to_string(id) +
+                                         "\nuser=admin\ntype=3\naddress=192.0.2.7\n"
+                                         "privilege=ff\nidle=900\n");
     struct stat info;
     ASSERT_EQ(stat(Path(std::to_string(id)).c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0640u);
@@ -399,9 +398,7 @@ TEST_F(RegistryOpening, FileThatIsThereAlreadyIsLeftAloneAndAnotherIdTaken)
     ASSERT_EQ(Open(&id, &lock), 0u);
     EXPECT_EQ(id, 10u);
     EXPECT_EQ(Names(), (std::vector<std::string>{".new-7", ".new-8", "10", "9"}));
-    std::ostringstream text;
-    text << std::ifstream(Path(".new-7")).rdbuf();
-    EXPECT_EQ(text.str(), "half");
+    EXPECT_EQ(ReadFile(Path(".new-7")), "half");
     RegistryCloseSession(directory_.c_str(), id, lock);
     EXPECT_EQ(OpenDescriptors(), before);
     close(half);
@@ -512,7 +509,6 @@ protected:
     {
         for (size_t at = 0; at < children_.size(); ++at)
             End(at);
-        RegistryFixture::TearDown();
     }
 
     std::vector<pid_t> children_;

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "session/registry.h"
+#include "support/test_files.h"
 
 // What session 77 may stand as.
 static constexpr char kGoodText[] = "id=77\n"
@@ -30,21 +31,12 @@ class RegistryFixture : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string name = testing::TempDir() + "registry_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        top_ = name;
-        directory_ = top_ + "/sessions";
         record_ = {};
         strcpy(record_.user, "admin");
         record_.type = 3;
         record_.address = 0xc0000207;
         record_.privilege = 0xff;
         record_.idleSeconds = 900;
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(top_, ignored);
     }
 
     std::string Path(const std::string &name) const { return directory_ + "/" + name; }
@@ -86,8 +78,9 @@ protected:
         return names;
     }
 
-    std::string top_;
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string top_ = made_.Path();
+    const std::string directory_ = top_ + "/sessions";
     RegistryRecord record_;
     RegistryEntry entry_;
 };

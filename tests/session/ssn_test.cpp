@@ -9,12 +9,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "session/registry.h"
 #include "support/open_descriptors.h"
+#include "support/test_files.h"
 
 static constexpr u32 kAddress = 2130706433;  // 127.0.0.1
 static constexpr u8 kType = 3;
@@ -22,19 +22,11 @@ static constexpr u8 kType = 3;
 class Ssn : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string name = testing::TempDir() + "ssn_test.XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory_ = name;
-        setenv("ZORSSNDIR", directory_.c_str(), 1);
-    }
+    void SetUp() override { setenv("ZORSSNDIR", directory_.c_str(), 1); }
     void TearDown() override
     {
         if (lock_ >= 0)
             close(lock_);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
     }
 
     void Open(u32 idleSeconds)
@@ -77,7 +69,8 @@ protected:
         return ssn_check(id_, address, type, &state_, &second_);
     }
 
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path();
     u32 id_ = 77;
     int lock_ = -1;
     u32 state_ = 99;
