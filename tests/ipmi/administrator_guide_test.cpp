@@ -2,11 +2,11 @@
 // administrator_guide_test.cpp -- docs/administrator.md beside the program that it describes.
 #include "ipmi/ipmi_sim.h"
 #include "ipmi/ipmi_tools.h"
+#include "programs/project_file.h"
 #include "support/emulation.h"
 #include "support/program.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <set>
@@ -17,17 +17,8 @@
 namespace
 {
 
-constexpr char kGuide[] = PROJECT_TOP "/docs/administrator.md";
+constexpr char kGuide[] = "docs/administrator.md";
 constexpr char kPasswordFile[] = "/etc/zor/bmc-password";
-
-std::string ReadText(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 std::string Replaced(std::string text, const std::string &what, const std::string &with)
 {
@@ -56,7 +47,7 @@ std::vector<std::string> Quoted(const std::string &text)
 // The rows of the table under a heading, without head and rule.
 std::vector<Fields> TableUnder(const std::string &heading)
 {
-    const std::string text = ReadText(kGuide);
+    const std::string text = ProjectFile(kGuide);
     const size_t start = text.find("\n## " + heading + "\n");
     EXPECT_NE(start, std::string::npos) << heading;
     std::string rows;
@@ -101,19 +92,7 @@ std::string Block(int step, const std::string &language)
 class Guide : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string path = testing::TempDir() + "guideXXXXXX";
-        ASSERT_NE(mkdtemp(path.data()), nullptr);
-        directory_ = path;
-        std::ofstream(directory_ + "/password") << "secret\n";
-        ASSERT_EQ(chmod((directory_ + "/password").c_str(), 0600), 0);
-    }
-    ~Guide() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
+    void SetUp() override { ASSERT_TRUE(WriteFile(directory_ + "/password", "secret\n", 0600)); }
     ProgramEnd Check(const std::string &settings)
     {
         std::ofstream(directory_ + "/bmc.toml")
@@ -138,12 +117,13 @@ protected:
             text += "answer_ms = 100\n";
         return Check(text);
     }
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path();
 };
 
 TEST_F(Guide, SettingsAreRight)
 {
-    const std::string text = ReadText(kGuide);
+    const std::string text = ProjectFile(kGuide);
     int blocks = 0;
     for (size_t at = 0; (at = text.find("```toml\n", at)) != std::string::npos; ++blocks) {
         const size_t start = at + 8;
@@ -233,7 +213,7 @@ TEST_F(Guide, EveryKeyIsThereAndTakesItsDefault)
     // The examples name every key of the program, those with a default behind "#".
     std::set<std::string> known;
     for (const char *name : {"lan.toml", "local.toml"}) {
-        std::istringstream lines(ReadText(std::string(PROJECT_TOP "/examples/ipmi/") + name));
+        std::istringstream lines(ProjectFile(std::string("examples/ipmi/") + name));
         std::string table;
         for (std::string line; std::getline(lines, line);) {
             if (line[0] == '[')
@@ -281,7 +261,7 @@ TEST_F(Guide, WordsThatCanBeChosenAreThoseOfTheProgram)
     const ProgramEnd refused =
         Check("[bmc]\ndriver = \"lan\"\nhost = \"a\"\nworkarounds = [\"magic\"]\n");
     EXPECT_EQ(refused.status, 1);
-    const std::string guide = ReadText(kGuide);
+    const std::string guide = ProjectFile(kGuide);
     size_t words = 0;
     const std::string marker = "is one of ";
     std::string names = refused.err.substr(refused.err.find(marker) + marker.size());
@@ -295,7 +275,7 @@ TEST_F(Guide, WordsThatCanBeChosenAreThoseOfTheProgram)
 TEST_F(Guide, LogLinesAreInTheProgram)
 {
     // Under emulation OBJMGRD_IPMI is the script beside it.
-    const std::string program = ReadText(kEmulated ? OBJMGRD_IPMI ".target" : OBJMGRD_IPMI);
+    const std::string program = ReadFile(kEmulated ? OBJMGRD_IPMI ".target" : OBJMGRD_IPMI);
     size_t lines = 0;
     for (const Fields &row : TableUnder("When something fails")) {
         ASSERT_EQ(row.size(), 3u) << row[0];
@@ -309,7 +289,7 @@ TEST_F(Guide, LogLinesAreInTheProgram)
 
 TEST_F(Guide, TargetsAreInTheTree)
 {
-    const std::string targets = ReadText(PROJECT_TOP "/docs/targets.md");
+    const std::string targets = ProjectFile("docs/targets.md");
     for (const Fields &row : TableUnder("What is shown, and from where")) {
         ASSERT_EQ(row.size(), 3u) << row[0];
         for (const int column : {0, 1}) {
@@ -324,7 +304,7 @@ TEST_F(Guide, TargetsAreInTheTree)
 
 TEST_F(Guide, UnitStartsTheProgramWithItsOptions)
 {
-    const std::string unit = ReadText(PROJECT_TOP "/packaging/systemd/objmgrd-ipmi@.service.in");
+    const std::string unit = ProjectFile("packaging/systemd/objmgrd-ipmi@.service.in");
     EXPECT_NE(unit.find("/objmgrd-ipmi --config @ZOR_INSTALL_FULL_CONFIG@/%i.toml --dir "
                         "/run/zor/%i --rights @ZOR_INSTALL_FULL_CONFIG@/rights.toml\n"),
               std::string::npos);

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // head_node_test.cpp -- one machine from which twenty servers are looked after.
+#include "programs/project_file.h"
 #include "support/program.h"
 
-#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sstream>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -28,15 +27,9 @@ class HeadNode : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string path = testing::TempDir() + "headnodeXXXXXX";
-        ASSERT_NE(mkdtemp(path.data()), nullptr);
-        directory_ = path;
         setenv("ZOROBJMGR", (directory_ + "/objmgr").c_str(), 1);
         setenv("ZORSSNDIR", (directory_ + "/sessions").c_str(), 1);
-        std::ifstream file(PROJECT_TOP "/examples/hosts/edge-box-off.toml");
-        std::ostringstream text;
-        text << file.rdbuf();
-        const std::string host = text.str();
+        const std::string host = ProjectFile("examples/hosts/edge-box-off.toml");
         const size_t at = host.find("ServiceTag = \"") + 14;
         for (int i = 0; i < kServers; ++i) {
             std::string own = host;
@@ -52,9 +45,6 @@ protected:
             kill(service, SIGTERM);
         for (const pid_t service : services_)
             waitpid(service, nullptr, 0);
-        std::error_code ignored;
-        if (!directory_.empty())
-            std::filesystem::remove_all(directory_, ignored);
     }
     void Serve(const std::string &description, const std::string &directory)
     {
@@ -84,7 +74,8 @@ protected:
         const size_t at = out.find("= ");
         return at == std::string::npos ? out : out.substr(at + 2, out.find('\n', at) - at - 2);
     }
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path();
     std::vector<pid_t> services_;
 };
 

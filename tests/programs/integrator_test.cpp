@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // integrator_test.cpp -- the integrator's guide against the headers, options and files it names.
 #include "objmgr/objmgr.h"
+#include "programs/project_file.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <regex>
@@ -16,18 +16,9 @@ namespace
 
 using Names = std::set<std::string>;
 
-std::string ReadFile(const std::string &path)
-{
-    const std::ifstream file(std::string(PROJECT_TOP) + "/" + path);
-    EXPECT_TRUE(file.good()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 const std::string &Guide()
 {
-    static const std::string text = ReadFile("docs/integrator.md");
+    static const std::string text = ProjectFile("docs/integrator.md");
     return text;
 }
 
@@ -66,7 +57,7 @@ std::string Section(const std::string &heading)
 
 TEST(Integrator, EveryOptionOfTheBuildStandsInTheTableAndNoOther)
 {
-    const std::string build = ReadFile("CMakeLists.txt");
+    const std::string build = ProjectFile("CMakeLists.txt");
     Names options = Matches(build, R"(\noption\((ZOR_\w+))");
     for (const std::string &name : Matches(build, R"(\nset\((ZOR_\w+) [^\n]* CACHE)"))
         options.insert(name);
@@ -95,7 +86,7 @@ TEST(Integrator, EveryFunctionOfThePlatformLayerHasItsPlace)
         if (heading.empty())
             continue;
         const Names functions =
-            Matches(ReadFile("src/platform/" + name),
+            Matches(ProjectFile("src/platform/" + name),
                     R"((?:^|\n)(?:extern "C" )?(?:void|bool|u8|u16|u32) \**(\w+)\()");
         EXPECT_FALSE(functions.empty()) << name;
         const std::string section = Section(heading);
@@ -116,7 +107,7 @@ TEST(Integrator, EverySlotOfTheObjectManagerStandsAtItsPlace)
         {"GetInstanceValue", offsetof(ObjMgrInterface, GetInstanceValue)},
         {"SetPrivilege", offsetof(ObjMgrInterface, SetPrivilege)},
     };
-    const Names declared = Matches(ReadFile("src/objmgr/objmgr.h"), R"(\(\*(\w+)\)\()");
+    const Names declared = Matches(ProjectFile("src/objmgr/objmgr.h"), R"(\(\*(\w+)\)\()");
     EXPECT_EQ(declared.size(), kOffsets.size());
     const std::string section = Section("## An object manager of your own");
     for (const auto &[name, offset] : kOffsets) {
@@ -140,7 +131,7 @@ TEST(Integrator, EveryPresetItNamesIsThere)
 {
     const Names presets = Matches(Guide(), R"(--preset (\w+))");
     EXPECT_EQ(Joined(presets), "armhf musl ");
-    const std::string file = ReadFile("CMakePresets.json");
+    const std::string file = ProjectFile("CMakePresets.json");
     for (const std::string &name : presets)
         EXPECT_NE(file.find("\"name\": \"" + name + "\""), std::string::npos) << name;
 }
@@ -148,7 +139,7 @@ TEST(Integrator, EveryPresetItNamesIsThere)
 TEST(Integrator, BudgetsAreThoseThatAreHeld)
 {
     const std::string sizes = Section("## Sizes");
-    std::istringstream rows(ReadFile("bench/footprint.budget"));
+    std::istringstream rows(ProjectFile("bench/footprint.budget"));
     size_t count = 0;
     for (std::string row; std::getline(rows, row);) {
         std::istringstream words(row);

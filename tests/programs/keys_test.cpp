@@ -2,23 +2,14 @@
 // keys_test.cpp -- docs/keys.md against the line editor.
 #include "smclp/line_editor.h"
 
-#include <fstream>
+#include "programs/project_file.h"
+
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace
 {
-
-std::string Page()
-{
-    const std::ifstream file(PROJECT_TOP "/docs/keys.md");
-    EXPECT_TRUE(file.good());
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 // The line after "a", the keys and "b".
 std::string Typed(const std::string &keys)
@@ -49,15 +40,15 @@ TEST(Keys, StrayCharactersAreThoseOfThePage)
         strays += "`" + line.substr(1, line.size() - 2) + "`, ";
     }
     const std::string row = names.substr(0, names.size() - 2) + " " + strays;
-    EXPECT_NE(Page().find("\n" + row), std::string::npos) << row;
+    EXPECT_NE(ProjectFile("docs/keys.md").find("\n" + row), std::string::npos) << row;
 }
 
 TEST(Keys, WhatThePageSaysDoesNothingDoesNothing)
 {
-    EXPECT_NE(Page().find("| down, left and right arrow | nothing |"), std::string::npos);
-    EXPECT_NE(Page().find("| Tab, `^D` and other control characters | nothing:"),
-              std::string::npos);
-    EXPECT_NE(Page().find("| letters beyond ASCII | nothing |"), std::string::npos);
+    const std::string page = ProjectFile("docs/keys.md");
+    EXPECT_NE(page.find("| down, left and right arrow | nothing |"), std::string::npos);
+    EXPECT_NE(page.find("| Tab, `^D` and other control characters | nothing:"), std::string::npos);
+    EXPECT_NE(page.find("| letters beyond ASCII | nothing |"), std::string::npos);
     for (const char *keys :
          {"\x1b[B", "\x1b[C", "\x1b[D", "\t", "\x04", "\x01", "\x1a", "\xc3\xa9", "{|}~"})
         EXPECT_EQ(Typed(keys), "ab");

@@ -1,30 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // man_pages_test.cpp -- the manual pages against --help and the options that the code takes.
+#include "programs/project_file.h"
 #include "smclp/command_table.h"
 #include "support/program.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <unistd.h>
 
 namespace
 {
 
 using Names = std::set<std::string>;
-
-std::string ReadFile(const std::string &path)
-{
-    const std::ifstream file(std::string(PROJECT_TOP) + "/" + path);
-    EXPECT_TRUE(file.good()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 // Every match: its groups, joined.
 Names Matches(const std::string &text, const char *pattern)
@@ -89,7 +79,7 @@ Names OptionsOfCode(const Program &program)
     Names options;
     for (const char *table : program.tables) {
         for (const std::string &name :
-             Matches(ReadFile(table), R"re(\{"([a-z-]+)", (?:no|required)_argument)re"))
+             Matches(ProjectFile(table), R"re(\{"([a-z-]+)", (?:no|required)_argument)re"))
             options.insert("--" + name);
     }
     if (program.own != nullptr)
@@ -104,8 +94,9 @@ TEST(ManPages, OptionsAreThoseOfHelp)
         EXPECT_EQ(help.status, 0) << program.page;
         const Names options = OptionsOfHelp(help.out);
         EXPECT_GE(options.size(), 3u) << program.page;
-        EXPECT_EQ(Joined(OptionsOfPage(ReadFile(std::string("docs/man/") + program.page + ".scd"))),
-                  Joined(options))
+        EXPECT_EQ(
+            Joined(OptionsOfPage(ProjectFile(std::string("docs/man/") + program.page + ".scd"))),
+            Joined(options))
             << program.page;
     }
 }
@@ -115,7 +106,7 @@ TEST(ManPages, OptionsAreThoseThatTheCodeTakes)
     for (const Program &program : kPrograms) {
         Names longOptions;
         for (const std::string &option :
-             OptionsOfPage(ReadFile(std::string("docs/man/") + program.page + ".scd"))) {
+             OptionsOfPage(ProjectFile(std::string("docs/man/") + program.page + ".scd"))) {
             const std::string name = option.substr(0, option.find(' '));
             if (name.size() > 2)
                 longOptions.insert(name);
@@ -146,14 +137,14 @@ TEST(ManPages, EachIsInstalledAndNamesItself)
     for (const char *file :
          {"src/smclp/CMakeLists.txt", "src/session/CMakeLists.txt", "src/objmgrd/CMakeLists.txt",
           "src/ctl/CMakeLists.txt", "packaging/CMakeLists.txt"})
-        lists += ReadFile(file);
+        lists += ProjectFile(file);
     int pages = 0;
     for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/docs/man")) {
         const std::string page = entry.path().stem();
         const std::string name = page.substr(0, page.rfind('.'));
         const std::string section = page.substr(page.rfind('.') + 1);
         EXPECT_TRUE(std::regex_search(lists, std::regex("[ (]" + page + "[ )\n]"))) << page;
-        const std::string text = ReadFile("docs/man/" + page + ".scd");
+        const std::string text = ProjectFile("docs/man/" + page + ".scd");
         EXPECT_EQ(text.find(name + "(" + section + ") "), 0u) << page;
         EXPECT_NE(text.find("\n# NAME\n\n" + name + " - "), std::string::npos) << page;
         ++pages;
@@ -165,7 +156,7 @@ TEST(ManPages, PagesThatTheyReferToAreThere)
 {
     for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/docs/man")) {
         const std::string page = entry.path().stem();
-        const std::string text = ReadFile("docs/man/" + page + ".scd");
+        const std::string text = ProjectFile("docs/man/" + page + ".scd");
         for (const std::string &other : Matches(text, R"(\*([a-z][a-z.-]+)\*\(([158])\))")) {
             const std::string file = "/docs/man/" + other.substr(0, other.size() - 1) + "." +
                                      other.substr(other.size() - 1) + ".scd";
@@ -176,7 +167,7 @@ TEST(ManPages, PagesThatTheyReferToAreThere)
 
 TEST(ManPages, EveryVerbIsOnThePageOfTheShell)
 {
-    const std::string text = ReadFile("docs/man/smclp.1.scd");
+    const std::string text = ProjectFile("docs/man/smclp.1.scd");
     const std::string verbs = text.substr(text.find("\nVerbs: "), 200);
     Names known;
     for (const auto *row = smclpCommandTable; row->id != 0; ++row) {
@@ -189,8 +180,8 @@ TEST(ManPages, EveryVerbIsOnThePageOfTheShell)
 // The guide's table is held against the program by a test of its own.
 TEST(ManPages, KeysOfTheBmcsSettingsAreThoseOfTheGuide)
 {
-    const std::string guide = ReadFile("docs/administrator.md");
-    EXPECT_EQ(Joined(Matches(ReadFile("docs/man/objmgrd-ipmi.toml.5.scd"),
+    const std::string guide = ProjectFile("docs/administrator.md");
+    EXPECT_EQ(Joined(Matches(ProjectFile("docs/man/objmgrd-ipmi.toml.5.scd"),
                              R"((?:\n|, )\*([a-z_]+)\*(?=, \*|\n\t))")),
               Joined(Matches(guide, R"(\n\| (?:bmc|poll|timeouts) \| `([a-z_]+)` \|)")));
 }
@@ -198,10 +189,10 @@ TEST(ManPages, KeysOfTheBmcsSettingsAreThoseOfTheGuide)
 TEST(ManPages, KeysOfTheRedfishSettingsAreThoseOfTheirPageAndTheCode)
 {
     const std::string keys =
-        Joined(Matches(ReadFile("docs/man/objmgrd-redfish.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)"));
-    EXPECT_EQ(keys, Joined(Matches(ReadFile("docs/redfish.md"),
+        Joined(Matches(ProjectFile("docs/man/objmgrd-redfish.toml.5.scd"), R"(\n\*([a-z_]+)\*\n)"));
+    EXPECT_EQ(keys, Joined(Matches(ProjectFile("docs/redfish.md"),
                                    R"(\n\| `(?:redfish|poll|timeouts)` \| `([a-z_]+)` \|)")));
-    EXPECT_EQ(keys, Joined(Matches(ReadFile("src/objmgrd/redfish/settings.h"),
+    EXPECT_EQ(keys, Joined(Matches(ProjectFile("src/objmgrd/redfish/settings.h"),
                                    R"(\n//   ([a-z_]+) = )")));
 }
 

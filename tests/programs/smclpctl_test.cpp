@@ -5,6 +5,7 @@
 // directory: what follows "$ " is typed, everything else is printed. host=NAME behind the word
 // names the simulated server; with "rack" there are three, n1 to n3, n3 being switched off.
 #include "support/program.h"
+#include "support/test_files.h"
 
 #include <filesystem>
 #include <fstream>
@@ -47,21 +48,6 @@ std::string InQuotes(const std::string &text)
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
 }
-
-class Directory
-{
-public:
-    Directory() : path(fs::temp_directory_path() / "smclpctl.XXXXXX")
-    {
-        if (mkdtemp(path.data()) == nullptr)
-            abort();
-    }
-    ~Directory() { fs::remove_all(path); }
-    Directory(const Directory &) = delete;
-    Directory &operator=(const Directory &) = delete;
-
-    std::string path;
-};
 
 struct Recipe {
     int line = 0;
@@ -126,11 +112,11 @@ TEST(Smclpctl, RecipesOfTheGuide)
     const std::vector<Recipe> recipes = ReadRecipes();
     EXPECT_GE(recipes.size(), 10u);
     for (const Recipe &recipe : recipes) {
-        const Directory directory;
+        const TestDirectory directory;
         const std::string script =
-            recipe.rack ? OnRack(directory.path, recipe.typed) : recipe.typed;
+            recipe.rack ? OnRack(directory.Path(), recipe.typed) : recipe.typed;
         const ProgramEnd end =
-            RunScript("cd " + directory.path + " || exit\n" + script, recipe.host);
+            RunScript("cd " + directory.Path() + " || exit\n" + script, recipe.host);
         EXPECT_EQ(end.out, recipe.expected) << "line " << recipe.line << ": " << end.err;
     }
 }
@@ -154,18 +140,19 @@ TEST(Smclpctl, AnswersKeepToTheSchema)
 // Those that have it answer; of the others it is said.
 TEST(Smclpctl, ATargetThatOnlySomeServersHave)
 {
-    const Directory directory;
-    const ProgramEnd end = RunScript(OnRack(
-        directory.path, "fan() { smclpctl -w 'n[1-3]' sensors --target "
-                        "/system1/fans1/tachsensor2 \"$@\"; }\n"
-                        "fan -f csv 2>/dev/null | cut -d, -f1-3 | tr -d '\\r'\n"
-                        "fan 2>/dev/null | cut -c1-13\n"
-                        "fan -f jsonl 2>/dev/null | jq -c '[.server, .name]'\n"
-                        "fan 2>&1 >/dev/null; echo $?\n"
-                        "fan -f json 2>&1 >/dev/null | jq -c '[.server, .error.exit]'\n"
-                        "smclpctl -w n3 sensors --target /system1/fans1 -f json | jq -c .sensors\n"
-                        "smclpctl -w n3 sensors --target /system1/fans1 -f json >/dev/null; "
-                        "echo $?"));
+    const TestDirectory directory;
+    const ProgramEnd end =
+        RunScript(OnRack(directory.Path(),
+                         "fan() { smclpctl -w 'n[1-3]' sensors --target "
+                         "/system1/fans1/tachsensor2 \"$@\"; }\n"
+                         "fan -f csv 2>/dev/null | cut -d, -f1-3 | tr -d '\\r'\n"
+                         "fan 2>/dev/null | cut -c1-13\n"
+                         "fan -f jsonl 2>/dev/null | jq -c '[.server, .name]'\n"
+                         "fan 2>&1 >/dev/null; echo $?\n"
+                         "fan -f json 2>&1 >/dev/null | jq -c '[.server, .error.exit]'\n"
+                         "smclpctl -w n3 sensors --target /system1/fans1 -f json | jq -c .sensors\n"
+                         "smclpctl -w n3 sensors --target /system1/fans1 -f json >/dev/null; "
+                         "echo $?"));
     EXPECT_EQ(end.out, "server,name,target\n"
                        "n1,Fan2 RPM,/system1/fans1/tachsensor2\n"
                        "n2,Fan2 RPM,/system1/fans1/tachsensor2\n"
@@ -208,12 +195,12 @@ TEST(Smclpctl, ReadsTheSameAsTheShell)
 
 TEST(Smclpctl, FollowSurvivesARestartOfTheService)
 {
-    const Directory directory;
-    const std::string dir = directory.path + "/om";
+    const TestDirectory directory;
+    const std::string dir = directory.Path() + "/om";
     const std::string serve = "objmgrd-sim --host " + HostFile("edge-box-off") + " --dir " + dir;
     const ProgramEnd end =
         RunProgram({"/usr/bin/env", "PATH=" + Path(), "/bin/sh", "-c",
-                    "mkdir -m 700 " + dir + "; cd " + directory.path + "\n" +
+                    "mkdir -m 700 " + dir + "; cd " + directory.Path() + "\n" +
                         "lines() { until [ \"$(wc -l <$1)\" -ge $2 ]; do sleep 0.1; done; }\n"
                         "smclpctl --dir " +
                         dir + " log --follow -f jsonl >out 2>err & follow=$!\n" + "lines err 1; " +
@@ -273,12 +260,12 @@ TEST(Smclpctl, WhatHasNoEndEndsWithItsReader)
 // lost and nothing is twice.
 TEST(Smclpctl, RecordsStayInTheArchive)
 {
-    const Directory directory;
-    const std::string dir = directory.path + "/om";
+    const TestDirectory directory;
+    const std::string dir = directory.Path() + "/om";
     const ProgramEnd end = RunProgram(
         {"/usr/bin/env", "PATH=" + Path(), "/bin/sh", "-c",
-         "cd " + directory.path + "; mkdir -m 700 om kept\n" + "{ echo 'archive = \"" +
-             directory.path + "/kept\"'; cat " + HostFile("edge-box-off") +
+         "cd " + directory.Path() + "; mkdir -m 700 om kept\n" + "{ echo 'archive = \"" +
+             directory.Path() + "/kept\"'; cat " + HostFile("edge-box-off") +
              "; } >host.toml\n"
              "ctl() { smclpctl --dir om \"$@\"; }\n"
              "serve() { objmgrd-sim --host host.toml --dir " +
@@ -304,8 +291,8 @@ TEST(Smclpctl, RecordsStayInTheArchive)
 // Three of twenty servers answer nobody: together they take as long as one does.
 TEST(Smclpctl, ServersThatAreStoppedAreWaitedForTogether)
 {
-    const Directory directory;
-    std::string script = "cd " + directory.path +
+    const TestDirectory directory;
+    std::string script = "cd " + directory.Path() +
                          "; trap 'kill -CONT $stopped; kill $all; wait' EXIT\n"
                          "for i in $(seq 20); do mkdir -m 700 n$i; objmgrd-sim --host " +
                          HostFile("rack-server") +
@@ -328,7 +315,7 @@ TEST(Smclpctl, ServersThatAreStoppedAreWaitedForTogether)
 // A journal made by systemd's own program. What counts is what a journal takes from the kernel.
 TEST(Smclpctl, ReadsAJournal)
 {
-    const Directory directory;
+    const TestDirectory directory;
     const std::string event = "event=login user=alice uid=1001 pid=7 session=5 "
                               "claimed_address=192.0.2.7";
     std::string lines;
@@ -347,12 +334,12 @@ TEST(Smclpctl, ReadsAJournal)
     add(service, "serving");
     add(service, "event=logout user=alice uid=1001 pid=7 session=5 claimed_address=192.0.2.7 "
                  "reason=idle seconds=61");
-    std::ofstream(directory.path + "/export") << lines;
+    std::ofstream(directory.Path() + "/export") << lines;
     const ProgramEnd end = RunScript(
         "remote=/lib/systemd/systemd-journal-remote\n"
         "[ -x $remote ] && [ -x /usr/bin/journalctl ] || { echo none; exit; }\n"
         "cd " +
-        directory.path +
+        directory.Path() +
         "; mkdir j; $remote --output=j/a.journal export 2>/dev/null\n"
         "smclpctl audit --file j/a.journal -f csv | cut -d, -f2-5,13 | tr -d '\\r'; echo $?\n"
         "smclpctl audit --file j --since 2024-11-19T07:06:46Z -f csv | cut -d, -f3 | tr -d '\\r'\n"
@@ -373,8 +360,8 @@ TEST(Smclpctl, ReadsAJournal)
 // its name does not count.
 TEST(Smclpctl, ReadsARunningJournal)
 {
-    const Directory directory;
-    std::ofstream(directory.path + "/inside") <<
+    const TestDirectory directory;
+    std::ofstream(directory.Path() + "/inside") <<
         R"sh(mount --make-rprivate / || exit
 mount -t tmpfs tmpfs $PWD/dev && for node in null zero full random urandom; do
     : >dev/$node; mount --bind /dev/$node dev/$node; done
@@ -401,7 +388,7 @@ smclpctl audit --since -1h -f jsonl | jq -r .command
     const ProgramEnd end = RunProgram(
         {"/usr/bin/env", "PATH=" + Path(), "HOST=" + HostFile("rack-server"), "/bin/sh", "-c",
          "[ -x /usr/lib/systemd/systemd-journald ] && [ $(id -u) = 0 ] || exit\ncd " +
-             directory.path + "; mkdir dev; exec unshare -m sh ./inside"});
+             directory.Path() + "; mkdir dev; exec unshare -m sh ./inside"});
     if (end.out.find("serves\n") == std::string::npos)
         GTEST_SKIP() << "no running journal can be had here: " << end.err;
     EXPECT_EQ(end.out, "serves\n"
@@ -425,9 +412,9 @@ TEST(Smclpctl, WhatItExportsIsRightForPrometheus)
 #ifdef SMCLPCTL_LISTEN
 TEST(Smclpctl, AnswersAScraper)
 {
-    const Directory directory;
+    const TestDirectory directory;
     const ProgramEnd end = RunScript(
-        "cd " + directory.path +
+        "cd " + directory.Path() +
         "\nsmclpctl export --listen :0 2>said & pid=$!\n"
         "until grep -q listening said; do sleep 0.05; done\n"
         "cat >ask <<'END'\n"
