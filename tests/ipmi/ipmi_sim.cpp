@@ -9,7 +9,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <poll.h>
 #include <signal.h>
 #include <sstream>
@@ -66,22 +65,6 @@ while [ $# -ge 2 ]; do
 done
 exit 0
 )sh";
-
-bool WriteFile(const std::string &path, const std::string &bytes, mode_t mode = 0644)
-{
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << bytes;
-    file.close();
-    return !file.fail() && chmod(path.c_str(), mode) == 0;
-}
-
-std::string ReadFile(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
 
 bool IsInstalled(const std::string &program)
 {
@@ -155,9 +138,6 @@ IpmiSim::IpmiSim(SimMachine machine) : machine_(std::move(machine)) {}
 IpmiSim::~IpmiSim()
 {
     Kill();
-    std::error_code ignored;
-    if (!directory_.empty())
-        std::filesystem::remove_all(directory_, ignored);
 }
 
 std::string IpmiSim::Start()
@@ -170,23 +150,10 @@ std::string IpmiSim::Start()
     port_ = FreeUdpPort(host_);
     if (port_ == 0)
         return "no free port at " + host_;
-    if (!MakeDirectory())
-        return std::string("no directory: ") + strerror(errno);
     std::string error = WriteInput();
     if (error.empty())
         error = Compile();
     return error.empty() ? Restart() : error;
-}
-
-bool IpmiSim::MakeDirectory()
-{
-    const char *base = getenv("TMPDIR");
-    std::string path = std::string(base == nullptr || *base == '\0' ? "/tmp" : base) + "/bmcXXXXXX";
-    if (mkdtemp(path.data()) == nullptr)
-        return false;
-    directory_ = path;
-    std::error_code error;
-    return std::filesystem::create_directories(directory_ + "/state/ipmi_sim/bmc", error);
 }
 
 std::string IpmiSim::WriteInput()
@@ -202,6 +169,8 @@ std::string IpmiSim::WriteInput()
         lan += "user " + std::to_string(number++) + " true \"" + user.name + "\" \"" +
                user.password + "\" " + user.level + " 20 none md2 md5 straight\n";
 
+    std::error_code error;
+    std::filesystem::create_directories(directory_ + "/state/ipmi_sim/bmc", error);
     bool written = WriteFile(directory_ + "/lan.conf", lan) &&
                    WriteFile(directory_ + "/chassis", kChassisScript, 0755) &&
                    WriteFile(directory_ + "/power", "1\n") &&

@@ -8,6 +8,7 @@
 #define TESTS_IPMI_IPMI_SIM_H
 
 #include "ipmi/sim_machine.h"
+#include "support/test_files.h"
 
 #include <string>
 #include <sys/types.h>
@@ -74,7 +75,6 @@ public:
     void ForgetActions();
 
 private:
-    bool MakeDirectory();
     std::string WriteInput();
     std::string Compile();
     std::string Launch();
@@ -83,7 +83,8 @@ private:
     SimMachine machine_;
     std::string host_;
     u16 port_ = 0;
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path();
     pid_t pid_ = -1;
     int console_ = -1;
 };

@@ -3,7 +3,6 @@
 #include "ipmi/served_bmc.h"
 
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <signal.h>
@@ -24,13 +23,6 @@ const char kNoBmcText[] =
 
 namespace
 {
-
-void WriteText(const std::string &path, const std::string &text, mode_t mode)
-{
-    std::ofstream(path) << text;
-    if (chmod(path.c_str(), mode) != 0)
-        abort();
-}
 
 // A terminal that keeps what is written to it, and its other side.
 int OpenTerminal(std::string *otherSide)
@@ -67,17 +59,14 @@ std::string SettingsText(const IpmiSim &bmc, const ServiceSettings &settings,
 
 IpmiService::IpmiService(const IpmiSim &bmc, const ServiceSettings &settings)
 {
-    std::string path = testing::TempDir() + "ipmisvcXXXXXX";
-    if (mkdtemp(path.data()) == nullptr)
-        abort();
-    directory_ = path;
     const std::string password = directory_ + "/password";
     const std::string config = directory_ + "/bmc.toml";
-    WriteText(password,
-              (settings.password.empty() ? settings.user.password : settings.password) +
-                  std::string("\n"),
-              0600);
-    WriteText(config, SettingsText(bmc, settings, password, directory_ + "/cache"), 0600);
+    if (!WriteFile(password,
+                   (settings.password.empty() ? settings.user.password : settings.password) +
+                       std::string("\n"),
+                   0600) ||
+        !WriteFile(config, SettingsText(bmc, settings, password, directory_ + "/cache"), 0600))
+        abort();
     mkdir((directory_ + "/objmgr").c_str(), 0700);
     mkdir((directory_ + "/sessions").c_str(), 0700);
 
@@ -106,8 +95,6 @@ IpmiService::~IpmiService()
     if (testing::Test::HasFailure())
         fprintf(stderr, "objmgrd-ipmi said:\n%s\n", Log().c_str());
     close(terminal_);
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
 }
 
 std::string IpmiService::Log()

@@ -8,6 +8,7 @@
 #include "ipmi/ipmi_tools.h"
 #include "support/clock.h"
 #include "support/program.h"
+#include "support/test_files.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -50,7 +51,8 @@ public:
     long AnonymousKb() const;
 
 private:
-    std::string directory_;
+    const TestDirectory made_;
+    const std::string directory_ = made_.Path();
     pid_t pid_ = -1;
     int terminal_ = -1;  // its standard error, which makes it say everything there
     std::string log_;

@@ -1,44 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // settings_test.cpp -- objmgrd-ipmi's settings file and its password, as the program treats them.
 #include "ipmi/served_bmc.h"
+#include "support/test_files.h"
 
 #include <dirent.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace
 {
 
-std::string ReadBytes(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
-
 class Settings : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        std::string path = testing::TempDir() + "settingsXXXXXX";
-        ASSERT_NE(mkdtemp(path.data()), nullptr);
-        directory = path;
-        Password("quiet-secret\n", 0600);
-    }
-    ~Settings() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
-    }
+    void SetUp() override { Password("quiet-secret\n", 0600); }
     void Password(const std::string &text, mode_t mode)
     {
-        std::ofstream(directory + "/password") << text;
-        EXPECT_EQ(chmod((directory + "/password").c_str(), mode), 0);
+        EXPECT_TRUE(WriteFile(directory + "/password", text, mode));
     }
     std::string Right() const
     {
@@ -60,7 +40,8 @@ protected:
         EXPECT_NE(end.err.find(where), std::string::npos) << where << " in " << end.err;
         EXPECT_EQ(end.out.find("right"), std::string::npos);
     }
-    std::string directory;
+    const TestDirectory made;
+    const std::string directory = made.Path();
 };
 
 TEST_F(Settings, RightOnesAreSaidToBeRight)
@@ -177,10 +158,10 @@ TEST_F(Secret, IsNowhereButInItsFile)
 
     const std::string secret = kSimLongPassword.password;
     const std::string process = "/proc/" + std::to_string(service->Pid());
-    ASSERT_NE(ReadBytes(process + "/cmdline").find("--config"), std::string::npos);
-    EXPECT_EQ(ReadBytes(process + "/cmdline").find(secret), std::string::npos);
-    ASSERT_NE(ReadBytes(process + "/environ").find("ZORSSNDIR"), std::string::npos);
-    EXPECT_EQ(ReadBytes(process + "/environ").find(secret), std::string::npos);
+    ASSERT_NE(ReadFile(process + "/cmdline").find("--config"), std::string::npos);
+    EXPECT_EQ(ReadFile(process + "/cmdline").find(secret), std::string::npos);
+    ASSERT_NE(ReadFile(process + "/environ").find("ZORSSNDIR"), std::string::npos);
+    EXPECT_EQ(ReadFile(process + "/environ").find(secret), std::string::npos);
     ASSERT_NE(service->Log(), "");
     EXPECT_EQ(service->Log().find(secret), std::string::npos);
     size_t files = 0;
@@ -188,7 +169,7 @@ TEST_F(Secret, IsNowhereButInItsFile)
         if (!entry.is_regular_file() || entry.path().filename() == "password")
             continue;
         ++files;
-        EXPECT_EQ(ReadBytes(entry.path()).find(secret), std::string::npos) << entry.path();
+        EXPECT_EQ(ReadFile(entry.path()).find(secret), std::string::npos) << entry.path();
     }
     EXPECT_GE(files, 3u);  // the store among them
 }
