@@ -17,21 +17,20 @@
 //             `smclp version`, and of the other tools' --version
 //
 // Then: what the service asks of an idle BMC, and its memory.
+#include "bmc_service.h"
+
 #include "ipmi/ipmi_relay.h"
 #include "ipmi/ipmi_sim.h"
 #include "ipmi/ipmi_tools.h"
 
 #include <algorithm>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -124,46 +123,6 @@ double MedianWallMs(const Command &command, u32 runs)
     return MedianOf(times);
 }
 
-// The service in a directory of its own, on the BMC at host:port.
-class Service
-{
-public:
-    Service(const char *program, const std::string &host, u16 port)
-    {
-        char path[] = "/tmp/bench_ipmiXXXXXX";
-        if (mkdtemp(path) == nullptr)
-            Fail("no directory");
-        directory_ = path;
-        std::filesystem::create_directory(directory_ + "/sessions");
-        std::ofstream(directory_ + "/password") << kSimOperator.password << "\n";
-        chmod((directory_ + "/password").c_str(), 0600);
-        std::ofstream(directory_ + "/bmc.toml")
-            << "[bmc]\ndriver = \"lan\"\nhost = \"" << host << "\"\nport = " << port
-            << "\nuser = \"" << kSimOperator.name << "\"\npassword_file = \"" << directory_
-            << "/password\"\nworkarounds = [\"open_session_privilege\"]\n";
-        setenv("ZOROBJMGR", directory_.c_str(), 1);
-        setenv("ZORSSNDIR", (directory_ + "/sessions").c_str(), 1);
-        setenv("ZORPRIV", "1", 1);
-        // Every count of sensors ends with a trace: they go where writing costs least.
-        setenv("ZORTRACE", "/dev/null", 1);
-        pid_ = Spawn({program, "--config", directory_ + "/bmc.toml", "--dir", directory_}, -1);
-    }
-    ~Service()
-    {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
-    Service(const Service &) = delete;
-    Service &operator=(const Service &) = delete;
-    pid_t Pid() const { return pid_; }
-
-private:
-    std::string directory_;
-    pid_t pid_;
-};
-
 struct Question {
     const char *what;
     const char *own;  // the shell's line
@@ -175,14 +134,6 @@ struct Question {
     double wantedAtOnce;  // how much faster it is to be than either; 0: nothing is expected
     double wantedSlow;
 };
-
-size_t CountOf(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++count;
-    return count;
-}
 
 size_t SensorsOf(const SimMachine &machine)
 {
@@ -433,7 +384,7 @@ void PrintRow(const Question &question, const Programs &programs, const IpmiTool
 // A BMC as it is (relay null) or behind one.
 void Compare(const Programs &programs, const IpmiSim &bmc, u16 port, bool slow)
 {
-    Service service(programs.service, bmc.Host(), port);
+    const BmcService service(programs.service, bmc.Host(), port, {});
     WaitUntilServed(programs, bmc);
     const IpmiTools tools(bmc.Host(), port, kSimAdmin, bmc.Directory());
     printf("\n%s\n", slow ? "A BMC that takes 20 ms for each reply" : "A BMC that answers at once");
@@ -460,7 +411,7 @@ long FieldKb(const std::string &file, const std::string &key)
 void Idle(const Programs &programs, const IpmiSim &bmc, IpmiRelay *relay, u32 delayMs)
 {
     relay->Set({});
-    Service service(programs.service, bmc.Host(), relay->Port());
+    const BmcService service(programs.service, bmc.Host(), relay->Port(), {});
     WaitUntilServed(programs, bmc);
     relay->Set({.delayMs = delayMs});
     sleep(3);

@@ -22,20 +22,19 @@
 //   first       the first reading of everything, in seconds: median and longest
 //
 // Exit status 1 where there was a fault.
+#include "bmc_service.h"
+
 #include "ipmi/ipmi_relay.h"
 #include "ipmi/ipmi_sim.h"
 #include "support/clock.h"
 
 #include <algorithm>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -85,77 +84,50 @@ struct Result {
     exit(2);
 }
 
-size_t CountOf(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++count;
-    return count;
-}
-
-// The service in a directory of its own, with its default settings; encryption would hide from the
-// relay which command a packet is.
-class Service
+// What a service says, which goes where a terminal would be.
+class ServiceLog
 {
 public:
-    Service(const char *program, const std::string &host, u16 port)
+    ServiceLog()
     {
-        char path[] = "/tmp/bench_ipmi_lossXXXXXX";
-        if (mkdtemp(path) == nullptr)
-            Fail("no directory");
-        directory_ = path;
-        std::filesystem::create_directory(directory_ + "/sessions");
-        std::ofstream(directory_ + "/password") << kSimOperator.password << "\n";
-        chmod((directory_ + "/password").c_str(), 0600);
-        std::ofstream(directory_ + "/bmc.toml")
-            << "[bmc]\ndriver = \"lan\"\nhost = \"" << host << "\"\nport = " << port
-            << "\nuser = \"" << kSimOperator.name << "\"\npassword_file = \"" << directory_
-            << "/password\"\nworkarounds = [\"open_session_privilege\"]\ncipher_suite = 2\n"
-            << "cache_directory = \"\"\n";
-        setenv("ZOROBJMGR", directory_.c_str(), 1);
-        setenv("ZORSSNDIR", (directory_ + "/sessions").c_str(), 1);
-        setenv("ZORPRIV", "1ff", 1);
-        setenv("ZORTRACE", "/dev/null", 1);
-        // Its lines go where a terminal would be.
         terminal_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
         if (terminal_ == -1 || grantpt(terminal_) != 0 || unlockpt(terminal_) != 0)
             Fail("no terminal");
-        const std::string other = ptsname(terminal_);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            setpgid(0, 0);
-            dup2(open(other.c_str(), O_RDWR | O_NOCTTY), STDERR_FILENO);
-            execl(program, program, "--config", (directory_ + "/bmc.toml").c_str(), "--dir",
-                  directory_.c_str(), nullptr);
-            _exit(127);
-        }
+        other_ = open(ptsname(terminal_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (other_ == -1)
+            Fail("no terminal");
     }
-    ~Service()
+    ~ServiceLog()
     {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
+        close(other_);
         close(terminal_);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
     }
-    Service(const Service &) = delete;
-    Service &operator=(const Service &) = delete;
+    ServiceLog(const ServiceLog &) = delete;
+    ServiceLog &operator=(const ServiceLog &) = delete;
 
-    const std::string &Log()
+    int Fd() const { return other_; }
+    const std::string &Text()
     {
         char part[4096];
         for (ssize_t got; (got = read(terminal_, part, sizeof part)) > 0;)
-            log_.append(part, static_cast<size_t>(got));
-        return log_;
+            text_.append(part, static_cast<size_t>(got));
+        return text_;
     }
 
 private:
-    std::string directory_;
-    pid_t pid_;
     int terminal_;
-    std::string log_;
+    int other_;
+    std::string text_;
 };
+
+// The default settings, but for encryption, which would hide from the relay which command a packet
+// is, and for stored records.
+BmcServiceOptions OptionsFor(const ServiceLog &log)
+{
+    return {.privilege = "1ff",
+            .settings = "cipher_suite = 2\ncache_directory = \"\"\n",
+            .errors = log.Fd()};
+}
 
 std::string Shell(const Programs &programs, const char *line)
 {
@@ -197,19 +169,20 @@ constexpr CommandRow kCommands[] = {
 u32 FirstReadingMs(const Programs &programs, const IpmiSim &bmc, u16 port)
 {
     const i64 start = NowMs();
-    Service service(programs.service, bmc.Host(), port);
+    ServiceLog log;
+    const BmcService service(programs.service, bmc.Host(), port, OptionsFor(log));
     while (Shell(programs, "show -display properties=(elementname) "
                            "/system1/temperatures1/tempsensor1")
                .find("elementname") == std::string::npos) {
         if (NowMs() - start > kFirstLimitMs)
-            Fail("the service does not serve the BMC: " + service.Log());
+            Fail("the service does not serve the BMC: " + log.Text());
         SleepMs(2);
     }
     return static_cast<u32>(NowMs() - start);
 }
 
 void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
-                const CommandRow &row, Service *service, Result *result)
+                const CommandRow &row, ServiceLog *log, Result *result)
 {
     bmc.ForgetActions();
     const u64 requests = relay.Requests(kIpmiChassisControl);
@@ -234,7 +207,7 @@ void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
         ++result->other;
     if (wrong || (!done && !(sent != 0 && answered == 0)))
         fprintf(stderr, "%s: said %s, did %s, sent %lu, answered %lu\n%s\n", row.line, said.c_str(),
-                did.c_str(), sent, answered, service->Log().c_str());
+                did.c_str(), sent, answered, log->Text().c_str());
 }
 
 Result RunLane(const Programs &programs, const Network &network, u32 commands, u32 lane)
@@ -250,7 +223,8 @@ Result RunLane(const Programs &programs, const Network &network, u32 commands, u
     relay.Set(faults);
     for (u32 &ms : result.firstMs)
         ms = FirstReadingMs(programs, bmc, relay.Port());
-    Service service(programs.service, bmc.Host(), relay.Port());
+    ServiceLog log;
+    const BmcService service(programs.service, bmc.Host(), relay.Port(), OptionsFor(log));
     while (Shell(programs, "show -display properties=(name) /system1").find("QX7R2M1") ==
            std::string::npos)
         SleepMs(20);
@@ -260,12 +234,12 @@ Result RunLane(const Programs &programs, const Network &network, u32 commands, u
         const bool on = bmc.PowerIsOn();
         reset = on ? !reset : reset;
         const CommandRow &row = !on ? kCommands[2] : kCommands[reset ? 0 : 1];
-        RunCommand(programs, bmc, relay, row, &service, &result);
+        RunCommand(programs, bmc, relay, row, &log, &result);
     }
     result.pauseMs = relay.LongestPauseMs(kIpmiSensorReading);
-    result.voids = static_cast<u32>(CountOf(service.Log(), "cannot be read"));
+    result.voids = static_cast<u32>(CountOf(log.Text(), "cannot be read"));
     if (result.voids != 0)
-        fprintf(stderr, "%s\n", service.Log().c_str());
+        fprintf(stderr, "%s\n", log.Text().c_str());
     return result;
 }
 
