@@ -4,12 +4,11 @@
 #include "objmgrd/ipmi/bmc_freeipmi.h"
 
 #include "support/clock.h"
+#include "support/loopback_socket.h"
 
-#include <arpa/inet.h>
 #include <freeipmi/freeipmi.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 // What the library is asked for when a session is opened (linked with --wrap).
 static unsigned int sWorkarounds;
@@ -46,29 +45,21 @@ class FreeIpmiBmcTest : public testing::Test
 protected:
     FreeIpmiBmcTest()
     {
-        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-        socklen_t size = sizeof address;
-        getsockname(fd_, reinterpret_cast<sockaddr *>(&address), &size);
         settings_->host = "127.0.0.1";
-        settings_->port = ntohs(address.sin_port);
+        settings_->port = socket_.Port();
         settings_->answerMs = 100;
         settings_->sessionMs = 300;
     }
-    ~FreeIpmiBmcTest() override { close(fd_); }
     u32 Packets() const
     {
         char packet[1024];
         u32 count = 0;
-        while (recv(fd_, packet, sizeof packet, 0) >= 0)
+        while (recv(socket_.Fd(), packet, sizeof packet, 0) >= 0)
             ++count;
         return count;
     }
 
-    int fd_;
+    const LoopbackSocket socket_{SOCK_NONBLOCK};
     std::string why_;
     std::shared_ptr<IpmiSettings> settings_ = std::make_shared<IpmiSettings>();
     std::shared_ptr<Password> password_ = std::make_shared<Password>(kIpmiPasswordMax, "IPMI");

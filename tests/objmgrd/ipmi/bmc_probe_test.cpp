@@ -2,12 +2,12 @@
 #include "objmgrd/ipmi/bmc_probe.h"
 
 #include "support/clock.h"
+#include "support/loopback_socket.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace
@@ -17,19 +17,6 @@ namespace
 class BmcProbeTest : public testing::Test
 {
 protected:
-    BmcProbeTest()
-    {
-        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-        socklen_t size = sizeof address;
-        getsockname(fd_, reinterpret_cast<sockaddr *>(&address), &size);
-        port_ = ntohs(address.sin_port);
-    }
-    ~BmcProbeTest() override { close(fd_); }
-
     // Takes a question; answers it with its sequence number, or with another one.
     std::vector<u8> Serve(bool answer, u8 otherNumber = 0)
     {
@@ -48,8 +35,9 @@ protected:
         return question;
     }
 
-    int fd_;
-    u32 port_;
+    const LoopbackSocket socket_;
+    const int fd_ = socket_.Fd();
+    const u32 port_ = socket_.Port();
 };
 
 }  // namespace
