@@ -4,12 +4,13 @@
 
 #include "objmgr/inspect.h"
 #include "objmgr/protocol.h"
+#include "platform/clock.h"
 #include "support/client_world.h"
+#include "support/watched_open.h"
 
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <stdarg.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
@@ -18,27 +19,6 @@
 
 #include <memory>
 #include <set>
-
-// ---- calls that are watched (linked with --wrap) ----
-
-static std::string sFirstOpened;
-
-extern "C" {
-int __real_open(const char *path, int flags, ...);
-int __wrap_open(const char *path, int flags, ...);
-// What open() is called where a long is too short for a file's size.
-int __wrap_open64(const char *path, int flags, ...) __attribute__((alias("__wrap_open")));
-int __wrap_open(const char *path, int flags, ...)
-{
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-    va_end(rest);
-    if (sFirstOpened.empty())
-        sFirstOpened = path;
-    return __real_open(path, flags, mode);
-}
-}
 
 // ---- presence ----
 
@@ -62,10 +42,17 @@ CLIENT_TEST(WithoutAStoreThereIsATableAndOpenFails)
         EXPECT_EQ(reserved, nullptr);
 }
 
+static std::string sFirstOpened;
+
 static void ExpectDefaultDirectory()
 {
     sFirstOpened.clear();
+    WatchOpens([](const char *path, int) {
+        if (sFirstOpened.empty())
+            sFirstOpened = path;
+    });
     ObjMgrGetInterface();
+    WatchOpens(nullptr);
     EXPECT_EQ(sFirstOpened, "/run/zor/objmgr");
 }
 
@@ -730,12 +717,12 @@ TEST(Client, OpenAsksWhetherTheServiceLivesOnceATickAtMost)
     const bool traced = TraceSystemCalls(
         [&] {
             ConnectOrExit([](ObjMgrHandle) {});
-            const u64 start = MonotonicMs();
+            const u64 start = ClockMs();
             Mark();
             for (int i = 0; i < 20000; ++i)
                 ConnectOrExit([](ObjMgrHandle) {});
             Mark();
-            *elapsedMs = MonotonicMs() - start;
+            *elapsedMs = ClockMs() - start;
         },
         &calls);
     const u64 most = *elapsedMs + 1;  // a tick is a millisecond at least, and one has begun

@@ -4,31 +4,20 @@
 
 #include "support/objmgr_process.h"
 #include "support/open_descriptors.h"
+#include "support/watched_open.h"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <stdarg.h>
 #include <string_view>
 #include <sys/stat.h>
 
-// With which flags a file of that name is opened (linked with --wrap).
+// With which flags the password's file is opened.
 static int sPasswordFlags;
 
-extern "C" {
-int __real_open(const char *path, int flags, ...);
-int __wrap_open(const char *path, int flags, ...);
-// What open() is called where a long is too short for a file's size.
-int __wrap_open64(const char *path, int flags, ...) __attribute__((alias("__wrap_open")));
-int __wrap_open(const char *path, int flags, ...)
+static void KeepFlags(const char *path, int flags)
 {
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-    va_end(rest);
     if (std::string_view(path).ends_with("/password") && (flags & O_CREAT) == 0)
         sPasswordFlags = flags;
-    return __real_open(path, flags, mode);
-}
 }
 
 namespace
@@ -37,6 +26,8 @@ namespace
 class PasswordTest : public testing::Test
 {
 protected:
+    PasswordTest() { WatchOpens(KeepFlags); }
+    ~PasswordTest() override { WatchOpens(nullptr); }
     std::string Write(const std::string &bytes, mode_t mode = 0600)
     {
         const std::string file = directory_.Path() + "/password";
