@@ -3,6 +3,8 @@
 #include "objmgrd/server.h"
 
 #include "objmgr/service_question.h"
+#include "platform/clock.h"
+#include "support/descriptor_message.h"
 #include "support/lingering.h"
 #include "support/objmgr_store.h"
 #include "support/served_process.h"
@@ -1055,38 +1057,15 @@ TEST_F(ServerRights, WhoPassesAConnectionOnPassesHisRightsOn)
             if (setresuid(from, from, from) != 0)
                 _exit(1);
             RawCall call(options_.directory);
-            char byte = 0;
-            iovec part = {&byte, 1};
-            alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
-            msghdr message = {};
-            message.msg_iov = &part;
-            message.msg_iovlen = 1;
-            message.msg_control = room;
-            message.msg_controllen = sizeof room;
-            cmsghdr *head = CMSG_FIRSTHDR(&message);
-            head->cmsg_level = SOL_SOCKET;
-            head->cmsg_type = SCM_RIGHTS;
-            head->cmsg_len = CMSG_LEN(sizeof(int));
-            const int fd = call.Fd();
-            memcpy(CMSG_DATA(head), &fd, sizeof fd);
-            _exit(sendmsg(ends[0], &message, 0) == 1 ? 0 : 2);
+            _exit(SendDescriptor(ends[0], call.Fd()) ? 0 : 2);
         });
         EXPECT_EQ(giver.Wait(), 0);
         ChildProcess taker([&] {
             if (setresuid(to, to, to) != 0)
                 _exit(1);
-            char byte = 0;
-            iovec part = {&byte, 1};
-            alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
-            msghdr message = {};
-            message.msg_iov = &part;
-            message.msg_iovlen = 1;
-            message.msg_control = room;
-            message.msg_controllen = sizeof room;
-            if (recvmsg(ends[1], &message, 0) != 1 || CMSG_FIRSTHDR(&message) == nullptr)
+            const int fd = ReceiveDescriptor(ends[1]);
+            if (fd == -1)
                 _exit(2);
-            int fd = -1;
-            memcpy(&fd, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof fd);
             const ObjMgrPrivilege all = {kAll, {0, 0}};
             u8 packet[kMethodPacketMax];
             const u32 size = MethodPackRequest(&all, "OEM_QARN_System", "Stop", nullptr, packet);
@@ -1200,9 +1179,9 @@ TEST_P(ServerDescriptors, HoldNobody)
     RawCall call(options_.directory);
     call.Ask(kAll, kPath, "Never");
     lingering.SendOver(call.Fd(), packet, size);
-    const u64 before = MonotonicMs();
+    const u64 before = ClockMs();
     EXPECT_EQ(served.Terminate(), 0);
-    EXPECT_LT(MonotonicMs() - before, 20000u);
+    EXPECT_LT(ClockMs() - before, 20000u);
 }
 
 TEST_P(ServerDescriptors, ThatComeWithARequestAreRefusedWithIt)
@@ -1286,10 +1265,10 @@ TEST_F(ServerTest, AnIdleServerWakesUpAtMostThreeTimesASecond)
     usleep(500000);
     const u64 before = WakeUpsOf(served.Child().Pid());
     ASSERT_NE(before, 0u);
-    const u64 beganMs = MonotonicMs();
+    const u64 beganMs = ClockMs();
     usleep(3000000);
     const u64 wakeUps = WakeUpsOf(served.Child().Pid()) - before;
-    EXPECT_LE(wakeUps * 1000, 3 * (MonotonicMs() - beganMs) + 1000);
+    EXPECT_LE(wakeUps * 1000, 3 * (ClockMs() - beganMs) + 1000);
     EXPECT_GE(wakeUps, 3u);  // it is not dead
 }
 
@@ -1327,10 +1306,10 @@ void ExpectAwaited(u32 ticks, u32 limitMs, bool signalled, bool ready, long leas
             _exit(1);
         if (signalled)
             raise(SIGUSR1);
-        const u64 before = MonotonicMs();
+        const u64 before = ClockMs();
         if (server.AwaitReady(signals, limitMs) != 0)
             _exit(2);
-        const u64 took = MonotonicMs() - before;
+        const u64 took = ClockMs() - before;
         sigset_t waiting;
         sigpending(&waiting);
         if (provider.Ready() != ready || (sigismember(&waiting, SIGUSR1) == 1) != signalled)

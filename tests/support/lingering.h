@@ -4,14 +4,14 @@
 #ifndef TESTS_SUPPORT_LINGERING_H
 #define TESTS_SUPPORT_LINGERING_H
 
+#include "support/descriptor_message.h"
+
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <vector>
 
 class LingeringSocket
@@ -62,7 +62,8 @@ public:
         const pid_t child = fork();
         if (child == 0) {
             char byte;
-            _exit(read(go[0], &byte, 1) == 1 && Send(connection, packet, bytes) ? 0 : 1);
+            _exit(read(go[0], &byte, 1) == 1 && SendDescriptor(connection, fd_, packet, bytes) ? 0
+                                                                                               : 1);
         }
         close(fd_);
         fd_ = -1;
@@ -74,36 +75,9 @@ public:
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
-    static timespec Now()
-    {
-        timespec now;
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        return now;
-    }
-
     bool right = false;  // it lingers
 
 private:
-    bool Send(int connection, const void *packet, size_t bytes) const
-    {
-        union {
-            cmsghdr head;
-            char bytes[CMSG_SPACE(sizeof(int))];
-        } control = {};
-        iovec part = {const_cast<void *>(packet), bytes};
-        msghdr message = {};
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        message.msg_control = &control;
-        message.msg_controllen = sizeof control;
-        cmsghdr *head = CMSG_FIRSTHDR(&message);
-        head->cmsg_level = SOL_SOCKET;
-        head->cmsg_type = SCM_RIGHTS;
-        head->cmsg_len = CMSG_LEN(sizeof fd_);
-        memcpy(CMSG_DATA(head), &fd_, sizeof fd_);
-        return sendmsg(connection, &message, MSG_NOSIGNAL) >= 0;
-    }
-
     mutable int fd_ = -1;
     int other_ = -1;
 };
