@@ -3,6 +3,7 @@
 #include "ipmi/ipmi_relay.h"
 
 #include "ipmi/ipmi_sim.h"
+#include "platform/clock.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -15,7 +16,6 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <thread>
-#include <time.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -37,9 +37,7 @@ constexpr u8 kPayloadAuthenticated = 0x40;
 
 i64 NowUs()
 {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * i64{1'000'000} + now.tv_nsec / 1000;
+    return static_cast<i64>(ClockUs());
 }
 
 // Where the IPMI message stands in a packet: addresses, network function, sequence, command, data,

@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -58,12 +57,7 @@ protected:
         close(fd);
         return replies;
     }
-    static double Now()
-    {
-        timespec now;
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-    }
+    static double Now() { return static_cast<double>(ClockUs()) / 1e6; }
 
     IpmiSim bmc;
     std::unique_ptr<IpmiRelay> relay;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objmgr/inspect.h"
 
+#include "platform/clock.h"
 #include "support/client_world.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +23,7 @@ protected:
                                                       {"OEM_QARN_Sensor.Index=10", sensor}});
                     },
                     [this] {
-                        writer_.Heard(source_, MonotonicMs() - 500);
+                        writer_.Heard(source_, ClockMs() - 500);
                         return 0;
                     },
                     [this] {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The built programs together on a simulated service: shell, login and objmgrd-redfish.
 #include "redfish/service.h"
+#include "support/clock.h"
 #include "support/objmgr_process.h"
 #include "support/program.h"
 #include "support/test_files.h"
@@ -11,18 +12,7 @@
 namespace
 {
 
-constexpr int kPatienceMs = 30'000;
 const std::string kSessions = "/redfish/v1/SessionService/Sessions";
-
-bool WaitUntil(const std::function<bool()> &isSo)
-{
-    for (int ms = 0; ms < kPatienceMs; ms += 50) {
-        if (isSo())
-            return true;
-        usleep(50'000);
-    }
-    return isSo();
-}
 
 // "RssAnon" in kB.
 long StatusKb(pid_t pid, const std::string &name)

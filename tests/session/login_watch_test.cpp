@@ -7,12 +7,12 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <functional>
 #include <string>
 
+#include "platform/clock.h"
 #include "session/registry.h"
 #include "support/test_files.h"
 
@@ -84,14 +84,10 @@ protected:
         char c;
         if (read(ready[0], &c, 1) < 0)  // until the child writes to 9 or closes it
             _exit(5);
-        timespec start;
-        timespec end;
-        clock_gettime(CLOCK_MONOTONIC, &start);
+        const u64 startUs = ClockUs();
         during(session.child, directory_.Path() + "/" + std::to_string(session.id));
         LoginEnding ending = LoginWatch(&session);
-        clock_gettime(CLOCK_MONOTONIC, &end);
-        double seconds = static_cast<double>(end.tv_sec - start.tv_sec) +
-                         static_cast<double>(end.tv_nsec - start.tv_nsec) / 1e9;
+        const double seconds = static_cast<double>(ClockUs() - startUs) / 1e6;
         return {ending.why, ending.status, seconds};
     }
 

@@ -5,6 +5,7 @@
 
 #include "objmgr/objmgr.h"
 
+#include "platform/clock.h"
 #include "support/objmgr_process.h"
 #include "support/objmgr_store.h"
 
@@ -170,7 +171,7 @@ private:
 
 inline u32 BeatMs()
 {
-    return static_cast<u32>(MonotonicMs());
+    return static_cast<u32>(ClockMs());
 }
 
 #endif

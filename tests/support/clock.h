@@ -5,7 +5,7 @@
 #ifndef TESTS_SUPPORT_CLOCK_H
 #define TESTS_SUPPORT_CLOCK_H
 
-#include "platform/types.h"
+#include "platform/clock.h"
 
 #include <time.h>
 
@@ -14,9 +14,7 @@ constexpr i64 kPatienceMs = 30'000;
 
 inline i64 NowMs()
 {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * i64{1000} + now.tv_nsec / 1'000'000;
+    return static_cast<i64>(ClockMs());
 }
 
 inline void SleepMs(long milliseconds)

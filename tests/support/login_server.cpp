@@ -12,14 +12,13 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
-#include "platform/types.h"
+#include "support/clock.h"
 #include "support/program.h"
 #include "support/test_files.h"
 
@@ -27,7 +26,6 @@ namespace
 {
 
 constexpr int kStepMs = 20;
-constexpr int kPatienceMs = 10'000;
 constexpr i64 kGoneMs = 2'000;  // from what ends a session until nothing of it is left
 // Turns that processes have until then: client, server, its child, smclp-login, shell, keeper.
 constexpr i64 kTurns = 6;
@@ -41,29 +39,6 @@ constexpr i64 kSlowness = 1;
 constexpr const char *kWrappers[] = {"/usr/lib/x86_64-linux-gnu/libnss_wrapper.so",
                                      "/usr/lib/aarch64-linux-gnu/libnss_wrapper.so",
                                      "/usr/lib/libnss_wrapper.so"};
-
-void SleepMs(long ms)
-{
-    const timespec pause = {ms / 1000, ms % 1000 * 1'000'000};
-    nanosleep(&pause, nullptr);
-}
-
-i64 NowMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<i64>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
-}
-
-template <typename Condition> bool Await(Condition condition)
-{
-    for (int waited = 0; waited < kPatienceMs; waited += kStepMs) {
-        if (condition())
-            return true;
-        SleepMs(kStepMs);
-    }
-    return condition();
-}
 
 std::string Wrapper()
 {
@@ -174,7 +149,7 @@ LoginMachine::LoginMachine(LoginWay way, const std::string &options) : way_(way)
               top_ + "/service.log");
     setenv("ZOROBJMGR", (top_ + "/objmgr").c_str(), 1);
     setenv("ZORSSNDIR", Sessions().c_str(), 1);
-    Await([&] { return RunProgram({SMCLP_LOGIN, "-c", "version"}).status == 0; });
+    WaitUntil([&] { return RunProgram({SMCLP_LOGIN, "-c", "version"}).status == 0; });
 }
 
 LoginMachine::~LoginMachine()
@@ -210,7 +185,7 @@ std::vector<std::string> LoginMachine::Wrapped(const std::vector<std::string> &w
 std::string LoginMachine::StartServer(const std::vector<std::string> &words)
 {
     server_ = Start(Wrapped(words), top_ + "/server.log");
-    if (!Await([&] { return Listens(port_); }))
+    if (!WaitUntil([&] { return Listens(port_); }))
         return "the server does not listen: " + ReadFile(top_ + "/server.log");
     return "";
 }
@@ -332,7 +307,7 @@ std::vector<pid_t> LoginMachine::ServerChildren() const
 
 bool LoginMachine::AwaitShells(size_t count) const
 {
-    return Await([&] { return SessionProcesses("smclp").size() == count; });
+    return WaitUntil([&] { return SessionProcesses("smclp").size() == count; });
 }
 
 testing::AssertionResult LoginMachine::AllGone(int afterMs) const

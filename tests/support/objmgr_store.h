@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -59,13 +58,6 @@ inline int PublishAll(ImageWriter *writer, const std::string &directory, const R
 {
     const int rc = writer->Open(directory, options);
     return rc == 0 ? PutAll(writer, records) : rc;
-}
-
-inline u64 MonotonicMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u64>(now.tv_sec) * 1000 + static_cast<u64>(now.tv_nsec) / 1000000;
 }
 
 // ---- an image as bytes ----
