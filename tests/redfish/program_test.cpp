@@ -299,3 +299,53 @@ TEST_F(RedfishProgram, GarbageDoesNotFillTheMemory)
     EXPECT_TRUE(
         WaitUntil([&] { return service->Count("GET", "/redfish/v1/Systems/S1") > before + 1; }));
 }
+
+// As fast as the service gives it, for as many seconds as REDFISH_GARBAGE_S says; not in every run.
+TEST_F(RedfishProgram, GarbageAtFullSpeedDoesNotFillTheMemory)
+{
+    const auto *given = getenv("REDFISH_GARBAGE_S");
+    if (given == nullptr)
+        GTEST_SKIP() << "REDFISH_GARBAGE_S is not set";
+    constexpr unsigned kSensors = 64;
+    constexpr size_t kGarbage = 3'900'000;
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    options.temperatures = kSensors;
+    Serve(options);
+    Served served(Config("[poll]\nsensors_ms = 1000\n"), directory.Path());
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", "/redfish/v1/Systems/S1") >= 3; }));
+    SimFault fault;
+    fault.garbage = kGarbage;
+    for (unsigned i = 1; i <= kSensors; ++i)
+        service->SetFault("/redfish/v1/Chassis/C1/Sensors/Temp" + std::to_string(i), fault);
+    const auto garbage = [&] {
+        size_t answers = 0;
+        for (const SimRequest &request : service->Requests())
+            answers += request.url.find("/Sensors/Temp") != std::string::npos ? 1u : 0u;
+        service->ForgetRequests();
+        return answers * kGarbage;
+    };
+    // The largest that it gets in the first rounds, and in all others.
+    const int seconds = atoi(given);
+    long early = 0;
+    long late = 0;
+    size_t bytes = 0;
+    garbage();
+    for (int second = 0; second < seconds + 10; ++second) {
+        sleep(1);
+        const long now = StatusKb(served.Pid(), "VmRSS");
+        if (second < 10) {
+            early = std::max(early, now);
+            garbage();
+            continue;
+        }
+        late = std::max(late, now);
+        bytes += garbage();
+    }
+    printf("%zu MB in %d s, %zu MB a second; at most %ld kB in the first 10 s, %ld kB afterwards\n",
+           bytes / 1'000'000, seconds, bytes / 1'000'000 / static_cast<size_t>(seconds), early,
+           late);
+    EXPECT_LT(late, early + 20'000);
+    EXPECT_GT(bytes / static_cast<size_t>(seconds), 100'000'000u);
+    EXPECT_TRUE(WaitUntil([&] { return service->Count("GET", "/redfish/v1/Systems/S1") != 0; }));
+}
