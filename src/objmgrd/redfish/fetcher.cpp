@@ -11,9 +11,11 @@ constexpr u32 kPumpMs = 100;
 // With so many requests the best number at a time is looked for.
 constexpr size_t kMeasureLeast = 16;
 // While answers take so long, or do not come, one place is left to urgent requests: they would wait
-// for as long as a request may take.
+// for as long as a request may take. One that took long counts for some times as long again, so
+// that a moment's standstill costs a long reading little.
 constexpr u32 kSlowMs = 800;
-constexpr u32 kSlowForMs = 20000;
+constexpr u32 kSlowTimes = 4;
+constexpr u32 kSlowForMostMs = 20000;
 
 }  // namespace
 
@@ -67,7 +69,9 @@ Got Fetcher::Take(HttpAnswer &&answer, const std::string &link)
     got.etag = answer.etag;
     got.why = answer.why;
     if (answer.tookMs > kSlowMs)
-        slowUntilMs_ = clock_() + kSlowForMs;
+        slowUntilMs_ =
+            std::max(slowUntilMs_,
+                     clock_() + std::min<u64>(u64{answer.tookMs} * kSlowTimes, kSlowForMostMs));
     if (!answer.Came())
         return got;
     const bool ofThisLogin = answer.mark == logins_;
