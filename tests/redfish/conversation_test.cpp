@@ -129,6 +129,19 @@ TEST_F(RedfishConversationTest, OneSessionGivenBack)
     EXPECT_NE(stat((directory.Path() + "/session").c_str(), &info), 0);
 }
 
+TEST_F(RedfishConversationTest, ASessionIsGivenBackHoweverItsAddressIsTold)
+{
+    for (const SimLocation location : {SimLocation::Url, SimLocation::InBody}) {
+        SimOptions options;
+        options.location = location;
+        ReadAll(options);
+        EXPECT_EQ(service->Sessions(), 1u);
+        reader->Stop();
+        EXPECT_EQ(service->Sessions(), 0u);
+        EXPECT_EQ(service->Count("DELETE", kSessions + "/1"), 1u);
+    }
+}
+
 TEST_F(RedfishConversationTest, TheNextStartDeletesWhatAKilledOneLeft)
 {
     ReadAll();
@@ -249,7 +262,7 @@ TEST_F(RedfishConversationTest, EveryKindOfBadAnswerCostsOnlyItself)
     SimOptions options;
     options.expand = SimExpand::Ignored;
     ReadAll(options);
-    std::vector<SimFault> faults(12);
+    std::vector<SimFault> faults(13);
     faults[0].cut = true;
     faults[1].closeBefore = true;
     faults[2].garbage = 20'000'000;
@@ -263,6 +276,8 @@ TEST_F(RedfishConversationTest, EveryKindOfBadAnswerCostsOnlyItself)
     faults[10].status = 307;
     faults[10].location = "http://127.0.0.1:9/elsewhere";
     faults[11].hang = true;
+    faults[12].cut = true;
+    faults[12].chunked = true;
     for (size_t i = 0; i < faults.size(); ++i) {
         service->SetFault(kChassis + "/Sensors/Temp1", faults[i]);
         reader->Becomes(SensorKey(1), "Reading", "(status 1)");
@@ -649,6 +664,36 @@ TEST_F(RedfishConversationTest, TasksAreFollowed)
     EXPECT_EQ(reader->Do(OrderKind::Reset, 2500), "1 0");
 }
 
+TEST_F(RedfishConversationTest, ATaskThatFailsIsNotDone)
+{
+    const std::string monitors = std::string(kRoot) + "/TaskService/TaskMonitors/";
+    SimOptions options;
+    options.tasks = true;
+    options.lastReset = false;
+    options.neverDone = true;
+    ReadAll(options);
+    int number = 0;
+    for (const char *state : {"Exception", "Killed", "Cancelled"}) {
+        SimFault fault;
+        fault.body = std::string("{\"TaskState\": \"") + state + "\"}";
+        service->SetFault(monitors + std::to_string(++number), fault);
+        EXPECT_EQ(reader->Do(OrderKind::Reset), "1 0") << state;
+        EXPECT_NE(reader->Lines().find(std::string("its task failed (") + state + ")"),
+                  std::string::npos)
+            << reader->Lines();
+    }
+    // The final status of a monitor that is no task.
+    SimFault fault;
+    fault.status = 400;
+    service->SetFault(monitors + std::to_string(++number), fault);
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "1 0");
+    fault.status = 200;
+    fault.body = "{}";
+    service->SetFault(monitors + std::to_string(++number), fault);
+    EXPECT_EQ(reader->Do(OrderKind::Reset), "0 0");
+    EXPECT_EQ(service->Count("POST", kReset), 5u);
+}
+
 TEST_F(RedfishConversationTest, WhereAResetLeavesNoSignItsAcceptanceCounts)
 {
     SimOptions options;
@@ -861,6 +906,41 @@ TEST_F(RedfishConversationTest, ConnectionsMayEndAfterEveryAnswerOrBetweenThem)
         EXPECT_EQ(reader->Why(), "");
         reader.reset();
     }
+}
+
+TEST_F(RedfishConversationTest, PagesThatLeadInACircle)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    const std::string sensors = kChassis + "/Sensors";
+    const auto page = [&](const std::string &query, const std::string &body) {
+        SimFault fault;
+        fault.body = body;
+        service->SetFault(sensors + query, fault);
+    };
+    const auto member = [&](const char *name) {
+        return "\"Members\": [{\"@odata.id\": \"" + sensors + "/" + name + "\"}]";
+    };
+    const auto next = [&](const char *name, const std::string &query) {
+        return std::string(", \"") + name + "\": \"" + sensors + query + "\"";
+    };
+    page("", "{\"Members@odata.count\": \"two\", " + member("Temp1") +
+                 next("Members@odata.nextLink", "?page=2") + "}");
+    // A page without members leads on; one that names itself, or brings nothing new, does not.
+    page("?page=2", "{\"Members\": null" + next("@odata.nextLink", "?page=3") + "}");
+    page("?page=3", "{" + member("Temp2") + next("Members@odata.nextLink", "?page=4") + "}");
+    page("?page=4", "{" + member("Temp2") + next("Members@odata.nextLink", "?page=5") + "}");
+    Read();
+    ASSERT_TRUE(reader->Settles()) << reader->Why();
+    EXPECT_EQ(reader->Sensors(), kSevenSensors);
+    page("?page=3", "{" + member("Temp2") + next("Members@odata.nextLink", "?page=3") + "}");
+    reader->Void();
+    service->SetMember(sensors + "/Temp2", "Reading", "50");
+    reader->Becomes(SensorKey(2), "Reading", "50");
+    EXPECT_EQ(reader->Sensors(), kSevenSensors);
+    for (const SimRequest &request : service->Requests())
+        EXPECT_EQ(request.url.find("page=5"), std::string::npos);
 }
 
 TEST_F(RedfishConversationTest, OtherWaysToWriteALink)

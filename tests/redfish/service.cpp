@@ -573,7 +573,10 @@ unsigned SimService::State::Post(const std::string &path, const std::string &bod
         const std::string link = path + "/" + number;
         sessions[link] = {"token-" + number, Clock::now()};
         (*headers)["X-Auth-Token"] = "token-" + number;
-        (*headers)["Location"] = link;
+        if (options.location != SimLocation::InBody)
+            (*headers)["Location"] =
+                (options.location == SimLocation::Url ? Format("http://127.0.0.1:%u", port) : "") +
+                link;
         *answer = "{\"@odata.id\": \"" + link + "\", \"Id\": \"" + number + "\"}";
         return 201;
     }

@@ -16,6 +16,8 @@
 
 enum class SimExpand { Works, Refused, Ignored, Lies };
 enum class SimAuth { Sessions, Basic };
+// How a new session's address is told.
+enum class SimLocation { Path, Url, InBody };
 // Shuffled: members of collections (over all pages, from one first page to the next) and of
 // objects, another order each time.
 enum class SimOrder { AsIs, Reversed, Shuffled };
@@ -57,6 +59,7 @@ struct SimOptions {
     bool top = true;    // $top works
     bool etags = true;
     bool etagsLie = false;  // they stay as they are
+    SimLocation location = SimLocation::Path;
     unsigned sessionsMax = 4;
     unsigned sessionTimeoutMs = 30000;
     unsigned powerLagMs = 0;  // the state follows an action after this
