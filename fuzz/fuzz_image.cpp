@@ -9,6 +9,7 @@
 #include "objmgr/inspect.h"
 #include "objmgr/reader.h"
 #include "objmgr/safe_text.h"
+#include "platform/clock.h"
 #include "support/objmgr_store.h"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ public:
         right.magic = htole32(kImageMagic);
         right.version = htole32(kImageVersion);
         right.begun = right.done = htole32(count_);
-        right.heartbeatMs = htole32(static_cast<u32>(MonotonicMs()));
+        right.heartbeatMs = htole32(static_cast<u32>(ClockMs()));
         right.halfCapacity = htole32(kCapacity);
         right.halfSize[count_ & 1] = htole32(static_cast<u32>(half.size()));
         memcpy(&right, head.data(), std::min(head.size(), kHeadBytes));
