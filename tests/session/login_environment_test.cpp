@@ -20,11 +20,13 @@ static int sNoMemoryFor;
 static std::vector<char *> sTexts;
 
 extern "C" {
-int __wrap_asprintf(char **text, const char *format, ...);
-int __wrap___asprintf_chk(char **text, int flag, const char *format, ...);
+int __wrap_asprintf(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
+int __wrap___asprintf_chk(char **text, int flag, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
 }
 
-static int Print(char **text, const char *format, va_list arguments)
+__attribute__((format(printf, 2, 0))) static int Print(char **text, const char *format,
+                                                       va_list arguments)
 {
     if (sNoMemoryFor != 0 && --sNoMemoryFor == 0)
         return -1;
