@@ -75,6 +75,7 @@ TEST(Integrator, EveryFunctionOfThePlatformLayerHasItsPlace)
         {"str.h", "### Text: `str.h`"},
         {"trace.h", "### Traces: `trace.h`"},
         {"syslog_line.h", "### The system log: `syslog_line.h`"},
+        {"clock.h", "### The clock: `clock.h`"},
         {"types.h", ""},
     };
     for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/src/platform")) {
@@ -87,7 +88,7 @@ TEST(Integrator, EveryFunctionOfThePlatformLayerHasItsPlace)
             continue;
         const Names functions =
             Matches(ProjectFile("src/platform/" + name),
-                    R"((?:^|\n)(?:extern "C" )?(?:void|bool|u8|u16|u32) \**(\w+)\()");
+                    R"((?:^|\n)(?:extern "C" |inline )?(?:void|bool|u8|u16|u32|u64) \**(\w+)\()");
         EXPECT_FALSE(functions.empty()) << name;
         const std::string section = Section(heading);
         for (const std::string &function : functions)
