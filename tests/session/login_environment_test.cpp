@@ -16,8 +16,8 @@
 // Which text there is no memory for, from 1 (linked with --wrap); 0: none.
 static int sNoMemoryFor;
 
-// Texts stay for the life of the process: here they are held.
-static std::vector<char *> sTexts;
+// Texts stay for the life of the process, and so does this, which holds them.
+static std::vector<char *> &sTexts = *new std::vector<char *>;
 
 extern "C" {
 int __wrap_asprintf(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
