@@ -47,6 +47,7 @@ void SensorReader::Reset(const SdrRepository *repository, const SensorPeriods &p
     const size_t count = repository->sensors.size();
     repository_ = repository;
     periods_ = periods;
+    startMs_ = nowMs;
     readings_.assign(count, SensorReading());
     due_.assign(count, Due());
     changed_.assign(count, true);
@@ -185,6 +186,16 @@ ReadStep SensorReader::ReadThresholds(Bmc *bmc, u32 i, u64 nowMs)
     return ReadStep::More;
 }
 
+// Spread over the period, so that the BMC is not asked everything at once for ever, and some of
+// them at one moment, so that this process wakes for all of these once.
+u64 SensorReader::SecondReadingMs(u32 i, u64 nowMs) const
+{
+    const u64 period = due_[i].periodMs;
+    const u64 moments = std::max<u64>(period / kSensorMomentMs, 1);
+    const u64 first = startMs_ + period * (i * moments / Count() + 1) / moments;
+    return first >= nowMs ? first : first + ((nowMs - first) / period + 1) * period;
+}
+
 ReadStep SensorReader::Read(Bmc *bmc, u32 i, u64 nowMs)
 {
     const SdrSensor &sensor = repository_->sensors[i];
@@ -193,14 +204,13 @@ ReadStep SensorReader::Read(Bmc *bmc, u32 i, u64 nowMs)
     const BmcAnswer answer = bmc->Ask(request);
     if (!answer.came)
         return ReadStep::Lost;
-    // In step with the time before, so that no delay adds up; the first time spread over the
-    // period, so that the BMC is not asked everything at once for ever.
+    // In step with the time before, so that no delay adds up.
     Due &due = due_[i];
     const bool early = due.readingMs > nowMs;  // somebody was in a hurry: the next comes as before
     due.hurriedMs = kNever;
     if (!early)
-        due.readingMs = due.read ? std::max(due.readingMs + due.periodMs, nowMs)
-                                 : nowMs + u64{due.periodMs} * (i + 1) / Count();
+        due.readingMs =
+            due.read ? std::max(due.readingMs + due.periodMs, nowMs) : SecondReadingMs(i, nowMs);
     readOnce_ += due.read ? 0 : 1;
     due.read = true;
     SensorReading reading = readings_[i];

@@ -20,6 +20,9 @@ struct SensorPeriods {
     u32 thresholdsMs = 60000;
 };
 
+// Sensors of one period are read in groups, each so long after the one before.
+constexpr u32 kSensorMomentMs = 250;
+
 class SensorReader
 {
 public:
@@ -66,10 +69,12 @@ private:
     bool AsksThresholds(u32 i) const;
     u64 DueOf(u32 i) const;
     ReadStep ReadThresholds(Bmc *bmc, u32 i, u64 nowMs);
+    u64 SecondReadingMs(u32 i, u64 nowMs) const;
     ReadStep Read(Bmc *bmc, u32 i, u64 nowMs);
     void Set(u32 i, const SensorReading &reading);
 
     const SdrRepository *repository_ = nullptr;
+    u64 startMs_ = 0;
     SensorPeriods periods_;
     std::vector<SensorReading> readings_;
     std::vector<Due> due_;

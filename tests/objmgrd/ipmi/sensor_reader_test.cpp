@@ -181,11 +181,35 @@ TEST_F(SensorReaderTest, ReadingsAreSpreadOverThePeriod)
         RunFor(1000);
         for (u32 i = 0; i < 20; ++i) {
             machine_.requests.clear();
-            RunFor(100);
-            EXPECT_LE(machine_.requests.size(), 8u);
-            EXPECT_GE(machine_.requests.size(), 2u);
+            RunFor(500);
+            EXPECT_LE(machine_.requests.size(), 39u);
+            EXPECT_GE(machine_.requests.size(), 12u);
         }
     }
+}
+
+// Each group is read in one go, so that the process wakes four times a second and not fifty.
+TEST_F(SensorReaderTest, SensorsAreReadInGroups)
+{
+    std::vector<FakeSensor> sensors;
+    for (u8 number = 1; number <= 50; ++number) {
+        sensors.push_back({"S", number, 1, 0x01, true, 0});
+        machine_.readings[number] = {1, 0x40, 0};
+    }
+    Have(sensors);
+    RunFor(5000);
+    machine_.requests.clear();
+    u32 groups = 0;
+    u64 last = 0;
+    machine_.hook = [&](const BmcRequest &, BmcAnswer *) {
+        groups += fakeNowMs - last > 50 ? 1 : 0;
+        last = fakeNowMs;
+        return false;
+    };
+    RunFor(10000);
+    EXPECT_NEAR(groups, 40, 1);
+    EXPECT_GE(machine_.requests.size(), 485u);
+    EXPECT_LE(machine_.requests.size(), 515u);
 }
 
 TEST_F(SensorReaderTest, WhatIsHurriedIsReadAtOnce)
