@@ -69,7 +69,7 @@ std::vector<Fields> TableUnder(const std::string &heading)
 // A numbered step under "In five steps", without its indentation.
 std::string Step(int number)
 {
-    const std::string text = ReadText(kGuide);
+    const std::string text = ProjectFile(kGuide);
     const size_t start = text.find("\n" + std::to_string(number) + ". ",
                                    text.find("\n## In five steps, over the network\n"));
     const size_t next = text.find("\n" + std::to_string(number + 1) + ". ", start);

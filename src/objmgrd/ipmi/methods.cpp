@@ -23,7 +23,7 @@ constexpr u32 kLongTurnDoubtful = 3;
 // The answer to a command is waited for with nothing else done for some times what the BMC takes.
 constexpr u32 kAnswerFactor = 3;
 constexpr u32 kAnswerLeastMs = 50;
-// Whether the session that was kept is good is asked so often.
+// Whether the session that is open is good is asked so often.
 constexpr u32 kTries = 3;
 
 // Clear SEL (section 31.9).
@@ -86,7 +86,7 @@ void Methods::End()
 {
     if (action_->phase == Phase::Sent)
         CloseControl();
-    controlUntilMs_ = clock_() + kControlKeptMs;
+    controlUntilMs_ = clock_() + kControlHeldMs;
     action_.reset();
 }
 

@@ -23,7 +23,7 @@ constexpr u32 kOpeningPauseMs = 20;
 constexpr u32 kLatestBeginMs = 500;
 constexpr u32 kAnswerEarlyMs = 150;
 // The session for power commands is closed so long after the last one.
-constexpr u32 kControlKeptMs = 10000;
+constexpr u32 kControlHeldMs = 10000;
 // An unanswered power on or off is sent again so often, each time after that part of the method's
 // time.
 constexpr u32 kRepeatsMax = 2;
@@ -51,13 +51,13 @@ public:
     void Step();
     // Postpones the next step for a moment.
     void LookAgain();
-    // Between two methods: gives back what is kept for the next one, when that does not come.
+    // Between two methods: gives back what is held for the next one, when that does not come.
     void Rest(u64 now);
 
 private:
     enum class Phase : u8 {
         Check,
-        Try,  // whether the session that was kept is good
+        Try,  // whether the session that is open is good
         Open,
         LookBack,  // before a command is sent again
         Send,

@@ -222,7 +222,7 @@ TEST_F(LostCommandOfASlowHost, IsSentAgainAfterAThirdOfItsTime)
 
 // ---- the session for commands ----
 
-TEST_F(MethodsTest, TheSessionForCommandsIsKeptForTenSeconds)
+TEST_F(MethodsTest, TheSessionForCommandsIsHeldForTenSeconds)
 {
     RunFor(1000);
     EXPECT_EQ(Do(OrderKind::Reset), "0 0");
