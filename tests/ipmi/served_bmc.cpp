@@ -119,6 +119,8 @@ bool IpmiService::Lives()
 
 int IpmiService::Terminate()
 {
+    if (pid_ <= 0)
+        return -1;  // kill(-1) would reach every process that there is
     int status = 0;
     kill(pid_, SIGTERM);
     const bool ended = WaitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, 10'000);
