@@ -42,6 +42,13 @@ protected:
         Read();
         ASSERT_TRUE(reader->Settles()) << reader->Why() << reader->Lines();
     }
+    // Each resource by a request of its own.
+    void ReadOneByOne()
+    {
+        SimOptions options;
+        options.expand = SimExpand::Ignored;
+        ReadAll(options);
+    }
     std::string Power() { return reader->Text(kSystemClass, "PowerStatus"); }
 
     TestDirectory directory;
@@ -229,9 +236,7 @@ TEST_F(RedfishConversationTest, WhenAllSessionsAreTakenItWaits)
 
 TEST_F(RedfishConversationTest, OneResourceThatFailsCostsOnlyItself)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.status = 500;
     service->SetFault(kChassis + "/Sensors/Temp1", fault);
@@ -245,9 +250,7 @@ TEST_F(RedfishConversationTest, OneResourceThatFailsCostsOnlyItself)
 
 TEST_F(RedfishConversationTest, WhatMayNotBeReadIsDenied)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.status = 403;
     service->SetFault(kSystem, fault);
@@ -259,9 +262,7 @@ TEST_F(RedfishConversationTest, WhatMayNotBeReadIsDenied)
 
 TEST_F(RedfishConversationTest, EveryKindOfBadAnswerCostsOnlyItself)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     std::vector<SimFault> faults(13);
     faults[0].cut = true;
     faults[1].closeBefore = true;
@@ -323,9 +324,7 @@ TEST_F(RedfishConversationTest, ARedirectToTheSamePlaceIsFollowedOnce)
 
 TEST_F(RedfishConversationTest, WhatIsDeclaredCompressedAndIsNotIsReadAsItStands)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.body = "{\"Name\": \"Temp 1\", \"ReadingType\": \"Temperature\", \"Reading\": 78}";
     for (const char *encoding : {"gzip", "deflate"}) {
@@ -339,9 +338,7 @@ TEST_F(RedfishConversationTest, WhatIsDeclaredCompressedAndIsNotIsReadAsItStands
 
 TEST_F(RedfishConversationTest, AnAnswerWithoutContentIsNoReading)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.status = 204;
     fault.body = "";
@@ -360,9 +357,7 @@ TEST_F(RedfishConversationTest, AnswersMayBeCompressedChunkedAndSlow)
         "\x52\x50\x0a\x49\xcd\x2d\x50\x30\x54\xd2\x51\x50\x0a\x4a\x4d\x4c\xc9\xcc"
         "\x4b\x0f\xa9\x2c\x80\x4b\xa4\x16\x25\x96\x94\x16\xa5\x22\xc9\x02\x65\xcc"
         "\xcd\x6b\x01\xcc\x4f\x65\x22\x3f\x00\x00\x00";
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.encoding = "gzip";
     fault.body = std::string(kGzip, sizeof kGzip - 1);
@@ -438,9 +433,7 @@ TEST_F(RedfishConversationTest, EachPartHasAnAgeOfItsOwn)
 
 TEST_F(RedfishConversationTest, AGroupIsAsOldAsItsOldestReading)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.delayMs = 600;
     service->SetFault(kChassis + "/Sensors/Temp1", fault);
@@ -778,9 +771,7 @@ TEST_F(RedfishConversationTest, TheOtherFamilyTakesOverWhereItTellsMore)
 
 TEST_F(RedfishConversationTest, AResourceThatAnswersAsWithoutALoginCostsNoSession)
 {
-    SimOptions options;
-    options.expand = SimExpand::Ignored;
-    ReadAll(options);
+    ReadOneByOne();
     SimFault fault;
     fault.status = 401;
     service->SetFault(kChassis + "/Sensors/Temp1", fault);

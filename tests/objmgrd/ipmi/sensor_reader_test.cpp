@@ -31,6 +31,17 @@ protected:
         std::string why;
         bmc_.Open(&why);
     }
+    // All of them read once, and then as often as their kind is.
+    void HaveFiftyTemperatures()
+    {
+        std::vector<FakeSensor> sensors;
+        for (u8 number = 1; number <= 50; ++number) {
+            sensors.push_back({"S", number, 1, 0x01, true, 0});
+            machine_.readings[number] = {1, 0x40, 0};
+        }
+        Have(sensors);
+        RunFor(5000);
+    }
     // Everything that is due within this time.
     ReadStep RunFor(u64 ms)
     {
@@ -168,13 +179,7 @@ TEST_F(SensorReaderTest, EachKindHasItsOwnPeriod)
 // After the first time the BMC is never asked for everything at once.
 TEST_F(SensorReaderTest, ReadingsAreSpreadOverThePeriod)
 {
-    std::vector<FakeSensor> sensors;
-    for (u8 number = 1; number <= 50; ++number) {
-        sensors.push_back({"S", number, 1, 0x01, true, 0});
-        machine_.readings[number] = {1, 0x40, 0};
-    }
-    Have(sensors);
-    RunFor(5000);
+    HaveFiftyTemperatures();
     for (bool hurry : {false, true}) {
         if (hurry)
             reader_.HurryAll(fakeNowMs);
@@ -191,13 +196,7 @@ TEST_F(SensorReaderTest, ReadingsAreSpreadOverThePeriod)
 // Each group is read in one go, so that the process wakes four times a second and not fifty.
 TEST_F(SensorReaderTest, SensorsAreReadInGroups)
 {
-    std::vector<FakeSensor> sensors;
-    for (u8 number = 1; number <= 50; ++number) {
-        sensors.push_back({"S", number, 1, 0x01, true, 0});
-        machine_.readings[number] = {1, 0x40, 0};
-    }
-    Have(sensors);
-    RunFor(5000);
+    HaveFiftyTemperatures();
     machine_.requests.clear();
     u32 groups = 0;
     u64 last = 0;
