@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // docs/redfish.md and docs/sources.md beside the programs that they describe: the five steps are
 // done as they are written, on a simulated service with a certificate of its own.
+#include "programs/project_file.h"
 #include "redfish/service.h"
 #include "support/objmgr_process.h"
 #include "support/program.h"
 
-#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -13,18 +13,9 @@
 namespace
 {
 
-std::string ReadText(const std::string &path)
-{
-    std::ifstream file(path);
-    EXPECT_TRUE(file.is_open()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 std::string Guide()
 {
-    return ReadText(PROJECT_TOP "/docs/redfish.md");
+    return ProjectFile("docs/redfish.md");
 }
 
 std::string Replaced(std::string text, const std::string &what, const std::string &with)
@@ -103,8 +94,7 @@ protected:
     }
     void Write(const std::string &name, const std::string &text)
     {
-        std::ofstream(directory.Path() + "/" + name) << text;
-        chmod((directory.Path() + "/" + name).c_str(), 0600);
+        EXPECT_TRUE(WriteFile(directory.Path() + "/" + name, text, 0600));
     }
     ProgramEnd Check(const std::string &settings)
     {
@@ -137,8 +127,8 @@ TEST_F(RedfishGuide, TheFiveStepsLeadToAShell)
                   .status,
               0);
     SimOptions options;
-    options.certificate = ReadText(directory.Path() + "/bmc.pem");
-    options.key = ReadText(directory.Path() + "/key.pem");
+    options.certificate = ReadFile(directory.Path() + "/bmc.pem");
+    options.key = ReadFile(directory.Path() + "/key.pem");
     service = std::make_unique<SimService>(options);
 
     // 2: the file for the password, with no editor but one that writes it.
@@ -196,7 +186,7 @@ TEST_F(RedfishGuide, TheFiveStepsLeadToAShell)
     ASSERT_EQ(unit.size(), 1u);
     EXPECT_NE(unit[0].find("systemctl enable --now objmgrd-redfish@web1\n"), std::string::npos);
     EXPECT_NE(unit[0].find("smclp-login --host web1 -c 'show /system1'"), std::string::npos);
-    const std::string file = ReadText(PROJECT_TOP "/packaging/systemd/objmgrd-redfish@.service.in");
+    const std::string file = ProjectFile("packaging/systemd/objmgrd-redfish@.service.in");
     EXPECT_NE(file.find("--config @ZOR_INSTALL_FULL_CONFIG@/%i.toml"), std::string::npos) << file;
 }
 
@@ -235,7 +225,7 @@ TEST_F(RedfishGuide, EveryKeyIsThereAndTakesItsLimits)
     for (const auto &entry : std::filesystem::directory_iterator(PROJECT_TOP "/examples/redfish")) {
         if (entry.path().extension() != ".toml")
             continue;
-        std::istringstream lines(ReadText(entry.path()));
+        std::istringstream lines(ReadFile(entry.path()));
         std::string table;
         for (std::string line; std::getline(lines, line);) {
             if (!line.empty() && line[0] == '[')
@@ -327,7 +317,7 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
          "Redundancy Lost"},
     };
     std::string told;
-    for (const auto &cells : Table(ReadText(PROJECT_TOP "/docs/sources.md"), "side by side"))
+    for (const auto &cells : Table(ProjectFile("docs/sources.md"), "side by side"))
         told += cells.at(3) + "\n";
     for (const Row &row : rows) {
         EXPECT_NE(told.find(row.says), std::string::npos) << row.says;
