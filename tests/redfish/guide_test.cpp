@@ -249,10 +249,11 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
     const std::string temperature = chassis + "/Sensors/Temp1";
     const std::string fan = chassis + "/ThermalSubsystem/Fans/1";
     const std::string supply = chassis + "/PowerSubsystem/PowerSupplies/1";
+    const std::string batteries = chassis + "/PowerSubsystem/Batteries";
     struct Row {
         const char *says;  // in the column for Redfish
         std::string document;
-        const char *member;
+        const char *member;  // null: all members of the document
         const char *json;
         const char *target;  // below /system1
         const char *property;
@@ -260,6 +261,8 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
         bool newer = true;  // both families
     };
     const char *const sensor = "/temperatures1/tempsensor1";
+    constexpr char kAmperes[] =
+        R"("Name": "Input", "ReadingType": "Current", "ReadingUnits": "A", "Reading": 3.25)";
     const Row rows[] = {
         {"`SerialNumber` of the system", system, "SerialNumber", "\"X1\"", "", "Name", "X1"},
         {"of the chassis; `UUID`", system, "SerialNumber", "null", "", "Name", "U-1"},
@@ -270,14 +273,23 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
         {"as `Name` and `Description`", system, "Model", "\"X5\"", "/chassis1", "Model", "X5"},
         {"`On`, `PoweringOff`, `Paused` on", system, "PowerState", "\"Paused\"", "/pwrmgtsvc1",
          "powerstate", "2"},
+        {"`Off`, `PoweringOn` off", system, "PowerState", "\"PoweringOn\"", "/pwrmgtsvc1",
+         "powerstate", "6"},
+        {"entries of the log that was chosen", entry, "Message", "\"M\"", "/logs1/log1",
+         "CurrentNumberOfRecords", "1"},
         {"`EventTimestamp`, else `Created`", entry, "EventTimestamp", "\"2025-01-02T03:04:05Z\"",
          "/logs1/log1/record1", "MessageTimeStamp", "20250102030405-000"},
         {"a year before 2000", entry, "Created", "\"1970-01-02T03:04:05Z\"", "/logs1/log1/record1",
          "MessageTimeStamp", "System Boot"},
         {"after `Warning: ` or `Critical: `", entry, "Severity", "\"Critical\"",
          "/logs1/log1/record1", "Description", "Critical: First"},
+        {"sensor and code where the message is empty or bare hexadecimal", entry, nullptr,
+         R"("Message": "0x04", "SensorType": "Fan", "EntryCode": "Assert")", "/logs1/log1/record1",
+         "Description", "Fan: Assert: 0x04"},
         {"`Reading` of a Sensor in Cel", temperature, "Reading", "31.5", sensor, "CurrentReading",
          "31.5"},
+        {"`ReadingCelsius`", chassis + "/Thermal", "Temperatures",
+         "[{\"Name\": \"T\", \"ReadingCelsius\": 32.5}]", sensor, "CurrentReading", "32.5", false},
         {"at most three", temperature, "Reading", "31.45678", sensor, "CurrentReading", "31.457"},
         {"no number", temperature, "Reading", "\"31\"", sensor, "CurrentReading", "N/A"},
         {"beyond 1e9", temperature, "Reading", "1e10", sensor, "CurrentReading", "N/A"},
@@ -286,9 +298,18 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
          "UpperThresholdNonCritical", "77"},
         {"an upper one of 0 is none", temperature, "Thresholds/UpperCaution/Reading", "0", sensor,
          "UpperThresholdNonCritical", "N/A"},
+        {"a lower one of 0 counts for temperatures", temperature, "Thresholds/LowerCaution",
+         "{\"Reading\": 0}", sensor, "LowerThresholdNonCritical", "0"},
+        {"the thresholds where it says none", temperature, nullptr,
+         R"("Name": "T", "ReadingUnits": "Cel", "Reading": 91,
+            "Thresholds": {"UpperCritical": {"Reading": 90}})",
+         sensor, "CurrentState", "failed"},
         {"`Health`", temperature, "Status/Health", "\"Critical\"", sensor, "CurrentState",
          "failed"},
         {"`Name`, else `Id`", temperature, "Name", "null", sensor, "ElementName", "Temp1"},
+        {"else a noun and a number", temperature, nullptr,
+         R"("Id": "7", "ReadingUnits": "Cel", "Reading": 1)", sensor, "ElementName",
+         "Temperature 1"},
         {"same names get ` (Id)`", temperature, "Name", "\"Temp 2\"", sensor, "ElementName",
          "Temp 2 (Temp1)"},
         {"`SpeedRPM` of a Fan", fan, "SpeedPercent/SpeedRPM", "777", "/fans1/tachsensor1",
@@ -296,25 +317,62 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
         {"`23 %` where only percent is told", chassis + "/Thermal", "Fans",
          "[{\"Name\": \"F\", \"Reading\": 23, \"ReadingUnits\": \"Percent\"}]",
          "/fans1/tachsensor1", "CurrentReading", "23 %", false},
-        {"`Reading` of a Sensor in V", temperature, "ReadingType", "\"Voltage\"",
-         "/voltages1/numericsensor1", "ElementName", "Temp 1"},
+        {"`Reading` of a Sensor in V", temperature, nullptr,
+         R"("Name": "V", "ReadingUnits": "V", "Reading": 12.1)", "/voltages1/numericsensor1",
+         "CurrentReading", "12.1"},
         {"`ReadingVolts`", chassis + "/Power", "Voltages",
          "[{\"Name\": \"V\", \"ReadingVolts\": 5.1}]", "/voltages1/numericsensor1",
          "CurrentReading", "5.1"},
         {"`PowerConsumedWatts`", chassis + "/Power", "PowerControl",
          "[{\"Name\": \"P\", \"PowerConsumedWatts\": 88}]", "/powermonitor1/numericsensor1",
          "CurrentReading", "88"},
+        {"`Reading` of a Sensor in W and A", temperature, nullptr,
+         R"("Name": "P", "ReadingUnits": "W", "Reading": 99)", "/powermonitor1/numericsensor1",
+         "CurrentReading", "99"},
+        // The second one: the first is PowerControl's.
+        {"`Reading` of a Sensor in W and A", temperature, nullptr, kAmperes,
+         "/powermonitor1/numericsensor2", "CurrentReading", "3.25"},
+        {"`Reading` of a Sensor in W and A", temperature, nullptr, kAmperes,
+         "/powermonitor1/numericsensor2", "BaseUnits", "AMP"},
+        {"`Health` and `State` of `Batteries`", batteries + "/1", "Status/Health", "\"Warning\"",
+         "/batteries1/sensor1", "CurrentState", "low"},
+        {"`Health` and `State` of `Batteries`", batteries + "/1", "Status/State", "\"Absent\"",
+         "/batteries1/sensor1", "CurrentState", "absent"},
         {"`IntrusionSensor`: none or the chassis", chassis, "PhysicalSecurity/IntrusionSensor",
          "\"HardwareIntrusion\"", "/intrusion1/sensor1", "CurrentState", "chassis intrusion"},
         {"input lost", supply, "LineInputStatus", "\"LossOfInput\"", "/powersupplies1/pwrsupply1",
          "OperationalStatus", "input lost"},
         {"offline", supply, "Status/State", "\"Disabled\"", "/powersupplies1/pwrsupply1",
          "HealthState", "offline"},
+        {"input out of range", supply, "LineInputStatus", "\"OutOfRange\"",
+         "/powersupplies1/pwrsupply1", "OperationalStatus", "input out of range"},
+        {"absent", supply, "Status/State", "\"Absent\"", "/powersupplies1/pwrsupply1",
+         "OperationalStatus", "absent"},
+        {"good", supply, "Status/Health", "\"OK\"", "/powersupplies1/pwrsupply1",
+         "OperationalStatus", "good"},
+        {"degraded", supply, "Status/Health", "\"Warning\"", "/powersupplies1/pwrsupply1",
+         "OperationalStatus", "degraded"},
+        {"failed", supply, "Status/Health", "\"Critical\"", "/powersupplies1/pwrsupply1",
+         "OperationalStatus", "failed"},
+        {"unknown", supply, "Status/Health", "null", "/powersupplies1/pwrsupply1",
+         "OperationalStatus", "unknown"},
+        {"else the largest of `InputRanges`", supply, nullptr,
+         R"("Name": "P", "InputRanges": [{"OutputWattage": 500}, {"OutputWattage": 750}])",
+         "/powersupplies1/pwrsupply1", "TotalOutputPower", "750"},
         {"`PowerCapacityWatts`", supply, "PowerCapacityWatts", "1234", "/powersupplies1/pwrsupply1",
          "TotalOutputPower", "1234"},
         {"Redundancy Lost", chassis + "/ThermalSubsystem", "FanRedundancy",
          "[{\"Status\": {\"Health\": \"Critical\"}}]", "/fans1/redundancyset1", "RedundancyStatus",
          "Redundancy Lost"},
+        {"Redundancy Degraded", chassis + "/ThermalSubsystem", "FanRedundancy",
+         "[{\"Status\": {\"Health\": \"Warning\"}}]", "/fans1/redundancyset1", "RedundancyStatus",
+         "Redundancy Degraded"},
+        {"Fully Redundant", chassis + "/ThermalSubsystem", "FanRedundancy",
+         "[{\"Status\": {\"Health\": \"OK\"}}]", "/fans1/redundancyset1", "RedundancyStatus",
+         "Fully Redundant"},
+        {"Non-redundant", chassis + "/ThermalSubsystem", "FanRedundancy",
+         "[{\"Status\": {\"State\": \"Disabled\", \"Health\": \"OK\"}}]", "/fans1/redundancyset1",
+         "RedundancyStatus", "Non-redundant"},
     };
     std::string told;
     for (const auto &cells : Table(ProjectFile("docs/sources.md"), "side by side"))
@@ -327,7 +385,20 @@ TEST_F(RedfishGuide, SourcesAreThoseOfThePage)
         service = std::make_unique<SimService>(options);
         service->SetMember(system, "UUID", "\"U-1\"");
         service->AddLogEntry("1", "First");
-        service->SetMember(row.document, row.member, row.json);
+        // A document that names itself, as all do.
+        const auto set = [&](const std::string &path, const std::string &members) {
+            service->SetDocument(path, "{\"@odata.id\": \"" + path + "\", " + members + "}");
+        };
+        if (row.newer) {
+            service->SetMember(chassis + "/PowerSubsystem", "Batteries",
+                               "{\"@odata.id\": \"" + batteries + "\"}");
+            set(batteries, "\"Members\": [{\"@odata.id\": \"" + batteries + "/1\"}]");
+            set(batteries + "/1", R"("Name": "B", "Status": {"Health": "OK"})");
+        }
+        if (row.member != nullptr)
+            service->SetMember(row.document, row.member, row.json);
+        else
+            set(row.document, row.json);
         Write("password", "se\"cret\n");
         Write("settings.toml", "[redfish]\nurl = \"" + service->Url() +
                                    "\"\nuser = \"operator\"\npassword_file = \"" +
