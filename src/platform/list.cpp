@@ -13,7 +13,7 @@ void *ListAllocateObject(ListHead *head, u32 entrySize)
     void *entry = MemMgrAlloc(entrySize);
     if (entry == nullptr)
         return nullptr;
-    memset(entry, 0, size_t{entrySize} * kMemMgrScale);
+    memset(entry, 0, MemMgrRoom(entrySize));
 
     void **end = head;
     while (*end != nullptr)

@@ -44,7 +44,7 @@ struct Pool {
 };
 
 // Room for all pools of the shell.
-constexpr size_t kPieceSize = size_t{224 * 1024} * kMemMgrScale;
+constexpr size_t kPieceSize = (160 + 16 * sizeof(void *)) * 1024;
 
 struct Piece {
     char *memory;
@@ -104,7 +104,7 @@ u32 MemMgrAddPool(u32 blockSize, u32 blockCount)
         return 2;
 
     const size_t align = alignof(BlockHeader);
-    const size_t payload = (size_t{blockSize} * kMemMgrScale + align - 1) / align * align;
+    const size_t payload = (MemMgrRoom(blockSize) + align - 1) / align * align;
     const size_t stride = sizeof(BlockHeader) + payload;
     size_t size;
     if (__builtin_mul_overflow(stride, size_t{blockCount}, &size))
@@ -126,7 +126,7 @@ void *MemMgrAlloc(u32 blockSize)
             continue;
         BlockHeader *header = TakeBlock(&gPools[i]);
         if (header != nullptr) {
-            ASAN_UNPOISON_MEMORY_REGION(header + 1, size_t{blockSize} * kMemMgrScale);
+            ASAN_UNPOISON_MEMORY_REGION(header + 1, MemMgrRoom(blockSize));
             return header + 1;
         }
     }

@@ -6,9 +6,9 @@
 // was registered. One thread.
 //
 // Block sizes are those of the records on the 32-bit controller. Where pointers are wider, the
-// blocks grow in proportion and the numbers, of bytes asked for and of blocks, stay the same: a
-// record asks for its size on the controller (400 for a ManagedElement) on every machine, and the
-// block is large enough for the record as it is there.
+// blocks grow by what pointers need and the numbers, of bytes asked for and of blocks, stay the
+// same: a record asks for its size on the controller (400 for a ManagedElement) on every machine,
+// and the block has MemMgrRoom bytes, enough for the record as it is there.
 #ifndef PLATFORM_MEMMGR_H
 #define PLATFORM_MEMMGR_H
 
@@ -16,8 +16,17 @@
 
 constexpr u32 kMemMgrMaxPools = 16;
 
-// How much larger a block is than its size on the controller says.
-constexpr u32 kMemMgrScale = sizeof(void *) / 4;
+// What grows in the record that has most pointers, a ManagedElement, in words. The large records
+// are texts for the rest: were their blocks to grow in proportion, half of each would never be
+// used, and every start of the shell would touch 15 pages more.
+constexpr u32 kMemMgrWordsMax = 12;
+
+// Bytes that the user of a block of `blockSize` may use.
+constexpr size_t MemMgrRoom(u32 blockSize)
+{
+    const u32 words = blockSize / 4 < kMemMgrWordsMax ? (blockSize + 3) / 4 : kMemMgrWordsMax;
+    return blockSize + words * (sizeof(void *) - 4);
+}
 
 extern "C" {
 

@@ -36,9 +36,11 @@ SmclpCommand *SmclpCommandListAddCommand(u32 id, const char *name, SmclpExecuteF
     if (end == nullptr)
         return nullptr;
 
+    static_assert(sizeof(SmclpCommand) <= MemMgrRoom(kSmclpCommandSize));
     auto *command = static_cast<SmclpCommand *>(MemMgrAlloc(kSmclpCommandSize));
     if (command == nullptr)
         return nullptr;
+    static_assert(sizeof(SmclpCommandLink) <= MemMgrRoom(kSmclpCommandLinkSize));
     auto *link = static_cast<SmclpCommandLink *>(MemMgrAlloc(kSmclpCommandLinkSize));
     if (link == nullptr) {
         MemMgrFree(command);

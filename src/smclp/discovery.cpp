@@ -67,6 +67,7 @@ u32 SmclpPopulateManagedElement(ManagedElement *element)
 
 u32 SmclpAddMeIdMapping(ManagedElement *element, u32 kindId)
 {
+    static_assert(sizeof(SmclpMeIdMapping) <= MemMgrRoom(kSmclpMeIdMappingSize));
     auto *entry = static_cast<SmclpMeIdMapping *>(MemMgrAlloc(kSmclpMeIdMappingSize));
     if (entry == nullptr)
         return kSmclpNoMemory;

@@ -30,6 +30,7 @@ u32 SmclpCreateSession(SmclpSession **handle)
 {
     if (handle == nullptr)
         return kSmclpBadParameter;
+    static_assert(sizeof(SmclpSession) <= MemMgrRoom(kSmclpSessionSize));
     *handle = static_cast<SmclpSession *>(MemMgrAlloc(kSmclpSessionSize));
     if (*handle == nullptr)
         return kSmclpNoMemory;

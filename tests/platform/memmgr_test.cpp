@@ -97,11 +97,11 @@ TEST_F(MemMgr, WholeBlockCanBeWrittenWithoutTouchingItsNeighbours)
     std::vector<char *> blocks;
     for (char c = 'a'; c < 'd'; ++c) {
         auto *block = static_cast<char *>(MemMgrAlloc(kSize));
-        memset(block, c, kSize * kMemMgrScale);
+        memset(block, c, MemMgrRoom(kSize));
         blocks.push_back(block);
     }
     for (size_t b = 0; b < blocks.size(); ++b) {
-        for (u32 i = 0; i < kSize * kMemMgrScale; ++i)
+        for (u32 i = 0; i < MemMgrRoom(kSize); ++i)
             ASSERT_EQ(blocks[b][i], static_cast<char>('a' + b)) << b << " " << i;
     }
     for (char *block : blocks)
@@ -125,22 +125,30 @@ TEST_F(MemMgr, PoolsOfAllSizesLieApart)
         for (u32 i = 0; i < row.count; ++i) {
             auto *block = static_cast<char *>(MemMgrAlloc(row.size));
             ASSERT_NE(block, nullptr) << row.size;
-            memset(block, static_cast<char>(blocks.size()), row.size * kMemMgrScale);
+            memset(block, static_cast<char>(blocks.size()), MemMgrRoom(row.size));
             blocks.emplace_back(&row, block);
         }
         EXPECT_EQ(MemMgrAlloc(row.size), nullptr) << row.size;
     }
     for (size_t b = 0; b < blocks.size(); ++b) {
         const auto &[row, block] = blocks[b];
-        for (u32 i = 0; i < row->size * kMemMgrScale; ++i)
+        for (u32 i = 0; i < MemMgrRoom(row->size); ++i)
             ASSERT_EQ(block[i], static_cast<char>(b)) << row->size << " " << i;
         EXPECT_EQ(*MemMgrBlockLink(block), nullptr) << row->size;
     }
 }
 
+// Twice as wide are at most twelve words, the pointers of the largest record.
 TEST_F(MemMgr, BlocksGrowWithPointers)
 {
-    EXPECT_EQ(kMemMgrScale, sizeof(void *) == 8 ? 2u : 1u);
+    struct Row {
+        u32 size;
+        size_t room;  // with pointers of 8 bytes
+    };
+    for (const Row &row : {Row{1, 5}, Row{4, 8}, Row{5, 13}, Row{8, 16}, Row{12, 24}, Row{44, 88},
+                           Row{47, 95}, Row{48, 96}, Row{49, 97}, Row{76, 124}, Row{320, 368},
+                           Row{400, 448}, Row{UINT32_MAX, size_t{UINT32_MAX} + 48}})
+        EXPECT_EQ(MemMgrRoom(row.size), sizeof(void *) == 8 ? row.room : row.size) << row.size;
 }
 
 TEST_F(MemMgr, BlocksAreAlignedForAnyRecord)

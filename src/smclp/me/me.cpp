@@ -13,6 +13,7 @@ static constexpr char kUnit[] = "me";
 
 ManagedElement *MeCreate()
 {
+    static_assert(sizeof(ManagedElement) <= MemMgrRoom(kManagedElementSize));
     auto *element = static_cast<ManagedElement *>(MemMgrAlloc(kManagedElementSize));
     if (element != nullptr)
         memset(element, 0, sizeof *element);
