@@ -4,8 +4,9 @@
 //   bench_startup RUNS PROGRAM [ARGUMENT...]
 //
 // Runs PROGRAM and /bin/true by turns, RUNS times each, output to /dev/null, and prints the medians
-// of the wall time from fork to the end, their ratio, the largest resident set, and the number of
-// system calls and of write calls (counted once, with ptrace).
+// of the wall time from fork to the end, their ratio, the largest resident set, the page faults of
+// both (medians; those of the process that forks included), and the number of system calls and of
+// write calls (counted once, with ptrace).
 #include "platform/types.h"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ double NowUs()
 struct Run {
     double wallUs;
     long peakKb;
+    double faults;
 };
 
 Run RunOnce(char **argv)
@@ -57,7 +59,7 @@ Run RunOnce(char **argv)
     int status = 0;
     rusage usage = {};
     wait4(pid, &status, 0, &usage);
-    return {NowUs() - start, usage.ru_maxrss};
+    return {NowUs() - start, usage.ru_maxrss, static_cast<double>(usage.ru_minflt)};
 }
 
 double Median(std::vector<double> values)
@@ -109,12 +111,17 @@ int main(int argc, char **argv)
     char *trueArgv[] = {truePath, nullptr};
 
     std::vector<double> own;
+    std::vector<double> ownFaults;
     std::vector<double> reference;
+    std::vector<double> referenceFaults;
     long peakKb = 0;
     for (int i = 0; i < runs; ++i) {
-        reference.push_back(RunOnce(trueArgv).wallUs);
+        const Run nothing = RunOnce(trueArgv);
+        reference.push_back(nothing.wallUs);
+        referenceFaults.push_back(nothing.faults);
         const Run run = RunOnce(program);
         own.push_back(run.wallUs);
+        ownFaults.push_back(run.faults);
         peakKb = std::max(peakKb, run.peakKb);
     }
     u32 calls;
@@ -126,6 +133,8 @@ int main(int argc, char **argv)
     printf("  /bin/true, median         %8.0f us\n", Median(reference));
     printf("  ratio                     %8.2f\n", Median(own) / Median(reference));
     printf("  peak resident memory      %8ld kB\n", peakKb);
+    printf("  page faults               %8.0f\n", Median(ownFaults));
+    printf("  page faults of /bin/true  %8.0f\n", Median(referenceFaults));
     printf("  system calls              %8u\n", calls);
     printf("  of these write            %8u\n", writes);
     return 0;
