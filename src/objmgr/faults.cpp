@@ -4,6 +4,7 @@
 
 #include "objmgr/image.h"
 #include "objmgr/object_path.h"
+#include "platform/large_buffer.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -28,7 +29,7 @@ static_assert(sizeof(kPointNames) / sizeof(kPointNames[0]) == kFaultPoints &&
               "one name per point");
 
 FaultPointPlan gFaultPoints[kFaultPoints];
-static ReadRow sReads[kFaultReadRowsMax];
+alignas(kLargeBufferAlign) static ReadRow sReads[kFaultReadRowsMax];
 static u32 sReadCalls[kFaultReadRowsMax];
 u32 gFaultReadRows;
 

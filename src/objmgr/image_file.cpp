@@ -5,6 +5,8 @@
 // is taken, and of the image only the head is mapped, which no service cuts off.
 #include "objmgr/image_file.h"
 
+#include "platform/large_buffer.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -14,7 +16,7 @@
 #include <time.h>
 #include <unistd.h>
 
-static char sDirectory[PATH_MAX];
+alignas(kLargeBufferAlign) static char sDirectory[PATH_MAX];
 static bool sDirectoryKnown;
 
 u32 ImageClockMs()

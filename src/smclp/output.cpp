@@ -2,6 +2,8 @@
 // output.cpp -- output and error lines.
 #include "smclp/output.h"
 
+#include "platform/large_buffer.h"
+
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -100,6 +102,6 @@ void SmclpErrorOutput(u32 code)
 void SmclpOutputSetUp()
 {
     // Never line by line, also on a terminal: every output call flushes for itself.
-    static char buffer[kSmclpOutputBufferSize + 1 + kUngetSize];
+    alignas(kLargeBufferAlign) static char buffer[kSmclpOutputBufferSize + 1 + kUngetSize];
     setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
 }

@@ -2,6 +2,8 @@
 // terminal.cpp -- keys, and raw mode while they are awaited.
 #include "smclp/terminal.h"
 
+#include "platform/large_buffer.h"
+
 #include <errno.h>
 #include <poll.h>
 #include <signal.h>
@@ -50,7 +52,7 @@ void EndOfInputSeen()
 }
 
 // For a fault that has used up the stack.
-alignas(max_align_t) char gSignalStack[16384];
+alignas(kLargeBufferAlign) char gSignalStack[16384];
 
 void OnSignal(int number)
 {
