@@ -2,6 +2,8 @@
 // file_note.cpp -- see file_note.h.
 #include "objmgrd/file_note.h"
 
+#include "objmgrd/packed_instance.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -37,6 +39,19 @@ std::string FileNoteLine(const std::string &file, const FileNote &note)
     if (note.line != 0)
         line += std::to_string(note.line) + ":" + std::to_string(note.column) + ":";
     return line + (note.warning ? " warning: " : " ") + note.text;
+}
+
+std::string FileNoteQuoted(std::string_view text)
+{
+    std::string safe = StoreSafeText(std::string(text));
+    if (safe.size() > kFileNoteQuotedMax) {
+        size_t end = kFileNoteQuotedMax;
+        while ((static_cast<u8>(safe[end]) & 0xc0) == 0x80)  // within a character
+            --end;
+        safe.resize(end);
+        safe += "...";
+    }
+    return "\"" + safe + "\"";
 }
 
 void FileNoteAdd(std::vector<FileNote> *notes, std::string text)

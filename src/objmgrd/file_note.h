@@ -6,6 +6,7 @@
 #include "platform/types.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Lines and columns count from 1; line 0 means the file as a whole.
@@ -18,6 +19,12 @@ struct FileNote {
 
 // "FILE:LINE:COLUMN: TEXT", or "FILE: TEXT" for line 0; "warning: " before the text of a warning.
 std::string FileNoteLine(const std::string &file, const FileNote &note);
+
+// What a note says of a word of the file: between quotation marks, made safe for a terminal. Of
+// more than this many bytes the beginning stands there, and "..." behind it, so that a note with
+// two of them is a line that can be read, and stored.
+constexpr size_t kFileNoteQuotedMax = 256;
+std::string FileNoteQuoted(std::string_view text);
 
 // Adds a fault of the file as a whole.
 void FileNoteAdd(std::vector<FileNote> *notes, std::string text);

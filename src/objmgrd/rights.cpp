@@ -27,11 +27,6 @@ constexpr RightRow kRights[] = {
     {"clear-log", kPrivilegeClearLog},
 };
 
-std::string Quoted(std::string_view name)
-{
-    return "\"" + StoreSafeText(std::string(name)) + "\"";
-}
-
 // Entries of large directories need more than the system's first guess.
 constexpr size_t kEntryMax = size_t{1} * 1024 * 1024;
 
@@ -108,7 +103,7 @@ public:
                 ReadTable(key, node, "group", names_.group, &rights_->groups_);
             else
                 Fault(key.source(),
-                      "unknown table " + Quoted(key.str()) + " (known: users, groups)");
+                      "unknown table " + FileNoteQuoted(key.str()) + " (known: users, groups)");
         }
     }
     bool Right() const { return faults_ == 0; }
@@ -160,13 +155,13 @@ private:
         }
         if (!IsNumber(name) && !lookUp(name, id)) {
             Note(key.source(), true,
-                 "there is no " + std::string(what) + " " + Quoted(name) +
+                 "there is no " + std::string(what) + " " + FileNoteQuoted(name) +
                      ": nobody gets these rights");
             return false;
         }
         if (*id == kOverflowId) {
             Note(key.source(), true,
-                 "the " + std::string(what) + " " + Quoted(name) + " never has a right");
+                 "the " + std::string(what) + " " + FileNoteQuoted(name) + " never has a right");
             return false;
         }
         return true;
@@ -195,7 +190,7 @@ private:
                 return row.bits;
         }
         Fault(node.source(),
-              "unknown right " + Quoted(word->get()) + " (known: login, power, clear-log)");
+              "unknown right " + FileNoteQuoted(word->get()) + " (known: login, power, clear-log)");
         return 0;
     }
 

@@ -14,11 +14,6 @@ bool IsControl(char c)
 
 }  // namespace
 
-std::string SettingsQuoted(std::string_view text)
-{
-    return "\"" + StoreSafeText(std::string(text)) + "\"";
-}
-
 void SettingsReader::Fault(const toml::source_region &place, std::string text)
 {
     FileNote note;
@@ -54,7 +49,7 @@ void SettingsReader::ReadText(const char *key, const toml::node &node, size_t mo
 
 void SettingsReader::FaultUnknown(const char *table, const toml::key &key)
 {
-    Fault(key.source(), "unknown key " + SettingsQuoted(key.str()) + " in [" + table + "]");
+    Fault(key.source(), "unknown key " + FileNoteQuoted(key.str()) + " in [" + table + "]");
 }
 
 void SettingsReader::ReadTop(const toml::table &top)
@@ -74,7 +69,7 @@ void SettingsReader::ReadTop(const toml::table &top)
             ++name;
         if (*name == nullptr)
             Fault(key.source(),
-                  "unknown table " + SettingsQuoted(key.str()) + " (known: " + names + ")");
+                  "unknown table " + FileNoteQuoted(key.str()) + " (known: " + names + ")");
         else if (!node.is_table())
             Fault(node.source(), std::string(*name) + " is a table: write [" + *name + "]");
     }

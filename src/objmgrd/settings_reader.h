@@ -7,9 +7,6 @@
 #include "objmgrd/archive_settings.h"
 #include "objmgrd/toml.h"
 
-// "TEXT" in double quotes, safe to be shown.
-std::string SettingsQuoted(std::string_view text);
-
 // For TomlRead. A source's reader derives from it.
 class SettingsReader
 {

@@ -273,7 +273,7 @@ void Reader::CheckWhole(const toml::table &top)
     FillKinds(top);
     const toml::node *bmc = top.get("bmc");
     if (bmc != nullptr && settings_->driver == IpmiDriver::Local && !MayBeIpmi(settings_->device))
-        Fault(bmc->source(), SettingsQuoted(settings_->device) + " is no IPMI device");
+        Fault(bmc->source(), FileNoteQuoted(settings_->device) + " is no IPMI device");
     const toml::node *timeouts = top.get("timeouts");
     if (bmc != nullptr && settings_->driver == IpmiDriver::Lan && settings_->host.empty() &&
         Right())

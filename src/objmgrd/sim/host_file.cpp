@@ -95,11 +95,6 @@ template <typename Names> std::string Joined(const Names &names)
     return all;
 }
 
-std::string Quoted(std::string_view name)
-{
-    return "\"" + StoreSafeText(std::string(name)) + "\"";
-}
-
 bool IsPropertyName(std::string_view name)
 {
     return !name.empty() && name.size() <= kStorePropertyNameMax &&
@@ -297,7 +292,7 @@ bool Reader::ReadText(const toml::node &node, bool timestamp, std::string *out)
     *out = string->get();
     if (timestamp && LooksLikeTime(*out)) {
         if (!IsPossibleTime(*out)) {
-            Fault(node.source(), "there is no such date and time as " + Quoted(*out));
+            Fault(node.source(), "there is no such date and time as " + FileNoteQuoted(*out));
             return false;
         }
         (*out)[10] = ' ';
@@ -328,7 +323,7 @@ bool Reader::ReadValueTable(const toml::table &table, bool timestamp, Value *out
             ReadNumber(node, "status", 1, kNumberMax, &out->status);
         else if (!ReadRangeKey(key.str(), "", node, &out->range, &hasRange))
             Fault(key.source(),
-                  "unknown key " + Quoted(key.str()) + " (known: " + Joined(kKeys) + ")");
+                  "unknown key " + FileNoteQuoted(key.str()) + " (known: " + Joined(kKeys) + ")");
     }
     if (!table.contains("status"))
         Fault(table.source(), "the value has no status");
@@ -369,7 +364,7 @@ void Reader::ReadTop(const toml::table &top)
         }
         if (!IsOneOf(known, key.str()))
             Fault(key.source(),
-                  "unknown table " + Quoted(key.str()) + " (known: " + Joined(known) + ")");
+                  "unknown table " + FileNoteQuoted(key.str()) + " (known: " + Joined(known) + ")");
     }
 }
 
@@ -486,14 +481,15 @@ void Reader::ReadProperty(const ClassRow &row, const toml::key &name, const toml
     }
     if (!IsOneOf(row.properties, property))
         Note(name.source(), true,
-             "unknown property " + Quoted(property) + " (known: " + Joined(row.properties) + ")");
+             "unknown property " + FileNoteQuoted(property) + " (known: " + Joined(row.properties) +
+                 ")");
     const bool timestamp = &row == &kClasses[kLogRecord] && property == kPropertyTimestamp;
     Value value;
     if (!ReadValue(node, timestamp, &value))
         return;
     const bool hasText = value.status == kCimOk || value.someCalls;
     if (row.logKey != nullptr && property == row.logKey && hasText && value.text != kSelName) {
-        Fault(node.source(), property + " is always " + Quoted(kSelName));
+        Fault(node.source(), property + " is always " + FileNoteQuoted(kSelName));
         return;
     }
     if (value.someCalls && row.rows)
@@ -569,7 +565,7 @@ void Reader::ReadFaults(const toml::node &node)
         else if (key == "methods")
             ReadMethods(value);
         else
-            Fault(key.source(), "unknown fault " + Quoted(key.str()) +
+            Fault(key.source(), "unknown fault " + FileNoteQuoted(key.str()) +
                                     " (known: " + Joined(kFaultPoints) + ", methods)");
     }
 }
@@ -585,7 +581,7 @@ void Reader::ReadFaultPoint(const toml::key &name, const toml::node &node)
     bool given = false;
     for (const auto &[key, value] : *table) {
         if (!ReadRangeKey(key.str(), "", value, &range, &given))
-            Fault(key.source(), "unknown key " + Quoted(key.str()) + " (known: from, to)");
+            Fault(key.source(), "unknown key " + FileNoteQuoted(key.str()) + " (known: from, to)");
     }
     CheckRange(range, node);
     host_->faults.properties.push_back({std::string(name.str()), kCimOk, RangeText(range)});
@@ -605,8 +601,8 @@ void Reader::ReadMethods(const toml::node &node)
 void Reader::ReadMethod(const toml::key &name, const toml::node &node)
 {
     if (!IsOneOf(kMethods, name.str())) {
-        Fault(name.source(),
-              "unknown method " + Quoted(name.str()) + " (known: " + Joined(kMethods) + ")");
+        Fault(name.source(), "unknown method " + FileNoteQuoted(name.str()) +
+                                 " (known: " + Joined(kMethods) + ")");
         return;
     }
     const toml::table *table = node.as_table();
@@ -638,8 +634,8 @@ void Reader::ReadMethodKey(const toml::key &name, const toml::node &node, HostMe
         else
             Fault(node.source(), "reply is true or false");
     } else {
-        Fault(name.source(),
-              "unknown key " + Quoted(name.str()) + " (known: status, return, delay_ms, reply)");
+        Fault(name.source(), "unknown key " + FileNoteQuoted(name.str()) +
+                                 " (known: status, return, delay_ms, reply)");
     }
 }
 
