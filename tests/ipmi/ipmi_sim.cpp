@@ -41,8 +41,9 @@ constexpr char kChassisScript[] = R"sh(#!/bin/sh
 # Started by the simulator: ADDRESS get|set PARAMETER [VALUE] ...
 cd "${0%/*}" || exit 1
 shift
-until read -r power <power; do :; done # empty while it is being written
-until read -r switch <switch; do :; done
+# Empty while they are being written, and gone when the test has ended.
+until read -r power <power; do [ -e power ] || exit 1; done
+until read -r switch <switch; do [ -e switch ] || exit 1; done
 action=$1
 shift
 if [ "$action" = get ]; then
