@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // memmgr.cpp -- fixed pools with constant-time allocation.
 //
-// Pools lie one behind the other in a few large pieces of memory, and each is first used from its
-// beginning on: pages of blocks that were never needed are never touched, small pools share one,
-// and the shell's pools take one request to the system in all.
+// Room for all blocks of the shell's pools is one piece of memory, one request to the system.
+// Blocks lie in it in the order in which they were first needed, whatever their pool: pages of
+// blocks that were never needed are never touched, and those that are touched are full.
 #include "platform/memmgr.h"
 
 #include <stdlib.h>
@@ -26,6 +26,7 @@ namespace
 {
 
 struct Pool;
+struct Piece;
 
 struct alignas(alignof(u64)) BlockHeader {
     Pool *pool;  // null while the block is free
@@ -37,10 +38,10 @@ struct Pool {
     u32 blockCount;
     u32 used;
     u32 peak;
-    u32 touched;  // blocks from the beginning that have ever been in use
+    u32 touched;  // blocks that have ever been in use
     size_t stride;
     BlockHeader *freeList;
-    char *memory;
+    Piece *piece;
 };
 
 // Room for all pools of the shell.
@@ -49,7 +50,8 @@ constexpr size_t kPieceSize = (160 + 16 * sizeof(void *)) * 1024;
 struct Piece {
     char *memory;
     size_t size;
-    size_t used;
+    size_t promised;  // to its pools, for all their blocks
+    size_t used;      // from the beginning, by blocks that have ever been in use
 };
 
 Pool gPools[kMemMgrMaxPools];
@@ -57,20 +59,23 @@ u32 gPoolCount;
 Piece gPieces[kMemMgrMaxPools];
 u32 gPieceCount;
 
-// Contents not defined. Null when the memory cannot be had.
-char *TakeMemory(size_t size)
+// A piece with room for `size` bytes, which are its pool's from now on; contents not defined. Null
+// when the memory cannot be had.
+Piece *PromiseMemory(size_t size)
 {
-    if (gPieceCount == 0 || size > gPieces[gPieceCount - 1].size - gPieces[gPieceCount - 1].used) {
+    if (gPieceCount == 0 ||
+        size > gPieces[gPieceCount - 1].size - gPieces[gPieceCount - 1].promised) {
         const size_t pieceSize = size > kPieceSize ? size : kPieceSize;
         // Not cleared, so that nothing is touched.
         auto *memory = static_cast<char *>(malloc(pieceSize));
         if (memory == nullptr)
             return nullptr;
-        gPieces[gPieceCount++] = {memory, pieceSize, 0};
+        ASAN_POISON_MEMORY_REGION(memory, pieceSize);
+        gPieces[gPieceCount++] = {memory, pieceSize, 0, 0};
     }
     Piece *piece = &gPieces[gPieceCount - 1];
-    piece->used += size;
-    return piece->memory + piece->used - size;
+    piece->promised += size;
+    return piece;
 }
 
 BlockHeader *HeaderOf(void *block)
@@ -84,7 +89,9 @@ BlockHeader *TakeBlock(Pool *pool)
     if (header != nullptr) {
         pool->freeList = static_cast<BlockHeader *>(header->link);
     } else if (pool->touched < pool->blockCount) {
-        header = reinterpret_cast<BlockHeader *>(pool->memory + pool->stride * pool->touched);
+        header = reinterpret_cast<BlockHeader *>(pool->piece->memory + pool->piece->used);
+        ASAN_UNPOISON_MEMORY_REGION(header, sizeof *header);
+        pool->piece->used += pool->stride;
         ++pool->touched;
     } else {
         return nullptr;
@@ -109,13 +116,11 @@ u32 MemMgrAddPool(u32 blockSize, u32 blockCount)
     size_t size;
     if (__builtin_mul_overflow(stride, size_t{blockCount}, &size))
         return 3;
-    char *memory = TakeMemory(size);
-    if (memory == nullptr)
+    Piece *piece = PromiseMemory(size);
+    if (piece == nullptr)
         return 3;
 
-    gPools[gPoolCount++] = {blockSize, blockCount, 0, 0, 0, stride, nullptr, memory};
-    for (u32 i = 0; i < blockCount; ++i)
-        ASAN_POISON_MEMORY_REGION(memory + i * stride + sizeof(BlockHeader), payload);
+    gPools[gPoolCount++] = {blockSize, blockCount, 0, 0, 0, stride, nullptr, piece};
     return 0;
 }
 

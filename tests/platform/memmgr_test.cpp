@@ -138,6 +138,48 @@ TEST_F(MemMgr, PoolsOfAllSizesLieApart)
     }
 }
 
+// Pages that the first blocks of large pools touch are shared with those of others.
+TEST_F(MemMgr, BlocksLieInTheOrderInWhichTheyAreFirstNeeded)
+{
+    ASSERT_EQ(MemMgrAddPool(400, 64), 0u);
+    ASSERT_EQ(MemMgrAddPool(12, 64), 0u);
+    ASSERT_EQ(MemMgrAddPool(320, 256), 0u);
+    const char *end = static_cast<char *>(MemMgrAlloc(400)) + MemMgrRoom(400);
+    for (u32 size : {12u, 320u, 12u, 400u}) {
+        const char *block = static_cast<char *>(MemMgrAlloc(size));
+        EXPECT_GT(block, end) << size;
+        EXPECT_LT(block, end + 32) << size;
+        end = block + MemMgrRoom(size);
+    }
+}
+
+// One piece of memory has room for the first two, the others are in pieces of their own.
+TEST_F(MemMgr, InWhateverOrderTheyAreTakenAllBlocksAreThere)
+{
+    struct Row {
+        u32 size;
+        u32 count;
+    };
+    const Row rows[] = {{400, 64}, {12, 100}, {1000, 300}, {2000, 300}, {13, 30}};
+    for (const Row &row : rows)
+        ASSERT_EQ(MemMgrAddPool(row.size, row.count), 0u);
+    std::vector<std::pair<char *, size_t>> blocks;
+    for (u32 i = 0; i <= 300; ++i) {
+        for (const Row &row : rows) {
+            auto *block = static_cast<char *>(MemMgrAlloc(row.size));
+            ASSERT_EQ(block != nullptr, i < row.count) << row.size << " " << i;
+            if (block == nullptr)
+                continue;
+            memset(block, static_cast<char>(blocks.size()), MemMgrRoom(row.size));
+            blocks.emplace_back(block, MemMgrRoom(row.size));
+        }
+    }
+    for (size_t b = 0; b < blocks.size(); ++b) {
+        for (size_t i = 0; i < blocks[b].second; ++i)
+            ASSERT_EQ(blocks[b].first[i], static_cast<char>(b)) << b << " " << i;
+    }
+}
+
 // Twice as wide are at most twelve words, the pointers of the largest record.
 TEST_F(MemMgr, BlocksGrowWithPointers)
 {
