@@ -60,10 +60,21 @@ Value TextOf(const ViewInstance &instance, std::string_view property)
     return text ? TextValue(*text) : Value();
 }
 
+// Where the text names the unit, too ("23 %" of a fan), the number before it.
 Value NumberOf(const ViewInstance &instance, std::string_view property)
 {
     const auto text = ViewText(instance, property);
-    return text ? NumberFromText(*text) : Value();
+    if (!text)
+        return {};
+    std::string_view number = *text;
+    const std::string_view unit = instance.unit;
+    if (!unit.empty() && number.ends_with(unit)) {
+        number.remove_suffix(unit.size());
+        if (!number.ends_with(' '))
+            return {};
+        number.remove_suffix(1);
+    }
+    return NumberFromText(number);
 }
 
 // As the shell reads codes: what is no number, or does not fit, is 0.

@@ -162,6 +162,20 @@ TEST(Model, UnitsOfTheSourceComeFirst)
     EXPECT_EQ(sensors[2].unit.text, "%");
 }
 
+TEST(Model, AReadingMayNameItsUnit)
+{
+    HandView hand;
+    u32 number = 0;
+    for (const char *text : {"23 %", "23", "23%", " %", "%", "23 RPM", "N/A"}) {
+        hand.AddSensor(4, 1, {{"Name", "Fan"}, {"Reading", text}, {"WarningThresholdMin", "5 %"}});
+        hand.At("OEM_QARN_Sensor.Index=" + std::to_string(++number)).unit = "%";
+    }
+    std::string shown;
+    for (const ModelSensor &sensor : ModelSensorsOf(hand.view))
+        shown += sensor.reading.text + "/" + sensor.lowerWarning.text + " ";
+    EXPECT_EQ(shown, "23/5 23/5 /5 /5 /5 /5 /5 ");
+}
+
 TEST(Model, LettersOfThePowerStateAreSmall)
 {
     HandView hand;
