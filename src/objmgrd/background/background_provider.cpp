@@ -17,8 +17,6 @@ constexpr u32 kMethodMarginMs = 500;
 // Ages that tools are told, and everything else that nobody waits for.
 constexpr u32 kIdleTickMs = 500;
 constexpr u32 kBusyTickMs = 100;
-// The thread is in one request at most.
-constexpr u32 kJoinMostMs = 5000;
 
 OrderKind OrderOf(const MethodCall &call)
 {
@@ -54,7 +52,7 @@ BackgroundProvider::~BackgroundProvider()
     shared_->mailbox.Stop();
     timespec until;
     clock_gettime(CLOCK_REALTIME, &until);
-    until.tv_sec += kJoinMostMs / 1000;
+    until.tv_sec += options_.joinS;
     if (pthread_timedjoin_np(thread_, nullptr, &until) != 0)
         pthread_detach(thread_);
 }

@@ -31,6 +31,9 @@ struct BackgroundOptions {
         silent;    // why it cannot be read when it gives no answer: "no answer from 192.0.2.10"
     u32 lostMs;    // without a good answer for this long the source counts as lost
     u32 methodMs;  // a method is answered at the latest
+    // Seconds that the thread has at the end for the request that it is in; after them it is left
+    // behind.
+    u32 joinS = 5;
     // Parts of the source that are heard each for itself (News::heard), by number from 0, for
     // tools: "power", "log". An instance names its part as Instance::source; one that names none is
     // the source's as a whole.
@@ -49,7 +52,7 @@ public:
     using Maker = std::function<std::unique_ptr<Conversation>(Mailbox *mailbox)>;
 
     BackgroundProvider(const BackgroundOptions &options, const Maker &make);
-    // Ends the thread; one that hangs is left behind after 5 s.
+    // Ends the thread, or leaves it behind after joinS.
     ~BackgroundProvider() override;
     BackgroundProvider(const BackgroundProvider &) = delete;
     BackgroundProvider &operator=(const BackgroundProvider &) = delete;

@@ -7,6 +7,7 @@
 #include "support/objmgr_store.h"
 #include "support/served_process.h"
 
+#include <atomic>
 #include <fstream>
 #include <syslog.h>
 
@@ -439,6 +440,88 @@ TEST(BackgroundProviderEnd, TheConversationHasTheLastWord)
         std::getline(std::ifstream(logFile) >> std::ws, line);
         EXPECT_EQ(line, "end");
     });
+}
+
+// In one request until it is let go, and then for 300 ms more.
+struct Request {
+    std::atomic<bool> begun = false;
+    std::atomic<bool> letGo = false;
+    std::atomic<int> detached = -1;
+    std::atomic<bool> ended = false;
+    std::atomic<bool> destroyed = false;
+};
+
+class Stuck : public Conversation
+{
+public:
+    explicit Stuck(Request *request) : request_(request) {}
+    Stuck(const Stuck &) = delete;
+    Stuck &operator=(const Stuck &) = delete;
+    ~Stuck() override { request_->destroyed = true; }
+    u32 Step() override
+    {
+        request_->begun = true;
+        while (!request_->letGo)
+            usleep(1000);
+        usleep(300000);
+        return 1000;
+    }
+    void End() override
+    {
+        pthread_attr_t attributes;
+        int state = -1;
+        EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+        EXPECT_EQ(pthread_attr_getdetachstate(&attributes, &state), 0);
+        pthread_attr_destroy(&attributes);
+        request_->detached = state;
+        request_->ended = true;
+    }
+
+private:
+    Request *const request_;
+};
+
+static void Await(const std::atomic<bool> &flag)
+{
+    for (u32 i = 0; i < 2000 && !flag; ++i)
+        usleep(10000);
+    ASSERT_TRUE(flag);
+}
+
+// Begins the request, lets it go if told so, and ends the provider.
+static void EndDuring(Request *request, u32 joinS, bool letGo)
+{
+    const TestDirectory directory;
+    ImageWriter store;
+    ASSERT_EQ(store.Open(directory.Path()), 0);
+    ASSERT_EQ(store.Begin(), 0);
+    BackgroundOptions options = Options();
+    options.joinS = joinS;
+    BackgroundProvider provider(options,
+                                [&](Mailbox *) { return std::make_unique<Stuck>(request); });
+    ASSERT_EQ(provider.Load(&store), 0);
+    Await(request->begun);
+    request->letGo = letGo;
+}
+
+TEST(BackgroundProviderEnd, ARequestMayTakeItsTime)
+{
+    Request request;
+    EndDuring(&request, 60, true);
+    EXPECT_TRUE(request.ended);
+    EXPECT_EQ(request.detached, PTHREAD_CREATE_JOINABLE);
+}
+
+TEST(BackgroundProviderEnd, AThreadThatHangsIsLeftBehindWithAllThatItUses)
+{
+    static Request request;
+    EndDuring(&request, 0, false);
+    EXPECT_FALSE(request.ended);
+    EXPECT_FALSE(request.destroyed);
+    request.letGo = true;
+    Await(request.destroyed);
+    EXPECT_TRUE(request.ended);
+    EXPECT_EQ(request.detached, PTHREAD_CREATE_DETACHED);
 }
 
 // What could not be stored is stored later, and the store is never ahead of what was committed.
