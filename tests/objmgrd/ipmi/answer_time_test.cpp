@@ -54,6 +54,22 @@ TEST(AnswerTime, ItDoublesUntilAnAnswerToWhatWasSentOnceComes)
     EXPECT_LT(time.AgainUs(), once);
 }
 
+// The quickest BMC with the longest session_ms, 10 s: it is not forgotten for more than 9 s.
+TEST(AnswerTime, ItDoublesTwelveTimesAtTheMost)
+{
+    AnswerTime time(kMostUs, 10'000'000);
+    for (int i = 0; i < 100; ++i)
+        time.Took(1);
+    EXPECT_EQ(time.AgainUs(), 2001u);
+    for (int i = 0; i < 11; ++i)
+        time.NotEnough();
+    EXPECT_EQ(time.AgainUs(), 4'098'048u);
+    time.NotEnough();
+    EXPECT_EQ(time.AgainUs(), 8'196'096u);
+    time.NotEnough();
+    EXPECT_EQ(time.AgainUs(), 8'196'096u);
+}
+
 // A BMC that takes longer than the setting says is still waited for in the end.
 TEST(AnswerTime, BothLimits)
 {

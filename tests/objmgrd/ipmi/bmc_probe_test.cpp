@@ -17,8 +17,8 @@ namespace
 class BmcProbeTest : public testing::Test
 {
 protected:
-    // Takes a question; answers it with its sequence number, or with another one.
-    std::vector<u8> Serve(bool answer, u8 otherNumber = 0)
+    // Takes a question; answers it with its sequence number, or with another one, in so many bytes.
+    std::vector<u8> Serve(bool answer, u8 otherNumber = 0, size_t bytes = 30, u8 otherCommand = 0)
     {
         std::vector<u8> question(256);
         sockaddr_in from = {};
@@ -28,7 +28,8 @@ protected:
         question.resize(static_cast<size_t>(got > 0 ? got : 0));
         std::vector<u8> reply(30);
         reply[18] = static_cast<u8>(question[18] + (otherNumber << 2));
-        reply[19] = question[19];
+        reply[19] = static_cast<u8>(question[19] + otherCommand);
+        reply.resize(bytes);
         if (answer)
             (void)!sendto(fd_, reply.data(), reply.size(), 0,
                           reinterpret_cast<const sockaddr *>(&from), size);
@@ -79,6 +80,24 @@ TEST_F(BmcProbeTest, AnAnswerToNoQuestionIsNone)
     std::thread bmc([&] { Serve(true, 60); });
     EXPECT_EQ(BmcProbe("127.0.0.1", port_, 20), 0u);
     bmc.join();
+}
+
+TEST_F(BmcProbeTest, WhatIsTooShortOrAnswersAnotherCommandIsNone)
+{
+    const struct {
+        size_t bytes;
+        u8 otherCommand;
+        bool counts;
+    } rows[] = {{1, 0, false}, {19, 0, false}, {20, 0, true}, {30, 1, false}};
+    for (const auto &row : rows) {
+        std::thread bmc([&] { Serve(true, 0, row.bytes, row.otherCommand); });
+        EXPECT_EQ(BmcProbe("127.0.0.1", port_, 1000) != 0, row.counts) << row.bytes;
+        bmc.join();
+        // What was asked since.
+        std::vector<u8> rest(256);
+        while (recv(fd_, rest.data(), rest.size(), MSG_DONTWAIT) > 0)
+            continue;
+    }
 }
 
 TEST_F(BmcProbeTest, WithoutAnAnswerItEnds)

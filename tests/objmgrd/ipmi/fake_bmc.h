@@ -207,6 +207,7 @@ struct FakeMachine {
     std::vector<u8> controls;                 // as carried out
     u32 openings = 0;
     u32 controlOpenings = 0;
+    std::vector<u32> controlLimitsMs;  // that these were given
     u32 openSessions = 0;
     // Called before each request; true: *answer is the answer.
     std::function<bool(const BmcRequest &, BmcAnswer *)> hook;
@@ -248,6 +249,8 @@ public:
     {
         Close();
         (control_ ? machine_.controlOpenings : machine_.openings)++;
+        if (control_)
+            machine_.controlLimitsMs.push_back(limitMs);
         if (control_ && machine_.openingFails) {
             *why = machine_.why;
             return BmcOpening::Silent;

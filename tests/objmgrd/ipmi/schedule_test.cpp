@@ -5,6 +5,8 @@
 #include "objmgrd/ipmi/conversation_fixture.h"
 #include "support/objmgr_process.h"
 
+#include <set>
+
 using ScheduleTest = ConversationTest;
 
 TEST_F(ScheduleTest, EverythingIsServed)
@@ -149,6 +151,38 @@ TEST_F(ScheduleTest, RecordsThatOthersReadAtTheSameTimeAreReadInTheEnd)
     EXPECT_EQ(left, 0u);
     EXPECT_EQ(Reading(), "23");
     EXPECT_EQ(lines_, "BMC bmc: sensor records read: 2 sensors\n");
+}
+
+// After the first collision in 50 to 99 ms, each reader at a time of its own.
+TEST_F(ScheduleTest, ReadersThatCollideBeginAgainAtDifferentTimes)
+{
+    machine_.latencyMs = 0;
+    machine_.readMost = 16;
+    u64 collidedMs = 0;
+    u64 againMs = 0;
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdrInfo && collidedMs != 0)
+            againMs = fakeNowMs;
+        if (request.command != kGetSdr)
+            return false;
+        ++machine_.reservation;
+        collidedMs = fakeNowMs;
+        return false;
+    };
+    std::set<u64> pauses;
+    for (u32 i = 0; i < 2000; ++i) {
+        collidedMs = 0;
+        againMs = 0;
+        fakeNowMs += i;
+        IpmiConversation conversation(settings_, std::make_unique<FakeBmc>(&machine_, false),
+                                      std::make_unique<FakeBmc>(&machine_, true), &box_, FakeClock);
+        for (u32 steps = 0; steps < 1000 && againMs == 0; ++steps)
+            fakeNowMs += conversation.Step();
+        pauses.insert(againMs - collidedMs);
+    }
+    EXPECT_EQ(pauses.size(), 50u);
+    EXPECT_EQ(*pauses.begin(), 50u);
+    EXPECT_EQ(*pauses.rbegin(), 99u);
 }
 
 TEST_F(ScheduleTest, RecordsThatCannotBeReservedAreSaidNotToBeHad)
