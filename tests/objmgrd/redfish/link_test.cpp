@@ -33,6 +33,25 @@ TEST(Link, Origin)
         EXPECT_EQ(Parsed(url), "(refused)") << url;
 }
 
+TEST(Link, HostsAndPortsFromBothSides)
+{
+    EXPECT_EQ(Parsed("https://AZ.az-09_x"), "https://az.az-09_x");
+    for (const char outside : {'@', '[', '`', '{', ',', ';', ' ', '%', '\x7f', '\xe4'})
+        EXPECT_EQ(Parsed((std::string("https://a") + outside + "b").c_str()), "(refused)")
+            << outside;
+    EXPECT_EQ(Parsed(("https://" + std::string(253, 'a')).c_str()),
+              "https://" + std::string(253, 'a'));
+    EXPECT_EQ(Parsed(("https://" + std::string(254, 'a')).c_str()), "(refused)");
+    EXPECT_EQ(Parsed("https://a:1"), "https://a:1");
+    EXPECT_EQ(Parsed("https://a:00443"), "https://a");
+    EXPECT_EQ(Parsed("https://a:000443"), "(refused)");
+    EXPECT_EQ(Parsed("https://a:4/3"), "(refused)");
+    EXPECT_EQ(Parsed("https://a:4:3"), "(refused)");
+    EXPECT_EQ(Parsed("https://[::1]x"), "(refused)");
+    EXPECT_EQ(Parsed("https://[::1]:"), "(refused)");
+    EXPECT_EQ(Parsed("https://[::1]"), "https://[::1]");
+}
+
 TEST(Link, Loopback)
 {
     for (const char *host : {"127.0.0.1", "127.9.9.9", "::1", "localhost"})

@@ -70,6 +70,21 @@ TEST_F(LogMap, OtherLogsAreNot)
     EXPECT_EQ(Chosen({"S {'Id': 'SELECT'}", "M {'Id': 'BmcSEL'}"}), "/1");
 }
 
+TEST_F(LogMap, NumbersOfSensorsFromBothSides)
+{
+    for (const auto &[number, text] : {std::pair("0", "Fan 0"),
+                                       {"1.9", "Fan 1"},
+                                       {"1e9", "Fan 1000000000"},
+                                       {"-1", "Fan"},
+                                       {"1000000001", "Fan"},
+                                       {"'7'", "Fan"},
+                                       {"null", "Fan"}})
+        EXPECT_EQ(
+            Entry(("{'SensorType': 'Fan', 'SensorNumber': " + std::string(number) + "}").c_str())
+                .description,
+            text);
+}
+
 TEST_F(LogMap, TimesAreUtc)
 {
     EXPECT_EQ(RedfishTime("1970-01-01T00:00:00Z"), 0);
