@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace
 {
 
@@ -82,6 +84,29 @@ TEST(Json, OneBadTextDoesNotCostTheOthers)
     EXPECT_EQ(NameIn("\xef\xbb\xbf{\"Name\": \"A\"}"), "A");
     EXPECT_EQ(NameIn(R"({"Name": "A", "Big": 12345678901234567890123})"), "A");
     EXPECT_EQ(NameIn(R"({"Name": "A", "Name": "B"})"), "B");
+}
+
+TEST(Json, BytesOfCharactersFromBothSides)
+{
+    for (const char *whole :
+         {"\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
+          "\xef\xbf\xbe", "\xf0\x90\x80\x80", "\xf1\x80\x80\x80", "\xf4\x8f\xbf\xbf"})
+        EXPECT_EQ(Mended(whole), whole);
+    for (const char *bad :
+         {"\x80", "\xbf", "\xc1\xbf", "\xc2\xc0", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xe1\x80\xc2",
+          "\xf0\x8f\xbf\xbf", "\xf1\x80\x80\xc2", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff"})
+        EXPECT_EQ(Mended(bad), std::string(strlen(bad), '?'));
+    EXPECT_EQ(Mended("\xc2\x7f"), "?\x7f");
+    EXPECT_EQ(Mended("\xe1\x80"), "??");
+}
+
+TEST(Json, DigitsOfEscapesFromBothSides)
+{
+    for (const char digit : {'0', '9', 'a', 'f', 'A', 'F'})
+        EXPECT_EQ(Mended(std::string("\\udbf") + digit), "\\u003f") << digit;
+    for (const char other : {'/', ':', '@', '`', 'g', 'G'})
+        EXPECT_EQ(Mended(std::string("\\udbf") + other), std::string("\\udbf") + other) << other;
+    EXPECT_EQ(Mended("\\uD7FF\\u0000\\u0001"), "\\uD7FF\\u0020\\u0001");
 }
 
 TEST(Json, HalvesOfPairsFromBothSides)
