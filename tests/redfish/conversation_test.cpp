@@ -16,6 +16,8 @@ const std::string kSessions = std::string(kRoot) + "/SessionService/Sessions";
 const std::string kEntries = std::string(kRoot) + "/Managers/M1/LogServices/SEL/Entries";
 const std::string kReset = kSystem + "/Actions/ComputerSystem.Reset";
 
+std::atomic<u64> standingMs;
+
 class RedfishConversationTest : public testing::Test
 {
 protected:
@@ -32,6 +34,14 @@ protected:
         return file;
     }
     void Read() { Read(Settings()); }
+    // On a clock that stands.
+    void ReadStanding()
+    {
+        standingMs = 1'000'000;
+        reader =
+            std::make_unique<Reader>(Settings(), PasswordFile(), [] { return standingMs.load(); });
+        ASSERT_TRUE(reader->Settles()) << reader->Why();
+    }
     void Read(const RedfishSettings &settings)
     {
         reader = std::make_unique<Reader>(settings, PasswordFile());
@@ -701,6 +711,28 @@ TEST_F(RedfishConversationTest, WhereAResetLeavesNoSignItsAcceptanceCounts)
     EXPECT_EQ(reader->Do(OrderKind::Reset, 5000), "1 0");
 }
 
+// Three seconds without a sign, on a clock that stands.
+TEST_F(RedfishConversationTest, HowLongASignOfAResetIsAwaited)
+{
+    for (const u64 waitMs : {2999u, 3000u}) {
+        SimOptions options;
+        options.lastReset = false;
+        Serve(options);
+        ReadStanding();
+        const u64 ticket = reader->Give(OrderKind::Reset, 60'000);
+        ASSERT_TRUE(WaitUntil([&] { return !service->Actions().empty(); }));
+        SleepMs(300);  // until the acceptance has come
+        EXPECT_EQ(reader->AnswerOf(ticket), "");
+        service->ForgetRequests();
+        standingMs += waitMs;
+        // One look at the state for it and one of its own, on which the clock stands again.
+        ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", kSystem) >= 2; }));
+        SleepMs(300);
+        EXPECT_EQ(reader->AnswerOf(ticket), waitMs < 3000 ? "" : "0 0");
+        reader.reset();
+    }
+}
+
 TEST_F(RedfishConversationTest, EmptyCollectionsOfARestartedControllerAreNotBelieved)
 {
     ReadAll();
@@ -819,6 +851,46 @@ TEST_F(RedfishConversationTest, AChassisThatCannotBeReadKeepsItsSensors)
             EXPECT_EQ(reader->Sensors(), kSevenSensors) << path;
             reader.reset();
         }
+    }
+}
+
+// ... also where another document tells of sensors of that kind.
+TEST_F(RedfishConversationTest, ADocumentThatCannotBeReadKeepsTheListThatStandsInIt)
+{
+    const struct {
+        const char *document;
+        const char *member;
+        const char *field;
+        const char *json;
+        std::string key;
+        const char *property;
+        const char *text;
+    } rows[] = {{"/ThermalSubsystem", "/ThermalSubsystem/Fans/1", "SpeedPercent/SpeedRPM", "4321",
+                 SensorKey(3), "Reading", "4321"},
+                {"/PowerSubsystem", "/PowerSubsystem/PowerSupplies/1", "PowerCapacityWatts", "950",
+                 PowerSupplyKey(1), "PowerSupplyWattage", "950"}};
+    for (const auto &row : rows) {
+        SimOptions options;
+        options.older = true;
+        options.expand = SimExpand::Ignored;
+        Serve(options);
+        // Nothing else is read from it, which would bring the list back.
+        service->SetMember(kChassis + "/ThermalSubsystem", "FanRedundancy", "");
+        Read();
+        ASSERT_TRUE(reader->Settles()) << reader->Why();
+        SimFault fault;
+        fault.status = 500;
+        service->SetFault(kChassis + row.document, fault);
+        service->SetPower(false);
+        reader->Becomes(kSystemClass, "PowerStatus", "OFF");
+        service->ForgetRequests();
+        service->SetPower(true);  // discovery follows
+        ASSERT_TRUE(
+            WaitUntil([&] { return service->Count("GET", std::string(kRoot) + "/Chassis") >= 1; }));
+        service->SetMember(kChassis + row.member, row.field, row.json);
+        reader->Becomes(row.key, row.property, row.text);
+        EXPECT_EQ(reader->Text(SensorKey(3), "Name"), "Fan 1") << reader->Sensors();
+        reader.reset();
     }
 }
 
@@ -978,6 +1050,20 @@ TEST_F(RedfishConversationTest, SeveralRequestsOfAnEndedSessionAreOneLogin)
         EXPECT_EQ(service->Count("POST", kSessions), logins);
     }
     EXPECT_EQ(reader->Why(), "");
+}
+
+// Nothing else has to be told with the answer.
+TEST_F(RedfishConversationTest, WithoutAServiceAnOrderFailsAtOnce)
+{
+    Serve();
+    ReadStanding();
+    service.reset();
+    reader->Void();  // as the watch over it does
+    ASSERT_TRUE(WaitUntil([&] { return !reader->Why().empty(); }));
+    for (u32 i = 0; i < 2; ++i) {
+        SleepMs(300);
+        EXPECT_EQ(reader->Do(OrderKind::Stop), "1 0");
+    }
 }
 
 TEST_F(RedfishConversationTest, OnlyWhatTheServiceAllows)

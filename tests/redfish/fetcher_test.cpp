@@ -2,42 +2,20 @@
 // Tests of objmgrd/redfish/fetcher on a simulated service.
 #include "objmgrd/redfish/fetcher.h"
 
-#include "redfish/reader.h"
-#include "support/objmgr_process.h"
-
-#include <fstream>
-#include <sys/stat.h>
+#include "redfish/fetching.h"
 
 namespace
 {
 
-u64 gNowMs = 1'000'000;
-
-u64 StandingClock()
-{
-    return gNowMs;
-}
-
 const std::string kSensors = "/redfish/v1/Chassis/C1/Sensors/";
 
-class FetcherTest : public testing::Test
+class FetcherTest : public Fetching
 {
 protected:
-    FetcherTest()
-        : service_(Options()), password_(kRedfishPasswordMax, "this service"),
-          settings_(QuickSettings(service_, directory_.Path() + "/session")),
-          fetcher_(&settings_, &password_, StandingClock)
-    {
-        const std::string file = directory_.Path() + "/password";
-        std::ofstream(file) << SimService::kPassword << "\n";
-        chmod(file.c_str(), 0600);
-        EXPECT_EQ(password_.Read(file), "");
-        fetcher_.SetLogin(HttpLogin::Basic, "");
-    }
+    FetcherTest() : Fetching(Options()) {}
     static SimOptions Options()
     {
         SimOptions options;
-        options.auth = SimAuth::Basic;
         options.temperatures = 12;
         options.delayMs = 60;
         return options;
@@ -54,15 +32,27 @@ protected:
         EXPECT_EQ(good, 12u);
         return service_.MostAtOnce();
     }
-
-    TestDirectory directory_;
-    SimService service_;
-    Password password_;
-    RedfishSettings settings_;
-    Fetcher fetcher_;
 };
 
 }  // namespace
+
+// One quick answer among the first looks like a service that answers one after the other.
+TEST_F(FetcherTest, WhereOneByOneIsNoQuickerFourAreAskedAtATimeAgain)
+{
+    service_.Change([](SimOptions *options) { options->delayMs = 0; });
+    SimFault fault;
+    fault.delayMs = 150;
+    service_.SetFault("", fault);
+    fault.delayMs = 5;
+    service_.SetFault(kSensors + "Temp1", fault);
+    for (const u32 limit : {1u, 4u, 4u}) {
+        std::vector<std::string> links(15, kSensors + "Temp2");
+        links.insert(links.begin(), kSensors + "Temp1");
+        for (const Got &got : fetcher_.GetAll(links))
+            EXPECT_TRUE(got.Good());
+        EXPECT_EQ(fetcher_.Limit(), limit);
+    }
+}
 
 TEST_F(FetcherTest, OnePlaceStaysFreeForSomeTimesAsLongAsASlowAnswerTook)
 {
@@ -72,9 +62,9 @@ TEST_F(FetcherTest, OnePlaceStaysFreeForSomeTimesAsLongAsASlowAnswerTook)
     service_.SetFault("/redfish/v1/slow", fault);
     fetcher_.Get("/redfish/v1/slow");
     EXPECT_EQ(AtOnce(), 3u);
-    gNowMs += 3500;
+    fetchingNowMs += 3500;
     EXPECT_EQ(AtOnce(), 3u);
     // It took four seconds at the most.
-    gNowMs += 12'500;
+    fetchingNowMs += 12'500;
     EXPECT_EQ(AtOnce(), 4u);
 }

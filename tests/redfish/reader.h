@@ -33,12 +33,13 @@ inline RedfishSettings QuickSettings(const SimService &service, const std::strin
 class Reader
 {
 public:
-    Reader(const RedfishSettings &settings, const std::string &passwordFile)
-        : password_(std::make_shared<Password>(kRedfishPasswordMax, "this service"))
+    Reader(const RedfishSettings &settings, const std::string &passwordFile,
+           BackgroundClock clock = ClockMs)
+        : clock_(clock), password_(std::make_shared<Password>(kRedfishPasswordMax, "this service"))
     {
         EXPECT_EQ(password_->Read(passwordFile), "");
         conversation_ =
-            std::make_unique<RedfishConversation>(settings, password_, &mailbox_, ClockMs);
+            std::make_unique<RedfishConversation>(settings, password_, &mailbox_, clock_);
         thread_ = std::thread([this] {
             while (!mailbox_.Stopped()) {
                 const u32 ms = conversation_->Step();
@@ -124,21 +125,28 @@ public:
     // Gives an order and waits for its answer: "0 0" is done, "1 0" failed.
     std::string Do(OrderKind kind, u64 limitMs = 10'000)
     {
+        const u64 ticket = Give(kind, limitMs);
+        WaitUntil([&] { return !AnswerOf(ticket).empty(); });
+        return AnswerOf(ticket);
+    }
+    // Gives it; AnswerOf is "" until there is one.
+    u64 Give(OrderKind kind, u64 limitMs)
+    {
         Order order;
         order.ticket = nextTicket_++;
         order.kind = kind;
-        order.dueMs = ClockMs() + limitMs;
+        order.dueMs = clock_() + limitMs;
         EXPECT_TRUE(mailbox_.Give(order));
-        std::string answer;
-        WaitUntil([&] {
-            Take();
-            for (const ProviderAnswer &one : answers_) {
-                if (one.ticket == order.ticket)
-                    answer = std::to_string(one.status) + " " + std::to_string(one.result);
-            }
-            return !answer.empty();
-        });
-        return answer;
+        return order.ticket;
+    }
+    std::string AnswerOf(u64 ticket)
+    {
+        Take();
+        for (const ProviderAnswer &one : answers_) {
+            if (one.ticket == ticket)
+                return std::to_string(one.status) + " " + std::to_string(one.result);
+        }
+        return "";
     }
 
 private:
@@ -164,6 +172,7 @@ private:
             lines_ += line.text + "\n";
     }
 
+    const BackgroundClock clock_;
     Mailbox mailbox_;
     std::shared_ptr<Password> password_;
     std::unique_ptr<RedfishConversation> conversation_;
