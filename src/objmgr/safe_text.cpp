@@ -2,6 +2,8 @@
 // safe_text.cpp -- which texts may be shown on a terminal.
 #include "objmgr/safe_text.h"
 
+#include <string.h>
+
 static size_t LengthByLead(u8 lead)
 {
     if (lead < 0x80)
@@ -51,14 +53,34 @@ size_t SafeTextCharacter(const char *text, size_t left, bool *safe)
     return length;
 }
 
+// Whether all eight bytes are printable ASCII: none has its highest bit, is below a blank or DEL.
+// Where none has its highest bit, no byte but one below a blank borrows from the next.
+static bool ArePlain(u64 bytes)
+{
+    static constexpr u64 kEach = 0x0101010101010101;
+    return ((bytes | (bytes - 0x20 * kEach) | (bytes + kEach)) & 0x80 * kEach) == 0;
+}
+
+// Each text is looked at when its record is first read.
+size_t SafeTextPlain(const char *text, size_t length)
+{
+    size_t at = 0;
+    u64 bytes;
+    for (; length - at >= sizeof(bytes); at += sizeof(bytes)) {
+        memcpy(&bytes, text + at, sizeof(bytes));
+        if (!ArePlain(bytes))
+            break;
+    }
+    while (at < length && text[at] >= 0x20 && text[at] < 0x7f)
+        ++at;
+    return at;
+}
+
 bool SafeTextIsSafe(const char *text, size_t length)
 {
     bool safe = true;
     for (size_t at = 0; safe && at < length;) {
-        // Nearly every text is printable ASCII, and each is looked at when its record is first
-        // read.
-        while (at < length && text[at] >= 0x20 && text[at] < 0x7f)
-            ++at;
+        at += SafeTextPlain(text + at, length - at);
         if (at < length)
             at += SafeTextCharacter(text + at, length - at, &safe);
     }

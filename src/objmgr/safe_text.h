@@ -15,6 +15,10 @@
 // a control character.
 size_t SafeTextCharacter(const char *text, size_t left, bool *safe);
 
+// How many of the `length` bytes at `text` come before the first that is no printable ASCII
+// character; those are safe.
+size_t SafeTextPlain(const char *text, size_t length);
+
 // Whether all `length` bytes at `text` are safe. There need not be a NUL behind them.
 bool SafeTextIsSafe(const char *text, size_t length);
 

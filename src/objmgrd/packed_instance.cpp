@@ -5,12 +5,20 @@
 #include "objmgr/safe_text.h"
 #include "objmgr/schema.h"
 
+#include <algorithm>
 #include <endian.h>
+#include <string_view>
 
 std::string StoreSafeText(const std::string &text)
 {
     std::string safeText;
     for (size_t at = 0; at < text.size();) {
+        // Nearly every text is nothing else.
+        const size_t plain = SafeTextPlain(text.data() + at, text.size() - at);
+        safeText.append(text, at, std::min(plain, kStoreTextMax - safeText.size()));
+        at += plain;
+        if (at == text.size())
+            break;
         bool safe = false;
         const size_t length = SafeTextCharacter(text.data() + at, text.size() - at, &safe);
         if (safeText.size() + (safe ? length : 1) > kStoreTextMax)
@@ -32,12 +40,12 @@ static bool IsPropertyName(const std::string &name)
 
 // Properties that the shell reads for every instance of a walk, or before anything else. A reader
 // goes through a record from its beginning, so these come first.
-static constexpr const char *kFirstNames[] = {kPropertyType, kPropertyFormat, kPropertyPowerStatus,
-                                              kPropertyServiceTag, kPropertyNumRecords};
+static constexpr std::string_view kFirstNames[] = {
+    kPropertyType, kPropertyFormat, kPropertyPowerStatus, kPropertyServiceTag, kPropertyNumRecords};
 
 static bool IsFirstName(const std::string &name)
 {
-    for (const char *first : kFirstNames) {
+    for (const std::string_view first : kFirstNames) {
         if (name == first)
             return true;
     }
@@ -63,7 +71,7 @@ static void AppendProperty(std::string *packed, const PropertyValue &property)
 std::string PackProperties(const std::vector<PropertyValue> &properties)
 {
     std::string packed;
-    for (const char *first : kFirstNames) {
+    for (const std::string_view first : kFirstNames) {
         for (const PropertyValue &property : properties) {
             if (property.name == first)
                 AppendProperty(&packed, property);

@@ -90,3 +90,27 @@ TEST(SafeText, OneBadCharacterAnywhereMakesATextUnsafe)
     EXPECT_FALSE(isSafe("a\xe2\x82"));
     EXPECT_FALSE(isSafe(std::string("a\0b", 3)));
 }
+
+TEST(SafeText, PlainIsPrintableAscii)
+{
+    const auto plain = [](const std::string &text) {
+        std::unique_ptr<char[]> copy(new char[text.size()]);
+        memcpy(copy.get(), text.data(), text.size());
+        return SafeTextPlain(copy.get(), text.size());
+    };
+    EXPECT_EQ(plain(""), 0u);
+    // Every byte at every place among eight, and behind them.
+    for (u32 byte = 0; byte <= 0xff; ++byte) {
+        for (size_t at = 0; at < 19; ++at) {
+            std::string text(19, 'x');
+            text[at] = static_cast<char>(byte);
+            EXPECT_EQ(plain(text), byte >= 0x20 && byte <= 0x7e ? 19 : at) << byte;
+            EXPECT_EQ(SafeTextIsSafe(text.data(), text.size()), byte >= 0x20 && byte <= 0x7e)
+                << byte;
+        }
+    }
+    // A bad byte does not hide the one before or behind it.
+    EXPECT_EQ(plain(" ~ ~ ~ \x1f\x20"), 7u);
+    EXPECT_EQ(plain("x\x7f\xff\x1f\x20xxx"), 1u);
+    EXPECT_EQ(plain("xxxxxxxxx\xff\x7f"), 9u);
+}

@@ -42,6 +42,8 @@ TEST(StoreSafeText, LongTextIsCutAtAWholeCharacter)
     const std::string longest(1023, 'x');
     EXPECT_EQ(StoreSafeText(longest), longest);
     EXPECT_EQ(StoreSafeText(longest + "y"), longest);
+    EXPECT_EQ(StoreSafeText(longest + "\n"), longest);
+    EXPECT_EQ(StoreSafeText("\n" + longest), "?" + longest.substr(1));
     const std::string before(1021, 'x');
     EXPECT_EQ(StoreSafeText(before + "\xc3\xa9z"), before + "\xc3\xa9");
     EXPECT_EQ(StoreSafeText(before + "\xe2\x82\xac"), before);
