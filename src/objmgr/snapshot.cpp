@@ -66,16 +66,16 @@ static size_t StatesOf(u32 size)
 static Snapshot *MakeRoom(u32 size)
 {
     const size_t wanted = ImageAlign(size) + StatesOf(size);
+    const size_t pages = (wanted + kImageHeadSize - 1) / kImageHeadSize * kImageHeadSize;
     if (sNewest != nullptr && sNewest->users == 0) {
         Snapshot *reused = sNewest;
         sNewest = nullptr;
-        if (reused->mapped >= wanted && reused->mapped / 4 <= wanted)
+        if (reused->mapped >= pages && reused->mapped / 4 <= pages)
             return reused;
         Unmap(reused);
     }
     sNewest = nullptr;
     Snapshot *free = FindUnused();
-    const size_t pages = (wanted + kImageHeadSize - 1) / kImageHeadSize * kImageHeadSize;
     void *memory = mmap(nullptr, pages, PROT_READ | PROT_WRITE,
                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (memory == MAP_FAILED)
