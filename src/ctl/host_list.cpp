@@ -56,7 +56,8 @@ std::string Padded(u64 number, size_t width)
 }
 
 // Appends what one range of a group stands for. "" or what is wrong.
-std::string ExpandRange(std::string_view range, std::vector<std::string> *texts)
+std::string ExpandRange(std::string_view range, const HostListLimits &limits,
+                        std::vector<std::string> *texts)
 {
     std::string_view rest = range;
     const std::string_view first = TakeDigits(&rest);
@@ -79,7 +80,7 @@ std::string ExpandRange(std::string_view range, std::vector<std::string> *texts)
         return "a range ends before it begins: " + shown;
     if (by == 0)
         return "a step of nothing: " + shown;
-    if ((to - from) / by >= kHostListMost - texts->size())
+    if ((to - from) / by >= limits.names - texts->size())
         return "too many names: " + shown;
     for (u64 number = from;; number += by) {
         texts->push_back(Padded(number, first.size()));
@@ -89,11 +90,12 @@ std::string ExpandRange(std::string_view range, std::vector<std::string> *texts)
 }
 
 // What the inside of one pair of brackets stands for.
-std::string ExpandGroup(std::string_view inside, std::vector<std::string> *texts)
+std::string ExpandGroup(std::string_view inside, const HostListLimits &limits,
+                        std::vector<std::string> *texts)
 {
     for (;;) {
         const size_t comma = inside.find(',');
-        std::string wrong = ExpandRange(inside.substr(0, comma), texts);
+        std::string wrong = ExpandRange(inside.substr(0, comma), limits, texts);
         if (!wrong.empty() || comma == std::string_view::npos)
             return wrong;
         inside.remove_prefix(comma + 1);
@@ -101,9 +103,10 @@ std::string ExpandGroup(std::string_view inside, std::vector<std::string> *texts
 }
 
 // Every one of `names` followed by every one of `texts`.
-std::string Combine(const std::vector<std::string> &texts, std::vector<std::string> *names)
+std::string Combine(const std::vector<std::string> &texts, const HostListLimits &limits,
+                    std::vector<std::string> *names)
 {
-    if (texts.size() > kHostListMost / names->size())
+    if (texts.size() > limits.names / names->size())
         return "too many names";
     std::vector<std::string> combined;
     combined.reserve(texts.size() * names->size());
@@ -111,7 +114,7 @@ std::string Combine(const std::vector<std::string> &texts, std::vector<std::stri
     for (const std::string &name : *names) {
         for (const std::string &text : texts) {
             bytes += name.size() + text.size();
-            if (name.size() + text.size() > kHostNameMost || bytes > kHostListBytesMost)
+            if (name.size() + text.size() > kHostNameMost || bytes > limits.bytes)
                 return "a name or a list is too long";
             combined.push_back(name + text);
         }
@@ -120,7 +123,8 @@ std::string Combine(const std::vector<std::string> &texts, std::vector<std::stri
     return "";
 }
 
-std::string ExpandPart(std::string_view part, std::vector<std::string> *names)
+std::string ExpandPart(std::string_view part, const HostListLimits &limits,
+                       std::vector<std::string> *names)
 {
     const std::string shown(part);
     *names = {""};
@@ -131,7 +135,7 @@ std::string ExpandPart(std::string_view part, std::vector<std::string> *names)
             const size_t end = part.find(']');
             if (end == std::string_view::npos)
                 return "a bracket is not closed: " + shown;
-            wrong = ExpandGroup(part.substr(0, end), &texts);
+            wrong = ExpandGroup(part.substr(0, end), limits, &texts);
             part.remove_prefix(end + 1);
         } else {
             const size_t length = std::min(part.find('['), part.size());
@@ -142,7 +146,7 @@ std::string ExpandPart(std::string_view part, std::vector<std::string> *names)
             part.remove_prefix(length);
         }
         if (wrong.empty())
-            wrong = Combine(texts, names);
+            wrong = Combine(texts, limits, names);
         if (!wrong.empty())
             return wrong;
     }
@@ -177,7 +181,8 @@ std::string_view WithoutBlanks(std::string_view text)
     return text;
 }
 
-std::string ExpandAll(std::string_view list, std::vector<std::string> *names)
+std::string ExpandAll(std::string_view list, const HostListLimits &limits,
+                      std::vector<std::string> *names)
 {
     std::unordered_set<std::string> seen;
     size_t written = 0;
@@ -185,7 +190,7 @@ std::string ExpandAll(std::string_view list, std::vector<std::string> *names)
     for (;;) {
         const size_t length = PartLength(list);
         std::vector<std::string> part;
-        std::string wrong = ExpandPart(WithoutBlanks(list.substr(0, length)), &part);
+        std::string wrong = ExpandPart(WithoutBlanks(list.substr(0, length)), limits, &part);
         if (!wrong.empty())
             return wrong;
         written += part.size();
@@ -194,7 +199,7 @@ std::string ExpandAll(std::string_view list, std::vector<std::string> *names)
             if (seen.insert(name).second)
                 names->push_back(std::move(name));
         }
-        if (written > kHostListMost || bytes > kHostListBytesMost)
+        if (written > limits.names || bytes > limits.bytes)
             return "too many names";
         if (length == list.size())
             return "";
@@ -272,12 +277,13 @@ bool SameGroup(const Numbered &a, const Numbered &b)
 
 }  // namespace
 
-std::string HostListExpand(std::string_view list, std::vector<std::string> *names)
+std::string HostListExpand(std::string_view list, std::vector<std::string> *names,
+                           const HostListLimits &limits)
 {
     names->clear();
-    if (list.size() > 2 * kHostListBytesMost)
+    if (list.size() > 2 * limits.bytes)
         return "the list is too long";
-    std::string wrong = ExpandAll(list, names);
+    std::string wrong = ExpandAll(list, limits, names);
     if (!wrong.empty())
         names->clear();
     return wrong;

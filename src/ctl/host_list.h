@@ -24,9 +24,15 @@ constexpr size_t kHostNameMost = 255;           // bytes of one name: what a fil
 constexpr size_t kHostNumberMost = 18;          // digits of one number
 constexpr size_t kHostListBytesMost = 1 << 20;  // bytes of all names together
 
+struct HostListLimits {
+    size_t names = kHostListMost;
+    size_t bytes = kHostListBytesMost;
+};
+
 // Writes out a list: *names gets each name once, in the order of its first place. Returns "" or,
 // with *names empty, what is wrong ("a range ends before it begins: [9-1]"), for one line.
-std::string HostListExpand(std::string_view list, std::vector<std::string> *names);
+std::string HostListExpand(std::string_view list, std::vector<std::string> *names,
+                           const HostListLimits &limits = {});
 
 // The shortest list of these names that this can find: "n[01-16]-mgmt,db1". Names that differ in
 // more than their last number are not folded into one part. HostListExpand gives the same names,

@@ -115,6 +115,28 @@ TEST(HostList, LimitsFromBothSides)
     EXPECT_EQ(Wrong(std::string(250, 'n') + "[0-60000]"), "a name or a list is too long");
 }
 
+TEST(HostList, SmallerLimits)
+{
+    const HostListLimits limits = {4, 12};
+    const auto expand = [&](std::string_view list) {
+        Names names;
+        const std::string wrong = HostListExpand(list, &names, limits);
+        return wrong + ": " + std::to_string(names.size());
+    };
+    EXPECT_EQ(expand("n[1-4]"), ": 4");
+    EXPECT_EQ(expand("n[1-5]"), "too many names: [1-5]: 0");
+    EXPECT_EQ(expand("[1-2][1-2]"), ": 4");
+    EXPECT_EQ(expand("[1-2][1-3]"), "too many names: 0");
+    EXPECT_EQ(expand("n[1-3],m"), ": 4");
+    EXPECT_EQ(expand("n[1-3],m,n1"), "too many names: 0");
+    EXPECT_EQ(expand("nnn[0-2]"), ": 3");
+    EXPECT_EQ(expand("nnn[8-10]"), "a name or a list is too long: 0");
+    EXPECT_EQ(expand("nnn[0-1],nnnn"), ": 3");
+    EXPECT_EQ(expand("nnn[0-1],nnnnn"), "too many names: 0");
+    EXPECT_EQ(expand(std::string(23, ' ') + "n"), ": 1");
+    EXPECT_EQ(expand(std::string(24, ' ') + "n"), "the list is too long: 0");
+}
+
 TEST(HostList, Folds)
 {
     EXPECT_EQ(HostListFold({}), "");
