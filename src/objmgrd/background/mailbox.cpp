@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -47,10 +48,10 @@ Mailbox::~Mailbox()
 News Mailbox::Take()
 {
     const std::lock_guard lock(mutex_);
+    if (!std::exchange(newsRaised_, false))
+        return News();
     Lower(newsFd_);
-    News taken = std::move(news_);
-    news_ = News();
-    return taken;
+    return std::exchange(news_, News());
 }
 
 bool Mailbox::Give(const Order &order)
@@ -107,7 +108,8 @@ void Mailbox::Post(u32 generation, News news)
         if (news_.lines.size() < kMailboxLinesMax)
             news_.lines.push_back(std::move(line));
     }
-    Raise(newsFd_);
+    if (!std::exchange(newsRaised_, true))
+        Raise(newsFd_);
 }
 
 bool Mailbox::NextOrder(Order *order)

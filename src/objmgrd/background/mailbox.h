@@ -103,6 +103,7 @@ private:
     const int wakeFd_;
     std::mutex mutex_;
     News news_;
+    bool newsRaised_ = false;  // newsFd_ is readable
     std::deque<Order> orders_;
     u64 inHand_ = 0;  // the order that was given out last; 0: nobody waits for it
     std::shared_ptr<const CallerLink> inHandLink_;

@@ -46,6 +46,10 @@ TEST(Mailbox, NewsMakesItReadableUntilTaken)
     EXPECT_FALSE(news.changes.at("b").has_value());
     ASSERT_EQ(news.answers.size(), 1u);
     EXPECT_TRUE(box.Take().changes.empty());
+    box.Post(0, Change("c", 0));
+    EXPECT_TRUE(IsReadable(box.Fd()));
+    EXPECT_EQ(box.Take().changes.size(), 1u);
+    EXPECT_FALSE(IsReadable(box.Fd()));
 }
 
 TEST(Mailbox, NothingOfAnOlderGenerationIsTaken)
