@@ -100,14 +100,6 @@ void ForgetSession()
 
 }  // namespace
 
-// A shell allocates and frees 64 KiB for every line that it prints: a small quarantine keeps that
-// memory warm, and short stacks tell where it came from.
-extern "C" const char *__asan_default_options()
-{
-    return "quarantine_size_mb=4:thread_local_quarantine_size_kb=64:malloc_context_size=6:"
-           "max_malloc_fill_size=0";
-}
-
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     setenv("ZORTRACE", "/dev/null", 1);
