@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // fuzz_readings.cpp -- any bytes as what a BMC answers to everything that is read from it.
 //
-// Each answer takes one byte for its completion code (even: done), one for its length, and the
-// data. What is behind the end is not answered: the conversation must come to rest, and nothing
+// Each answer takes one byte for its completion code (below 0x80: done), one for its length, and
+// the data. What is behind the end is not answered: the conversation must come to rest, and nothing
 // that it gives the store may be wrong for clients.
 #include "ipmi_instance.h"
 #include "objmgrd/ipmi/ipmi_conversation.h"
@@ -39,7 +39,7 @@ public:
         if (left_ < 2)
             return left_ = 0, answer;
         answer.came = true;
-        answer.code = data_[0] % 2 == 0 ? kBmcDone : data_[0];
+        answer.code = data_[0] < 0x80 ? kBmcDone : data_[0];
         answer.size = static_cast<u8>(std::min<size_t>(data_[1], left_ - 2));
         std::copy_n(data_ + 2, answer.size, answer.data);
         data_ += 2 + answer.size;
@@ -55,7 +55,7 @@ private:
 };
 
 // Behind the end of the answers: a silent BMC is tried again by then.
-constexpr u32 kStepsAfter = 60;
+constexpr u32 kStepsAfter = 16;
 
 }  // namespace
 
