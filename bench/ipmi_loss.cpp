@@ -7,7 +7,9 @@
 // 3) machines side by side, each with a simulated BMC (OpenIPMI's ipmi_sim), a relay and a service
 // of its own. Before that, what the network costs a first reading of everything, on a service that
 // starts without stored records. What each command did is told by what the BMC did to its host and
-// by what the relay passed on, never by the service. Columns:
+// by what the relay passed on, never by the service. A row of all commands, and one of each kind:
+// start and stop say which state is wanted and are sent again, reset and cycle are sent once.
+// Columns:
 //
 //   said done   the shell says that it was done
 //   request     failed: the request was lost (of an on or off each time that it was sent), and the
@@ -16,8 +18,8 @@
 //   other       failed, though request and reply went through, or nothing was sent: a fault
 //   wrong       said to be done and was not, or done more than once, or a reset that was sent more
 //               than once, or failed though the power state was to be had: a fault
+//   longest     command, in seconds
 //   void        the service took the BMC for lost: a fault
-//   longest     of all commands, in seconds
 //   pause       the longest between two readings of sensors, in seconds
 //   first       the first reading of everything, in seconds: median and longest
 //
@@ -65,15 +67,32 @@ constexpr Network kNetworks[] = {
     {"5 % lost, 20 ms a reply", {.lossPercent = 5, .delayMs = 20}},
 };
 
-struct Result {
+constexpr u32 kKinds = 4;
+
+struct Counts {
     u32 commands = 0;
     u32 done = 0;
     u32 requestLost = 0;
     u32 replyLost = 0;
     u32 other = 0;
     u32 wrong = 0;
-    u32 voids = 0;
     u32 longestMs = 0;
+
+    void Add(const Counts &more)
+    {
+        commands += more.commands;
+        done += more.done;
+        requestLost += more.requestLost;
+        replyLost += more.replyLost;
+        other += more.other;
+        wrong += more.wrong;
+        longestMs = std::max(longestMs, more.longestMs);
+    }
+};
+
+struct Result {
+    Counts kinds[kKinds];
+    u32 voids = 0;
     u32 pauseMs = 0;
     u32 firstMs[kFirstReadings] = {};
 };
@@ -129,18 +148,27 @@ BmcServiceOptions OptionsFor(const ServiceLog &log)
             .errors = log.Fd()};
 }
 
-std::string Shell(const Programs &programs, const char *line)
+// One line that is the whole command, or lines that are typed.
+std::string Shell(const Programs &programs, const char *text)
 {
+    int input[2];
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
+    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(ends, O_CLOEXEC) != 0)
         Fail("no pipe");
+    const bool typed = strchr(text, '\n') != nullptr;
+    if (typed && write(input[1], text, strlen(text)) != static_cast<ssize_t>(strlen(text)))
+        Fail("no room in a pipe");
+    close(input[1]);
     const pid_t pid = fork();
     if (pid == 0) {
-        dup2(open("/dev/null", O_RDWR), STDIN_FILENO);
+        dup2(input[0], STDIN_FILENO);
         dup2(ends[1], STDOUT_FILENO);
-        execl(programs.shell, programs.shell, line, nullptr);
+        const std::string login = std::string(programs.shell) + "-login";
+        typed ? execl(login.c_str(), login.c_str(), nullptr)
+              : execl(programs.shell, programs.shell, text, nullptr);
         _exit(127);
     }
+    close(input[0]);
     close(ends[1]);
     std::string all;
     char part[4096];
@@ -152,18 +180,25 @@ std::string Shell(const Programs &programs, const char *line)
 }
 
 struct CommandRow {
+    const char *name;
     const char *line;
-    const char *done;
+    const char *done;    // in what the shell says
     const char *action;  // of the BMC
-    bool needsOn;
     bool changesState;
 };
 
-constexpr CommandRow kCommands[] = {
-    {"reset /system1", "system was reset successfully.\n", "reset 1\n", true, false},
-    {"stop /system1", "system was stopped successfully.\n", "power 0\n", true, true},
-    {"start /system1", "system was started successfully.\n", "power 1\n", false, true},
+// In the order that they are given in, beginning anew whenever the power is on.
+constexpr CommandRow kCommands[kKinds] = {
+    {"reset", "reset /system1", "system was reset successfully.\n", "reset 1\n", false},
+    {"cycle", "cd /system1/pwrmgtsvc1\nset powerstate=9\nexit\n", "Command completed successfully.",
+     "power 0\npower 1\n", false},
+    {"stop", "stop /system1", "system was stopped successfully.\n", "power 0\n", true},
+    {"start", "start /system1", "system was started successfully.\n", "power 1\n", true},
 };
+constexpr u32 kCycle = 1;
+constexpr u32 kStart = 3;
+// A power cycle is over after so long.
+constexpr i64 kActionLimitMs = 20'000;
 
 // The sensors are served all at once, when every one was read.
 u32 FirstReadingMs(const Programs &programs, const IpmiSim &bmc, u16 port)
@@ -182,7 +217,7 @@ u32 FirstReadingMs(const Programs &programs, const IpmiSim &bmc, u16 port)
 }
 
 void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
-                const CommandRow &row, ServiceLog *log, Result *result)
+                const CommandRow &row, ServiceLog *log, Counts *result)
 {
     bmc.ForgetActions();
     const u64 requests = relay.Requests(kIpmiChassisControl);
@@ -193,9 +228,15 @@ void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
     ++result->commands;
     const u64 sent = relay.Requests(kIpmiChassisControl) - requests;
     const u64 answered = relay.Delivered(kIpmiChassisControl) - replies;
-    const std::string did = bmc.Actions();
+    std::string did = bmc.Actions();
+    // The second half of a power cycle comes later.
+    while (!did.empty() && did != row.action && std::string(row.action).starts_with(did) &&
+           NowMs() - start < kActionLimitMs) {
+        SleepMs(20);
+        did = bmc.Actions();
+    }
     const bool once = did == row.action;
-    const bool done = said == row.done;
+    const bool done = said.find(row.done) != std::string::npos;
     result->done += done;
     const bool wrong = (done && !once) || (!done && once && row.changesState) ||
                        (!once && !did.empty()) || (sent > 1 && !row.changesState);
@@ -208,6 +249,16 @@ void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
     if (wrong || (!done && !(sent != 0 && answered == 0)))
         fprintf(stderr, "%s: said %s, did %s, sent %lu, answered %lu\n%s\n", row.line, said.c_str(),
                 did.c_str(), sent, answered, log->Text().c_str());
+}
+
+// The host is off in the middle of a power cycle, which may have been seen.
+void WaitUntilSeenOn(const Programs &programs)
+{
+    const i64 start = NowMs();
+    while (Shell(programs, "show -display properties=(powerstate) /system1/pwrmgtsvc1")
+                   .find("= 2\n") == std::string::npos &&
+           NowMs() - start < kActionLimitMs)
+        SleepMs(20);
 }
 
 Result RunLane(const Programs &programs, const Network &network, u32 commands, u32 lane)
@@ -229,12 +280,12 @@ Result RunLane(const Programs &programs, const Network &network, u32 commands, u
            std::string::npos)
         SleepMs(20);
     relay.ForgetCounts();
-    bool reset = false;
-    while (result.commands < commands) {
-        const bool on = bmc.PowerIsOn();
-        reset = on ? !reset : reset;
-        const CommandRow &row = !on ? kCommands[2] : kCommands[reset ? 0 : 1];
-        RunCommand(programs, bmc, relay, row, &log, &result);
+    for (u32 i = 0, kind = kStart; i < commands; ++i) {
+        const u32 next = (kind + 1) % kKinds;
+        kind = !bmc.PowerIsOn() ? kStart : next == kStart ? 0 : next;
+        RunCommand(programs, bmc, relay, kCommands[kind], &log, &result.kinds[kind]);
+        if (kind == kCycle)
+            WaitUntilSeenOn(programs);
     }
     result.pauseMs = relay.LongestPauseMs(kIpmiSensorReading);
     result.voids = static_cast<u32>(CountOf(log.Text(), "cannot be read"));
@@ -243,29 +294,37 @@ Result RunLane(const Programs &programs, const Network &network, u32 commands, u
     return result;
 }
 
-bool PrintRow(const Network &network, const std::vector<Result> &lanes)
+void PrintCounts(const char *name, const Counts &counts)
 {
-    Result all;
+    printf("  %-24s %8u %9u %8u %6u %6u %6u %8.1f", name, counts.commands, counts.done,
+           counts.requestLost, counts.replyLost, counts.other, counts.wrong,
+           counts.longestMs / 1e3);
+}
+
+bool PrintRows(const Network &network, const std::vector<Result> &lanes)
+{
+    Result sum;
+    Counts all;
     std::vector<u32> first;
     for (const Result &lane : lanes) {
-        all.commands += lane.commands;
-        all.done += lane.done;
-        all.requestLost += lane.requestLost;
-        all.replyLost += lane.replyLost;
-        all.other += lane.other;
-        all.wrong += lane.wrong;
-        all.voids += lane.voids;
-        all.longestMs = std::max(all.longestMs, lane.longestMs);
-        all.pauseMs = std::max(all.pauseMs, lane.pauseMs);
+        for (u32 kind = 0; kind < kKinds; ++kind) {
+            sum.kinds[kind].Add(lane.kinds[kind]);
+            all.Add(lane.kinds[kind]);
+        }
+        sum.voids += lane.voids;
+        sum.pauseMs = std::max(sum.pauseMs, lane.pauseMs);
         first.insert(first.end(), std::begin(lane.firstMs), std::end(lane.firstMs));
     }
     std::sort(first.begin(), first.end());
-    printf("  %-24s %8u %9u %8u %6u %6u %6u %5u %8.1f %6.1f %7.2f %6.2f\n", network.name,
-           all.commands, all.done, all.requestLost, all.replyLost, all.other, all.wrong, all.voids,
-           all.longestMs / 1e3, all.pauseMs / 1e3, first[first.size() / 2] / 1e3,
+    PrintCounts(network.name, all);
+    printf(" %5u %6.1f %7.2f %6.2f\n", sum.voids, sum.pauseMs / 1e3, first[first.size() / 2] / 1e3,
            first.back() / 1e3);
+    for (u32 kind = 0; kind < kKinds; ++kind) {
+        PrintCounts((std::string("  ") + kCommands[kind].name).c_str(), sum.kinds[kind]);
+        printf("\n");
+    }
     fflush(stdout);
-    return all.other + all.wrong + all.voids == 0;
+    return all.other + all.wrong + sum.voids == 0;
 }
 
 bool RunNetwork(const Programs &programs, const Network &network, u32 commands, u32 lanes)
@@ -296,7 +355,7 @@ bool RunNetwork(const Programs &programs, const Network &network, u32 commands, 
         if (got != sizeof results[lane])
             Fail("a lane has failed");
     }
-    return PrintRow(network, results);
+    return PrintRows(network, results);
 }
 
 }  // namespace
@@ -310,8 +369,8 @@ int main(int argc, char **argv)
     const Programs programs = {argv[1], argv[2]};
     const u32 commands = argc > 3 ? static_cast<u32>(atoi(argv[3])) : 300;
     const u32 lanes = static_cast<u32>(std::max(argc > 4 ? atoi(argv[4]) : 3, 1));
-    printf("  %-24s %8s %9s %8s %6s %6s %6s %5s %8s %6s %7s %6s\n", "", "commands", "said done",
-           "request", "reply", "other", "wrong", "void", "longest", "pause", "first", "most");
+    printf("  %-24s %8s %9s %8s %6s %6s %6s %8s %5s %6s %7s %6s\n", "", "commands", "said done",
+           "request", "reply", "other", "wrong", "longest", "void", "pause", "first", "most");
     bool right = true;
     for (const Network &network : kNetworks) {
         if (argc <= 5 || strstr(network.name, argv[5]) != nullptr)

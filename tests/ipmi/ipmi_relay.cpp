@@ -272,12 +272,15 @@ void IpmiRelay::Impl::TakeRequest()
     packet.resize(static_cast<size_t>(count));
     const int upstream = UpstreamOf(from);
     CountRequest(packet, upstream);
+    bool twice;
     {
         const std::lock_guard<std::mutex> lock(mutex);
         if (IsRequestLost(packet))
             return;
+        twice = faults.doublePercent != 0 && Happens(faults.doublePercent);
     }
-    (void)!send(upstream, packet.data(), packet.size(), 0);
+    for (int i = 0; i <= twice; ++i)
+        (void)!send(upstream, packet.data(), packet.size(), 0);
 }
 
 // The same in every run.

@@ -32,6 +32,7 @@ constexpr IpmiCommand kIpmiLogClear = {0x0A, 0x47};
 struct RelayFaults {
     u32 lossPercent = 0;    // of requests and of replies, without a pattern
     u32 repeatPercent = 0;  // of replies, without a pattern
+    u32 doublePercent = 0;  // of requests, without a pattern
     u32 seed = 0;     // another one is another series of losses; 0: goes on with the one before
     u32 delayMs = 0;  // of every reply
     u32 dropEvery = 0;

@@ -115,6 +115,21 @@ TEST_F(Relay, LosesRepliesToACommand)
     EXPECT_EQ(bmc.Actions(), "reset 1\nreset 1\n");
 }
 
+TEST_F(Relay, DoublesRequests)
+{
+    relay->Set({.doublePercent = 100});
+    EXPECT_EQ(Ask({"power", "reset"}, "2").out, "Chassis Power Control: Reset\n");
+    // A BMC should drop a packet whose session sequence number it has accepted before. This one
+    // acts twice, so sending a packet again, to the byte, is no way to reset a host once.
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 1u);
+    EXPECT_EQ(relay->Delivered(kIpmiChassisControl), 2u);
+    EXPECT_EQ(bmc.Actions(), "reset 1\nreset 1\n");
+    bmc.ForgetActions();
+    relay->Set({});
+    Ask({"power", "reset"}, "2");
+    EXPECT_EQ(bmc.Actions(), "reset 1\n");
+}
+
 TEST_F(Relay, LosesGarblesRepeatsAndCutsReplies)
 {
     const std::string whole = Replies(1)[0];

@@ -9,7 +9,10 @@
 //
 // A command that is not answered was lost, or its answer was. A power on or off says which state is
 // wanted, so it is sent again, in a new session, when the power state has not followed for a third
-// of the method's time. A reset or a cycle is sent once, whatever happens.
+// of the method's time. A reset or a cycle is sent once, whatever happens: nothing tells whether
+// the BMC has it. Sending the same packet again would be no better, since not every BMC drops a
+// session sequence number that it has accepted before (OpenIPMI's acts twice). Nor does it prove
+// anything that the BMC answers what was asked later: it may still be at the reset.
 #ifndef OBJMGRD_IPMI_METHODS_H
 #define OBJMGRD_IPMI_METHODS_H
 
