@@ -251,6 +251,9 @@ void Schedule::SayWhatWasSkipped()
                           text + (skipped.code != 0 ? BmcCodeWords(skipped.code)
                                                     : std::string("there is no more")));
     }
+    if (sdr_.LedBack())
+        publication_->Say(LOG_WARNING, "the sensor records lead back to one that was read before: "
+                                       "sensors may be missing");
 }
 
 void Schedule::EndSdr(ReadStep step, u64 now)

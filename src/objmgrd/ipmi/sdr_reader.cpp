@@ -66,6 +66,7 @@ ReadStep SdrReader::StepInfo(Bmc *bmc)
     phase_ = Phase::Record;
     reading_.clear();
     skipping_.clear();
+    asked_.assign(kLastId + 1u, false);
     recordsRead_ = 0;
     probes_ = 0;
     part_ = 0;
@@ -80,6 +81,7 @@ ReadStep SdrReader::StepInfo(Bmc *bmc)
 void SdrReader::BeginRecord(u16 id)
 {
     id_ = id;
+    asked_[id] = true;
     nextKnown_ = false;
     again_ = probes_ != 0;
     partBefore_ = part_;
@@ -172,7 +174,11 @@ ReadStep SdrReader::TakeRecord()
     SdrRepository ignored;
     if (!SdrAdd(&ignored, record_.data(), record_.size()))
         return Skip(kBmcDone);
-    reading_.push_back(std::move(record_));
+    // The first one was asked for by no id of its own.
+    if (!reading_.empty() && record_ == reading_[0] && id_ == BmcWord(record_.data()))
+        nextId_ = kFirstId;
+    else
+        reading_.push_back(std::move(record_));
     return NextRecord();
 }
 
@@ -206,13 +212,15 @@ ReadStep SdrReader::Skip(u8 code)
 ReadStep SdrReader::NextRecord()
 {
     ++recordsRead_;
-    const bool last = nextId_ == kLastId || nextId_ == id_ || recordsRead_ >= kSdrRecordsMax;
+    const bool back = nextId_ != kLastId && asked_[nextId_];
+    const bool last = nextId_ == kLastId || back || recordsRead_ >= kSdrRecordsMax;
     if (!last) {
         BeginRecord(nextId_);
         return ReadStep::More;
     }
     if (reading_.empty() && !skipping_.empty())
         return ReadStep::Failed;
+    ledBack_ = back && reading_.size() + skipping_.size() < fresh_.records;
     records_ = std::move(reading_);
     skipped_ = std::move(skipping_);
     repository_ = SdrRepository();

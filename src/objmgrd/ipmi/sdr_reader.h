@@ -3,14 +3,15 @@
 //
 // A record is asked for as a whole; where the BMC cannot return so much, in parts that are as large
 // as it takes. A record that cannot be read, or that is cut off, is left out, and the reading goes
-// on behind it.
+// on behind it. It ends where the chain leads back to a record that was read: some BMCs end it with
+// the first record's id.
 #ifndef OBJMGRD_IPMI_SDR_READER_H
 #define OBJMGRD_IPMI_SDR_READER_H
 
 #include "objmgrd/ipmi/reader.h"
 #include "objmgrd/ipmi/sdr.h"
 
-// Records read of one repository: a chain that is longer goes in a circle.
+// Records read of one repository.
 constexpr u32 kSdrRecordsMax = 8192;
 // Where a record does not even tell which one follows, so many ids after it are tried.
 constexpr u32 kSdrProbesMax = 32;
@@ -42,6 +43,9 @@ public:
     // What was left out when it was last read anew.
     const std::vector<SdrSkipped> &Skipped() const { return skipped_; }
     u8 Code() const { return code_; }
+    // The chain led back before there were as many records as the BMC says, when it was last read
+    // anew.
+    bool LedBack() const { return ledBack_; }
     // Makes the next look read everything.
     void Forget() { known_ = false; }
 
@@ -72,6 +76,7 @@ private:
     bool recalled_ = false;  // it is known from an earlier process, and not taken yet
     bool isRecalled_ = false;
     bool changed_ = false;
+    bool ledBack_ = false;
     SdrStamp stamp_;
     SdrStamp fresh_;
     u32 lostReservations_ = 0;
@@ -85,7 +90,8 @@ private:
     u32 part_ = 0;            // place of the size of parts in use; 0: the whole record
     u32 partBefore_ = 0;      // ... when the record was begun
     u8 code_ = 0;
-    std::vector<u8> record_;  // as far as it is read
+    std::vector<bool> asked_;  // by id
+    std::vector<u8> record_;   // as far as it is read
     std::vector<std::vector<u8>> reading_;
     std::vector<SdrSkipped> skipping_;
     std::vector<std::vector<u8>> records_;

@@ -384,6 +384,26 @@ TEST_F(KeptRepository, ARestartOnASlowBmcNeedsOneRequestForEachSensor)
     EXPECT_EQ(Value("OEM_QARN_Sensor.Index=33", "Reading"), "1");
 }
 
+TEST_F(ScheduleTest, SensorRecordsThatLeadBackAreSaidAndShown)
+{
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+        if (request.command != kGetSdr || BmcWord(request.data + 2) == 0)
+            return false;
+        Bytes data = {0, 0};
+        data.insert(data.end(), machine_.sdrs[1].begin(), machine_.sdrs[1].end());
+        *answer = FakeBmc::Data(data);
+        return true;
+    };
+    RunFor(20000);
+    const std::string line =
+        "BMC bmc: the sensor records lead back to one that was read before: sensors "
+        "may be missing\n";
+    ASSERT_NE(lines_.find(line), std::string::npos) << lines_;
+    EXPECT_EQ(lines_.find(line), lines_.rfind(line));
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=2", "Name"), "PS1");
+    EXPECT_EQ(Value("OEM_QARN_Sensor.Index=3", "Name"), "none");
+}
+
 TEST_F(ScheduleTest, ALogThatLeadsBackIsSaidOnceAndShown)
 {
     machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {

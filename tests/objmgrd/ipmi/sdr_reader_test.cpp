@@ -183,8 +183,59 @@ TEST_F(SdrReaderTest, AChainThatGoesInACircleEnds)
         return true;
     };
     EXPECT_EQ(Look(), ReadStep::Done);
-    EXPECT_EQ(reader_.Repository().sensors.size(), 4096u);
-    EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), 8192u);
+    EXPECT_EQ(reader_.Repository().sensors.size(), 3u);
+    EXPECT_EQ(machine_.Count(kNetFnStorage, kGetSdr), 3u);
+    EXPECT_TRUE(reader_.LedBack());  // the BMC says that there are four
+}
+
+// Some BMCs end the chain with the id that it is begun with, or with that of the first record.
+TEST_F(SdrReaderTest, AChainThatEndsAtItsBeginningIsReadOnce)
+{
+    for (u8 end : {u8{0}, u8{1}}) {
+        machine_.hook = [&, end](const BmcRequest &request, BmcAnswer *answer) {
+            if (request.command != kGetSdr)
+                return false;
+            const u16 id = BmcWord(request.data + 2);
+            const size_t at = id == 0 ? 0 : id - 1u;
+            Bytes record = machine_.sdrs[at];
+            record[0] = static_cast<u8>(at + 1);
+            Bytes data = {at + 1 == machine_.sdrs.size() ? end : static_cast<u8>(at + 2), 0};
+            data.insert(data.end(), record.begin(), record.end());
+            *answer = FakeBmc::Data(data);
+            return true;
+        };
+        reader_.Forget();
+        EXPECT_EQ(Look(), ReadStep::Done);
+        EXPECT_EQ(Names(), "A long sensor nm;B;C;") << unsigned{end};
+        EXPECT_FALSE(reader_.LedBack());
+    }
+}
+
+// Records that say they are the first one are none the less records.
+TEST_F(SdrReaderTest, WrongIdsInTheRecordsAreNoMatter)
+{
+    for (Bytes &record : machine_.sdrs)
+        record[0] = record[1] = 0;
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Names(), "A long sensor nm;B;C;");
+}
+
+// What others change in the meantime is read by the next look.
+TEST_F(SdrReaderTest, OneThatChangesWhileItIsReadIsReadAgain)
+{
+    machine_.hook = [&](const BmcRequest &request, BmcAnswer *) {
+        if (request.command == kGetSdr && machine_.sdrs.size() == 4) {
+            machine_.sdrs.push_back(SdrOf({"D", 4, 4, 0x01}));
+            machine_.sdrs.erase(machine_.sdrs.begin() + 2);
+            machine_.sdrs.push_back(SdrOf({"E", 5, 4, 0x01}));
+            ++machine_.sdrStamp;
+        }
+        return false;
+    };
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_EQ(Look(), ReadStep::Done);
+    EXPECT_TRUE(reader_.Changed());
+    EXPECT_EQ(Names(), "A long sensor nm;C;D;E;");
 }
 
 // A BMC that gives one byte, or none, at a time.
