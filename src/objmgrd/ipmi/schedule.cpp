@@ -56,6 +56,11 @@ Schedule::Schedule(const IpmiSettings *settings, PollSession *session, Publicati
 
 void Schedule::Forget(u64 now)
 {
+    // After a pause they may be others, and as many.
+    if (!SdrStampTells(sdr_.Stamp()))
+        sdr_.Forget();
+    if (!log_.StampTells())
+        log_.Forget();
     powerMs_ = now;
     nextPowerMs_ = now;
     sdrKnown_ = false;

@@ -26,6 +26,8 @@ public:
     u8 Code() const { return code_; }
     // After Done: the chain led back, so records may be missing.
     bool LedBack() const { return ledBack_; }
+    // Whether the log can be known again: some BMCs have no clock for it.
+    bool StampTells() const { return stamp_.added != 0 && stamp_.added != 0xFFFFFFFF; }
     // Makes the next look read everything.
     void Forget() { known_ = false; }
 

@@ -46,6 +46,40 @@ TEST_F(IpmiConversationTest, AfterALossNothingIsServedBeforeItIsReadAgain)
     EXPECT_EQ(Reading(), "99");
 }
 
+// A BMC whose repository has no times may have other records than before, as many as these.
+TEST_F(IpmiConversationTest, WithoutTimesTheRecordsAreReadAgainAfterALoss)
+{
+    for (const u32 stamp : {0u, 0xFFFFFFFF, 100u}) {
+        machine_.sdrStamp = stamp;
+        RunFor(settings_.sdrMs + 1000);
+        machine_.silent = true;
+        RunFor(3000);
+        machine_.silent = false;
+        machine_.sdrs[0] = SdrOf({"Other", 1, 1, 0x01});
+        RunFor(9000);
+        EXPECT_EQ(Value("OEM_QARN_Sensor.Index=1", "Name"), stamp == 100 ? "T1" : "Other") << stamp;
+        machine_.sdrs[0] = SdrOf({"T1", 1, 1, 0x01});
+    }
+}
+
+TEST_F(IpmiConversationTest, WithoutTimesTheLogIsReadAgainAfterALoss)
+{
+    const char time[] = "Timestamp;YYYYMMDDHHMMSS";
+    const char key[] = "OEM_QARN_LogRecord.LogName=SEL,RecordNum=2";
+    for (const u32 stamp : {0u, 0xFFFFFFFF, 100u}) {
+        machine_.selAdded = stamp;
+        machine_.sel[1] = SelEvent(2, 0x60000001);
+        RunFor(settings_.logMs + 1000);
+        ASSERT_EQ(Value(key, time), "20210114082537");
+        machine_.silent = true;
+        RunFor(3000);
+        machine_.silent = false;
+        machine_.sel[1] = SelEvent(2, 0x60000002);
+        RunFor(9000);
+        EXPECT_EQ(Value(key, time), stamp == 100 ? "20210114082537" : "20210114082538") << stamp;
+    }
+}
+
 TEST_F(IpmiConversationTest, ItComesBackWithOtherSensors)
 {
     RunFor(2000);
