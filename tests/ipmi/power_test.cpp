@@ -274,6 +274,27 @@ TEST_F(Power, OpeningsOfASessionAreRepeatedOnAPoorNetwork)
     EXPECT_LE(TimesIn(bmc.Actions(), "reset 1"), 20u);
 }
 
+// The BMC is told twice by the network, and answers twice, and not alike. What becomes of a reset
+// is the BMC's affair; that it was sent once is ours.
+TEST_F(Power, RequestsThatTheNetworkDoublesMisleadNobody)
+{
+    PutRelay();
+    relay->Set({.doublePercent = 100});
+    ServeUnready({.cipherSuite = 2});
+    ASSERT_TRUE(WaitUntil([&] { return IsReady(); }));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(Timed("stop /system1"), kStopped);
+        EXPECT_EQ(Timed("start /system1"), kStarted);
+    }
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 4u);
+    EXPECT_EQ(Timed("reset /system1"), kReset);
+    EXPECT_EQ(relay->Requests(kIpmiChassisControl), 5u);
+    EXPECT_EQ(TimesIn(service->Log(), "no answer"), 0u) << service->Log();
+    // A reservation that is made twice is worth nothing, so not all of them may be doubled.
+    relay->Set({.doublePercent = 30});
+    EXPECT_TRUE(WaitUntil([&] { return HasEverything(); })) << service->Log();
+}
+
 // Each command is done once and said to be done, though every answer comes twice; and no
 // session is left behind at the BMC.
 TEST_F(Power, AnswersThatComeTwiceMisleadNobody)

@@ -22,10 +22,34 @@ constexpr size_t kPacketsMax = 64;
 thread_local bool sOnce = false;
 thread_local std::vector<Packet> sCame;
 
+// Where the type of the payload stands in a packet of IPMI 2.0, and where its message tag.
+constexpr size_t kAuthTypeAt = 4;
+constexpr size_t kPayloadAt = 5;
+constexpr size_t kTagAt = 16;
+constexpr u8 kRmcpPlus = 0x06;
+// Of an opening: from its first request (0x10) to its last answer (RAKP message 4).
+constexpr u8 kPayloadFirst = 0x10;
+constexpr u8 kPayloadLast = 0x15;
+
+bool IsOfOpening(const Packet &packet)
+{
+    return packet.size() > kTagAt && packet[kAuthTypeAt] == kRmcpPlus &&
+           packet[kPayloadAt] >= kPayloadFirst && packet[kPayloadAt] <= kPayloadLast;
+}
+
+// A request that the network doubled is answered twice, and not alike.
+bool AnswerSame(const Packet &a, const Packet &b)
+{
+    if (IsOfOpening(a) && IsOfOpening(b))
+        return a[kPayloadAt] == b[kPayloadAt] && a[kTagAt] == b[kTagAt];
+    return a == b;
+}
+
 bool CameBefore(const u8 *bytes, size_t size)
 {
     const Packet packet(bytes, bytes + size);
-    if (std::find(sCame.begin(), sCame.end(), packet) != sCame.end())
+    if (std::any_of(sCame.begin(), sCame.end(),
+                    [&](const Packet &before) { return AnswerSame(before, packet); }))
         return true;
     if (sCame.size() < kPacketsMax)
         sCame.push_back(packet);

@@ -3,7 +3,9 @@
 //
 // An opening is some six requests, and the library gives it up when an answer comes that does not
 // belong to the request in hand. So on a network that doubles packets hardly any session comes
-// about, and each that was given up stays with the BMC for a minute, of which it holds few.
+// about, and each that was given up stays with the BMC for a minute, of which it holds few. Where
+// it is the request that was doubled both answers bear its message tag and differ in the rest: the
+// first one counts.
 //
 // What the library receives it receives through two functions of its own that are public
 // (ipmi_lan_recvfrom, ipmi_rmcpplus_recvfrom); this program's take their place. They do what the

@@ -66,6 +66,53 @@ TEST_P(AnswersOnceTest, WhatCameBeforeIsPassedBy)
     EXPECT_EQ(Received(), "none");
 }
 
+// A packet of this payload type with this message tag.
+static std::string Opening(int payload, int tag, const char *rest)
+{
+    const char head[] = {6, 0, -1, 7, 6, static_cast<char>(payload)};
+    return std::string(head, sizeof head) + std::string(10, '\0') + static_cast<char>(tag) + rest;
+}
+
+// The request was doubled, and each of both makes a session of its own or another random number.
+TEST_P(AnswersOnceTest, OfTwoAnswersOfAnOpeningThatAreNotAlikeTheFirstCounts)
+{
+    for (const int payload : {0x11, 0x13, 0x15}) {
+        const AnswersOnce once;
+        Come(Opening(payload, 7, "first"));
+        Come(Opening(payload, 7, "second"));
+        Come(Opening(payload, 7, ""));
+        Come(Opening(payload, 8, "second"));
+        EXPECT_EQ(Received(), Opening(payload, 7, "first")) << payload;
+        EXPECT_EQ(Received(), Opening(payload, 8, "second")) << payload;
+        EXPECT_EQ(Received(), "none") << payload;
+    }
+    const AnswersOnce once;
+    Come(Opening(0x11, 7, "a"));
+    Come(Opening(0x13, 7, "a"));
+    EXPECT_EQ(Received(), Opening(0x11, 7, "a"));
+    EXPECT_EQ(Received(), Opening(0x13, 7, "a"));
+}
+
+// A message inside of a session, encrypted or not, is known by all of it; so is a packet that ends
+// before its tag.
+TEST_P(AnswersOnceTest, OtherPacketsAreKnownByAllTheirBytes)
+{
+    const AnswersOnce once;
+    std::string old = Opening(0x11, 7, "a");
+    old[4] = 0;
+    std::string other = old + "b";
+    for (const std::string &packet :
+         {Opening(0x00, 7, "a"), Opening(0x00, 7, "b"), Opening(0xC0, 7, "a"),
+          Opening(0xC0, 7, "b"), Opening(0x0F, 7, "a"), Opening(0x0F, 7, "b"),
+          Opening(0x16, 7, "a"), Opening(0x16, 7, "b"), old, other,
+          Opening(0x11, 7, "").substr(0, 16), Opening(0x11, 7, "").substr(0, 15)}) {
+        Come(packet);
+        EXPECT_EQ(Received(), packet);
+        Come(packet);
+        EXPECT_EQ(Received(), "none");
+    }
+}
+
 TEST_P(AnswersOnceTest, OutsideOfAnOpeningEverythingIsReceived)
 {
     Come("one");
