@@ -156,6 +156,46 @@ TEST_F(Faults, SlowBmcIsServedAsWell)
         [&] { return Property("/system1/fans1/tachsensor1", "CurrentReading") == "3750"; }));
 }
 
+SimMachine OneSensor()
+{
+    SimMachine machine;
+    machine.sensors = {
+        {.number = 1, .name = "Inlet", .type = 1, .eventType = 0x01, .raw = 23, .unit = 1}};
+    return machine;
+}
+
+class VerySlowBmc : public ServedBmc
+{
+protected:
+    VerySlowBmc() : ServedBmc(OneSensor()) {}
+};
+
+// What counts as lost follows from the settings.
+TEST_F(VerySlowBmc, ThatTakesASecondForEachAnswerIsServed)
+{
+    PutRelay();
+    relay->Set({.delayMs = 1000});
+    ServeUnready({.poll = "", .timeouts = "answer_ms = 5000\nsession_ms = 10000\n"});
+    EXPECT_TRUE(WaitUntil(
+        [&] { return Property("/system1/temperatures1/tempsensor1", "CurrentReading") == "23"; },
+        90'000))
+        << service->Log();
+    EXPECT_EQ(service->Log().find("cannot be read"), std::string::npos) << service->Log();
+}
+
+// Twenty times a second (schedule_test.cpp), and what is sent again where the simulator is slow.
+TEST_F(Faults, AnIdleBmcIsNotAskedOften)
+{
+    PutRelay();
+    Serve({.poll = ""});
+    SleepMs(2000);  // the second reading of everything comes sooner than those after it
+    const u64 before = relay->Counts().requests;
+    const i64 start = NowMs();
+    SleepMs(5000);
+    const double seconds = static_cast<double>(NowMs() - start) / 1000;
+    EXPECT_LT(static_cast<double>(relay->Counts().requests - before) / seconds, 30);
+}
+
 // One that is sent again, since its answer took longer than those before, is no other one.
 TEST_F(Faults, OneRequestInFlight)
 {

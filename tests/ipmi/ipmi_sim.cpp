@@ -60,6 +60,7 @@ while [ $# -ge 2 ]; do
         case $switch in
         works) echo "$2" >power ;;
         slow) { sleep 1; echo "$2" >power; } >/dev/null 2>&1 </dev/null & ;;
+        long) { sleep 6; echo "$2" >power; } >/dev/null 2>&1 </dev/null & ;;
         esac
     fi
     shift 2
@@ -349,7 +350,7 @@ void IpmiSim::PressPowerButton()
 
 void IpmiSim::SetSwitch(SimSwitch behaviour)
 {
-    constexpr const char *kWords[] = {"works\n", "slow\n", "stuck\n", "refuses\n"};
+    constexpr const char *kWords[] = {"works\n", "slow\n", "long\n", "stuck\n", "refuses\n"};
     WriteFile(directory_ + "/switch", kWords[static_cast<int>(behaviour)]);
 }
 

@@ -28,6 +28,7 @@ constexpr SimUser kSimLongPassword = {"longpass", "Zt5-sixteenbytes", "admin"};
 enum class SimSwitch {
     Works,
     Slow,     // the host follows 1 s later; the BMC has said "done" at once
+    Long,     // the same, 6 s later
     Stuck,    // the BMC says "done", the host stays as it is
     Refuses,  // the BMC says that it cannot
 };

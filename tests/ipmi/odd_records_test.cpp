@@ -123,6 +123,28 @@ TEST_F(OddRecords, UnitsDecideThePlaceAndTheName)
         << service->Log();
 }
 
+// The answer says that the record is longer than it is.
+TEST_F(OddRecords, OneBadRecordCostsOneSensor)
+{
+    constexpr u8 kBad = 3;  // the id of the record of "Core K"
+    PutRelay();
+    relay->Edit(kIpmiSdrRecord, [](std::vector<u8> *data) {
+        constexpr size_t kHeader = 3;  // behind the completion code and the next record's id
+        if (data->size() >= kHeader + 5 && (*data)[kHeader] == kBad && (*data)[kHeader + 1] == 0 &&
+            (*data)[kHeader + 2] == 0x51)
+            (*data)[kHeader + 4] = static_cast<u8>((*data)[kHeader + 4] + 40);
+    });
+    ServeUnready({.cipherSuite = 0});
+    EXPECT_TRUE(WaitUntil([&] {
+        return Property("/system1/fans1/tachsensor1", "ElementName") == "Fan 1";
+    })) << service->Log();
+    EXPECT_EQ(Property("/system1/temperatures1/tempsensor1", "ElementName"), "Inlet F");
+    EXPECT_EQ(Property("/system1/temperatures1/tempsensor2", "ElementName"), "");
+    EXPECT_EQ(Property("/system1/intrusion1/sensor2", "ElementName"), "Cover");
+    EXPECT_NE(service->Log().find("sensor record 0x0003 is left out"), std::string::npos)
+        << service->Log();
+}
+
 TEST_F(OddRecords, AStateIsWhatItsEventTypeSays)
 {
     ServeUnready();

@@ -2,6 +2,8 @@
 // power_test.cpp -- the host's power through the shell: what the BMC did, and that it did it once.
 #include "ipmi/served_bmc.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -99,6 +101,44 @@ TEST_F(Power, DoneIsSaidWhenTheHostHasFollowed)
     EXPECT_EQ(Timed("start /system1"), kStarted);
     EXPECT_TRUE(bmc.PowerIsOn());
     EXPECT_EQ(bmc.Actions(), "power 0\npower 1\n");
+}
+
+// The shell learns from the service how long to wait.
+TEST_F(Power, AHostThatTakesSixSecondsIsWaitedFor)
+{
+    Serve({.timeouts = "method_ms = 20000\n"});
+    bmc.SetSwitch(SimSwitch::Long);
+    EXPECT_EQ(Out("stop /system1"), kStopped);
+    EXPECT_FALSE(bmc.PowerIsOn());
+    EXPECT_EQ(bmc.Actions(), "power 0\n");
+}
+
+// What the BMC did before it started again was done, once.
+TEST_F(Power, ABmcThatStartsAgainAfterACommandHasDoneItOnce)
+{
+    PutRelay();
+    Serve({.cipherSuite = 2, .timeouts = "method_ms = 30000\n"});
+    const struct {
+        const char *line;
+        const char *said;
+        const char *action;
+    } rows[] = {{"stop /system1", kStopped, "power 0\n"},
+                {"start /system1", kStarted, "power 1\n"},
+                {"reset /system1", "ERROR: Command not supported.\n", "reset 1\n"}};
+    for (const auto &row : rows) {
+        bmc.ForgetActions();
+        relay->DropRepliesTo(kIpmiChassisControl, 100);
+        std::string said;
+        std::thread shell([&] { said = Out(row.line); });
+        EXPECT_TRUE(WaitUntil([&] { return bmc.Actions() == row.action; }));
+        bmc.Kill();
+        relay->DropRepliesTo(kIpmiChassisControl, 0);
+        EXPECT_EQ(bmc.Restart(), "");
+        shell.join();
+        EXPECT_EQ(said, row.said);
+        EXPECT_EQ(bmc.Actions(), row.action);
+        ASSERT_TRUE(WaitUntil([&] { return IsReady(); }));
+    }
 }
 
 TEST_F(Power, HostThatDoesNotFollowIsNoSuccess)
