@@ -197,6 +197,18 @@ TEST_F(LogAgrees, ARecordKeepsItsNumberAndTextOverARestart)
         EXPECT_EQ(after.at(Record(number)), before.at(Record(number))) << number;
 }
 
+// What no words exist for is told in bytes.
+TEST_F(LogAgrees, DataOfASensorsOwnEventsIsShown)
+{
+    Serve();
+    const size_t number = bmc.Machine().log.size() + 1;
+    const u8 battery = SimSensorNamed(bmc.Machine(), "CMOS Battery").number;
+    bmc.AddLogEntry(0x02, {0, 0, 0, 0, 0x20, 0, 4, 41, battery, 0x6F, 0xF1, 0x00, 0x03});
+    ASSERT_TRUE(WaitUntil([&] { return Count() == std::to_string(number); }));
+    EXPECT_TRUE(Contains(Property(Record(number), "Description"), "(data 00 03)"))
+        << Property(Record(number), "Description");
+}
+
 TEST_F(LogAgrees, ClearedByTheShell)
 {
     Serve();
