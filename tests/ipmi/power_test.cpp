@@ -141,6 +141,19 @@ TEST_F(Power, ABmcThatStartsAgainAfterACommandHasDoneItOnce)
     }
 }
 
+TEST_F(Power, AStateThatTheBmcDoesNotKnowIsSaidOnce)
+{
+    const std::string line = "the power state is not known: completion code 0xFF";
+    PutRelay();
+    Serve({.cipherSuite = 0});
+    relay->Edit(kIpmiChassisStatus, [](std::vector<u8> *data) { *data = {0xFF}; });
+    EXPECT_TRUE(WaitUntil([&] { return service->Log().find(line) != std::string::npos; }));
+    SleepMs(500);  // power_ms is 100 here
+    EXPECT_EQ(service->Log().find(line), service->Log().rfind(line)) << service->Log();
+    relay->Edit(kIpmiChassisStatus, {});
+    EXPECT_TRUE(WaitUntil([&] { return ShellSaysOn(); }));
+}
+
 TEST_F(Power, HostThatDoesNotFollowIsNoSuccess)
 {
     Serve();
