@@ -12,7 +12,9 @@
 #include "smclp/shell.h"
 #include "support/test_shell.h"
 #include "table_objmgr.h"
+#include "uncounted.h"
 
+#include <numeric>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -33,6 +35,34 @@ enum HostBit : u8 {
 constexpr u32 kCallsMax = 300;
 // More lines are more of the same: the longest state that one leaves to the next is a target.
 constexpr u32 kLinesMax = 24;
+
+// Other lines show a few dozen at the most; behind so many the session has had its walk.
+constexpr u32 kShownMax = 200;
+// A walk through the whole tree comes by some collections a thousand times and shows 7,400 lines,
+// which takes as long as some hundred other inputs: one input of so many may go deep.
+constexpr u32 kInputsPerWalk = 8;
+
+u32 shown;  // lines of output, so far
+
+FUZZ_UNCOUNTED bool MayGoDeep(const u8 *data, size_t size)
+{
+    return std::accumulate(data, data + size, 0u) % kInputsPerWalk == 0;
+}
+
+// Whether a line may have a -level of more than 2.
+FUZZ_UNCOUNTED bool GoesDeep(const u8 *line, size_t size)
+{
+    constexpr size_t kNear = 16;
+    for (size_t i = 0; i + 1 < size; ++i) {
+        if (line[i] != '-' || (line[i + 1] | 0x20) != 'l')
+            continue;
+        for (size_t j = i + 2; j < size && j < i + kNear; ++j) {
+            if ((line[j] | 0x20) == 'a' || (line[j] >= '3' && line[j] <= '9'))
+                return true;
+        }
+    }
+    return false;
+}
 
 u32 UsedBlocks(u32 blockSize)
 {
@@ -74,11 +104,16 @@ void RunLine(SmclpSession *session, const u8 *data, size_t size)
 
 void RunLines(SmclpSession *session, const u8 *data, size_t size)
 {
+    const bool mayGoDeep = MayGoDeep(data, size);
     u32 lines = 0;
-    for (size_t at = 0; at < size && gTableObjMgr.calls < kCallsMax && lines < kLinesMax; ++lines) {
+    shown = 0;
+    for (size_t at = 0;
+         at < size && gTableObjMgr.calls < kCallsMax && lines < kLinesMax && shown < kShownMax;
+         ++lines) {
         const auto *end = static_cast<const u8 *>(memchr(data + at, '\n', size - at));
         const size_t length = end != nullptr ? static_cast<size_t>(end - data) - at : size - at;
-        if (length <= kShellLineMax)  // the editor stops there
+        // The editor stops there.
+        if (length <= kShellLineMax && (mayGoDeep || !GoesDeep(data + at, length)))
             RunLine(session, data + at, length);
         if (gTableObjMgr.openConnections != 0)
             abort();  // some path forgot to close
@@ -104,11 +139,14 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     setenv("ZORTRACE", "/dev/null", 1);
     // Output goes nowhere, without a call of the system.
-    const cookie_io_functions_t nowhere = {
-        .read = nullptr,
-        .write = [](void *, const char *, size_t size) { return static_cast<ssize_t>(size); },
-        .seek = nullptr,
-        .close = nullptr};
+    const cookie_io_functions_t nowhere = {.read = nullptr,
+                                           .write =
+                                               [](void *, const char *, size_t size) {
+                                                   ++shown;
+                                                   return static_cast<ssize_t>(size);
+                                               },
+                                           .seek = nullptr,
+                                           .close = nullptr};
     stdout = fopencookie(nullptr, "w", nowhere);
     if (stdout == nullptr)
         abort();
