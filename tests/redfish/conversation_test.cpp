@@ -244,6 +244,51 @@ TEST_F(RedfishConversationTest, WhenAllSessionsAreTakenItWaits)
     EXPECT_TRUE(reader->Becomes(kSystemClass, "PowerStatus", "ON"));
 }
 
+TEST_F(RedfishConversationTest, ALoginIsTriedAgainWhenTheServiceSays)
+{
+    for (const unsigned status : {429u, 503u}) {
+        Serve();
+        SimFault fault;
+        fault.status = status;
+        fault.retryAfter = "7";
+        service->SetFault(kSessions, fault);
+        Read();
+        ASSERT_TRUE(WaitUntil([&] { return !reader->Why().empty(); }));
+        EXPECT_EQ(reader->Why(), "no session is to be had (" + std::to_string(status) + ")");
+    }
+    const i64 before = NowMs();
+    service->ClearFaults();
+    EXPECT_TRUE(reader->Becomes(kSystemClass, "PowerStatus", "ON"));
+    // Five seconds without it.
+    EXPECT_GE(NowMs() - before, 6000);
+    EXPECT_EQ(service->Count("POST", kSessions), 2u);
+}
+
+TEST_F(RedfishConversationTest, ABusyResourceIsAskedForInItsRounds)
+{
+    SimOptions options;
+    options.expand = SimExpand::Ignored;
+    Serve(options);
+    SimFault fault;
+    fault.status = 503;
+    fault.retryAfter = "3600";
+    service->SetFault(kRoot, fault);
+    Read();
+    ASSERT_TRUE(WaitUntil([&] { return service->Count("GET", kRoot) >= 2; }));
+    service->ClearFaults();
+    ASSERT_TRUE(reader->Settles());
+    for (const unsigned status : {503u, 429u}) {
+        fault.status = status;
+        service->SetFault(kChassis + "/Sensors/Temp1", fault);
+        reader->Becomes(SensorKey(1), "Reading", "(status 1)");
+        EXPECT_EQ(reader->Text(SensorKey(2), "Reading"), "22");
+        EXPECT_EQ(Power(), "ON");
+        service->ClearFaults();
+        reader->Becomes(SensorKey(1), "Reading", "21");
+    }
+    EXPECT_EQ(service->Count("POST", kSessions), 1u);
+}
+
 TEST_F(RedfishConversationTest, OneResourceThatFailsCostsOnlyItself)
 {
     ReadOneByOne();

@@ -720,6 +720,8 @@ MHD_Result SimService::State::Answer(MHD_Connection *connection, const std::stri
         }
         if (!fault.location.empty())
             headers["Location"] = fault.location;
+        if (!fault.retryAfter.empty())
+            headers["Retry-After"] = fault.retryAfter;
         if (request.status == 0)
             request.status = status;
         request.bytes = answer.size();

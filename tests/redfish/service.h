@@ -32,6 +32,7 @@ struct SimFault {
     unsigned slowMs = 0;       // a pause between every 16 bytes
     bool chunked = false;
     std::string location;             // of a redirect (status 307, 308)
+    std::string retryAfter;           // the header of that name
     std::optional<std::string> body;  // in place of the document
     std::string encoding;             // Content-Encoding of the body
     size_t garbage = 0;               // that many bytes of 'x' inside a text

@@ -94,8 +94,8 @@ size_t TakeHeader(char *bytes, size_t, size_t count, void *mine)
         answer.etag = value;
     else if (HeaderIs(line, "retry-after", &value))
         // A date is no number: 0.
-        answer.retryAfterS =
-            static_cast<u32>(std::clamp(strtol(value.c_str(), nullptr, 10), 0L, 3600L));
+        answer.retryAfterS = static_cast<u32>(
+            std::clamp(strtol(value.c_str(), nullptr, 10), 0L, long{kRetryAfterMostS}));
     return count;
 }
 

@@ -20,6 +20,9 @@
 // Requests on their way at a time: many services fall over with more.
 constexpr u32 kHttpAtOnce = 4;
 
+// A service that asks for more patience gets so much.
+constexpr u32 kRetryAfterMostS = 300;
+
 enum class HttpMethod : u8 { Get, Post, Delete };
 enum class HttpLogin : u8 { None, Token, Basic };
 
@@ -50,7 +53,7 @@ struct HttpAnswer {
     std::string location;
     std::string token;  // X-Auth-Token
     std::string etag;
-    u32 retryAfterS = 0;
+    u32 retryAfterS = 0;  // Retry-After in seconds; 0: none, or a date
     u32 tookMs = 0;
     u32 waitedMs = 0;  // of this, without what the connection took
     u32 mark = 0;      // the request's
