@@ -628,14 +628,20 @@ MHD_Result SimService::State::Send(MHD_Connection *connection, unsigned status, 
                                    const SimFault &fault)
 {
     MHD_Response *response;
-    if (fault.cut || fault.slowMs != 0 || fault.chunked) {
+    const bool http10 = options.http10;
+    if (fault.cut || fault.slowMs != 0 || fault.chunked || http10) {
         auto *stream = new Stream{body, fault.cut ? body.size() / 2 : SIZE_MAX, fault.slowMs};
         response = MHD_create_response_from_callback(
-            fault.chunked ? MHD_SIZE_UNKNOWN : body.size(), 4096, ReadStream, stream,
+            fault.chunked || http10 ? MHD_SIZE_UNKNOWN : body.size(), 4096, ReadStream, stream,
             [](void *mine) { delete static_cast<Stream *>(mine); });
     } else {
         response = MHD_create_response_from_buffer(body.size(), body.data(), MHD_RESPMEM_MUST_COPY);
     }
+    if (http10)
+        MHD_set_response_options(response,
+                                 static_cast<MHD_ResponseFlags>(MHD_RF_HTTP_1_0_COMPATIBLE_STRICT |
+                                                                MHD_RF_HTTP_1_0_SERVER),
+                                 MHD_RO_END);
     MHD_add_response_header(response, "Content-Type", "application/json");
     for (const auto &[name, value] : headers)
         MHD_add_response_header(response, name.c_str(), value.c_str());

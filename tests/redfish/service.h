@@ -71,6 +71,7 @@ struct SimOptions {
     SimOrder order = SimOrder::AsIs;
     bool closes = false;   // the connection after every answer
     unsigned idleS = 0;    // ... that nothing came over for so long; 0: never
+    bool http10 = false;   // an older server: the end of the connection ends an answer
     bool gzip = false;     // documents are compressed for those who take that
     bool deflate = false;  // ... in this way
     bool empty = false;    // no documents: SetDocument brings them

@@ -6,7 +6,8 @@
 //   redfish_service [NAME=VALUE...]
 //
 //   temperatures=N fans=N systems=N page=N delay=MS lag=MS   numbers of SimOptions
-//   newer=0|1 older=0|1 top=0|1 one=0|1 never=0|1 tasks=0|1  one: answers one after the other
+//   newer=0|1 older=0|1 top=0|1 one=0|1 never=0|1 tasks=0|1 http10=0|1
+//                                      one: answers one after the other
 //   expand=works|refused|ignored|lies  auth=sessions|basic
 //   certificate=FILE key=FILE          HTTPS
 //   log=N                              entries of the log
@@ -41,6 +42,7 @@ constexpr SwitchRow kSwitches[] = {
     {"newer", &SimOptions::newer},     {"older", &SimOptions::older},
     {"top", &SimOptions::top},         {"one", &SimOptions::oneAtATime},
     {"never", &SimOptions::neverDone}, {"tasks", &SimOptions::tasks},
+    {"http10", &SimOptions::http10},
 };
 
 unsigned gLog = 0;
