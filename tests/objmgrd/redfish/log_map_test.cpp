@@ -70,6 +70,21 @@ TEST_F(LogMap, OtherLogsAreNot)
     EXPECT_EQ(Chosen({"S {'Id': 'SELECT'}", "M {'Id': 'BmcSEL'}"}), "/1");
 }
 
+TEST_F(LogMap, EveryDigitOfATimeIsOne)
+{
+    const std::string time = "2026-03-14T09:26:53+01:00";
+    ASSERT_TRUE(RedfishTime(time).has_value());
+    for (size_t at = 0; at < time.size(); ++at) {
+        for (const char other : {'/', ':'}) {
+            std::string bad = time;
+            bad[at] = other;
+            EXPECT_EQ(RedfishTime(bad).has_value(), bad == time) << bad;
+        }
+    }
+    for (size_t size = 0; size < 19; ++size)
+        EXPECT_FALSE(RedfishTime(time.substr(0, size)).has_value()) << size;
+}
+
 TEST_F(LogMap, NumbersOfSensorsFromBothSides)
 {
     for (const auto &[number, text] : {std::pair("0", "Fan 0"),
@@ -94,6 +109,9 @@ TEST_F(LogMap, TimesAreUtc)
     EXPECT_EQ(RedfishTime("2026-03-14T03:56:53.123456-05:30"), 1773480413);
     EXPECT_EQ(RedfishTime("2026-03-14T10:26:53+0100"), 1773480413);
     EXPECT_EQ(RedfishTime("2026-03-14T10:26:53+01"), 1773480413);
+    EXPECT_EQ(RedfishTime("2026-03-15T09:25:53+23:59"), 1773480413);
+    EXPECT_EQ(RedfishTime("2026-03-13T09:27:53-23:59"), 1773480413);
+    EXPECT_EQ(RedfishTime("2026-03-14T09:26:53+00:60"), std::nullopt);
     EXPECT_EQ(RedfishTime("2000-02-29T00:00:00Z"), 951782400);
     EXPECT_EQ(RedfishTime("2024-12-31T23:59:60Z"), 1735689600);
     EXPECT_EQ(RedfishTime("1969-12-31T23:59:59Z"), -1);
