@@ -103,7 +103,11 @@ TEST(Link, OrderTakesDigitsAsNumbers)
     EXPECT_LT(NaturalCompare("a1b2", "a1b11"), 0);
     EXPECT_LT(NaturalCompare("99999999999999999999998", "99999999999999999999999"), 0);
     EXPECT_EQ(NaturalCompare("a1", "a1"), 0);
-    EXPECT_NE(NaturalCompare("a01", "a1"), 0);
+    // Zeros before a number count where nothing else differs.
+    EXPECT_LT(NaturalCompare("a01", "a1"), 0);
+    EXPECT_GT(NaturalCompare("a1", "a01"), 0);
+    EXPECT_LT(NaturalCompare("a1", "a01b"), 0);
+    EXPECT_GT(NaturalCompare("a01b", "a1"), 0);
     EXPECT_LT(NaturalCompare("a", "ab"), 0);
     EXPECT_LT(NaturalCompare("", "a"), 0);
     EXPECT_LT(NaturalCompare("a", "b1"), 0);
