@@ -6,7 +6,12 @@
 
 #include <string.h>
 
-static u32 gLockDepth;
+namespace
+{
+
+u32 gLockDepth;
+
+}  // namespace
 
 void *ListAllocateObject(ListHead *head, u32 entrySize)
 {

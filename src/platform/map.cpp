@@ -9,8 +9,11 @@
 #include <string.h>
 #include <unistd.h>
 
+namespace
+{
+
 // open() returns the lowest free descriptor, so going upward fills every gap.
-static bool StandardDescriptorsExist()
+bool StandardDescriptorsExist()
 {
     for (int fd = 0; fd <= 2; ++fd) {
         if (fcntl(fd, F_GETFD) != -1)
@@ -20,6 +23,8 @@ static bool StandardDescriptorsExist()
     }
     return true;
 }
+
+}  // namespace
 
 u32 MapInit(int argc, char **argv)
 {

@@ -12,17 +12,20 @@
 #include <time.h>
 #include <unistd.h>
 
-static constexpr int kPriorityMask = 0x07;
-static constexpr int kFacilityMask = 0x03f8;
+namespace
+{
 
-static i64 NowSecond()
+constexpr int kPriorityMask = 0x07;
+constexpr int kFacilityMask = 0x03f8;
+
+i64 NowSecond()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec;
 }
 
-static void Disconnect(SyslogLine *log)
+void Disconnect(SyslogLine *log)
 {
     if (log->fd != -1)
         close(log->fd);
@@ -30,7 +33,7 @@ static void Disconnect(SyslogLine *log)
 }
 
 // At most once a second.
-static void Connect(SyslogLine *log)
+void Connect(SyslogLine *log)
 {
     const i64 now = NowSecond();
     if (now == log->triedSecond)
@@ -49,7 +52,7 @@ static void Connect(SyslogLine *log)
 }
 
 // "<30>Nov 21 09:05:00 name[123]: ", which every system log takes. Returns its length.
-static size_t WriteHead(const SyslogLine *log, int priority, char *out, size_t size)
+size_t WriteHead(const SyslogLine *log, int priority, char *out, size_t size)
 {
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     if ((priority & kFacilityMask) == 0)
@@ -65,7 +68,7 @@ static size_t WriteHead(const SyslogLine *log, int priority, char *out, size_t s
     return length > 0 ? static_cast<size_t>(length) : 0;
 }
 
-static size_t WriteText(const char *line, char *out, size_t size)
+size_t WriteText(const char *line, char *out, size_t size)
 {
     size_t length = strnlen(line, size);
     if (length > 0 && line[length - 1] == '\n')
@@ -77,15 +80,8 @@ static size_t WriteText(const char *line, char *out, size_t size)
     return length;
 }
 
-bool SyslogIsThere(SyslogLine *log)
-{
-    if (log->fd == -1)
-        Connect(log);
-    return log->fd != -1;
-}
-
 // True when it went out. A log that was restarted has another socket under the old name.
-static bool Send(SyslogLine *log, int priority, const char *line)
+bool Send(SyslogLine *log, int priority, const char *line)
 {
     if (!SyslogIsThere(log))
         return false;  // before anything is formatted: one command can write thousands of lines
@@ -102,6 +98,15 @@ static bool Send(SyslogLine *log, int priority, const char *line)
         Disconnect(log);
     }
     return false;
+}
+
+}  // namespace
+
+bool SyslogIsThere(SyslogLine *log)
+{
+    if (log->fd == -1)
+        Connect(log);
+    return log->fd != -1;
 }
 
 SyslogLine SyslogTo(const char *name, int facility)

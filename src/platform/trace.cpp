@@ -15,14 +15,17 @@
 #include <time.h>
 #include <unistd.h>
 
-static const char *gName;
-static int gFile = -1;
-static bool gFileIsPipe;
-static bool gTargetChosen;
-static SyslogLine gLog = {nullptr, LOG_DAEMON, nullptr, -1, 0, -1};  // until a target is chosen
+namespace
+{
+
+const char *gName;
+int gFile = -1;
+bool gFileIsPipe;
+bool gTargetChosen;
+SyslogLine gLog = {nullptr, LOG_DAEMON, nullptr, -1, 0, -1};  // until a target is chosen
 
 // Decided at the first trace: most sessions never write one.
-static void ChooseTarget()
+void ChooseTarget()
 {
     gTargetChosen = true;
     const char *path = secure_getenv("ZORTRACE");
@@ -35,7 +38,7 @@ static void ChooseTarget()
 
 // One write, so that the lines of several shells never mix. What does not go out (a full disk, a
 // full pipe) is lost: there is nobody to tell.
-static void WriteToFile(const char *line, size_t length)
+void WriteToFile(const char *line, size_t length)
 {
     if (!gFileIsPipe) {
         (void)!write(gFile, line, length);
@@ -53,6 +56,8 @@ static void WriteToFile(const char *line, size_t length)
     }
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
+
+}  // namespace
 
 void TraceOpen(const char *name)
 {
