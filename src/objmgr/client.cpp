@@ -14,8 +14,11 @@
 
 #include <stdlib.h>
 
+namespace
+{
+
 // Whether the simulated host has planned that this call fails; counts it.
-static bool IsPlanned(FaultPoint point)
+bool IsPlanned(FaultPoint point)
 {
 #if ZOR_SIM
     return FaultsHit(point);
@@ -25,7 +28,7 @@ static bool IsPlanned(FaultPoint point)
 #endif
 }
 
-static u32 Open(ObjMgrHandle *handle)
+u32 Open(ObjMgrHandle *handle)
 {
     if (handle == nullptr)
         return 1;
@@ -44,21 +47,21 @@ static u32 Open(ObjMgrHandle *handle)
     return 0;
 }
 
-static void Close(ObjMgrHandle handle)
+void Close(ObjMgrHandle handle)
 {
     OpenConnection *connection = HandleFind(handle);
     if (connection != nullptr)
         HandleClose(connection);
 }
 
-static void SetPrivilege(ObjMgrHandle handle, const ObjMgrPrivilege *privilege)
+void SetPrivilege(ObjMgrHandle handle, const ObjMgrPrivilege *privilege)
 {
     OpenConnection *connection = HandleFind(handle);
     if (connection != nullptr && privilege != nullptr)
         connection->privilege = *privilege;
 }
 
-static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
+ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
 {
     if (IsPlanned(FaultPoint::InitInstance) || storage == nullptr)
         return nullptr;
@@ -74,7 +77,7 @@ static ObjMgrInstance *InitInstance(void *storage, u32 sizeBytes)
     return instance;
 }
 
-static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrInstance *instance)
+CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrInstance *instance)
 {
     if (instance == nullptr || instance->mark != kInstanceMark)
         return kCimFailed;
@@ -88,7 +91,7 @@ static CimStatus GetInstance(ObjMgrHandle handle, const char *path, u32, ObjMgrI
     return status;
 }
 
-static const char *GetInstanceValue(const ObjMgrInstance *instance, const char *property)
+const char *GetInstanceValue(const ObjMgrInstance *instance, const char *property)
 {
     if (property == nullptr || InstanceConnection(instance) == nullptr)
         return nullptr;
@@ -96,8 +99,8 @@ static const char *GetInstanceValue(const ObjMgrInstance *instance, const char *
     return found.status == kCimOk ? found.text : nullptr;
 }
 
-static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const char *property,
-                                  u16 size, char *buffer)
+CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const char *property, u16 size,
+                           char *buffer)
 {
     const OpenConnection *connection = HandleFind(handle);
     if (connection == nullptr)
@@ -119,7 +122,7 @@ static CimStatus GetPropertyValue(ObjMgrHandle handle, const char *path, const c
 
 // The login session that this process belongs to, for the service's record; 0: none. The service
 // looks whose it is.
-static u32 SessionOfLogin()
+u32 SessionOfLogin()
 {
     const char *id = getenv("ZORSID");
     char *end = nullptr;
@@ -128,8 +131,8 @@ static u32 SessionOfLogin()
 }
 
 // The connection keeps its snapshot: what the method changed is seen by the next connection.
-static CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char *method,
-                              const char *args, u32, u32, u32 *result)
+CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char *method, const char *args,
+                       u32, u32, u32 *result)
 {
     const OpenConnection *connection = HandleFind(handle);
     if (connection == nullptr)
@@ -150,7 +153,7 @@ static CimStatus InvokeMethod(ObjMgrHandle handle, const char *path, const char 
     return status;
 }
 
-static const ObjMgrInterface kInterface = {
+const ObjMgrInterface kInterface = {
     .Open = Open,
     .Close = Close,
     .GetInstance = GetInstance,
@@ -164,6 +167,8 @@ static const ObjMgrInterface kInterface = {
     .GetInstanceValue = GetInstanceValue,
     .SetPrivilege = SetPrivilege,
 };
+
+}  // namespace
 
 const ObjMgrInterface *ObjMgrGetInterface()
 {

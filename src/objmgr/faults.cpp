@@ -9,6 +9,9 @@
 #include <stdio.h>
 #include <string.h>
 
+namespace
+{
+
 // Calls from .. to fail, counted from 1; from 0: none does.
 struct CallRange {
     u32 from;
@@ -23,19 +26,15 @@ struct ReadRow {
 };
 
 // In the order of FaultPoint.
-static constexpr const char *kPointNames[] = {"interface", "open", "init_instance"};
+constexpr const char *kPointNames[] = {"interface", "open", "init_instance"};
 static_assert(sizeof(kPointNames) / sizeof(kPointNames[0]) == kFaultPoints &&
                   static_cast<u32>(FaultPoint::InitInstance) == kFaultPoints - 1,
               "one name per point");
 
-FaultPointPlan gFaultPoints[kFaultPoints];
-alignas(kLargeBufferAlign) static ReadRow sReads[kFaultReadRowsMax];
-static u32 sReadCalls[kFaultReadRowsMax];
-u32 gFaultReadRows;
+alignas(kLargeBufferAlign) ReadRow gReads[kFaultReadRowsMax];
+u32 gReadCalls[kFaultReadRowsMax];
 
-// The plan's texts are taken apart by these, each moving *text behind what it took.
-
-static bool TakeNumber(const char **text, u32 *number)
+bool TakeNumber(const char **text, u32 *number)
 {
     u64 value = 0;
     const char *at = *text;
@@ -51,7 +50,7 @@ static bool TakeNumber(const char **text, u32 *number)
     return true;
 }
 
-static bool TakeByte(const char **text, char byte)
+bool TakeByte(const char **text, char byte)
 {
     if (**text != byte)
         return false;
@@ -59,7 +58,7 @@ static bool TakeByte(const char **text, char byte)
     return true;
 }
 
-static bool TakeRange(const char **text, CallRange *range)
+bool TakeRange(const char **text, CallRange *range)
 {
     if (!TakeNumber(text, &range->from))
         return false;
@@ -69,7 +68,7 @@ static bool TakeRange(const char **text, CallRange *range)
     return range->from > 0 && range->from <= range->to;
 }
 
-static bool TakeWord(const char **text, char *out, size_t size)
+bool TakeWord(const char **text, char *out, size_t size)
 {
     const size_t length = strcspn(*text, " ");
     if (length == 0 || length >= size)
@@ -80,7 +79,7 @@ static bool TakeWord(const char **text, char *out, size_t size)
     return true;
 }
 
-static bool ParseReadRow(const char *text, ReadRow *row)
+bool ParseReadRow(const char *text, ReadRow *row)
 {
     char path[kStoreTextMax + 1];
     ObjectPath parsed;
@@ -96,7 +95,7 @@ static bool ParseReadRow(const char *text, ReadRow *row)
 }
 
 // A plan that is malformed, or null, is none. The calls made so far stay.
-static void LoadPoint(const char *text, FaultPointPlan *plan)
+void LoadPoint(const char *text, FaultPointPlan *plan)
 {
     CallRange range;
     const bool planned = text != nullptr && TakeRange(&text, &range) && *text == '\0';
@@ -105,6 +104,20 @@ static void LoadPoint(const char *text, FaultPointPlan *plan)
     if (planned && range.to == UINT32_MAX)
         plan->count = UINT64_MAX - plan->first;  // for ever
 }
+
+bool CountCall(const CallRange &range, u32 *calls)
+{
+    if (*calls < UINT32_MAX)
+        ++*calls;
+    return range.from > 0 && *calls >= range.from && *calls <= range.to;
+}
+
+}  // namespace
+
+FaultPointPlan gFaultPoints[kFaultPoints];
+u32 gFaultReadRows;
+
+// The plan's texts are taken apart by these, each moving *text behind what it took.
 
 void FaultsLoad(const void *plan, size_t size)
 {
@@ -122,16 +135,9 @@ void FaultsLoad(const void *plan, size_t size)
         const char *text = rowText(name);
         if (text == nullptr)
             return;
-        if (!ParseReadRow(text, &sReads[gFaultReadRows]))
-            sReads[gFaultReadRows].range = {0, 0};
+        if (!ParseReadRow(text, &gReads[gFaultReadRows]))
+            gReads[gFaultReadRows].range = {0, 0};
     }
-}
-
-static bool CountCall(const CallRange &range, u32 *calls)
-{
-    if (*calls < UINT32_MAX)
-        ++*calls;
-    return range.from > 0 && *calls >= range.from && *calls <= range.to;
 }
 
 CimStatus FaultsReadStatus(const char *key, const char *property)
@@ -140,11 +146,11 @@ CimStatus FaultsReadStatus(const char *key, const char *property)
         property = "";
     CimStatus status = kCimOk;
     for (u32 i = 0; i < gFaultReadRows; ++i) {
-        const ReadRow &row = sReads[i];
+        const ReadRow &row = gReads[i];
         if (row.range.from == 0 || strcmp(row.key, key) != 0 || strcmp(row.property, property) != 0)
             continue;
         // Every row counts its reads, also while an earlier one answers.
-        if (CountCall(row.range, &sReadCalls[i]) && status == kCimOk)
+        if (CountCall(row.range, &gReadCalls[i]) && status == kCimOk)
             status = row.status;
     }
     return status;

@@ -4,7 +4,10 @@
 
 OpenConnection gConnections[kObjMgrMaxConnections];
 
-static OpenConnection *FreePlace()
+namespace
+{
+
+OpenConnection *FreePlace()
 {
     for (OpenConnection &connection : gConnections) {
         if (connection.handle == 0)
@@ -14,13 +17,15 @@ static OpenConnection *FreePlace()
 }
 
 // The generation is never 0, so that no handle is.
-static ObjMgrHandle NextHandle(OpenConnection *connection)
+ObjMgrHandle NextHandle(OpenConnection *connection)
 {
     connection->generation = (connection->generation + 1) & (UINT32_MAX >> kHandlePlaceBits);
     if (connection->generation == 0)
         connection->generation = 1;
     return connection->generation << kHandlePlaceBits | static_cast<u32>(connection - gConnections);
 }
+
+}  // namespace
 
 OpenConnection *HandleOpen(Snapshot *snapshot)
 {

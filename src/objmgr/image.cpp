@@ -22,11 +22,16 @@ bool ImageCheckHalf(const void *half, size_t size, u32 count)
            faults >= sizeof(head) && faults <= size && faultsSize <= size - faults;
 }
 
+namespace
+{
+
 // A safe text, and behind it a NUL.
-static bool IsText(const char *text, size_t length)
+bool IsText(const char *text, size_t length)
 {
     return text[length] == '\0' && SafeTextIsSafe(text, length);
 }
+
+}  // namespace
 
 bool ImageCheckProperties(const char *first, const char *end)
 {

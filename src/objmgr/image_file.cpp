@@ -16,8 +16,97 @@
 #include <time.h>
 #include <unistd.h>
 
-alignas(kLargeBufferAlign) static char sDirectory[PATH_MAX];
-static bool sDirectoryKnown;
+namespace
+{
+
+alignas(kLargeBufferAlign) char gDirectory[PATH_MAX];
+bool gDirectoryKnown;
+
+void CloseFd(int *fd)
+{
+    if (*fd >= 0)
+        close(*fd);
+    *fd = -1;
+}
+
+ObjMgrPresence WhyNotOpened()
+{
+    if (errno == ENOENT || errno == ENOTDIR)
+        return ObjMgrPresence::Absent;
+    if (errno == EACCES)
+        return ObjMgrPresence::Forbidden;
+    return errno == ELOOP ? ObjMgrPresence::NotTrusted : ObjMgrPresence::Unreadable;
+}
+
+// Opens the directory, which must be writable for its owner alone: whoever else may write there
+// could put any file in the place of the service's. *owner: whose its files have to be.
+ObjMgrPresence OpenDirectory(int *fd, uid_t *owner)
+{
+    struct stat info;
+    const char *path = ImageDirectory();
+    if (path == nullptr)
+        return ObjMgrPresence::Absent;
+    *fd = open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (*fd < 0)
+        return WhyNotOpened();
+    if (fstat(*fd, &info) != 0 || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return ObjMgrPresence::NotTrusted;
+    *owner = info.st_uid;
+    return ObjMgrPresence::Serving;
+}
+
+ObjMgrPresence OpenOwned(int directoryFd, const char *name, uid_t owner, int *fd, off_t *size)
+{
+    struct stat info;
+    *fd = openat(directoryFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (*fd < 0)
+        return WhyNotOpened();
+    if (fstat(*fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != owner)
+        return ObjMgrPresence::NotTrusted;
+    *size = info.st_size;
+    return ObjMgrPresence::Serving;
+}
+
+// Only a write lock counts: who may only read the file could place no other than a read lock.
+bool IsLocked(int aliveFd)
+{
+    struct flock lock = {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(aliveFd, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
+}
+
+ObjMgrPresence OpenHead(ImageFile *file, off_t size)
+{
+    // A file that is cut to nothing while it is mapped would be a signal: a service leaves the
+    // head.
+    if (size < static_cast<off_t>(kImageHeadSize))
+        return ObjMgrPresence::Unreadable;
+    void *mapped = mmap(nullptr, kImageHeadSize, PROT_READ, MAP_SHARED, file->imageFd, 0);
+    if (mapped == MAP_FAILED)
+        return ObjMgrPresence::Unreadable;
+    file->head = static_cast<const ImageHead *>(mapped);
+    if (ImageLoad(&file->head->magic) != kImageMagic)
+        return ObjMgrPresence::Unreadable;
+    return ImageLoad(&file->head->version) == kImageVersion ? ObjMgrPresence::Serving
+                                                            : ObjMgrPresence::OtherVersion;
+}
+
+ObjMgrPresence OpenFiles(ImageFile *file, int *directoryFd)
+{
+    uid_t owner = 0;
+    off_t size = 0;
+    ObjMgrPresence presence = OpenDirectory(directoryFd, &owner);
+    if (presence == ObjMgrPresence::Serving)
+        presence = OpenOwned(*directoryFd, kStoreAliveName, owner, &file->aliveFd, &size);
+    if (presence == ObjMgrPresence::Serving && !IsLocked(file->aliveFd))
+        presence = ObjMgrPresence::Dead;
+    if (presence == ObjMgrPresence::Serving)
+        presence = OpenOwned(*directoryFd, kStoreImageName, owner, &file->imageFd, &size);
+    return presence == ObjMgrPresence::Serving ? OpenHead(file, size) : presence;
+}
+
+}  // namespace
 
 u32 ImageClockMs()
 {
@@ -34,101 +123,16 @@ bool ImageUseDirectory(const char *directory)
     if (directory == nullptr || *directory == '\0')
         directory = kObjMgrDefaultDir;
     const size_t length = strlen(directory);
-    if (length + sizeof("/") + sizeof(kStoreSocketName) > sizeof(sDirectory))
+    if (length + sizeof("/") + sizeof(kStoreSocketName) > sizeof(gDirectory))
         return false;
-    memcpy(sDirectory, directory, length + 1);
-    sDirectoryKnown = true;
+    memcpy(gDirectory, directory, length + 1);
+    gDirectoryKnown = true;
     return true;
 }
 
 const char *ImageDirectory()
 {
-    return sDirectoryKnown || ImageUseDirectory(nullptr) ? sDirectory : nullptr;
-}
-
-static void CloseFd(int *fd)
-{
-    if (*fd >= 0)
-        close(*fd);
-    *fd = -1;
-}
-
-static ObjMgrPresence WhyNotOpened()
-{
-    if (errno == ENOENT || errno == ENOTDIR)
-        return ObjMgrPresence::Absent;
-    if (errno == EACCES)
-        return ObjMgrPresence::Forbidden;
-    return errno == ELOOP ? ObjMgrPresence::NotTrusted : ObjMgrPresence::Unreadable;
-}
-
-// Opens the directory, which must be writable for its owner alone: whoever else may write there
-// could put any file in the place of the service's. *owner: whose its files have to be.
-static ObjMgrPresence OpenDirectory(int *fd, uid_t *owner)
-{
-    struct stat info;
-    const char *path = ImageDirectory();
-    if (path == nullptr)
-        return ObjMgrPresence::Absent;
-    *fd = open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (*fd < 0)
-        return WhyNotOpened();
-    if (fstat(*fd, &info) != 0 || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return ObjMgrPresence::NotTrusted;
-    *owner = info.st_uid;
-    return ObjMgrPresence::Serving;
-}
-
-static ObjMgrPresence OpenOwned(int directoryFd, const char *name, uid_t owner, int *fd,
-                                off_t *size)
-{
-    struct stat info;
-    *fd = openat(directoryFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (*fd < 0)
-        return WhyNotOpened();
-    if (fstat(*fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != owner)
-        return ObjMgrPresence::NotTrusted;
-    *size = info.st_size;
-    return ObjMgrPresence::Serving;
-}
-
-// Only a write lock counts: who may only read the file could place no other than a read lock.
-static bool IsLocked(int aliveFd)
-{
-    struct flock lock = {};
-    lock.l_type = F_RDLCK;
-    lock.l_whence = SEEK_SET;
-    return fcntl(aliveFd, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
-}
-
-static ObjMgrPresence OpenHead(ImageFile *file, off_t size)
-{
-    // A file that is cut to nothing while it is mapped would be a signal: a service leaves the
-    // head.
-    if (size < static_cast<off_t>(kImageHeadSize))
-        return ObjMgrPresence::Unreadable;
-    void *mapped = mmap(nullptr, kImageHeadSize, PROT_READ, MAP_SHARED, file->imageFd, 0);
-    if (mapped == MAP_FAILED)
-        return ObjMgrPresence::Unreadable;
-    file->head = static_cast<const ImageHead *>(mapped);
-    if (ImageLoad(&file->head->magic) != kImageMagic)
-        return ObjMgrPresence::Unreadable;
-    return ImageLoad(&file->head->version) == kImageVersion ? ObjMgrPresence::Serving
-                                                            : ObjMgrPresence::OtherVersion;
-}
-
-static ObjMgrPresence OpenFiles(ImageFile *file, int *directoryFd)
-{
-    uid_t owner = 0;
-    off_t size = 0;
-    ObjMgrPresence presence = OpenDirectory(directoryFd, &owner);
-    if (presence == ObjMgrPresence::Serving)
-        presence = OpenOwned(*directoryFd, kStoreAliveName, owner, &file->aliveFd, &size);
-    if (presence == ObjMgrPresence::Serving && !IsLocked(file->aliveFd))
-        presence = ObjMgrPresence::Dead;
-    if (presence == ObjMgrPresence::Serving)
-        presence = OpenOwned(*directoryFd, kStoreImageName, owner, &file->imageFd, &size);
-    return presence == ObjMgrPresence::Serving ? OpenHead(file, size) : presence;
+    return gDirectoryKnown || ImageUseDirectory(nullptr) ? gDirectory : nullptr;
 }
 
 ObjMgrPresence ImageFileOpen(ImageFile *file, u32 nowMs)

@@ -18,9 +18,12 @@ ObjMgrPresence ObjMgrGetPresence()
     return SnapshotPresence();
 }
 
+namespace
+{
+
 // A name of a head, byte by byte since it may be written meanwhile; one that must not be shown is
 // left out.
-static void CopyName(char *out, const char *name, size_t size)
+void CopyName(char *out, const char *name, size_t size)
 {
     const volatile char *from = name;
     size_t length = 0;
@@ -31,19 +34,21 @@ static void CopyName(char *out, const char *name, size_t size)
     out[length] = '\0';
 }
 
-void ObjMgrServiceName(char *name)
-{
-    name[0] = '\0';
-    if (SnapshotHead() != nullptr)
-        CopyName(name, SnapshotHead()->serviceName, kImageServiceNameMax + 1);
-}
-
-static bool InstanceRecord(const ObjMgrInstance *instance, ImageInstance *record)
+bool InstanceRecord(const ObjMgrInstance *instance, ImageInstance *record)
 {
     const OpenConnection *connection = InstanceConnection(instance);
     if (connection != nullptr)
         *record = ImageInstanceAt(connection->snapshot->half, instance->found.record);
     return connection != nullptr;
+}
+
+}  // namespace
+
+void ObjMgrServiceName(char *name)
+{
+    name[0] = '\0';
+    if (SnapshotHead() != nullptr)
+        CopyName(name, SnapshotHead()->serviceName, kImageServiceNameMax + 1);
 }
 
 const char *ObjMgrUnit(const ObjMgrInstance *instance)

@@ -16,20 +16,23 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+namespace
+{
+
 // Milliseconds until the deadline, 0 when it has passed.
-static int RemainingMs(u64 deadlineMs)
+int RemainingMs(u64 deadlineMs)
 {
     const u64 now = ClockMs();
     return now < deadlineMs ? static_cast<int>(deadlineMs - now) : 0;
 }
 
-static bool IsTransient(int error)
+bool IsTransient(int error)
 {
     return error == EINTR || error == EAGAIN;
 }
 
 // A local connect never ends in "in progress": with a full queue it waits for its send time-out.
-static bool ConnectTo(int fd, const sockaddr_un *address, u64 deadlineMs)
+bool ConnectTo(int fd, const sockaddr_un *address, u64 deadlineMs)
 {
     for (;;) {
         const int remaining = RemainingMs(deadlineMs);
@@ -45,7 +48,7 @@ static bool ConnectTo(int fd, const sockaddr_un *address, u64 deadlineMs)
 
 // The socket in the open directory. Its path is used where it fits into an address, which needs no
 // /proc; a directory too deep is reached through its descriptor.
-static sockaddr_un SocketAddress(int directoryFd)
+sockaddr_un SocketAddress(int directoryFd)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
@@ -58,7 +61,7 @@ static sockaddr_un SocketAddress(int directoryFd)
 }
 
 // Whether the process that listens at the other end is this user's or root's.
-static bool PeerIs(int fd, uid_t owner)
+bool PeerIs(int fd, uid_t owner)
 {
     ucred peer = {};
     socklen_t size = sizeof(peer);
@@ -67,7 +70,7 @@ static bool PeerIs(int fd, uid_t owner)
 }
 
 // A connection to the service of the open directory, or -1.
-static int ConnectIn(int directoryFd, u64 deadlineMs)
+int ConnectIn(int directoryFd, u64 deadlineMs)
 {
     struct stat info;
     if (fstat(directoryFd, &info) != 0 || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
@@ -82,7 +85,7 @@ static int ConnectIn(int directoryFd, u64 deadlineMs)
     return -1;
 }
 
-static int ConnectToService(u64 deadlineMs)
+int ConnectToService(u64 deadlineMs)
 {
     const char *directory = ImageDirectory();
     const int directoryFd =
@@ -94,7 +97,7 @@ static int ConnectToService(u64 deadlineMs)
     return fd;
 }
 
-static bool WaitFor(int fd, short events, u64 deadlineMs)
+bool WaitFor(int fd, short events, u64 deadlineMs)
 {
     for (;;) {
         pollfd wait = {fd, events, 0};
@@ -107,7 +110,7 @@ static bool WaitFor(int fd, short events, u64 deadlineMs)
     }
 }
 
-static bool SendPacket(int fd, const u8 *packet, size_t size, u64 deadlineMs)
+bool SendPacket(int fd, const u8 *packet, size_t size, u64 deadlineMs)
 {
     while (WaitFor(fd, POLLOUT, deadlineMs)) {
         const ssize_t sent = send(fd, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -120,7 +123,7 @@ static bool SendPacket(int fd, const u8 *packet, size_t size, u64 deadlineMs)
 }
 
 // The size of the packet, 0 for none. A longer one is cut to a size that no reply has.
-static size_t ReceivePacket(int fd, u8 *packet, u64 deadlineMs)
+size_t ReceivePacket(int fd, u8 *packet, u64 deadlineMs)
 {
     while (WaitFor(fd, POLLIN, deadlineMs)) {
         const ssize_t received = recv(fd, packet, kMethodPacketMax, MSG_DONTWAIT);
@@ -131,6 +134,8 @@ static size_t ReceivePacket(int fd, u8 *packet, u64 deadlineMs)
     }
     return 0;
 }
+
+}  // namespace
 
 CimStatus MethodCall(u8 *packet, size_t size, u32 timeoutMs, MethodReply *reply)
 {

@@ -6,12 +6,15 @@
 
 #include <string.h>
 
-static bool IsText(const char *at, size_t length, const char *text)
+namespace
+{
+
+bool IsText(const char *at, size_t length, const char *text)
 {
     return length == strlen(text) && memcmp(at, text, length) == 0;
 }
 
-static bool Append(ObjectPath *out, char separator, const char *text, size_t length)
+bool Append(ObjectPath *out, char separator, const char *text, size_t length)
 {
     const size_t head = separator != '\0' ? 1 : 0;
     if (length + head > kStorePathMax - out->keyLength)
@@ -25,7 +28,7 @@ static bool Append(ObjectPath *out, char separator, const char *text, size_t len
 }
 
 // One "Key=Value" of `length` bytes. A value may be empty and may hold points and "=".
-static bool TakeBinding(ObjectPath *out, const char *binding, size_t length, bool *first)
+bool TakeBinding(ObjectPath *out, const char *binding, size_t length, bool *first)
 {
     const void *equals = memchr(binding, '=', length);
     if (equals == nullptr || equals == binding)
@@ -40,7 +43,7 @@ static bool TakeBinding(ObjectPath *out, const char *binding, size_t length, boo
     return Append(out, separator, binding, length);
 }
 
-static bool TakeBindings(ObjectPath *out, const char *bindings)
+bool TakeBindings(ObjectPath *out, const char *bindings)
 {
     bool first = true;
     for (;;) {
@@ -54,7 +57,7 @@ static bool TakeBindings(ObjectPath *out, const char *bindings)
 }
 
 // Bytes from 0x80 up are parts of UTF-8 characters and pass.
-static bool HasControlCharacter(const char *text)
+bool HasControlCharacter(const char *text)
 {
     for (; *text != '\0'; ++text) {
         const u8 byte = static_cast<u8>(*text);
@@ -64,7 +67,7 @@ static bool HasControlCharacter(const char *text)
     return false;
 }
 
-static bool Take(const char *path, ObjectPath *out)
+bool Take(const char *path, ObjectPath *out)
 {
     if (path == nullptr || HasControlCharacter(path))
         return false;
@@ -74,12 +77,14 @@ static bool Take(const char *path, ObjectPath *out)
     return path[classLength] == '\0' || TakeBindings(out, path + classLength + 1);
 }
 
-static void Clear(ObjectPath *out)
+void Clear(ObjectPath *out)
 {
     out->key[0] = '\0';
     out->keyLength = 0;
     out->timestampDigits = false;
 }
+
+}  // namespace
 
 CimStatus ObjectPathParse(const char *path, ObjectPath *out)
 {

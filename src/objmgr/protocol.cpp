@@ -9,16 +9,19 @@
 
 #include <string.h>
 
-static constexpr size_t kRequestHead = sizeof(ObjMgrPrivilege) + 1;
-static constexpr size_t kSessionOffset = 4;
-static constexpr u8 kKindQuestion = 2;
-static constexpr u8 kKindLoginNotice = 3;
-static constexpr size_t kReplySize = sizeof(CimStatus) + sizeof(u32);
+namespace
+{
+
+constexpr size_t kRequestHead = sizeof(ObjMgrPrivilege) + 1;
+constexpr size_t kSessionOffset = 4;
+constexpr u8 kKindQuestion = 2;
+constexpr u8 kKindLoginNotice = 3;
+constexpr size_t kReplySize = sizeof(CimStatus) + sizeof(u32);
 static_assert(kRequestHead + kStorePathMax + kMethodNameMax + kMethodArgsMax + 3 <=
                   kMethodPacketMax,
               "the largest request fits into a packet");
 
-static bool PackText(u8 *packet, size_t *size, const char *text, size_t max)
+bool PackText(u8 *packet, size_t *size, const char *text, size_t max)
 {
     if (text == nullptr)
         return false;
@@ -30,6 +33,82 @@ static bool PackText(u8 *packet, size_t *size, const char *text, size_t max)
     *size += length + 1;
     return true;
 }
+
+bool ParseText(const u8 **at, size_t *left, char *out, size_t max)
+{
+    const void *end = memchr(*at, 0, *left < max + 1 ? *left : max + 1);
+    if (end == nullptr)
+        return false;
+    const size_t size = static_cast<size_t>(static_cast<const u8 *>(end) - *at) + 1;
+    memcpy(out, *at, size);
+    *at += size;
+    *left -= size;
+    return true;
+}
+
+void PackWord(u8 *packet, size_t *size, u32 word)
+{
+    memcpy(packet + *size, &word, sizeof(word));
+    *size += sizeof(word);
+}
+
+// A longer text is cut at `max` bytes.
+void PackCut(u8 *packet, size_t *size, const char *text, size_t max)
+{
+    const size_t length = strnlen(text, max);
+    memcpy(packet + *size, text, length);
+    packet[*size + length] = 0;
+    *size += length + 1;
+}
+
+bool ParseWord(const u8 **at, size_t *left, u32 *word)
+{
+    if (*left < sizeof(*word))
+        return false;
+    memcpy(word, *at, sizeof(*word));
+    *at += sizeof(*word);
+    *left -= sizeof(*word);
+    return true;
+}
+
+size_t PackHead(u8 *packet, u8 kind)
+{
+    memset(packet, 0, kRequestHead);
+    packet[kRequestHead - 1] = kind;
+    return kRequestHead;
+}
+
+// Tells an answer from every other packet: a status that no method has.
+constexpr u32 kFactsMark = 0x5a4f5253;  // "SROZ"
+static_assert(5 * sizeof(u32) + kServiceNameMax + 1 +
+                      kServiceSourcesMax * (sizeof(u32) + kServiceSourceNameMax + 1) <=
+                  kMethodPacketMax,
+              "the largest answer fits into a packet");
+
+bool ParseSource(const u8 **at, size_t *left, ServiceSource *out)
+{
+    u32 answers = 0;
+    if (!ParseWord(at, left, &answers) || answers > 1)
+        return false;
+    out->answers = answers == 1;
+    return ParseText(at, left, out->name, kServiceSourceNameMax);
+}
+
+// Behind the mark and the version.
+bool ParseFacts(const u8 *at, size_t left, ServiceFacts *out)
+{
+    if (!ParseWord(&at, &left, &out->rights) || !ParseWord(&at, &left, &out->methodTimeoutMs) ||
+        !ParseWord(&at, &left, &out->sources) || out->sources > kServiceSourcesMax ||
+        !ParseText(&at, &left, out->name, kServiceNameMax))
+        return false;
+    for (u32 i = 0; i < out->sources; ++i) {
+        if (!ParseSource(&at, &left, &out->source[i]))
+            return false;
+    }
+    return left == 0;
+}
+
+}  // namespace
 
 RequestKind MethodRequestKind(const u8 *packet, size_t size)
 {
@@ -69,18 +148,6 @@ u32 MethodPackRequest(const ObjMgrPrivilege *privilege, const char *path, const 
     if (args != nullptr && !PackText(packet, &size, args, kMethodArgsMax))
         return 0;
     return static_cast<u32>(size);
-}
-
-static bool ParseText(const u8 **at, size_t *left, char *out, size_t max)
-{
-    const void *end = memchr(*at, 0, *left < max + 1 ? *left : max + 1);
-    if (end == nullptr)
-        return false;
-    const size_t size = static_cast<size_t>(static_cast<const u8 *>(end) - *at) + 1;
-    memcpy(out, *at, size);
-    *at += size;
-    *left -= size;
-    return true;
 }
 
 bool MethodParseRequest(const u8 *packet, size_t size, MethodRequest *out)
@@ -123,51 +190,12 @@ bool MethodParseReply(const u8 *packet, size_t size, MethodReply *out)
 
 // ---- the question and the notice
 
-static void PackWord(u8 *packet, size_t *size, u32 word)
-{
-    memcpy(packet + *size, &word, sizeof(word));
-    *size += sizeof(word);
-}
-
-// A longer text is cut at `max` bytes.
-static void PackCut(u8 *packet, size_t *size, const char *text, size_t max)
-{
-    const size_t length = strnlen(text, max);
-    memcpy(packet + *size, text, length);
-    packet[*size + length] = 0;
-    *size += length + 1;
-}
-
-static bool ParseWord(const u8 **at, size_t *left, u32 *word)
-{
-    if (*left < sizeof(*word))
-        return false;
-    memcpy(word, *at, sizeof(*word));
-    *at += sizeof(*word);
-    *left -= sizeof(*word);
-    return true;
-}
-
-static size_t PackHead(u8 *packet, u8 kind)
-{
-    memset(packet, 0, kRequestHead);
-    packet[kRequestHead - 1] = kind;
-    return kRequestHead;
-}
-
 u32 ServicePackQuestion(u8 *packet)
 {
     size_t size = PackHead(packet, kKindQuestion);
     PackWord(packet, &size, kMethodVersion);
     return static_cast<u32>(size);
 }
-
-// Tells an answer from every other packet: a status that no method has.
-static constexpr u32 kFactsMark = 0x5a4f5253;  // "SROZ"
-static_assert(5 * sizeof(u32) + kServiceNameMax + 1 +
-                      kServiceSourcesMax * (sizeof(u32) + kServiceSourceNameMax + 1) <=
-                  kMethodPacketMax,
-              "the largest answer fits into a packet");
 
 u32 ServicePackFacts(const ServiceFacts *facts, u8 *packet)
 {
@@ -183,29 +211,6 @@ u32 ServicePackFacts(const ServiceFacts *facts, u8 *packet)
         PackCut(packet, &size, facts->source[i].name, kServiceSourceNameMax);
     }
     return static_cast<u32>(size);
-}
-
-static bool ParseSource(const u8 **at, size_t *left, ServiceSource *out)
-{
-    u32 answers = 0;
-    if (!ParseWord(at, left, &answers) || answers > 1)
-        return false;
-    out->answers = answers == 1;
-    return ParseText(at, left, out->name, kServiceSourceNameMax);
-}
-
-// Behind the mark and the version.
-static bool ParseFacts(const u8 *at, size_t left, ServiceFacts *out)
-{
-    if (!ParseWord(&at, &left, &out->rights) || !ParseWord(&at, &left, &out->methodTimeoutMs) ||
-        !ParseWord(&at, &left, &out->sources) || out->sources > kServiceSourcesMax ||
-        !ParseText(&at, &left, out->name, kServiceNameMax))
-        return false;
-    for (u32 i = 0; i < out->sources; ++i) {
-        if (!ParseSource(&at, &left, &out->source[i]))
-            return false;
-    }
-    return left == 0;
 }
 
 bool ServiceParseFacts(const u8 *packet, size_t size, ServiceFacts *out)

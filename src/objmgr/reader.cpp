@@ -7,8 +7,11 @@
 
 #include "objmgr/object_path.h"
 
+namespace
+{
+
 // Every record is checked once in a copy, when it is first come to.
-static bool IsRight(Snapshot *snapshot, u32 record)
+bool IsRight(Snapshot *snapshot, u32 record)
 {
     if (record >= snapshot->size || record % kImageRecordAlign != 0)
         return false;
@@ -19,7 +22,7 @@ static bool IsRight(Snapshot *snapshot, u32 record)
 }
 
 // kCimNotFound: there is no such key; kCimFailed: its record is not right.
-static CimStatus LookUp(Snapshot *snapshot, const char *key, size_t length, ReaderFound *found)
+CimStatus LookUp(Snapshot *snapshot, const char *key, size_t length, ReaderFound *found)
 {
     const u32 hash = ImageHash(key, length);
     for (u32 probe = 0; probe < kImageProbesMax; ++probe) {
@@ -40,8 +43,7 @@ static CimStatus LookUp(Snapshot *snapshot, const char *key, size_t length, Read
 
 // For a path that is no key as it stands, or none that there is, and while planned faults count
 // every read.
-static CimStatus FindParsed(Snapshot *snapshot, const char *path, const char *property,
-                            ReaderFound *found)
+CimStatus FindParsed(Snapshot *snapshot, const char *path, const char *property, ReaderFound *found)
 {
     ObjectPath parsed;
     CimStatus status = ObjectPathParse(path, &parsed);
@@ -61,12 +63,21 @@ static CimStatus FindParsed(Snapshot *snapshot, const char *path, const char *pr
 
 // Notes a path that leads nowhere: every walk of a list ends at the one behind its last, the same
 // again and again, and saying so takes a parsed path otherwise (3 % of "show -level all /").
-static void NoteMissing(Snapshot *snapshot, const char *path)
+void NoteMissing(Snapshot *snapshot, const char *path)
 {
     const size_t length = strlen(path);
     if (length < sizeof(snapshot->missing))
         memcpy(snapshot->missing, path, length + 1);
 }
+
+u32 EndOfRecord(const Snapshot *snapshot, u32 record)
+{
+    ImageRecord head;
+    memcpy(&head, snapshot->half + record, sizeof(head));
+    return ImageAlign(record + le32toh(head.bytes));
+}
+
+}  // namespace
 
 // A path that asks for nothing besides is its own key, so it is looked up as it stands first.
 CimStatus ReaderFindElsewhere(Snapshot *snapshot, const char *path, const char *property,
@@ -87,13 +98,6 @@ CimStatus ReaderFindElsewhere(Snapshot *snapshot, const char *path, const char *
 }
 
 // ---- for tools ----
-
-static u32 EndOfRecord(const Snapshot *snapshot, u32 record)
-{
-    ImageRecord head;
-    memcpy(&head, snapshot->half + record, sizeof(head));
-    return ImageAlign(record + le32toh(head.bytes));
-}
 
 u32 ReaderNext(Snapshot *snapshot, u32 record)
 {

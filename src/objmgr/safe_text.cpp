@@ -4,7 +4,10 @@
 
 #include <string.h>
 
-static size_t LengthByLead(u8 lead)
+namespace
+{
+
+size_t LengthByLead(u8 lead)
 {
     if (lead < 0x80)
         return 1;
@@ -17,7 +20,7 @@ static size_t LengthByLead(u8 lead)
 
 // The character that the `length` bytes at `text` encode; false when they encode none: longer
 // forms than needed, surrogates, and what lies beyond U+10FFFF.
-static bool Decode(const char *text, size_t length, u32 *character)
+bool Decode(const char *text, size_t length, u32 *character)
 {
     static constexpr u32 kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
     u32 value = static_cast<u8>(*text) & (0xffu >> (length + 1));
@@ -31,11 +34,21 @@ static bool Decode(const char *text, size_t length, u32 *character)
     return value >= kLowest[length] && value <= 0x10ffff && (value < 0xd800 || value > 0xdfff);
 }
 
-static bool IsSafe(u32 character)
+bool IsSafe(u32 character)
 {
     return character >= 0xa0 && character != 0x061c && character != 0x200e && character != 0x200f &&
            (character < 0x202a || character > 0x202e) && (character < 0x2066 || character > 0x2069);
 }
+
+// Whether all eight bytes are printable ASCII: none has its highest bit, is below a blank or DEL.
+// Where none has its highest bit, no byte but one below a blank borrows from the next.
+bool ArePlain(u64 bytes)
+{
+    static constexpr u64 kEach = 0x0101010101010101;
+    return ((bytes | (bytes - 0x20 * kEach) | (bytes + kEach)) & 0x80 * kEach) == 0;
+}
+
+}  // namespace
 
 size_t SafeTextCharacter(const char *text, size_t left, bool *safe)
 {
@@ -51,14 +64,6 @@ size_t SafeTextCharacter(const char *text, size_t left, bool *safe)
         return 1;
     *safe = IsSafe(character);
     return length;
-}
-
-// Whether all eight bytes are printable ASCII: none has its highest bit, is below a blank or DEL.
-// Where none has its highest bit, no byte but one below a blank borrows from the next.
-static bool ArePlain(u64 bytes)
-{
-    static constexpr u64 kEach = 0x0101010101010101;
-    return ((bytes | (bytes - 0x20 * kEach) | (bytes + kEach)) & 0x80 * kEach) == 0;
 }
 
 // Each text is looked at when its record is first read.

@@ -16,14 +16,17 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+namespace
+{
+
 // Milliseconds until the deadline, 0 when it has passed.
-static int RemainingMs(u64 deadlineMs)
+int RemainingMs(u64 deadlineMs)
 {
     const u64 now = ClockMs();
     return now < deadlineMs ? static_cast<int>(deadlineMs - now) : 0;
 }
 
-static ServiceAnswer AnswerOf(int error)
+ServiceAnswer AnswerOf(int error)
 {
     switch (error) {
     case EACCES:
@@ -40,7 +43,7 @@ static ServiceAnswer AnswerOf(int error)
 
 // A local connect with a full queue waits for its send time-out, then ends with EAGAIN. Without a
 // deadline (0) it does not wait.
-static ServiceAnswer Connect(int fd, const sockaddr_un *address, u64 deadlineMs)
+ServiceAnswer Connect(int fd, const sockaddr_un *address, u64 deadlineMs)
 {
     for (;;) {
         const int remaining = RemainingMs(deadlineMs);
@@ -57,7 +60,7 @@ static ServiceAnswer Connect(int fd, const sockaddr_un *address, u64 deadlineMs)
 }
 
 // Whether whoever listens at the other end is the directory's owner or root.
-static bool IsTrusted(int fd, const struct stat &directory)
+bool IsTrusted(int fd, const struct stat &directory)
 {
     ucred peer = {};
     socklen_t size = sizeof(peer);
@@ -67,7 +70,7 @@ static bool IsTrusted(int fd, const struct stat &directory)
 }
 
 // The end of the wait is Hung.
-static ServiceAnswer WaitFor(int fd, short events, u64 deadlineMs)
+ServiceAnswer WaitFor(int fd, short events, u64 deadlineMs)
 {
     for (;;) {
         pollfd wait = {fd, events, 0};
@@ -82,7 +85,7 @@ static ServiceAnswer WaitFor(int fd, short events, u64 deadlineMs)
 
 // Sends the packet and takes the answer in its place; *size becomes the answer's. A connection that
 // ends without one counts as no answer.
-static ServiceAnswer Exchange(int fd, u8 *packet, size_t *size, u64 deadlineMs)
+ServiceAnswer Exchange(int fd, u8 *packet, size_t *size, u64 deadlineMs)
 {
     ServiceAnswer answer = WaitFor(fd, POLLOUT, deadlineMs);
     if (answer != ServiceAnswer::Serving)
@@ -101,7 +104,7 @@ static ServiceAnswer Exchange(int fd, u8 *packet, size_t *size, u64 deadlineMs)
 
 // The directory is open: its path may be longer than an address, and must not become another one
 // between the look at it and the connection. *out is connected to a service to be trusted, or -1.
-static ServiceAnswer ConnectIn(int directoryFd, u64 deadlineMs, int *out)
+ServiceAnswer ConnectIn(int directoryFd, u64 deadlineMs, int *out)
 {
     *out = -1;
     struct stat info;
@@ -125,7 +128,7 @@ static ServiceAnswer ConnectIn(int directoryFd, u64 deadlineMs, int *out)
     return answer;
 }
 
-static ServiceAnswer ConnectTo(const char *directory, u64 deadlineMs, int *out)
+ServiceAnswer ConnectTo(const char *directory, u64 deadlineMs, int *out)
 {
     *out = -1;
     const int directoryFd = open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -136,7 +139,7 @@ static ServiceAnswer ConnectTo(const char *directory, u64 deadlineMs, int *out)
     return answer;
 }
 
-static ServiceAnswer Ask(const char *directory, u8 *packet, size_t *size, u32 timeoutMs)
+ServiceAnswer Ask(const char *directory, u8 *packet, size_t *size, u32 timeoutMs)
 {
     const u64 deadlineMs = ClockMs() + timeoutMs;
     int fd = -1;
@@ -147,6 +150,8 @@ static ServiceAnswer Ask(const char *directory, u8 *packet, size_t *size, u32 ti
     }
     return answer;
 }
+
+}  // namespace
 
 ServiceAnswer ServiceAsk(const char *directory, u32 timeoutMs, ServiceFacts *facts)
 {

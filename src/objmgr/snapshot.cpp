@@ -13,68 +13,61 @@
 #include <time.h>
 #include <unistd.h>
 
-static constexpr u32 kAttempts = 16;
-static constexpr timespec kPause = {0, 1000000};
+namespace
+{
+
+constexpr u32 kAttempts = 16;
+constexpr timespec kPause = {0, 1000000};
 // Longer than any service waits for its source; an image may say anything.
-static constexpr u32 kMethodTimeoutMostMs = 120 * 1000;
+constexpr u32 kMethodTimeoutMostMs = 120 * 1000;
 
-static ImageFile sFile;
-static Snapshot sCopies[kObjMgrMaxConnections + 1];  // one more than connections: the newest
-static Snapshot *sNewest;
-static ObjMgrPresence sPresence = ObjMgrPresence::Absent;
+ImageFile gFile;
+Snapshot gCopies[kObjMgrMaxConnections + 1];  // one more than connections: the newest
+Snapshot *gNewest;
+ObjMgrPresence gPresence = ObjMgrPresence::Absent;
 
-ObjMgrPresence SnapshotPresence()
-{
-    return sPresence;
-}
-
-const ImageHead *SnapshotHead()
-{
-    return sFile.head;
-}
-
-static void Unmap(Snapshot *copy)
+void Unmap(Snapshot *copy)
 {
     if (copy->half != nullptr)
         munmap(copy->half, copy->mapped);
     *copy = {};
 }
 
-static void ForgetNewest()
+void ForgetNewest()
 {
-    if (sNewest != nullptr && sNewest->users == 0)
-        Unmap(sNewest);
-    sNewest = nullptr;
+    if (gNewest != nullptr && gNewest->users == 0)
+        Unmap(gNewest);
+    gNewest = nullptr;
 }
 
 // There is one: each connection holds one at the most.
-static Snapshot *FindUnused()
+Snapshot *FindUnused()
 {
-    Snapshot *unused = sCopies;
+    Snapshot *unused = gCopies;
     while (unused->half != nullptr)
         ++unused;
     return unused;
 }
 
-static size_t StatesOf(u32 size)
+size_t StatesOf(u32 size)
 {
     return size / kImageRecordAlign + 1;
 }
 
 // The place for a half of `size` bytes. The newest copy's memory is used again where it fits and
 // nobody reads there: a client that looks often must not have the kernel clear pages each time.
-static Snapshot *MakeRoom(u32 size)
+Snapshot *MakeRoom(u32 size)
 {
     const size_t wanted = ImageAlign(size) + StatesOf(size);
     const size_t pages = (wanted + kImageHeadSize - 1) / kImageHeadSize * kImageHeadSize;
-    if (sNewest != nullptr && sNewest->users == 0) {
-        Snapshot *reused = sNewest;
-        sNewest = nullptr;
+    if (gNewest != nullptr && gNewest->users == 0) {
+        Snapshot *reused = gNewest;
+        gNewest = nullptr;
         if (reused->mapped >= pages && reused->mapped / 4 <= pages)
             return reused;
         Unmap(reused);
     }
-    sNewest = nullptr;
+    gNewest = nullptr;
     Snapshot *free = FindUnused();
     void *memory = mmap(nullptr, pages, PROT_READ | PROT_WRITE,
                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
@@ -85,11 +78,11 @@ static Snapshot *MakeRoom(u32 size)
     return free;
 }
 
-static bool ReadHalf(u8 *half, u32 size, u64 offset)
+bool ReadHalf(u8 *half, u32 size, u64 offset)
 {
     for (u32 got = 0; got < size;) {
         const ssize_t now =
-            pread(sFile.imageFd, half + got, size - got, static_cast<off_t>(offset + got));
+            pread(gFile.imageFd, half + got, size - got, static_cast<off_t>(offset + got));
         if (now == 0 || (now < 0 && errno != EINTR))
             return false;
         got += now > 0 ? static_cast<u32>(now) : 0;
@@ -97,9 +90,9 @@ static bool ReadHalf(u8 *half, u32 size, u64 offset)
     return true;
 }
 
-static void Describe(Snapshot *copy, u32 size, u32 count)
+void Describe(Snapshot *copy, u32 size, u32 count)
 {
-    const ImageHead *head = sFile.head;
+    const ImageHead *head = gFile.head;
     ImageHalf half;
     memcpy(&half, copy->half, sizeof(half));
     copy->states = copy->half + ImageAlign(size);
@@ -119,7 +112,7 @@ static void Describe(Snapshot *copy, u32 size, u32 count)
 }
 
 #if ZOR_SIM
-static void LoadFaults(const Snapshot *copy)
+void LoadFaults(const Snapshot *copy)
 {
     ImageHalf half;
     memcpy(&half, copy->half, sizeof(half));
@@ -130,9 +123,9 @@ static void LoadFaults(const Snapshot *copy)
 enum class Copied : u8 { Whole, Torn, Failed };
 
 // Makes publish `count` the newest copy. The order of these steps is that of image.h.
-static Copied TakeCopy(u32 count)
+Copied TakeCopy(u32 count)
 {
-    const ImageHead *head = sFile.head;
+    const ImageHead *head = gFile.head;
     const u32 capacity = ImageLoad(&head->halfCapacity);
     const u32 size = ImageLoad(&head->halfSize[count & 1]);
     // Both may be words of a publish that has just begun, as well as wrong.
@@ -150,30 +143,30 @@ static Copied TakeCopy(u32 count)
         return whole ? Copied::Failed : Copied::Torn;
     }
     Describe(copy, size, count);
-    sNewest = copy;
+    gNewest = copy;
 #if ZOR_SIM
     LoadFaults(copy);
 #endif
     return Copied::Whole;
 }
 
-static bool NewestIs(u32 count)
+bool NewestIs(u32 count)
 {
-    return sNewest != nullptr && sNewest->count == count &&
-           sNewest->start[0] == ImageLoad(&sFile.head->start[0]) &&
-           sNewest->start[1] == ImageLoad(&sFile.head->start[1]);
+    return gNewest != nullptr && gNewest->count == count &&
+           gNewest->start[0] == ImageLoad(&gFile.head->start[0]) &&
+           gNewest->start[1] == ImageLoad(&gFile.head->start[1]);
 }
 
 // Opens the file that is the one to read now.
-static ObjMgrPresence RefreshFile(u32 nowMs)
+ObjMgrPresence RefreshFile(u32 nowMs)
 {
-    if (sFile.head != nullptr && ImageFileIsCurrent(&sFile, nowMs))
+    if (gFile.head != nullptr && ImageFileIsCurrent(&gFile, nowMs))
         return ObjMgrPresence::Serving;
-    ImageFileClose(&sFile);
-    return ImageFileOpen(&sFile, nowMs);
+    ImageFileClose(&gFile);
+    return ImageFileOpen(&gFile, nowMs);
 }
 
-static ObjMgrPresence Refresh()
+ObjMgrPresence Refresh()
 {
     for (u32 attempt = 0; attempt < kAttempts; ++attempt) {
         if (attempt > 0)
@@ -182,9 +175,9 @@ static ObjMgrPresence Refresh()
         const ObjMgrPresence presence = RefreshFile(nowMs);
         if (presence != ObjMgrPresence::Serving)
             return presence;
-        if (!ImageFileBeats(&sFile, nowMs))
+        if (!ImageFileBeats(&gFile, nowMs))
             return ObjMgrPresence::Hung;
-        const u32 count = ImageLoadAcquire(&sFile.head->done);
+        const u32 count = ImageLoadAcquire(&gFile.head->done);
         if (NewestIs(count))
             return ObjMgrPresence::Serving;
         const Copied copied = TakeCopy(count);
@@ -196,25 +189,37 @@ static ObjMgrPresence Refresh()
     return ObjMgrPresence::Unreadable;
 }
 
+}  // namespace
+
+ObjMgrPresence SnapshotPresence()
+{
+    return gPresence;
+}
+
+const ImageHead *SnapshotHead()
+{
+    return gFile.head;
+}
+
 void SnapshotForget()
 {
     ForgetNewest();
-    ImageFileClose(&sFile);
+    ImageFileClose(&gFile);
 }
 
 Snapshot *SnapshotAcquire()
 {
-    sPresence = Refresh();
-    if (sPresence != ObjMgrPresence::Serving) {
+    gPresence = Refresh();
+    if (gPresence != ObjMgrPresence::Serving) {
         ForgetNewest();
         return nullptr;
     }
-    ++sNewest->users;
-    return sNewest;
+    ++gNewest->users;
+    return gNewest;
 }
 
 void SnapshotRelease(Snapshot *copy)
 {
-    if (--copy->users == 0 && copy != sNewest)
+    if (--copy->users == 0 && copy != gNewest)
         Unmap(copy);
 }
