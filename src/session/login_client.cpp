@@ -4,7 +4,10 @@
 
 #include <string.h>
 
-static void ReadConnection(const char *connection, RegistryRecord *client)
+namespace
+{
+
+void ReadConnection(const char *connection, RegistryRecord *client)
 {
     static constexpr char kMapped[] = "::ffff:";
     char word[sizeof(client->addressText)];
@@ -18,6 +21,8 @@ static void ReadConnection(const char *connection, RegistryRecord *client)
         address += sizeof(kMapped) - 1;
     RegistryParseAddress(address, client);
 }
+
+}  // namespace
 
 void LoginTakeClient(LoginOptions *options, const char *connection, bool atTerminal)
 {

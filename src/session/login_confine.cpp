@@ -22,20 +22,23 @@
 #define ZOR_HAS_ADDRESS_SANITIZER 0
 #endif
 
+namespace
+{
+
 // The numbers are the same on every architecture.
-static constexpr long kCreateRuleset = 444;
-static constexpr long kAddRule = 445;
-static constexpr long kRestrictSelf = 446;
+constexpr long kCreateRuleset = 444;
+constexpr long kAddRule = 445;
+constexpr long kRestrictSelf = 446;
 
-static constexpr u32 kAskVersion = 1;
-static constexpr u32 kPathBeneath = 1;
+constexpr u32 kAskVersion = 1;
+constexpr u32 kPathBeneath = 1;
 
-static constexpr u64 kExecute = 1u << 0;
-static constexpr u64 kWriteFile = 1u << 1;
-static constexpr u64 kReadFile = 1u << 2;
-static constexpr u64 kReadDirectory = 1u << 3;
-static constexpr u64 kMakeFile = 1u << 8;
-static constexpr u64 kFileRights = kExecute | kWriteFile | kReadFile;
+constexpr u64 kExecute = 1u << 0;
+constexpr u64 kWriteFile = 1u << 1;
+constexpr u64 kReadFile = 1u << 2;
+constexpr u64 kReadDirectory = 1u << 3;
+constexpr u64 kMakeFile = 1u << 8;
+constexpr u64 kFileRights = kExecute | kWriteFile | kReadFile;
 
 struct Ruleset {
     u64 files;
@@ -48,7 +51,7 @@ struct Beneath {
     i32 descriptor;
 } __attribute__((packed));
 
-static u64 HandledFiles(long version)
+u64 HandledFiles(long version)
 {
     u64 handled = (u64{1} << 13) - 1;  // everything of version 1
     if (version >= 2)
@@ -60,7 +63,7 @@ static u64 HandledFiles(long version)
     return handled;
 }
 
-static int MakeRuleset()
+int MakeRuleset()
 {
     long version = syscall(kCreateRuleset, nullptr, 0, kAskVersion);
     if (version < 1)
@@ -79,7 +82,7 @@ static int MakeRuleset()
 }
 
 // What is not there needs no rule.
-static void Allow(int ruleset, const char *path, u64 rights)
+void Allow(int ruleset, const char *path, u64 rights)
 {
     Beneath rule = {};
     rule.descriptor = open(path, O_PATH | O_CLOEXEC);
@@ -94,7 +97,7 @@ static void Allow(int ruleset, const char *path, u64 rights)
 }
 
 // As Allow, for the directory that holds `path`.
-static void AllowBeside(int ruleset, const char *path, u64 rights)
+void AllowBeside(int ruleset, const char *path, u64 rights)
 {
     char directory[PATH_MAX];
     size_t length = strlen(path);
@@ -114,7 +117,7 @@ static void AllowBeside(int ruleset, const char *path, u64 rights)
 // --- Libraries -------------------------------------------------------------------------------
 
 // This program is linked as the shell is: the same loader, and libraries from the same places.
-static int AllowObject(dl_phdr_info *object, size_t, void *context)
+int AllowObject(dl_phdr_info *object, size_t, void *context)
 {
     int ruleset = *static_cast<const int *>(context);
     for (int i = 0; i < object->dlpi_phnum; ++i)
@@ -128,7 +131,7 @@ static int AllowObject(dl_phdr_info *object, size_t, void *context)
     return 0;
 }
 
-static void AllowLibraries(int ruleset)
+void AllowLibraries(int ruleset)
 {
     dl_iterate_phdr(AllowObject, &ruleset);
     Allow(ruleset, "/etc/ld.so.cache", kReadFile);
@@ -138,6 +141,8 @@ static void AllowLibraries(int ruleset)
     Allow(ruleset, "/proc/self", kReadFile | kReadDirectory);  // the sanitizer looks at its memory
 #endif
 }
+
+}  // namespace
 
 // --- The whole -------------------------------------------------------------------------------
 

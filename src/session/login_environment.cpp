@@ -7,15 +7,18 @@
 #include <string.h>
 #include <unistd.h>
 
+namespace
+{
+
 // For a caller that has no PATH.
-static constexpr char kDefaultPath[] = "/usr/local/bin:/usr/bin:/bin";
+constexpr char kDefaultPath[] = "/usr/local/bin:/usr/bin:/bin";
 
 struct Environment {
     char **entries;  // ended by a null
     size_t count;
 };
 
-static bool Put(Environment *environment, const char *name, const char *value)
+bool Put(Environment *environment, const char *name, const char *value)
 {
     if (value == nullptr)
         return true;
@@ -26,7 +29,7 @@ static bool Put(Environment *environment, const char *name, const char *value)
     return true;
 }
 
-static bool PutSession(Environment *environment, u32 id, const RegistryRecord *record)
+bool PutSession(Environment *environment, u32 id, const RegistryRecord *record)
 {
     char sessionId[16];
     char type[16];
@@ -42,7 +45,7 @@ static bool PutSession(Environment *environment, u32 id, const RegistryRecord *r
 
 // What the child may take from the caller. sshd passes nothing of these on from its client but the
 // user's LANG and LC_*, and TERM.
-static bool PutInherited(Environment *environment)
+bool PutInherited(Environment *environment)
 {
     static constexpr const char *kSettings[] = {"ZOROBJMGR", "ZORSSNDIR", "ZORTRACE"};
     static constexpr const char *kUsers[] = {"TERM", "LANG", "TZ", "HOME", "USER", "LOGNAME"};
@@ -60,7 +63,7 @@ static bool PutInherited(Environment *environment)
 
 // The shell and its fellow programs stand first on the PATH. A directory with a colon in its name
 // cannot stand there.
-static bool PutPath(Environment *environment, const char *ownDirectory)
+bool PutPath(Environment *environment, const char *ownDirectory)
 {
     const char *path = getenv("PATH");
     if (path == nullptr || path[0] == '\0')
@@ -74,6 +77,8 @@ static bool PutPath(Environment *environment, const char *ownDirectory)
     free(whole);
     return put;
 }
+
+}  // namespace
 
 char **LoginBuildEnvironment(u32 id, const RegistryRecord *record, const char *ownDirectory)
 {

@@ -8,10 +8,15 @@
 
 #include "objmgr/service_question.h"
 
-static bool IsLetterOrDigit(char c)
+namespace
+{
+
+bool IsLetterOrDigit(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
+
+}  // namespace
 
 bool LoginIsHostName(const char *name)
 {

@@ -13,14 +13,17 @@
 
 #include "session/registry.h"
 
+namespace
+{
+
 // The keeper's own descriptors, behind the standard ones.
-static constexpr int kLife = 3;
-static constexpr int kFile = 4;
+constexpr int kLife = 3;
+constexpr int kFile = 4;
 
 // The same on every architecture; the C library's headers may be older.
-static constexpr long kCloseRange = 436;
+constexpr long kCloseRange = 436;
 
-static void CloseFrom(int first)
+void CloseFrom(int first)
 {
     if (syscall(kCloseRange, first, ~0u, 0) == 0)
         return;
@@ -30,7 +33,7 @@ static void CloseFrom(int first)
 }
 
 // Two descriptors may stand where the other is to go: they are moved out of the way first.
-static bool TakeDescriptors(int life, int file)
+bool TakeDescriptors(int life, int file)
 {
     life = fcntl(life, F_DUPFD, kFile + 1);
     file = fcntl(file, F_DUPFD, kFile + 1);
@@ -44,7 +47,7 @@ static bool TakeDescriptors(int life, int file)
     return true;
 }
 
-[[noreturn]] static void Keep(const char *directory, u32 id, int lock, int life)
+[[noreturn]] void Keep(const char *directory, u32 id, int lock, int life)
 {
     sigset_t all;
     sigfillset(&all);
@@ -63,6 +66,8 @@ static bool TakeDescriptors(int life, int file)
     RegistryCloseSession(directory, id, kFile);
     _exit(0);
 }
+
+}  // namespace
 
 bool LoginKeeperStart(const char *directory, u32 id, int lock, LoginKeeper *keeper)
 {

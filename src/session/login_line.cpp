@@ -5,12 +5,15 @@
 #include <stdio.h>
 #include <string.h>
 
-static constexpr char kOwnName[] = "smclp-login";
-static constexpr char kBlanks[] = " \t\r\n";
-static constexpr int kWordsMax = 32;  // of a line that names this program
+namespace
+{
+
+constexpr char kOwnName[] = "smclp-login";
+constexpr char kBlanks[] = " \t\r\n";
+constexpr int kWordsMax = 32;  // of a line that names this program
 
 // What clients of file transfers start on this side. None of them is a verb.
-static constexpr const char *kTransfers[] = {
+constexpr const char *kTransfers[] = {
     "sftp",
     "sftp-server",
     "internal-sftp",
@@ -22,7 +25,7 @@ static constexpr const char *kTransfers[] = {
     "git-upload-archive",
 };
 
-static char *Trim(char *text)
+char *Trim(char *text)
 {
     text += strspn(text, kBlanks);
     size_t length = strlen(text);
@@ -33,7 +36,7 @@ static char *Trim(char *text)
 }
 
 // The first word of a trimmed line without its directory; its length is in *length.
-static const char *FirstName(const char *line, size_t *length)
+const char *FirstName(const char *line, size_t *length)
 {
     size_t end = strcspn(line, kBlanks);
     size_t start = end;
@@ -43,14 +46,14 @@ static const char *FirstName(const char *line, size_t *length)
     return line + start;
 }
 
-static bool FirstNameIs(const char *line, const char *name)
+bool FirstNameIs(const char *line, const char *name)
 {
     size_t length = 0;
     const char *first = FirstName(line, &length);
     return length == strlen(name) && memcmp(first, name, length) == 0;
 }
 
-static bool IsTransfer(const char *line)
+bool IsTransfer(const char *line)
 {
     for (const char *name : kTransfers)
         if (FirstNameIs(line, name))
@@ -58,7 +61,7 @@ static bool IsTransfer(const char *line)
     return false;
 }
 
-static char *SkipExec(char *line)
+char *SkipExec(char *line)
 {
     if (strncmp(line, "exec", 4) != 0 || line[4] == '\0' || strchr(kBlanks, line[4]) == nullptr)
         return line;
@@ -68,7 +71,7 @@ static char *SkipExec(char *line)
 // --- A line that names this program ----------------------------------------------------------
 
 // Splits the text in place; -1 when there are too many words. words[n] is null.
-static int Split(char *text, char **words)
+int Split(char *text, char **words)
 {
     int count = 0;
     char *rest = nullptr;
@@ -83,14 +86,14 @@ static int Split(char *text, char **words)
 }
 
 // 0 is no limit.
-static u32 Lower(u32 one, u32 other)
+u32 Lower(u32 one, u32 other)
 {
     if (one == 0 || other == 0)
         return one | other;
     return one < other ? one : other;
 }
 
-static void Restrict(LoginOptions *options, const LoginOptions *by)
+void Restrict(LoginOptions *options, const LoginOptions *by)
 {
     options->privilege &= by->privilege;
     for (u32 type = 0; type < 256; ++type)
@@ -105,7 +108,7 @@ static void Restrict(LoginOptions *options, const LoginOptions *by)
     }
 }
 
-static u32 TakeOptions(char *line, LoginOptions *options, char *message, size_t size)
+u32 TakeOptions(char *line, LoginOptions *options, char *message, size_t size)
 {
     char *words[kWordsMax + 1];
     int count = Split(line, words);
@@ -130,7 +133,7 @@ static u32 TakeOptions(char *line, LoginOptions *options, char *message, size_t 
 
 // Takes the next word off *text, whose quotes go: it is written over the text itself. Null: there
 // is none. False in *closed: a quote is open.
-static char *TakeWord(char **text, bool *closed)
+char *TakeWord(char **text, bool *closed)
 {
     char *from = *text + strspn(*text, kBlanks);
     char *word = from;
@@ -153,7 +156,7 @@ static char *TakeWord(char **text, bool *closed)
     return word;
 }
 
-static bool AsksForTool(const LoginOptions *options)
+bool AsksForTool(const LoginOptions *options)
 {
     const size_t length = sizeof(kLoginTool) - 1;
     return options->allowTool && options->line != nullptr &&
@@ -161,7 +164,7 @@ static bool AsksForTool(const LoginOptions *options)
            memcmp(options->line, kLoginTool, length) == 0;
 }
 
-static u32 TakeTool(LoginOptions *options, char *message, size_t size)
+u32 TakeTool(LoginOptions *options, char *message, size_t size)
 {
     char *rest = options->line;
     u32 count = 0;
@@ -183,7 +186,7 @@ static u32 TakeTool(LoginOptions *options, char *message, size_t size)
 // --- Which line ------------------------------------------------------------------------------
 
 // Trims *line; one that names this program is taken for its options, and *line is null then.
-static u32 Settle(char **line, LoginOptions *options, char *message, size_t size)
+u32 Settle(char **line, LoginOptions *options, char *message, size_t size)
 {
     *line = Trim(*line);
     char *named = SkipExec(*line);
@@ -192,6 +195,8 @@ static u32 Settle(char **line, LoginOptions *options, char *message, size_t size
     *line = nullptr;
     return TakeOptions(named, options, message, size);
 }
+
+}  // namespace
 
 u32 LoginTakeLine(LoginOptions *options, char *original, char *message, size_t size)
 {

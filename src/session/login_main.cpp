@@ -31,20 +31,23 @@
 #include "session/login_watch.h"
 #include "session/registry.h"
 
-static constexpr int kExitFailed = 1;
-static constexpr int kExitUnavailable = 69;  // the names of sysexits.h for these four
-static constexpr int kExitTemporary = 75;
-static constexpr int kExitNoPermission = 77;
-static constexpr int kExitCannotStart = 126;
-static constexpr int kExitNotFound = 127;
-static constexpr int kExitSignalBase = 128;
+namespace
+{
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUnavailable = 69;  // the names of sysexits.h for these four
+constexpr int kExitTemporary = 75;
+constexpr int kExitNoPermission = 77;
+constexpr int kExitCannotStart = 126;
+constexpr int kExitNotFound = 127;
+constexpr int kExitSignalBase = 128;
 
 // --- What is said ----------------------------------------------------------------------------
 
 // One line on standard error, or as much of it as fits within a second: whoever does not read it
 // must not hold a session open, nor a process.
-static void Say(const char *format, ...) __attribute__((format(printf, 1, 2)));
-static void Say(const char *format, ...)
+void Say(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void Say(const char *format, ...)
 {
     char line[512];
     va_list arguments;
@@ -74,7 +77,7 @@ static void Say(const char *format, ...)
     sigaction(SIGALRM, &before, nullptr);
 }
 
-static bool OpenStandardDescriptors()
+bool OpenStandardDescriptors()
 {
     int descriptor;
     do {
@@ -87,7 +90,7 @@ static bool OpenStandardDescriptors()
 }
 
 // The directory that this program was started from; "" when the system does not say.
-static void FindOwnDirectory(char *directory, size_t size)
+void FindOwnDirectory(char *directory, size_t size)
 {
     ssize_t length = readlink("/proc/self/exe", directory, size);
     if (length <= 0 || static_cast<size_t>(length) == size)
@@ -100,7 +103,7 @@ static void FindOwnDirectory(char *directory, size_t size)
 
 // --- The child -------------------------------------------------------------------------------
 
-static void ResetSignals(const sigset_t *mask)
+void ResetSignals(const sigset_t *mask)
 {
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
@@ -111,7 +114,7 @@ static void ResetSignals(const sigset_t *mask)
 
 // Finds the shell beside this program, else on the PATH; false, with errno, when there is none.
 // The one beside stands also when it cannot be run: no other is taken then.
-static bool FindShell(const char *ownDirectory, char *path, size_t size)
+bool FindShell(const char *ownDirectory, char *path, size_t size)
 {
     int length = snprintf(path, size, "%s/smclp", ownDirectory);
     if (ownDirectory[0] != '\0' && static_cast<size_t>(length) < size && access(path, F_OK) == 0)
@@ -128,7 +131,7 @@ static bool FindShell(const char *ownDirectory, char *path, size_t size)
     return false;
 }
 
-static void ExecShell(const char *ownDirectory, const LoginOptions *options)
+void ExecShell(const char *ownDirectory, const LoginOptions *options)
 {
     char name[] = "smclp";
     char *argv[] = {name, options->line, nullptr};
@@ -143,7 +146,7 @@ static void ExecShell(const char *ownDirectory, const LoginOptions *options)
 
 // The tool beside this program, and no other. It can write files and listen, which the shell
 // cannot: without Landlock it is not started.
-static void ExecTool(const char *ownDirectory, const LoginOptions *options)
+void ExecTool(const char *ownDirectory, const LoginOptions *options)
 {
     char path[PATH_MAX];
     const int length = snprintf(path, sizeof(path), "%s/%s", ownDirectory, kLoginTool);
@@ -159,8 +162,8 @@ static void ExecTool(const char *ownDirectory, const LoginOptions *options)
     execv(path, options->tool);
 }
 
-[[noreturn]] static void RunChild(const LoginOptions *options, u32 id, const RegistryRecord *record,
-                                  pid_t parent, const sigset_t *mask)
+[[noreturn]] void RunChild(const LoginOptions *options, u32 id, const RegistryRecord *record,
+                           pid_t parent, const sigset_t *mask)
 {
     LoginDieWith(parent);
     static char ownDirectory[PATH_MAX];
@@ -189,7 +192,7 @@ static void ExecTool(const char *ownDirectory, const LoginOptions *options)
 
 // --- The session -----------------------------------------------------------------------------
 
-static int ExitStatus(const LoginEnding *ending)
+int ExitStatus(const LoginEnding *ending)
 {
     if (ending->why == LoginEnd::Lost)
         return kExitCannotStart;
@@ -199,7 +202,7 @@ static int ExitStatus(const LoginEnding *ending)
     return WEXITSTATUS(ending->status) == 255 ? 254 : WEXITSTATUS(ending->status);
 }
 
-static void SayWhy(const LoginEnding *ending, u32 idleSeconds)
+void SayWhy(const LoginEnding *ending, u32 idleSeconds)
 {
     if (ending->why == LoginEnd::Idle && idleSeconds % 60 == 0)
         Say("smclp-login: the session was not used for %u min and is ended", idleSeconds / 60);
@@ -210,7 +213,7 @@ static void SayWhy(const LoginEnding *ending, u32 idleSeconds)
 }
 
 // For the record: why the session ended.
-static void NameReason(const LoginEnding *ending, char *reason, size_t size)
+void NameReason(const LoginEnding *ending, char *reason, size_t size)
 {
     static constexpr const char *kReasons[] = {
         nullptr, "told to end", "idle", "ended from outside", "hung up", "lost"};
@@ -223,8 +226,8 @@ static void NameReason(const LoginEnding *ending, char *reason, size_t size)
         snprintf(reason, size, "exit %d", WEXITSTATUS(ending->status));
 }
 
-static int RunSession(const LoginOptions *options, const RegistryRecord *record,
-                      LoginSession *session, const sigset_t *before)
+int RunSession(const LoginOptions *options, const RegistryRecord *record, LoginSession *session,
+               const sigset_t *before)
 {
     termios terminal;
     bool hasTerminal = tcgetattr(STDIN_FILENO, &terminal) == 0;
@@ -254,7 +257,7 @@ static int RunSession(const LoginOptions *options, const RegistryRecord *record,
     return ExitStatus(&ending);
 }
 
-static void NameUser(char *name, size_t size)
+void NameUser(char *name, size_t size)
 {
     const passwd *entry = getpwuid(getuid());
     if (entry != nullptr && strlen(entry->pw_name) < size)
@@ -264,15 +267,14 @@ static void NameUser(char *name, size_t size)
 }
 
 // Says it to the user and to the service's record. The reason is what the line says, in short.
-static int Refuse(const LoginOptions *options, int status, const char *reason, const char *line)
+int Refuse(const LoginOptions *options, int status, const char *reason, const char *line)
 {
     Say("smclp-login: %s", line);
     LoginTellRefusal(ServiceDirectory(), options->client.addressText, reason);
     return status;
 }
 
-static int ComplainAboutRegistry(u32 result, const LoginOptions *options, const char *directory,
-                                 int error)
+int ComplainAboutRegistry(u32 result, const LoginOptions *options, const char *directory, int error)
 {
     char line[96];
     switch (result) {
@@ -304,7 +306,7 @@ static int ComplainAboutRegistry(u32 result, const LoginOptions *options, const 
 
 // The registry of several users, where nothing else made it: root's first login does, for the group
 // that may use the object manager. A directory that ZORSSNDIR names is its user's own affair.
-static void MakeSharedRegistry(const char *directory)
+void MakeSharedRegistry(const char *directory)
 {
     struct stat objmgr;
     if (geteuid() != 0 || strcmp(directory, kRegistryDefaultDirectory) != 0)
@@ -313,7 +315,7 @@ static void MakeSharedRegistry(const char *directory)
         RegistryMakeShared(directory, objmgr.st_gid);  // a failure is seen by who opens
 }
 
-static int Login(const LoginOptions *options)
+int Login(const LoginOptions *options)
 {
     RegistryRecord record = options->client;
     NameUser(record.user, sizeof(record.user));
@@ -362,7 +364,7 @@ static int Login(const LoginOptions *options)
 // --- The program -----------------------------------------------------------------------------
 
 // The settings come before the command line, which may name their file: it is read twice.
-static u32 ReadOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
+u32 ReadOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
 {
     LoginDefaultOptions(options);
     u32 result = LoginParseOptions(argc, argv, options, message, size);
@@ -374,10 +376,12 @@ static u32 ReadOptions(int argc, char **argv, LoginOptions *options, char *messa
     return result == 0 ? LoginParseOptions(argc, argv, options, message, size) : result;
 }
 
-static int Print(const char *text)
+int Print(const char *text)
 {
     return fputs(text, stdout) < 0 || fflush(stdout) != 0 ? kExitFailed : 0;
 }
+
+}  // namespace
 
 int main(int argc, char **argv)
 {

@@ -50,6 +50,9 @@ const char kLoginUsage[] =
     "directory of the session registry (default /run/zor/sessions), ZOROBJMGR that of the service\n"
     "(default /run/zor/objmgr).\n";
 
+namespace
+{
+
 enum {
     kType = 1000,
     kHost,
@@ -65,7 +68,7 @@ enum {
     kVersion,
 };
 
-static const option kOptions[] = {
+const option kOptions[] = {
     {"host", required_argument, nullptr, kHost},
     {"type", required_argument, nullptr, kType},
     {"address", required_argument, nullptr, kAddress},
@@ -81,7 +84,7 @@ static const option kOptions[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-static constexpr u32 kLimitMax = 1000;  // of sessions; the registry's tmpfs has room for no more
+constexpr u32 kLimitMax = 1000;  // of sessions; the registry's tmpfs has room for no more
 
 // Where the line about a fault goes.
 struct Complaint {
@@ -89,20 +92,20 @@ struct Complaint {
     size_t size;
 };
 
-static u32 Refuse(const Complaint *to, const char *what, const char *value)
+u32 Refuse(const Complaint *to, const char *what, const char *value)
 {
     snprintf(to->text, to->size, "%s: '%s'", what, value);
     return 2;
 }
 
-static bool ReadPrivilege(const char *text, u32 *privilege)
+bool ReadPrivilege(const char *text, u32 *privilege)
 {
     if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
         text += 2;
     return RegistryParseNumber(text, 16, 8, UINT32_MAX, privilege);
 }
 
-static bool ReadType(const char *text, LoginOptions *options)
+bool ReadType(const char *text, LoginOptions *options)
 {
     u32 type = kLoginTypeConsole;
     if (strcmp(text, "console") != 0 && !RegistryParseNumber(text, 10, 3, UINT8_MAX, &type))
@@ -113,7 +116,7 @@ static bool ReadType(const char *text, LoginOptions *options)
 }
 
 // SECONDS for every type, or TYPE=SECONDS for one.
-static bool ReadIdle(const char *text, LoginOptions *options)
+bool ReadIdle(const char *text, LoginOptions *options)
 {
     u32 seconds = 0;
     const char *equals = strchr(text, '=');
@@ -136,12 +139,12 @@ static bool ReadIdle(const char *text, LoginOptions *options)
     return true;
 }
 
-static bool ReadLimit(const char *text, u32 *limit)
+bool ReadLimit(const char *text, u32 *limit)
 {
     return RegistryParseNumber(text, 10, 4, kLimitMax, limit);
 }
 
-static u32 ReadOption(int code, char *value, LoginOptions *options, const Complaint *to)
+u32 ReadOption(int code, char *value, LoginOptions *options, const Complaint *to)
 {
     switch (code) {
     case kHost:
@@ -191,7 +194,7 @@ static u32 ReadOption(int code, char *value, LoginOptions *options, const Compla
     }
 }
 
-static u32 RefuseUnread(int code, const char *word, const Complaint *to)
+u32 RefuseUnread(int code, const char *word, const Complaint *to)
 {
     if (code == ':')
         return Refuse(to, "option needs a value", word);
@@ -201,7 +204,7 @@ static u32 RefuseUnread(int code, const char *word, const Complaint *to)
     return Refuse(to, "unknown option, or a value where there is none", isLong ? word : letter);
 }
 
-static u32 ReadOperands(int argc, char **argv, LoginOptions *options, const Complaint *to)
+u32 ReadOperands(int argc, char **argv, LoginOptions *options, const Complaint *to)
 {
     if (optind >= argc)
         return 0;
@@ -212,6 +215,8 @@ static u32 ReadOperands(int argc, char **argv, LoginOptions *options, const Comp
     options->command = argv + optind;
     return 0;
 }
+
+}  // namespace
 
 void LoginDefaultOptions(LoginOptions *options)
 {

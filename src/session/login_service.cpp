@@ -9,8 +9,11 @@
 
 #include "session/registry.h"
 
-static LoginVerdict Say(int status, const char *format, ...) __attribute__((format(printf, 2, 3)));
-static LoginVerdict Say(int status, const char *format, ...)
+namespace
+{
+
+LoginVerdict Say(int status, const char *format, ...) __attribute__((format(printf, 2, 3)));
+LoginVerdict Say(int status, const char *format, ...)
 {
     LoginVerdict verdict = {};
     verdict.status = status;
@@ -21,13 +24,59 @@ static LoginVerdict Say(int status, const char *format, ...)
     return verdict;
 }
 
-static LoginVerdict NoteOf(const ServiceFacts *facts)
+LoginVerdict NoteOf(const ServiceFacts *facts)
 {
     for (u32 i = 0; i < facts->sources && i < kServiceSourcesMax; ++i)
         if (!facts->source[i].answers)
             return Say(0, "note: %s does not answer %s", facts->source[i].name, facts->name);
     return {};
 }
+
+LoginNotice NoticeOf(LoginEvent event, u32 session, const char *address, const char *reason)
+{
+    LoginNotice notice = {};
+    notice.event = event;
+    notice.session = session;
+    snprintf(notice.address, sizeof(notice.address), "%s", address != nullptr ? address : "");
+    snprintf(notice.reason, sizeof(notice.reason), "%s", reason != nullptr ? reason : "");
+    return notice;
+}
+
+u32 SecondsSince(const timespec &begin)
+{
+    return static_cast<u32>(RegistryNow().tv_sec - begin.tv_sec);
+}
+
+void Drop(LoginLink *link)
+{
+    if (link->connection >= 0)
+        close(link->connection);
+    link->connection = -1;
+}
+
+// Takes what the service has answered.
+void Settle(LoginLink *link)
+{
+    if (link->connection < 0)
+        return;
+    switch (ServiceHoldOf(link->connection)) {
+    case ServiceHeld::Known:
+        link->notice.event = LoginEvent::Lasting;  // for the next service
+        link->pause = 0;
+        break;
+    case ServiceHeld::Declined:
+        link->declined = true;
+        Drop(link);
+        break;
+    case ServiceHeld::Ended:
+        Drop(link);
+        break;
+    case ServiceHeld::Silent:
+        break;
+    }
+}
+
+}  // namespace
 
 LoginVerdict LoginAskService(const char *directory, u32 timeoutMs)
 {
@@ -54,16 +103,6 @@ LoginVerdict LoginAskService(const char *directory, u32 timeoutMs)
     }
 }
 
-static LoginNotice NoticeOf(LoginEvent event, u32 session, const char *address, const char *reason)
-{
-    LoginNotice notice = {};
-    notice.event = event;
-    notice.session = session;
-    snprintf(notice.address, sizeof(notice.address), "%s", address != nullptr ? address : "");
-    snprintf(notice.reason, sizeof(notice.reason), "%s", reason != nullptr ? reason : "");
-    return notice;
-}
-
 void LoginTellRefusal(const char *directory, const char *address, const char *reason)
 {
     const LoginNotice notice = NoticeOf(LoginEvent::Refusal, 0, address, reason);
@@ -71,40 +110,6 @@ void LoginTellRefusal(const char *directory, const char *address, const char *re
 }
 
 // --- The link --------------------------------------------------------------------------------
-
-static u32 SecondsSince(const timespec &begin)
-{
-    return static_cast<u32>(RegistryNow().tv_sec - begin.tv_sec);
-}
-
-static void Drop(LoginLink *link)
-{
-    if (link->connection >= 0)
-        close(link->connection);
-    link->connection = -1;
-}
-
-// Takes what the service has answered.
-static void Settle(LoginLink *link)
-{
-    if (link->connection < 0)
-        return;
-    switch (ServiceHoldOf(link->connection)) {
-    case ServiceHeld::Known:
-        link->notice.event = LoginEvent::Lasting;  // for the next service
-        link->pause = 0;
-        break;
-    case ServiceHeld::Declined:
-        link->declined = true;
-        Drop(link);
-        break;
-    case ServiceHeld::Ended:
-        Drop(link);
-        break;
-    case ServiceHeld::Silent:
-        break;
-    }
-}
 
 void LoginLinkOpen(LoginLink *link, const char *directory, u32 session, const char *address)
 {

@@ -9,7 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-static constexpr char kBlanks[] = " \t\r";
+namespace
+{
+
+constexpr char kBlanks[] = " \t\r";
 
 // Where the line about a fault goes.
 struct Complaint {
@@ -18,13 +21,13 @@ struct Complaint {
     size_t size;
 };
 
-static u32 Wrong(const Complaint *to, const char *why)
+u32 Wrong(const Complaint *to, const char *why)
 {
     snprintf(to->text, to->size, "%s: %s", to->file, why);
     return kLoginSettingsWrong;
 }
 
-static u32 Judge(int descriptor, bool ownToo, const Complaint *to)
+u32 Judge(int descriptor, bool ownToo, const Complaint *to)
 {
     struct stat info;
     if (fstat(descriptor, &info) != 0)
@@ -39,7 +42,7 @@ static u32 Judge(int descriptor, bool ownToo, const Complaint *to)
 }
 
 // The whole text, with a NUL behind it.
-static u32 ReadText(int descriptor, char *text, const Complaint *to)
+u32 ReadText(int descriptor, char *text, const Complaint *to)
 {
     size_t length = 0;
     while (length <= kLoginSettingsMax) {
@@ -60,7 +63,7 @@ static u32 ReadText(int descriptor, char *text, const Complaint *to)
     return 0;
 }
 
-static u32 TakeLine(char *line, u32 number, LoginOptions *options, const Complaint *to)
+u32 TakeLine(char *line, u32 number, LoginOptions *options, const Complaint *to)
 {
     line[strcspn(line, "#")] = '\0';
     char *rest = nullptr;
@@ -76,7 +79,7 @@ static u32 TakeLine(char *line, u32 number, LoginOptions *options, const Complai
     return kLoginSettingsWrong;
 }
 
-static u32 TakeText(char *text, LoginOptions *options, const Complaint *to)
+u32 TakeText(char *text, LoginOptions *options, const Complaint *to)
 {
     u32 result = 0;
     for (u32 number = 1; text != nullptr && result == 0; ++number) {
@@ -85,6 +88,8 @@ static u32 TakeText(char *text, LoginOptions *options, const Complaint *to)
     }
     return result;
 }
+
+}  // namespace
 
 u32 LoginReadSettings(const char *file, LoginOptions *options, char *message, size_t size)
 {

@@ -12,13 +12,16 @@
 
 #include "session/registry.h"
 
-static constexpr i64 kLookNanoseconds = 1'000'000'000;
-static constexpr i64 kKillNanoseconds = 1'000'000'000;  // from the first signal to KILL
+namespace
+{
+
+constexpr i64 kLookNanoseconds = 1'000'000'000;
+constexpr i64 kKillNanoseconds = 1'000'000'000;  // from the first signal to KILL
 
 // Sent to smclp-login, meant for the session. Stopping and continuing stay with the kernel.
-static constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
+constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
 
-static sigset_t Awaited()
+sigset_t Awaited()
 {
     sigset_t signals;
     sigemptyset(&signals);
@@ -27,6 +30,86 @@ static sigset_t Awaited()
         sigaddset(&signals, number);
     return signals;
 }
+
+i64 Now()
+{
+    const timespec now = RegistryNow();
+    return static_cast<i64>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+// --- A look at the session -------------------------------------------------------------------
+
+bool IsIdle(const LoginSession *session)
+{
+    struct stat info;
+    const timespec now = RegistryNow();
+    return fstat(session->lock, &info) == 0 &&
+           RegistryExpired(session->idleSeconds, &info.st_mtim, &now);
+}
+
+// Input that has ended is no sign: a client may have said all it wanted and wait for the answer.
+// Only a terminal that has gone is one; it no longer says that it is a terminal.
+bool IsHungUp()
+{
+    constexpr short kGone = POLLHUP | POLLERR;
+    struct stat input;
+    pollfd sides[2] = {{STDOUT_FILENO, 0, 0}, {STDIN_FILENO, 0, 0}};
+    nfds_t count = fstat(STDIN_FILENO, &input) == 0 && S_ISCHR(input.st_mode) ? 2 : 1;
+    return poll(sides, count, 0) > 0 && ((sides[0].revents | sides[1].revents) & kGone) != 0;
+}
+
+// Exit: nothing is to be done about it.
+LoginEnd Look(const LoginSession *session)
+{
+    if (!RegistryStands(session->directory, session->id, session->lock))
+        return LoginEnd::Removed;
+    if (IsIdle(session))
+        return LoginEnd::Idle;
+    return IsHungUp() ? LoginEnd::HangUp : LoginEnd::Exit;
+}
+
+// --- The watch -------------------------------------------------------------------------------
+
+struct Watch {
+    LoginEnd why;
+    i64 due;  // of the next look, or of KILL once the session is being ended
+};
+
+void End(const LoginSession *session, Watch *watch, LoginEnd why, int number)
+{
+    kill(session->child, number);
+    kill(session->child, SIGCONT);  // a stopped child would not see it, and the session never end
+    if (watch->why == LoginEnd::Exit) {
+        watch->why = why;
+        watch->due = Now() + kKillNanoseconds;
+    }
+}
+
+void OnDue(const LoginSession *session, Watch *watch)
+{
+    if (watch->why != LoginEnd::Exit) {
+        kill(session->child, SIGKILL);
+        watch->due = Now() + kKillNanoseconds;
+        return;
+    }
+    if (session->link != nullptr)
+        LoginLinkLook(session->link);
+    LoginEnd found = Look(session);
+    if (found != LoginEnd::Exit)
+        End(session, watch, found, SIGHUP);
+    else
+        watch->due = Now() + kLookNanoseconds;
+}
+
+void OnSignal(const LoginSession *session, Watch *watch, int number)
+{
+    if (number == SIGHUP || number == SIGTERM)
+        End(session, watch, LoginEnd::Signal, number);
+    else
+        kill(session->child, number);
+}
+
+}  // namespace
 
 void LoginBlockSignals(sigset_t *before)
 {
@@ -43,84 +126,6 @@ void LoginDieWith(pid_t parent)
     prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
     if (getppid() != parent)  // it ended before that was set
         _exit(128 + SIGKILL);
-}
-
-static i64 Now()
-{
-    const timespec now = RegistryNow();
-    return static_cast<i64>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
-}
-
-// --- A look at the session -------------------------------------------------------------------
-
-static bool IsIdle(const LoginSession *session)
-{
-    struct stat info;
-    const timespec now = RegistryNow();
-    return fstat(session->lock, &info) == 0 &&
-           RegistryExpired(session->idleSeconds, &info.st_mtim, &now);
-}
-
-// Input that has ended is no sign: a client may have said all it wanted and wait for the answer.
-// Only a terminal that has gone is one; it no longer says that it is a terminal.
-static bool IsHungUp()
-{
-    constexpr short kGone = POLLHUP | POLLERR;
-    struct stat input;
-    pollfd sides[2] = {{STDOUT_FILENO, 0, 0}, {STDIN_FILENO, 0, 0}};
-    nfds_t count = fstat(STDIN_FILENO, &input) == 0 && S_ISCHR(input.st_mode) ? 2 : 1;
-    return poll(sides, count, 0) > 0 && ((sides[0].revents | sides[1].revents) & kGone) != 0;
-}
-
-// Exit: nothing is to be done about it.
-static LoginEnd Look(const LoginSession *session)
-{
-    if (!RegistryStands(session->directory, session->id, session->lock))
-        return LoginEnd::Removed;
-    if (IsIdle(session))
-        return LoginEnd::Idle;
-    return IsHungUp() ? LoginEnd::HangUp : LoginEnd::Exit;
-}
-
-// --- The watch -------------------------------------------------------------------------------
-
-struct Watch {
-    LoginEnd why;
-    i64 due;  // of the next look, or of KILL once the session is being ended
-};
-
-static void End(const LoginSession *session, Watch *watch, LoginEnd why, int number)
-{
-    kill(session->child, number);
-    kill(session->child, SIGCONT);  // a stopped child would not see it, and the session never end
-    if (watch->why == LoginEnd::Exit) {
-        watch->why = why;
-        watch->due = Now() + kKillNanoseconds;
-    }
-}
-
-static void OnDue(const LoginSession *session, Watch *watch)
-{
-    if (watch->why != LoginEnd::Exit) {
-        kill(session->child, SIGKILL);
-        watch->due = Now() + kKillNanoseconds;
-        return;
-    }
-    if (session->link != nullptr)
-        LoginLinkLook(session->link);
-    LoginEnd found = Look(session);
-    if (found != LoginEnd::Exit)
-        End(session, watch, found, SIGHUP);
-    else
-        watch->due = Now() + kLookNanoseconds;
-}
-
-static void OnSignal(const LoginSession *session, Watch *watch, int number)
-{
-    if (number == SIGHUP || number == SIGTERM)
-        End(session, watch, LoginEnd::Signal, number);
-    else
-        kill(session->child, number);
 }
 
 LoginEnding LoginWatch(const LoginSession *session)

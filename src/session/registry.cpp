@@ -20,7 +20,10 @@ const char *RegistryDirectory()
     return set != nullptr && set[0] != '\0' ? set : kRegistryDefaultDirectory;
 }
 
-static int DigitValue(char c)
+namespace
+{
+
+int DigitValue(char c)
 {
     if (c >= '0' && c <= '9')
         return c - '0';
@@ -31,7 +34,7 @@ static int DigitValue(char c)
     return INT_MAX;
 }
 
-static bool ParseNumber(const char *text, u32 base, u32 maxDigits, u64 max, u64 *value)
+bool ParseNumber(const char *text, u32 base, u32 maxDigits, u64 max, u64 *value)
 {
     u64 number = 0;
     u32 digits = 0;
@@ -49,23 +52,14 @@ static bool ParseNumber(const char *text, u32 base, u32 maxDigits, u64 max, u64 
     return true;
 }
 
-bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32 *value)
-{
-    u64 number = 0;
-    if (!ParseNumber(text, base, maxDigits, max, &number))
-        return false;
-    *value = static_cast<u32>(number);
-    return true;
-}
-
-static bool ScopeIsWritable(const char *scope)
+bool ScopeIsWritable(const char *scope)
 {
     size_t length = strspn(scope, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
                                   ".-_:");
     return length > 0 && length < 16 && scope[length] == '\0';
 }
 
-static bool IsIPv6(const char *text)
+bool IsIPv6(const char *text)
 {
     size_t length = strcspn(text, "%");
     char address[INET6_ADDRSTRLEN];
@@ -75,6 +69,155 @@ static bool IsIPv6(const char *text)
     memcpy(address, text, length);
     address[length] = '\0';
     return inet_pton(AF_INET6, address, &parsed) == 1;
+}
+
+// Which keys a file has given so far.
+enum : u32 {
+    kHasUser = 1,
+    kHasType = 2,
+    kHasAddress = 4,
+    kHasPrivilege = 8,
+    kHasIdle = 16,
+    kHasId = 32,
+    kHasSince = 64,
+    kHasAll = 127,
+};
+
+u32 KeyBit(const char *key)
+{
+    static constexpr struct {
+        const char *key;
+        u32 bit;
+    } kKeys[] = {{"user", kHasUser},           {"type", kHasType}, {"address", kHasAddress},
+                 {"privilege", kHasPrivilege}, {"idle", kHasIdle}, {"id", kHasId},
+                 {"since", kHasSince}};
+    for (const auto &row : kKeys)
+        if (strcmp(row.key, key) == 0)
+            return row.bit;
+    return 0;
+}
+
+bool ReadValue(u32 bit, const char *value, u32 id, RegistryEntry *entry)
+{
+    RegistryRecord *record = &entry->record;
+    u32 number = 0;
+    switch (bit) {
+    case kHasUser:
+        if (!RegistryUserIsWritable(value))
+            return false;
+        memcpy(record->user, value, strlen(value) + 1);
+        return true;
+    case kHasType:
+        if (!RegistryParseNumber(value, 10, 3, UINT8_MAX, &number))
+            return false;
+        record->type = static_cast<u8>(number);
+        return true;
+    case kHasAddress:
+        return RegistryParseAddress(value, record);
+    case kHasPrivilege:
+        return RegistryParseNumber(value, 16, 8, UINT32_MAX, &record->privilege);
+    case kHasIdle:
+        return RegistryParseNumber(value, 10, 10, UINT32_MAX, &record->idleSeconds);
+    case kHasId:
+        return RegistryParseNumber(value, 10, 10, UINT32_MAX, &number) && number == id;
+    case kHasSince:
+        return ParseNumber(value, 10, 19, INT64_MAX, &entry->since);
+    default:
+        return true;  // a key of another version
+    }
+}
+
+// Takes the text apart in place.
+bool ReadLines(char *text, u32 id, RegistryEntry *entry)
+{
+    u32 seen = 0;
+    while (*text != '\0') {
+        char *end = strchr(text, '\n');
+        if (end == nullptr)
+            return false;
+        *end = '\0';
+        char *equals = strchr(text, '=');
+        if (equals == nullptr)
+            return false;
+        *equals = '\0';
+        u32 bit = KeyBit(text);
+        if ((seen & bit) != 0 || !ReadValue(bit, equals + 1, id, entry))
+            return false;
+        seen |= bit;
+        text = end + 1;
+    }
+    return seen == kHasAll;
+}
+
+u32 ReadText(u32 id, RegistryEntry *entry)
+{
+    char text[kRegistryFileMax + 2];  // one byte more than allowed, and the NUL
+    size_t length = 0;
+    while (length < sizeof(text) - 1) {
+        ssize_t got = read(entry->descriptor, text + length, sizeof(text) - 1 - length);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return kRegistryFailed;
+        if (got == 0)
+            break;
+        length += static_cast<size_t>(got);
+    }
+    text[length] = '\0';
+    if (length > kRegistryFileMax || strlen(text) != length || !ReadLines(text, id, entry))
+        return kRegistryMalformed;
+    return kRegistryOk;
+}
+
+u32 OpenEntry(const char *directory, u32 id, int *descriptor)
+{
+    char path[PATH_MAX];
+    int length = snprintf(path, sizeof(path), "%s/%u", directory, id);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof(path)) {
+        errno = ENAMETOOLONG;
+        return kRegistryFailed;
+    }
+    *descriptor = open(path, kRegistryLookFlags);
+    if (*descriptor >= 0)
+        return kRegistryOk;
+    switch (errno) {
+    case ENOENT:
+        return kRegistryUnknown;
+    case ELOOP:   // a link
+    case ENXIO:   // a socket
+    case EAGAIN:  // its owner holds a lease
+        return kRegistryMalformed;
+    default:
+        return kRegistryFailed;
+    }
+}
+
+u32 ReadEntry(u32 id, RegistryWhose whose, RegistryEntry *entry)
+{
+    struct stat info;
+    if (fstat(entry->descriptor, &info) != 0)
+        return kRegistryFailed;
+    if (!S_ISREG(info.st_mode))
+        return kRegistryMalformed;
+    if (info.st_nlink == 0)
+        return kRegistryUnknown;  // removed since it was opened
+    if (whose == RegistryWhose::Own && !RegistryTrusts(info.st_uid))
+        return kRegistryUntrusted;
+    entry->owner = info.st_uid;
+    entry->lastUse = info.st_mtim;
+    u32 result = RegistryLockIsHeld(entry->descriptor, &entry->live);
+    return result == kRegistryOk ? ReadText(id, entry) : result;
+}
+
+}  // namespace
+
+bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32 *value)
+{
+    u64 number = 0;
+    if (!ParseNumber(text, base, maxDigits, max, &number))
+        return false;
+    *value = static_cast<u32>(number);
+    return true;
 }
 
 bool RegistryParseAddress(const char *text, RegistryRecord *record)
@@ -122,144 +265,6 @@ u32 RegistryLockIsHeld(int descriptor, bool *held)
 }
 
 // --- Reading a file --------------------------------------------------------------------------
-
-// Which keys a file has given so far.
-enum : u32 {
-    kHasUser = 1,
-    kHasType = 2,
-    kHasAddress = 4,
-    kHasPrivilege = 8,
-    kHasIdle = 16,
-    kHasId = 32,
-    kHasSince = 64,
-    kHasAll = 127,
-};
-
-static u32 KeyBit(const char *key)
-{
-    static constexpr struct {
-        const char *key;
-        u32 bit;
-    } kKeys[] = {{"user", kHasUser},           {"type", kHasType}, {"address", kHasAddress},
-                 {"privilege", kHasPrivilege}, {"idle", kHasIdle}, {"id", kHasId},
-                 {"since", kHasSince}};
-    for (const auto &row : kKeys)
-        if (strcmp(row.key, key) == 0)
-            return row.bit;
-    return 0;
-}
-
-static bool ReadValue(u32 bit, const char *value, u32 id, RegistryEntry *entry)
-{
-    RegistryRecord *record = &entry->record;
-    u32 number = 0;
-    switch (bit) {
-    case kHasUser:
-        if (!RegistryUserIsWritable(value))
-            return false;
-        memcpy(record->user, value, strlen(value) + 1);
-        return true;
-    case kHasType:
-        if (!RegistryParseNumber(value, 10, 3, UINT8_MAX, &number))
-            return false;
-        record->type = static_cast<u8>(number);
-        return true;
-    case kHasAddress:
-        return RegistryParseAddress(value, record);
-    case kHasPrivilege:
-        return RegistryParseNumber(value, 16, 8, UINT32_MAX, &record->privilege);
-    case kHasIdle:
-        return RegistryParseNumber(value, 10, 10, UINT32_MAX, &record->idleSeconds);
-    case kHasId:
-        return RegistryParseNumber(value, 10, 10, UINT32_MAX, &number) && number == id;
-    case kHasSince:
-        return ParseNumber(value, 10, 19, INT64_MAX, &entry->since);
-    default:
-        return true;  // a key of another version
-    }
-}
-
-// Takes the text apart in place.
-static bool ReadLines(char *text, u32 id, RegistryEntry *entry)
-{
-    u32 seen = 0;
-    while (*text != '\0') {
-        char *end = strchr(text, '\n');
-        if (end == nullptr)
-            return false;
-        *end = '\0';
-        char *equals = strchr(text, '=');
-        if (equals == nullptr)
-            return false;
-        *equals = '\0';
-        u32 bit = KeyBit(text);
-        if ((seen & bit) != 0 || !ReadValue(bit, equals + 1, id, entry))
-            return false;
-        seen |= bit;
-        text = end + 1;
-    }
-    return seen == kHasAll;
-}
-
-static u32 ReadText(u32 id, RegistryEntry *entry)
-{
-    char text[kRegistryFileMax + 2];  // one byte more than allowed, and the NUL
-    size_t length = 0;
-    while (length < sizeof(text) - 1) {
-        ssize_t got = read(entry->descriptor, text + length, sizeof(text) - 1 - length);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return kRegistryFailed;
-        if (got == 0)
-            break;
-        length += static_cast<size_t>(got);
-    }
-    text[length] = '\0';
-    if (length > kRegistryFileMax || strlen(text) != length || !ReadLines(text, id, entry))
-        return kRegistryMalformed;
-    return kRegistryOk;
-}
-
-static u32 OpenEntry(const char *directory, u32 id, int *descriptor)
-{
-    char path[PATH_MAX];
-    int length = snprintf(path, sizeof(path), "%s/%u", directory, id);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof(path)) {
-        errno = ENAMETOOLONG;
-        return kRegistryFailed;
-    }
-    *descriptor = open(path, kRegistryLookFlags);
-    if (*descriptor >= 0)
-        return kRegistryOk;
-    switch (errno) {
-    case ENOENT:
-        return kRegistryUnknown;
-    case ELOOP:   // a link
-    case ENXIO:   // a socket
-    case EAGAIN:  // its owner holds a lease
-        return kRegistryMalformed;
-    default:
-        return kRegistryFailed;
-    }
-}
-
-static u32 ReadEntry(u32 id, RegistryWhose whose, RegistryEntry *entry)
-{
-    struct stat info;
-    if (fstat(entry->descriptor, &info) != 0)
-        return kRegistryFailed;
-    if (!S_ISREG(info.st_mode))
-        return kRegistryMalformed;
-    if (info.st_nlink == 0)
-        return kRegistryUnknown;  // removed since it was opened
-    if (whose == RegistryWhose::Own && !RegistryTrusts(info.st_uid))
-        return kRegistryUntrusted;
-    entry->owner = info.st_uid;
-    entry->lastUse = info.st_mtim;
-    u32 result = RegistryLockIsHeld(entry->descriptor, &entry->live);
-    return result == kRegistryOk ? ReadText(id, entry) : result;
-}
 
 u32 RegistryFind(const char *directory, u32 id, RegistryWhose whose, RegistryEntry *entry)
 {

@@ -16,20 +16,23 @@
 #include "session/registry.h"
 #include "session/registry_file.h"
 
-// A file being made. The id follows; a name like this is never a session's.
-static constexpr char kNewPrefix[] = ".new-";
+namespace
+{
 
-static constexpr size_t kNameSize = 24;  // ".new-4294967295" and its NUL
+// A file being made. The id follows; a name like this is never a session's.
+constexpr char kNewPrefix[] = ".new-";
+
+constexpr size_t kNameSize = 24;  // ".new-4294967295" and its NUL
 
 // How often an id that is taken, or a new file that a sweep took for a dead one, is tried anew.
-static constexpr int kOpenAttempts = 16;
+constexpr int kOpenAttempts = 16;
 
 // Different users that are told apart when sessions are counted: more than any limit lets in.
-static constexpr u32 kTallyMax = 256;
+constexpr u32 kTallyMax = 256;
 
 // --- The directory ---------------------------------------------------------------------------
 
-static u32 OpenDirectory(const char *directory, int *descriptor)
+u32 OpenDirectory(const char *directory, int *descriptor)
 {
     *descriptor = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (*descriptor < 0)
@@ -49,12 +52,12 @@ static u32 OpenDirectory(const char *directory, int *descriptor)
     return result;
 }
 
-static bool IsSessionName(const char *name, u32 *id)
+bool IsSessionName(const char *name, u32 *id)
 {
     return name[0] != '0' && RegistryParseNumber(name, 10, 10, UINT32_MAX, id);
 }
 
-static bool IsRegistryName(const char *name)
+bool IsRegistryName(const char *name)
 {
     if (strncmp(name, kNewPrefix, sizeof(kNewPrefix) - 1) == 0)
         name += sizeof(kNewPrefix) - 1;
@@ -65,7 +68,7 @@ static bool IsRegistryName(const char *name)
 // Nobody locks a file that is there already, so one that is seen unlocked is dead for good; only
 // a file still being made may get its lock later, and its maker then finds it gone and starts
 // anew. So no lock is taken here, which another process could mistake for a session's.
-static bool IsDead(int directory, const char *name)
+bool IsDead(int directory, const char *name)
 {
     int descriptor = openat(directory, name, kRegistryLookFlags);
     if (descriptor < 0)
@@ -80,7 +83,7 @@ static bool IsDead(int directory, const char *name)
 }
 
 // Opens the directory for reading its names; null with the result.
-static DIR *ListDirectory(const char *directory, u32 *result)
+DIR *ListDirectory(const char *directory, u32 *result)
 {
     int descriptor = -1;
     *result = OpenDirectory(directory, &descriptor);
@@ -93,6 +96,210 @@ static DIR *ListDirectory(const char *directory, u32 *result)
     }
     return list;
 }
+
+// Sessions that were there before a certain one. Their owners say when they were opened, and who
+// says so falsely is counted all the same, or not at all if he moves himself behind: he could as
+// well open none.
+struct Census {
+    const char *directory;
+    u64 since;  // of the one that asks
+    u32 id;
+    u32 all;  // of each user at most kRegistryUserMax
+    u32 own;
+    u32 users;
+    struct {
+        uid_t owner;
+        u32 count;
+    } tally[kTallyMax];
+};
+
+bool CountOf(Census *census, uid_t owner, u32 **count)
+{
+    u32 at = 0;
+    while (at < census->users && census->tally[at].owner != owner)
+        ++at;
+    if (at == kTallyMax)
+        return false;
+    if (at == census->users)
+        census->tally[census->users++] = {owner, 0};
+    *count = &census->tally[at].count;
+    return true;
+}
+
+bool CountSession(void *context, u32 id)
+{
+    Census *census = static_cast<Census *>(context);
+    RegistryEntry entry;
+    if (RegistryFind(census->directory, id, RegistryWhose::Anyone, &entry) != kRegistryOk)
+        return true;
+    RegistryRelease(&entry);
+    bool before = entry.since < census->since || (entry.since == census->since && id < census->id);
+    if (!entry.live || !before)
+        return true;
+    u32 *count = nullptr;
+    if (!CountOf(census, entry.owner, &count)) {
+        ++census->all;
+        return true;
+    }
+    if (*count < kRegistryUserMax)
+        ++census->all;
+    ++*count;
+    if (entry.owner == geteuid())
+        ++census->own;
+    return true;
+}
+
+// Whether there is room for the session that stands already, beside those that came before it.
+u32 CheckLimits(const char *directory, const RegistryLimits *limits, u32 id, u64 since)
+{
+    if (limits == nullptr || (limits->all == 0 && limits->user == 0))
+        return kRegistryOk;
+    Census census = {};
+    census.directory = directory;
+    census.since = since;
+    census.id = id;
+    u32 result = RegistryForEach(directory, CountSession, &census);
+    if (result != kRegistryOk)
+        return result;
+    if (limits->user != 0 && census.own >= limits->user)
+        return kRegistryUserFull;
+    return limits->all != 0 && census.all >= limits->all ? kRegistryFull : kRegistryOk;
+}
+
+// --- Opening and closing ---------------------------------------------------------------------
+
+u64 Nanoseconds(const timespec &time)
+{
+    return static_cast<u64>(time.tv_sec) * 1000000000 + static_cast<u64>(time.tv_nsec);
+}
+
+bool WriteText(int descriptor, const RegistryRecord *record, u32 id, u64 since)
+{
+    in_addr address;
+    address.s_addr = htonl(record->address);
+    char dotted[INET_ADDRSTRLEN];
+    inet_ntop(AF_INET, &address, dotted, sizeof(dotted));
+    char text[kRegistryFileMax];
+    int length =
+        snprintf(text, sizeof(text),
+                 "id=%u\nuser=%s\ntype=%u\naddress=%s\nprivilege=%x\nidle=%u\n"
+                 "since=%llu\n",
+                 id, record->user, record->type,
+                 record->addressText[0] != '\0' ? record->addressText : dotted, record->privilege,
+                 record->idleSeconds, static_cast<unsigned long long>(since));
+    ssize_t written = write(descriptor, text, static_cast<size_t>(length));
+    if (written >= 0 && written != length)
+        errno = ENOSPC;  // a regular file takes less than it is given only when it is full
+    return written == length;
+}
+
+bool Lock(int descriptor)
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+}
+
+// Gives the file its name, never in place of another. It has two names for a moment, when nobody
+// knows the id yet. A sweep that saw the file before it was locked may take the first name away.
+bool Publish(int directory, const char *from, const char *to)
+{
+    if (linkat(directory, from, directory, to, 0) != 0)
+        return false;
+    if (unlinkat(directory, from, 0) == 0 || errno == ENOENT)
+        return true;
+    int error = errno;
+    unlinkat(directory, to, 0);
+    errno = error;
+    return false;
+}
+
+bool MakeFile(int directory, const RegistryRecord *record, u32 id, u64 *since, int *lock)
+{
+    char temporary[kNameSize];
+    char name[kNameSize];
+    snprintf(temporary, sizeof(temporary), "%s%u", kNewPrefix, id);
+    snprintf(name, sizeof(name), "%u", id);
+    int descriptor =
+        openat(directory, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return false;
+    *since = Nanoseconds(RegistryNow());
+    // The mode once more: the caller's umask must not take rights away. The group may read only
+    // what is locked.
+    if (Lock(descriptor) && WriteText(descriptor, record, id, *since) &&
+        RegistrySetLastUse(descriptor) && fchmod(descriptor, 0640) == 0 &&
+        Publish(directory, temporary, name)) {
+        *lock = descriptor;
+        return true;
+    }
+    int error = errno;
+    unlinkat(directory, temporary, 0);
+    close(descriptor);
+    errno = error;
+    return false;
+}
+
+bool RandomId(u32 *id)
+{
+    do {
+        ssize_t got = getrandom(id, sizeof(*id), 0);
+        if (got < 0 && errno != EINTR)
+            return false;
+        if (got != static_cast<ssize_t>(sizeof(*id)))
+            *id = 0;
+    } while (*id == 0);
+    return true;
+}
+
+u32 MakeSession(int directory, const RegistryRecord *record, u32 *id, u64 *since, int *lock)
+{
+    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+        u32 candidate = 0;
+        if (!RandomId(&candidate))
+            return kRegistryFailed;
+        if (MakeFile(directory, record, candidate, since, lock)) {
+            fcntl(*lock, F_SETFD, 0);  // from now on for the shell, too
+            *id = candidate;
+            return kRegistryOk;
+        }
+        if (errno != EEXIST && errno != ENOENT)
+            return kRegistryFailed;
+    }
+    return kRegistryFailed;
+}
+
+// The address's two forms must agree, or the session's own shell would be another client.
+bool RecordIsWritable(const RegistryRecord *record)
+{
+    RegistryRecord read = {};
+    size_t length = strnlen(record->addressText, sizeof(record->addressText));
+    if (!RegistryUserIsWritable(record->user) || length == sizeof(record->addressText))
+        return false;
+    return length == 0 ||
+           (RegistryParseAddress(record->addressText, &read) && read.address == record->address);
+}
+
+// Writes the path of a session's file; false, with errno, when it is too long.
+bool PathOf(char *path, size_t size, const char *directory, u32 id)
+{
+    int length = snprintf(path, size, "%s/%u", directory, id);
+    if (length >= 0 && static_cast<size_t>(length) < size)
+        return true;
+    errno = ENAMETOOLONG;
+    return false;
+}
+
+bool StandsAt(const char *path, int lock)
+{
+    struct stat held;
+    struct stat named;
+    return fstat(lock, &held) == 0 && lstat(path, &named) == 0 && held.st_ino == named.st_ino &&
+           held.st_dev == named.st_dev;
+}
+
+}  // namespace
 
 u32 RegistrySweep(const char *directory, u32 *removed)
 {
@@ -145,192 +352,6 @@ u32 RegistryMakeShared(const char *directory, gid_t group)
     return made ? kRegistryOk : kRegistryFailed;
 }
 
-// --- Counting --------------------------------------------------------------------------------
-
-// Sessions that were there before a certain one. Their owners say when they were opened, and who
-// says so falsely is counted all the same, or not at all if he moves himself behind: he could as
-// well open none.
-struct Census {
-    const char *directory;
-    u64 since;  // of the one that asks
-    u32 id;
-    u32 all;  // of each user at most kRegistryUserMax
-    u32 own;
-    u32 users;
-    struct {
-        uid_t owner;
-        u32 count;
-    } tally[kTallyMax];
-};
-
-static bool CountOf(Census *census, uid_t owner, u32 **count)
-{
-    u32 at = 0;
-    while (at < census->users && census->tally[at].owner != owner)
-        ++at;
-    if (at == kTallyMax)
-        return false;
-    if (at == census->users)
-        census->tally[census->users++] = {owner, 0};
-    *count = &census->tally[at].count;
-    return true;
-}
-
-static bool CountSession(void *context, u32 id)
-{
-    Census *census = static_cast<Census *>(context);
-    RegistryEntry entry;
-    if (RegistryFind(census->directory, id, RegistryWhose::Anyone, &entry) != kRegistryOk)
-        return true;
-    RegistryRelease(&entry);
-    bool before = entry.since < census->since || (entry.since == census->since && id < census->id);
-    if (!entry.live || !before)
-        return true;
-    u32 *count = nullptr;
-    if (!CountOf(census, entry.owner, &count)) {
-        ++census->all;
-        return true;
-    }
-    if (*count < kRegistryUserMax)
-        ++census->all;
-    ++*count;
-    if (entry.owner == geteuid())
-        ++census->own;
-    return true;
-}
-
-// Whether there is room for the session that stands already, beside those that came before it.
-static u32 CheckLimits(const char *directory, const RegistryLimits *limits, u32 id, u64 since)
-{
-    if (limits == nullptr || (limits->all == 0 && limits->user == 0))
-        return kRegistryOk;
-    Census census = {};
-    census.directory = directory;
-    census.since = since;
-    census.id = id;
-    u32 result = RegistryForEach(directory, CountSession, &census);
-    if (result != kRegistryOk)
-        return result;
-    if (limits->user != 0 && census.own >= limits->user)
-        return kRegistryUserFull;
-    return limits->all != 0 && census.all >= limits->all ? kRegistryFull : kRegistryOk;
-}
-
-// --- Opening and closing ---------------------------------------------------------------------
-
-static u64 Nanoseconds(const timespec &time)
-{
-    return static_cast<u64>(time.tv_sec) * 1000000000 + static_cast<u64>(time.tv_nsec);
-}
-
-static bool WriteText(int descriptor, const RegistryRecord *record, u32 id, u64 since)
-{
-    in_addr address;
-    address.s_addr = htonl(record->address);
-    char dotted[INET_ADDRSTRLEN];
-    inet_ntop(AF_INET, &address, dotted, sizeof(dotted));
-    char text[kRegistryFileMax];
-    int length =
-        snprintf(text, sizeof(text),
-                 "id=%u\nuser=%s\ntype=%u\naddress=%s\nprivilege=%x\nidle=%u\n"
-                 "since=%llu\n",
-                 id, record->user, record->type,
-                 record->addressText[0] != '\0' ? record->addressText : dotted, record->privilege,
-                 record->idleSeconds, static_cast<unsigned long long>(since));
-    ssize_t written = write(descriptor, text, static_cast<size_t>(length));
-    if (written >= 0 && written != length)
-        errno = ENOSPC;  // a regular file takes less than it is given only when it is full
-    return written == length;
-}
-
-static bool Lock(int descriptor)
-{
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
-}
-
-// Gives the file its name, never in place of another. It has two names for a moment, when nobody
-// knows the id yet. A sweep that saw the file before it was locked may take the first name away.
-static bool Publish(int directory, const char *from, const char *to)
-{
-    if (linkat(directory, from, directory, to, 0) != 0)
-        return false;
-    if (unlinkat(directory, from, 0) == 0 || errno == ENOENT)
-        return true;
-    int error = errno;
-    unlinkat(directory, to, 0);
-    errno = error;
-    return false;
-}
-
-static bool MakeFile(int directory, const RegistryRecord *record, u32 id, u64 *since, int *lock)
-{
-    char temporary[kNameSize];
-    char name[kNameSize];
-    snprintf(temporary, sizeof(temporary), "%s%u", kNewPrefix, id);
-    snprintf(name, sizeof(name), "%u", id);
-    int descriptor =
-        openat(directory, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0)
-        return false;
-    *since = Nanoseconds(RegistryNow());
-    // The mode once more: the caller's umask must not take rights away. The group may read only
-    // what is locked.
-    if (Lock(descriptor) && WriteText(descriptor, record, id, *since) &&
-        RegistrySetLastUse(descriptor) && fchmod(descriptor, 0640) == 0 &&
-        Publish(directory, temporary, name)) {
-        *lock = descriptor;
-        return true;
-    }
-    int error = errno;
-    unlinkat(directory, temporary, 0);
-    close(descriptor);
-    errno = error;
-    return false;
-}
-
-static bool RandomId(u32 *id)
-{
-    do {
-        ssize_t got = getrandom(id, sizeof(*id), 0);
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got != static_cast<ssize_t>(sizeof(*id)))
-            *id = 0;
-    } while (*id == 0);
-    return true;
-}
-
-static u32 MakeSession(int directory, const RegistryRecord *record, u32 *id, u64 *since, int *lock)
-{
-    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-        u32 candidate = 0;
-        if (!RandomId(&candidate))
-            return kRegistryFailed;
-        if (MakeFile(directory, record, candidate, since, lock)) {
-            fcntl(*lock, F_SETFD, 0);  // from now on for the shell, too
-            *id = candidate;
-            return kRegistryOk;
-        }
-        if (errno != EEXIST && errno != ENOENT)
-            return kRegistryFailed;
-    }
-    return kRegistryFailed;
-}
-
-// The address's two forms must agree, or the session's own shell would be another client.
-static bool RecordIsWritable(const RegistryRecord *record)
-{
-    RegistryRecord read = {};
-    size_t length = strnlen(record->addressText, sizeof(record->addressText));
-    if (!RegistryUserIsWritable(record->user) || length == sizeof(record->addressText))
-        return false;
-    return length == 0 ||
-           (RegistryParseAddress(record->addressText, &read) && read.address == record->address);
-}
-
 u32 RegistryOpenSession(const char *directory, const RegistryRecord *record,
                         const RegistryLimits *limits, u32 *id, int *lock)
 {
@@ -362,24 +383,6 @@ u32 RegistryOpenSession(const char *directory, const RegistryRecord *record,
     }
     errno = error;
     return result;
-}
-
-// Writes the path of a session's file; false, with errno, when it is too long.
-static bool PathOf(char *path, size_t size, const char *directory, u32 id)
-{
-    int length = snprintf(path, size, "%s/%u", directory, id);
-    if (length >= 0 && static_cast<size_t>(length) < size)
-        return true;
-    errno = ENAMETOOLONG;
-    return false;
-}
-
-static bool StandsAt(const char *path, int lock)
-{
-    struct stat held;
-    struct stat named;
-    return fstat(lock, &held) == 0 && lstat(path, &named) == 0 && held.st_ino == named.st_ino &&
-           held.st_dev == named.st_dev;
 }
 
 bool RegistryStands(const char *directory, u32 id, int lock)

@@ -14,12 +14,15 @@
 
 #include "session/registry.h"
 
-static constexpr int kExitFailed = 1;
-static constexpr int kExitUsage = 2;
-static constexpr int kExitUnavailable = 69;
-static constexpr int kExitNoPermission = 77;
+namespace
+{
 
-static constexpr char kUsage[] =
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitUnavailable = 69;
+constexpr int kExitNoPermission = 77;
+
+constexpr char kUsage[] =
     "usage: smclp-sessions [--json | --end ID]\n"
     "Lists the live sessions of the shell, the oldest first, or ends one.\n"
     "\n"
@@ -52,7 +55,7 @@ struct List {
     bool complete;
 };
 
-static bool MakeRoom(List *list)
+bool MakeRoom(List *list)
 {
     if (list->count < list->room)
         return true;
@@ -66,13 +69,13 @@ static bool MakeRoom(List *list)
 }
 
 // A time to come, which only the file's owner can have written, is now.
-static i64 SecondsSince(i64 then, const List *list)
+i64 SecondsSince(i64 then, const List *list)
 {
     i64 now = static_cast<i64>(list->now.tv_sec);
     return then < 0 ? now : then > now ? 0 : now - then;
 }
 
-static bool Add(void *context, u32 id)
+bool Add(void *context, u32 id)
 {
     List *list = static_cast<List *>(context);
     RegistryEntry entry;
@@ -96,7 +99,7 @@ static bool Add(void *context, u32 id)
     return true;
 }
 
-static int OldestFirst(const void *left, const void *right)
+int OldestFirst(const void *left, const void *right)
 {
     const Session *one = static_cast<const Session *>(left);
     const Session *other = static_cast<const Session *>(right);
@@ -109,7 +112,7 @@ static int OldestFirst(const void *left, const void *right)
 
 // Control characters of a name, and what JSON or a terminal could take for more than a letter, are
 // shown as '?'.
-static void NameOf(uid_t owner, char *name, size_t size)
+void NameOf(uid_t owner, char *name, size_t size)
 {
     const passwd *entry = getpwuid(owner);
     if (entry == nullptr)
@@ -121,7 +124,7 @@ static void NameOf(uid_t owner, char *name, size_t size)
             *c = '?';
 }
 
-static void FormatIdle(i64 seconds, char *text, size_t size)
+void FormatIdle(i64 seconds, char *text, size_t size)
 {
     long long s = seconds;
     if (s < 60)
@@ -132,7 +135,7 @@ static void FormatIdle(i64 seconds, char *text, size_t size)
         snprintf(text, size, "%lldh%02lldm", s / 3600, s / 60 % 60);
 }
 
-static void FormatDate(i64 seconds, bool universal, char *text, size_t size)
+void FormatDate(i64 seconds, bool universal, char *text, size_t size)
 {
     time_t date = static_cast<time_t>(seconds);
     tm parts = {};
@@ -141,7 +144,7 @@ static void FormatDate(i64 seconds, bool universal, char *text, size_t size)
         text[0] = '\0';
 }
 
-static void PrintLine(const Session *session)
+void PrintLine(const Session *session)
 {
     char name[64];
     char since[32];
@@ -153,7 +156,7 @@ static void PrintLine(const Session *session)
            session->address[0] != '\0' ? session->address : "-", since, idle);
 }
 
-static void PrintObject(const Session *session)
+void PrintObject(const Session *session)
 {
     char name[64];
     char since[32];
@@ -167,7 +170,7 @@ static void PrintObject(const Session *session)
            static_cast<long long>(session->idle), session->limit);
 }
 
-static bool PrintList(const List *list, bool json)
+bool PrintList(const List *list, bool json)
 {
     if (json) {
         printf("[");
@@ -186,7 +189,7 @@ static bool PrintList(const List *list, bool json)
 
 // --- The two actions -------------------------------------------------------------------------
 
-static int ComplainAboutRegistry(u32 result, const char *directory)
+int ComplainAboutRegistry(u32 result, const char *directory)
 {
     int error = errno;
     const char *why = strerror(error);
@@ -199,7 +202,7 @@ static int ComplainAboutRegistry(u32 result, const char *directory)
     return result == kRegistryFailed && error == EACCES ? kExitNoPermission : kExitUnavailable;
 }
 
-static int PrintFound(List *list, u32 result, bool json)
+int PrintFound(List *list, u32 result, bool json)
 {
     if (result != kRegistryOk)
         return ComplainAboutRegistry(result, list->directory);
@@ -212,7 +215,7 @@ static int PrintFound(List *list, u32 result, bool json)
     return PrintList(list, json) ? 0 : kExitFailed;
 }
 
-static int PrintSessions(bool json)
+int PrintSessions(bool json)
 {
     List list = {};
     list.directory = RegistryDirectory();
@@ -227,7 +230,7 @@ static int PrintSessions(bool json)
     return status;
 }
 
-static int EndSession(const char *text)
+int EndSession(const char *text)
 {
     u32 id = 0;
     if (!RegistryParseNumber(text, 10, 10, UINT32_MAX, &id)) {
@@ -251,16 +254,18 @@ static int EndSession(const char *text)
 
 // --- The program -----------------------------------------------------------------------------
 
-static int Print(const char *text)
+int Print(const char *text)
 {
     return fputs(text, stdout) < 0 || fflush(stdout) != 0 ? kExitFailed : 0;
 }
 
-static int RefuseUsage()
+int RefuseUsage()
 {
     fprintf(stderr, "smclp-sessions: see smclp-sessions --help\n");
     return kExitUsage;
 }
+
+}  // namespace
 
 int main(int argc, char **argv)
 {

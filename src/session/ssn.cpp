@@ -5,7 +5,10 @@
 
 #include "session/registry.h"
 
-static u32 Judge(const RegistryEntry *entry, u32 address, u8 type)
+namespace
+{
+
+u32 Judge(const RegistryEntry *entry, u32 address, u8 type)
 {
     if (!entry->live)
         return kSsnStateDead;
@@ -15,6 +18,8 @@ static u32 Judge(const RegistryEntry *entry, u32 address, u8 type)
     return RegistryExpired(entry->record.idleSeconds, &entry->lastUse, &now) ? kSsnStateExpired
                                                                              : kSsnStateLive;
 }
+
+}  // namespace
 
 extern "C" u32 ssn_check(u32 sessionId, u32 address, u8 type, u32 *state, u32 *second)
 {
