@@ -7,7 +7,10 @@
 SmclpMeIdMapping *pMeMapping;
 u32 SMCLP_MAX_LEVEL = 1;
 
-static void LinkAsLastChild(ManagedElement *parent, ManagedElement *element)
+namespace
+{
+
+void LinkAsLastChild(ManagedElement *parent, ManagedElement *element)
 {
     element->parent = parent;
     if (parent->firstChild == nullptr)
@@ -19,12 +22,14 @@ static void LinkAsLastChild(ManagedElement *parent, ManagedElement *element)
 }
 
 // False: the element is left out, neither mapped nor linked nor freed.
-static bool IsPlaced(const ManagedElement *element)
+bool IsPlaced(const ManagedElement *element)
 {
     if (element->name[0] == '\0' && element->kindId != kMeRoot)
         return false;
     return element->kindId != kMeKindUnset && element->parentKindId != kMeKindUnset;
 }
+
+}  // namespace
 
 u32 SmclpDiscoverElements()
 {

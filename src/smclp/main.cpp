@@ -10,9 +10,14 @@
 
 #include <stdio.h>
 
-static constexpr char kUnit[] = "main";
-static constexpr char kFrame[] =
+namespace
+{
+
+constexpr char kUnit[] = "main";
+constexpr char kFrame[] =
     "========================================================================";
+
+}  // namespace
 
 // Reads the power status once: proof that the controller reaches the BMC. Says what is wrong when
 // an answer came and was no value. Returns 0 when it was, 1 otherwise.
