@@ -2,10 +2,10 @@
 // closer.cpp -- see closer.h.
 #include "objmgrd/closer.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>

@@ -5,9 +5,9 @@
 #include "objmgrd/packed_instance.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace

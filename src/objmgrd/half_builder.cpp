@@ -6,11 +6,14 @@
 #include <bit>
 #include <utility>
 
-static constexpr u32 kSlotsFewest = 8;
-static constexpr u32 kSlotsMostPerRecord = 64;
+namespace
+{
+
+constexpr u32 kSlotsFewest = 8;
+constexpr u32 kSlotsMostPerRecord = 64;
 
 // Where the digits at the end of a key begin, zeros before them left out.
-static size_t NumberOf(const std::string &key)
+size_t NumberOf(const std::string &key)
 {
     size_t at = key.size();
     while (at > 0 && key[at - 1] >= '0' && key[at - 1] <= '9')
@@ -19,6 +22,19 @@ static size_t NumberOf(const std::string &key)
         ++at;
     return at;
 }
+
+u64 Padded(const std::string &record)
+{
+    return ImageAlign(static_cast<u32>(record.size()));
+}
+
+// At most half full, so that a search is short.
+u64 SlotsFor(u64 records)
+{
+    return std::bit_ceil(std::max<u64>(2 * records, kSlotsFewest));
+}
+
+}  // namespace
 
 bool KeyOrder::operator()(const std::string &a, const std::string &b) const
 {
@@ -30,11 +46,6 @@ bool KeyOrder::operator()(const std::string &a, const std::string &b) const
     if (a.size() - numberA != b.size() - numberB)
         return a.size() - numberA < b.size() - numberB;
     return a.compare(numberA, std::string::npos, b, numberB, std::string::npos) < 0;
-}
-
-static u64 Padded(const std::string &record)
-{
-    return ImageAlign(static_cast<u32>(record.size()));
 }
 
 const StoredRecord *HalfBuilder::Find(const std::string &key) const
@@ -58,12 +69,6 @@ void HalfBuilder::Delete(const std::string &key)
         return;
     recordBytes_ -= Padded(found->second.bytes);
     records_.erase(found);
-}
-
-// At most half full, so that a search is short.
-static u64 SlotsFor(u64 records)
-{
-    return std::bit_ceil(std::max<u64>(2 * records, kSlotsFewest));
 }
 
 u64 HalfBuilder::SizeWith(i64 records, i64 bytes, size_t faults) const

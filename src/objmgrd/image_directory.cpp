@@ -4,18 +4,21 @@
 // Nothing here outlives the service's process, so nothing is synced to a disk.
 #include "objmgrd/image_directory.h"
 
-#include <cerrno>
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
-static constexpr char kNewImage[] = "image.new";
-static constexpr char kNewAlive[] = "alive.new";
-static constexpr size_t kFillBytes = 64 * 1024;
+namespace
+{
 
-static void CloseFd(int *fd)
+constexpr char kNewImage[] = "image.new";
+constexpr char kNewAlive[] = "alive.new";
+constexpr size_t kFillBytes = 64 * 1024;
+
+void CloseFd(int *fd)
 {
     if (*fd >= 0)
         close(*fd);
@@ -23,7 +26,7 @@ static void CloseFd(int *fd)
 }
 
 // For nobody but the service: letting shells of other users in is the administrator's decision.
-static int MakeDirectory(const std::string &path)
+int MakeDirectory(const std::string &path)
 {
     for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
         if (mkdir(path.substr(0, end).c_str(), 0755) != 0 && errno != EEXIST)
@@ -32,14 +35,14 @@ static int MakeDirectory(const std::string &path)
     return mkdir(path.c_str(), 0700) != 0 && errno != EEXIST ? errno : 0;
 }
 
-static bool IsPrivate(const struct stat &info)
+bool IsPrivate(const struct stat &info)
 {
     return info.st_uid == geteuid() && (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
 // A lock of the open file description: it does not end when another descriptor of the file is
 // closed, and no process that is started inherits it (CLOEXEC).
-static int LockFile(int fd)
+int LockFile(int fd)
 {
     struct flock lock = {};
     lock.l_type = F_WRLCK;
@@ -50,7 +53,7 @@ static int LockFile(int fd)
 }
 
 // Where the file system cannot allocate, zeros are written.
-static int Allocate(int fd, u64 size)
+int Allocate(int fd, u64 size)
 {
     while (fallocate(fd, 0, 0, static_cast<off_t>(size)) != 0) {
         if (errno == EOPNOTSUPP || errno == ENOSYS)
@@ -71,6 +74,13 @@ static int Allocate(int fd, u64 size)
     }
     return 0;
 }
+
+bool IsSame(const struct stat &a, const struct stat &b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+}  // namespace
 
 ImageDirectory::~ImageDirectory()
 {
@@ -243,11 +253,6 @@ void ImageDirectory::RemoveImage(const WritableImage &image)
 {
     if (image.fd >= 0 && IsAt(kStoreImageName, image.fd))
         unlinkat(directoryFd_, kStoreImageName, 0);
-}
-
-static bool IsSame(const struct stat &a, const struct stat &b)
-{
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 // Whether the open file has this name.

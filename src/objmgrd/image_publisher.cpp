@@ -7,22 +7,25 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <errno.h>
 #include <sys/random.h>
 #include <unistd.h>
 #include <utility>
 
-static constexpr u64 kPage = 4096;
+namespace
+{
+
+constexpr u64 kPage = 4096;
 
 // 0 means something else.
-static u32 HeardWord(u64 nowMs)
+u32 HeardWord(u64 nowMs)
 {
     const u32 word = static_cast<u32>(nowMs);
     return word != 0 ? word : 1;
 }
 
 // `name` made safe and cut at a whole character, filled up with NULs.
-static void SetName(char *out, size_t size, const std::string &name)
+void SetName(char *out, size_t size, const std::string &name)
 {
     const std::string safeName = StoreSafeText(name);
     size_t length = 0;
@@ -36,6 +39,8 @@ static void SetName(char *out, size_t size, const std::string &name)
     memset(out, 0, size);
     memcpy(out, safeName.data(), length);
 }
+
+}  // namespace
 
 ImagePublisher::~ImagePublisher()
 {

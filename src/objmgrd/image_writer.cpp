@@ -9,11 +9,28 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <errno.h>
 #include <optional>
 
-static constexpr u64 kPauseUs = 10 * 1000;
-static constexpr u64 kPauseTimes = 9;
+namespace
+{
+
+constexpr u64 kPauseUs = 10 * 1000;
+constexpr u64 kPauseTimes = 9;
+
+bool IsKey(const std::string &key)
+{
+    ObjectPath parsed;
+    return ObjectPathParse(key.c_str(), &parsed) == kCimOk && key == parsed.key &&
+           SafeTextIsSafe(key.data(), key.size());
+}
+
+i64 Padded(const std::string &record)
+{
+    return static_cast<i64>(ImageAlign(static_cast<u32>(record.size())));
+}
+
+}  // namespace
 
 struct ImageWriter::State {
     ImagePublisher publisher;
@@ -32,13 +49,6 @@ struct ImageWriter::State {
     u64 SizeAfterChanges() const;
     int Stage();
 };
-
-static bool IsKey(const std::string &key)
-{
-    ObjectPath parsed;
-    return ObjectPathParse(key.c_str(), &parsed) == kCimOk && key == parsed.key &&
-           SafeTextIsSafe(key.data(), key.size());
-}
 
 int ImageWriter::State::Change(const std::string &key, std::optional<std::string> record)
 {
@@ -61,11 +71,6 @@ void ImageWriter::State::DropWhatStays()
     });
     if (faults && *faults == staged.Faults())
         faults.reset();
-}
-
-static i64 Padded(const std::string &record)
-{
-    return static_cast<i64>(ImageAlign(static_cast<u32>(record.size())));
 }
 
 u64 ImageWriter::State::SizeAfterChanges() const

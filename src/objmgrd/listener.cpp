@@ -4,9 +4,9 @@
 
 #include "objmgr/store.h"
 
-#include <cerrno>
-#include <cstdio>
+#include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

@@ -7,11 +7,11 @@
 
 #include <charconv>
 #include <condition_variable>
-#include <cstring>
 #include <deque>
 #include <mutex>
 #include <pthread.h>
 #include <signal.h>
+#include <string.h>
 #include <syslog.h>
 #include <time.h>
 

@@ -3,8 +3,8 @@
 #include "objmgrd/logins.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
+#include <errno.h>
+#include <stdio.h>
 #include <sys/socket.h>
 #include <utility>
 

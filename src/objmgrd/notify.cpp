@@ -3,8 +3,8 @@
 #include "objmgrd/notify.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

@@ -32,7 +32,10 @@ std::string StoreSafeText(const std::string &text)
     return safeText;
 }
 
-static bool IsPropertyName(const std::string &name)
+namespace
+{
+
+bool IsPropertyName(const std::string &name)
 {
     return !name.empty() && name.size() <= kStorePropertyNameMax &&
            SafeTextIsSafe(name.data(), name.size());
@@ -40,10 +43,10 @@ static bool IsPropertyName(const std::string &name)
 
 // Properties that the shell reads for every instance of a walk, or before anything else. A reader
 // goes through a record from its beginning, so these come first.
-static constexpr std::string_view kFirstNames[] = {
-    kPropertyType, kPropertyFormat, kPropertyPowerStatus, kPropertyServiceTag, kPropertyNumRecords};
+constexpr std::string_view kFirstNames[] = {kPropertyType, kPropertyFormat, kPropertyPowerStatus,
+                                            kPropertyServiceTag, kPropertyNumRecords};
 
-static bool IsFirstName(const std::string &name)
+bool IsFirstName(const std::string &name)
 {
     for (const std::string_view first : kFirstNames) {
         if (name == first)
@@ -52,12 +55,12 @@ static bool IsFirstName(const std::string &name)
     return false;
 }
 
-template <typename Number> static void AppendNumber(std::string *bytes, Number number)
+template <typename Number> void AppendNumber(std::string *bytes, Number number)
 {
     bytes->append(reinterpret_cast<const char *>(&number), sizeof(number));
 }
 
-static void AppendProperty(std::string *packed, const PropertyValue &property)
+void AppendProperty(std::string *packed, const PropertyValue &property)
 {
     const std::string text =
         property.status == kCimOk ? StoreSafeText(property.text) : std::string();
@@ -67,6 +70,8 @@ static void AppendProperty(std::string *packed, const PropertyValue &property)
     packed->append(property.name.c_str(), property.name.size() + 1);
     packed->append(text.c_str(), text.size() + 1);
 }
+
+}  // namespace
 
 std::string PackProperties(const std::vector<PropertyValue> &properties)
 {

@@ -2,10 +2,10 @@
 // password.cpp -- see password.h.
 #include "objmgrd/password.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -2,7 +2,7 @@
 // peer.cpp -- see peer.h.
 #include "objmgrd/peer.h"
 
-#include <cerrno>
+#include <errno.h>
 #include <sys/socket.h>
 
 #ifndef SO_PEERGROUPS

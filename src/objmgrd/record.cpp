@@ -6,16 +6,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <condition_variable>
-#include <cstring>
 #include <deque>
+#include <errno.h>
 #include <iterator>
 #include <map>
 #include <mutex>
 #include <pthread.h>
 #include <pwd.h>
 #include <signal.h>
+#include <string.h>
 #include <vector>
 
 namespace

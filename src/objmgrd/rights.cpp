@@ -5,11 +5,11 @@
 #include "objmgrd/toml.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,6 +78,23 @@ bool ParseId(std::string_view digits, u32 *id)
     }
     *id = static_cast<u32>(number);
     return true;
+}
+
+// Whoever may write the file gives the rights.
+bool IsGuarded(int fd, std::vector<FileNote> *notes)
+{
+    struct stat info;
+    if (fstat(fd, &info) != 0)
+        FileNoteAdd(notes, strerror(errno));
+    else if (!S_ISREG(info.st_mode))
+        FileNoteAdd(notes, "is no plain file");
+    else if (info.st_uid != 0 && info.st_uid != geteuid())
+        FileNoteAdd(notes, "belongs neither to root nor to the user that the service runs as");
+    else if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        FileNoteAdd(notes, "may be written by others than its owner (chmod go-w)");
+    else
+        return true;
+    return false;
 }
 
 }  // namespace
@@ -228,23 +245,6 @@ bool RightsParse(std::string_view text, Rights *rights, std::vector<FileNote> *n
         return false;
     *rights = std::move(read);
     return true;
-}
-
-// Whoever may write the file gives the rights.
-static bool IsGuarded(int fd, std::vector<FileNote> *notes)
-{
-    struct stat info;
-    if (fstat(fd, &info) != 0)
-        FileNoteAdd(notes, strerror(errno));
-    else if (!S_ISREG(info.st_mode))
-        FileNoteAdd(notes, "is no plain file");
-    else if (info.st_uid != 0 && info.st_uid != geteuid())
-        FileNoteAdd(notes, "belongs neither to root nor to the user that the service runs as");
-    else if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        FileNoteAdd(notes, "may be written by others than its owner (chmod go-w)");
-    else
-        return true;
-    return false;
 }
 
 // What is judged is what is read: the name may lead elsewhere a moment later.

@@ -9,12 +9,12 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
 #include <map>
 #include <poll.h>
+#include <stdio.h>
+#include <string.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>

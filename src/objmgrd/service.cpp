@@ -11,15 +11,15 @@
 #include "platform/syslog_line.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
 #include <filesystem>
 #include <getopt.h>
+#include <limits.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>

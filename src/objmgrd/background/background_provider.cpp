@@ -4,9 +4,9 @@
 
 #include "objmgrd/instances.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <signal.h>
+#include <string.h>
 #include <syslog.h>
 #include <time.h>
 

@@ -8,9 +8,9 @@
 #include "objmgrd/toml.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <set>
+#include <stdio.h>
+#include <string.h>
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cstring>
+#include <string.h>
 
 namespace
 {
