@@ -5,7 +5,7 @@
 #include "platform/types.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <errno.h>
 #include <sys/socket.h>
 #include <vector>
 

@@ -8,13 +8,13 @@
 #include "platform/clock.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <cstring>
+#include <errno.h>
 #include <mutex>
 #include <pthread.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>

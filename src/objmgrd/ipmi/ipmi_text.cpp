@@ -5,7 +5,7 @@
 #include "objmgrd/text.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <stdio.h>
 
 namespace
 {

@@ -3,7 +3,7 @@
 #include "objmgrd/ipmi/publication.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <stdio.h>
 
 CimStatus BmcStatusOf(u8 code)
 {

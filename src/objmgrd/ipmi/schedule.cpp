@@ -5,7 +5,7 @@
 #include "objmgrd/ipmi/sensor_place.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <stdio.h>
 #include <syslog.h>
 #include <unistd.h>
 

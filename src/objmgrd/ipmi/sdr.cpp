@@ -5,8 +5,8 @@
 #include "objmgrd/ipmi/ipmi_text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
+#include <stdio.h>
 
 namespace
 {

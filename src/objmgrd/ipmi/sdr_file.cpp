@@ -7,9 +7,9 @@
 // their lowest byte first.
 #include "objmgrd/ipmi/sdr_file.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -6,7 +6,7 @@
 #include "objmgrd/ipmi/ipmi_text.h"
 #include "objmgrd/ipmi/sensor_map.h"
 
-#include <cstdio>
+#include <stdio.h>
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include "objmgrd/ipmi/sensor_state.h"
 
 #include <cmath>
-#include <cstdio>
+#include <stdio.h>
 
 #include <freeipmi/freeipmi.h>
 

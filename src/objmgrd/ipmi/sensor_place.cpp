@@ -7,7 +7,7 @@
 #include "objmgrd/ipmi/sensor_state.h"
 
 #include <algorithm>
-#include <cctype>
+#include <ctype.h>
 #include <iterator>
 
 namespace

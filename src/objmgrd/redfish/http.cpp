@@ -5,9 +5,9 @@
 #include "objmgrd/text.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <list>
+#include <stdlib.h>
+#include <string.h>
 
 #include <curl/curl.h>
 

@@ -5,7 +5,7 @@
 #include "objmgrd/text.h"
 
 #include <cmath>
-#include <cstring>
+#include <string.h>
 
 #include <jansson.h>
 

@@ -3,7 +3,7 @@
 #include "objmgrd/redfish/link.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <stdlib.h>
 
 #include <arpa/inet.h>
 

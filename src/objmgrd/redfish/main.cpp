@@ -3,8 +3,8 @@
 #include "objmgrd/redfish/redfish_provider.h"
 #include "objmgrd/service.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
+#include <string.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 

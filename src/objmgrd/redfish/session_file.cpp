@@ -2,9 +2,9 @@
 // session_file.cpp -- see session_file.h. Three lines: service, address, token.
 #include "objmgrd/redfish/session_file.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

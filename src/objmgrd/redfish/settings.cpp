@@ -5,8 +5,8 @@
 #include "objmgrd/settings_reader.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
+#include <stdio.h>
+#include <stdlib.h>
 
 namespace
 {
