@@ -19,8 +19,8 @@ using Packet = std::vector<u8>;
 // An opening has six answers, and some more where requests are sent again.
 constexpr size_t kPacketsMax = 64;
 
-thread_local bool sOnce = false;
-thread_local std::vector<Packet> sCame;
+thread_local bool gOnce = false;
+thread_local std::vector<Packet> gCame;
 
 // Where the type of the payload stands in a packet of IPMI 2.0, and where its message tag.
 constexpr size_t kAuthTypeAt = 4;
@@ -48,11 +48,11 @@ bool AnswerSame(const Packet &a, const Packet &b)
 bool CameBefore(const u8 *bytes, size_t size)
 {
     const Packet packet(bytes, bytes + size);
-    if (std::any_of(sCame.begin(), sCame.end(),
+    if (std::any_of(gCame.begin(), gCame.end(),
                     [&](const Packet &before) { return AnswerSame(before, packet); }))
         return true;
-    if (sCame.size() < kPacketsMax)
-        sCame.push_back(packet);
+    if (gCame.size() < kPacketsMax)
+        gCame.push_back(packet);
     return false;
 }
 
@@ -65,7 +65,7 @@ ssize_t Receive(int fd, void *buffer, size_t size, int flags, sockaddr *from, so
     const socklen_t room = fromSize != nullptr ? *fromSize : 0;
     for (;;) {
         const ssize_t got = recvfrom(fd, buffer, size, flags, from, fromSize);
-        if (!sOnce || got <= 0 || (flags & MSG_PEEK) != 0 ||
+        if (!gOnce || got <= 0 || (flags & MSG_PEEK) != 0 ||
             !CameBefore(static_cast<const u8 *>(buffer), static_cast<size_t>(got)))
             return got;
         if (fromSize != nullptr)
@@ -77,18 +77,18 @@ ssize_t Receive(int fd, void *buffer, size_t size, int flags, sockaddr *from, so
 
 AnswersOnce::AnswersOnce()
 {
-    sOnce = true;
+    gOnce = true;
 }
 
 AnswersOnce::~AnswersOnce()
 {
-    sOnce = false;
-    sCame = {};
+    gOnce = false;
+    gCame = {};
 }
 
 size_t AnswersOnce::Count()
 {
-    return sCame.size();
+    return gCame.size();
 }
 
 extern "C" {
