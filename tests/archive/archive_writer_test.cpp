@@ -25,6 +25,8 @@ static u32 sSyncs;                    // how often files were put on the disk
 static int sSyncErrorAt;              // the one of these that fails, from 1
 static int sUnlinkError;              // not 0: nothing is removed
 static std::vector<int> sReadErrors;  // of the next reads
+static size_t sReadMost;              // bytes that are given at once; 0: all
+static off_t sReadEnd;                // the furthest byte that was asked for
 
 // Under the name that pread() has where a long is too short for a file's size, there.
 #if __SIZEOF_LONG__ == 8
@@ -48,8 +50,9 @@ ssize_t REAL_PREAD(int fd, void *data, size_t size, off_t offset);
 ssize_t WRAP_PREAD(int fd, void *data, size_t size, off_t offset);
 ssize_t WRAP_PREAD(int fd, void *data, size_t size, off_t offset)
 {
+    sReadEnd = std::max(sReadEnd, offset + static_cast<off_t>(size));
     if (sReadErrors.empty())
-        return REAL_PREAD(fd, data, size, offset);
+        return REAL_PREAD(fd, data, sReadMost != 0 ? std::min(size, sReadMost) : size, offset);
     errno = sReadErrors.front();
     sReadErrors.erase(sReadErrors.begin());
     return -1;
@@ -100,6 +103,8 @@ protected:
     ~ArchiveWriterTest() override
     {
         sWriteMost = 0;
+        sReadMost = 0;
+        sReadEnd = 0;
         sUnlinkError = 0;
     }
 
@@ -377,6 +382,17 @@ TEST_F(ArchiveWriterTest, ALineThatIsTakenInParts)
     sWriteMost = 7;
     Write(Records(1, 3));
     EXPECT_EQ(Lines(), "1 2 3");
+}
+
+// Room is for what the file had when it was looked at: no more is asked for.
+TEST_F(ArchiveWriterTest, AFileThatIsGivenInParts)
+{
+    Write(Records(1, 3));
+    const auto size = static_cast<off_t>(Text().size());
+    sReadMost = 7;
+    Write(Records(1, 4));
+    EXPECT_EQ(sReadEnd, size);
+    EXPECT_EQ(Lines(), "1 2 3 4");
 }
 
 // The size is kept all the same: nothing is written until there is room.
