@@ -321,6 +321,20 @@ TEST_F(MemMgr, RemovalGivesTheMemoryBack)
     EXPECT_LT(Mapped(), before + 16 * 1024 * 1024);
 }
 
+// Each of these is larger than the piece that small pools share.
+TEST_F(MemMgr, AsManyPiecesAsPoolsAreGivenBack)
+{
+    for (int round = 0; round < 2; ++round) {
+        for (u32 i = 0; i < kMemMgrMaxPools; ++i)
+            ASSERT_EQ(MemMgrAddPool(1024, 512 + i), 0u) << i;
+        for (u32 i = 0; i < kMemMgrMaxPools; ++i)
+            EXPECT_EQ(UseOf(i).blockCount, 512 + i);
+        MemMgrRemovePools();
+        MemMgrPoolUse use = {};
+        EXPECT_FALSE(MemMgrGetPoolUse(0, &use));
+    }
+}
+
 TEST_F(MemMgr, AfterRemovalThereAreNoPoolsAndNewOnesCanBeAdded)
 {
     for (u32 i = 0; i < 16; ++i)
