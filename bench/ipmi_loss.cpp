@@ -247,8 +247,9 @@ void RunCommand(const Programs &programs, IpmiSim &bmc, const IpmiRelay &relay,
     else if (!done)
         ++result->other;
     if (wrong || (!done && !(sent != 0 && answered == 0)))
-        fprintf(stderr, "%s: said %s, did %s, sent %lu, answered %lu\n%s\n", row.line, said.c_str(),
-                did.c_str(), sent, answered, log->Text().c_str());
+        fprintf(stderr, "%s: said %s, did %s, sent %s, answered %s\n%s\n", row.line, said.c_str(),
+                did.c_str(), std::to_string(sent).c_str(), std::to_string(answered).c_str(),
+                log->Text().c_str());
 }
 
 // The host is off in the middle of a power cycle, which may have been seen.

@@ -69,7 +69,7 @@ TEST_P(AnswersOnceTest, WhatCameBeforeIsPassedBy)
 // A packet of this payload type with this message tag.
 static std::string Opening(int payload, int tag, const char *rest)
 {
-    const char head[] = {6, 0, -1, 7, 6, static_cast<char>(payload)};
+    const char head[] = {6, 0, '\xff', 7, 6, static_cast<char>(payload)};
     return std::string(head, sizeof head) + std::string(10, '\0') + static_cast<char>(tag) + rest;
 }
 
