@@ -561,33 +561,34 @@ TEST_F(MethodsTest, ABmcThatAlwaysOpensSlowlyIsGivenTheTime)
     EXPECT_EQ(Do(OrderKind::Start), "0 0");
 }
 
+// What the first openings of a command were given where none comes about.
+class OpeningLimits : public MethodsTest
+{
+protected:
+    std::vector<u32> First(size_t count, u32 openingMs)
+    {
+        machine_.latencyMs = 10;
+        machine_.openingMs = openingMs;
+        RunFor(3000);
+        settings_.methodMs = 20000;
+        machine_.openingHook = [] { return true; };
+        EXPECT_EQ(Do(OrderKind::Stop), "1 0");
+        EXPECT_GE(machine_.controlLimitsMs.size(), count);
+        machine_.controlLimitsMs.resize(count);
+        return machine_.controlLimitsMs;
+    }
+};
+
 // A lost packet costs a short attempt; every eighth is a long one. What the BMC takes to open a
 // session counts three times, and where that is doubtful what it takes to answer, twelve times.
-TEST_F(MethodsTest, HowLongEachOpeningMayTake)
+TEST_F(OpeningLimits, EveryEighthIsLong)
 {
-    machine_.latencyMs = 10;
-    machine_.openingMs = 100;
-    RunFor(3000);
-    settings_.methodMs = 20000;
-    machine_.openingHook = [] { return true; };
-    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
-    ASSERT_GE(machine_.controlLimitsMs.size(), 9u);
-    machine_.controlLimitsMs.resize(9);
-    EXPECT_EQ(machine_.controlLimitsMs,
-              (std::vector<u32>{400, 400, 400, 400, 400, 400, 400, 2680, 400}));
+    EXPECT_EQ(First(9, 100), (std::vector<u32>{400, 400, 400, 400, 400, 400, 400, 2680, 400}));
 }
 
-TEST_F(MethodsTest, HowLongAnOpeningOfASlowBmcMayTake)
+TEST_F(OpeningLimits, OfASlowBmc)
 {
-    machine_.latencyMs = 10;
-    machine_.openingMs = 1000;
-    RunFor(3000);
-    settings_.methodMs = 20000;
-    machine_.openingHook = [] { return true; };
-    EXPECT_EQ(Do(OrderKind::Stop), "1 0");
-    ASSERT_GE(machine_.controlLimitsMs.size(), 4u);
-    machine_.controlLimitsMs.resize(4);
-    EXPECT_EQ(machine_.controlLimitsMs, (std::vector<u32>{220, 220, 2000, 220}));
+    EXPECT_EQ(First(4, 1000), (std::vector<u32>{220, 220, 2000, 220}));
 }
 
 // Readings go on while the session does not come about.
