@@ -4,26 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include "objmgrd/record_lines.h"
 #include "support/objmgr_process.h"
 
 #include <fcntl.h>
-#include <mutex>
 #include <sys/socket.h>
 
 namespace
 {
-
-struct Lines {
-    std::mutex mutex;
-    std::vector<std::string> all;
-};
-
-void Write(void *context, const char *line)
-{
-    Lines *lines = static_cast<Lines *>(context);
-    const std::lock_guard lock(lines->mutex);
-    lines->all.push_back(line);
-}
 
 bool NoUser(u32, std::string *)
 {
@@ -45,9 +33,11 @@ protected:
         sessionLives = true;
         directoryFd_ = open(directory_.Path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
         ASSERT_EQ(listener_.Open(directoryFd_, {}), 0);
-        ASSERT_EQ(
-            record_.Start({.write = Write, .context = &lines_, .session = Session, .user = NoUser}),
-            0);
+        ASSERT_EQ(record_.Start({.write = RecordLines::Write,
+                                 .context = &lines_,
+                                 .session = Session,
+                                 .user = NoUser}),
+                  0);
         logins_.Start(&listener_, &record_, kLoginsMost);
     }
     void TearDown() override
@@ -95,13 +85,13 @@ protected:
     std::vector<std::string> Written()
     {
         record_.Stop();
-        return lines_.all;
+        return lines_.All();
     }
 
     TestDirectory directory_;
     int directoryFd_ = -1;
     Listener listener_;
-    Lines lines_;
+    RecordLines lines_;
     Record record_;
     Logins logins_;
 };
@@ -112,7 +102,7 @@ TEST_F(LoginsTest, AConnectionThatEndsIsALoginThatWasKilled)
 {
     const int fd = Add(1001, Notice(LoginEvent::Login, 7), 5'000);
     EXPECT_EQ(Round(), 1u);
-    for (int i = 0; i < 500 && lines_.all.empty(); ++i)
+    for (int i = 0; i < 500 && lines_.All().empty(); ++i)
         usleep(10'000);
     sessionLives = false;  // its file may be gone by then
     close(fd);

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objmgrd/record.h"
+
+#include "objmgrd/record_lines.h"
 #include "platform/clock.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <time.h>
 #include <unistd.h>
 #include <vector>
@@ -15,34 +16,10 @@
 namespace
 {
 
-// What the record wrote.
-struct Lines {
-    std::mutex mutex;
-    std::vector<std::string> all;
-    bool slow = false;
-
-    std::vector<std::string> Take()
-    {
-        const std::lock_guard lock(mutex);
-        std::vector<std::string> taken;
-        taken.swap(all);
-        return taken;
-    }
-};
-
-void Write(void *context, const char *line)
-{
-    Lines *lines = static_cast<Lines *>(context);
-    if (lines->slow)
-        usleep(50'000);
-    const std::lock_guard lock(lines->mutex);
-    lines->all.push_back(line);
-}
-
 // Session 7 is that of uid 1001, as long as it lasts.
 bool lasts = true;
 
-bool Session(void *, u32 id, u32 uid, std::string *address)
+bool SessionWithAddress(void *, u32 id, u32 uid, std::string *address)
 {
     *address = "192.0.2.7";
     if (lasts && id == 7 && uid == 1001)
@@ -69,9 +46,9 @@ class RecordTest : public testing::Test
 protected:
     void Start(u32 windowMs = kRecordWindowMs)
     {
-        ASSERT_EQ(record_.Start({.write = Write,
+        ASSERT_EQ(record_.Start({.write = RecordLines::Write,
                                  .context = &lines_,
-                                 .session = Session,
+                                 .session = SessionWithAddress,
                                  .user = User,
                                  .windowMs = windowMs}),
                   0);
@@ -92,7 +69,7 @@ protected:
                 .number = number};
     }
 
-    Lines lines_;
+    RecordLines lines_;
     Record record_;
 };
 
@@ -102,7 +79,7 @@ TEST_F(RecordTest, WhatTheLogDidNotTakeIsToldUntilItTakesThat)
 {
     static std::atomic<int> calls;
     calls = 0;
-    ASSERT_EQ(record_.Start({.write = Write,
+    ASSERT_EQ(record_.Start({.write = RecordLines::Write,
                              .context = &lines_,
                              .user = User,
                              .tellLost = [](void *) { return ++calls >= 4; },

@@ -1,43 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // integrator_test.cpp -- the integrator's guide against the headers, options and files it names.
 #include "objmgr/objmgr.h"
+#include "programs/pattern_names.h"
 #include "programs/project_file.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
-#include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 
 namespace
 {
 
-using Names = std::set<std::string>;
-
 const std::string &Guide()
 {
     static const std::string text = ProjectFile("docs/integrator.md");
-    return text;
-}
-
-// The first group of every match.
-Names Matches(const std::string &text, const char *pattern)
-{
-    const std::regex regex(pattern);
-    Names names;
-    for (std::sregex_iterator at(text.begin(), text.end(), regex); at != std::sregex_iterator();
-         ++at)
-        names.insert((*at)[1].str());
-    return names;
-}
-
-std::string Joined(const Names &names)
-{
-    std::string text;
-    for (const std::string &name : names)
-        text += name + " ";
     return text;
 }
 
@@ -132,7 +110,7 @@ TEST(Integrator, EveryFileItNamesIsThere)
 TEST(Integrator, EveryPresetItNamesIsThere)
 {
     const Names presets = Matches(Guide(), R"(--preset (\w+))");
-    EXPECT_EQ(Joined(presets), "armhf musl ");
+    EXPECT_EQ(Joined(presets), "armhf\nmusl\n");
     const std::string file = ProjectFile("CMakePresets.json");
     for (const std::string &name : presets)
         EXPECT_NE(file.find("\"name\": \"" + name + "\""), std::string::npos) << name;

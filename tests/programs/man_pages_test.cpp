@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // man_pages_test.cpp -- the manual pages against --help and the options that the code takes.
+#include "programs/pattern_names.h"
 #include "programs/project_file.h"
 #include "smclp/command_table.h"
 #include "support/program.h"
@@ -8,36 +9,10 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <regex>
-#include <set>
 #include <unistd.h>
 
 namespace
 {
-
-using Names = std::set<std::string>;
-
-// Every match: its groups, joined.
-Names Matches(const std::string &text, const char *pattern)
-{
-    const std::regex regex(pattern);
-    Names names;
-    for (std::sregex_iterator at(text.begin(), text.end(), regex); at != std::sregex_iterator();
-         ++at) {
-        std::string joined;
-        for (size_t group = 1; group < at->size(); ++group)
-            joined += (*at)[group].str();
-        names.insert(joined);
-    }
-    return names;
-}
-
-std::string Joined(const Names &names)
-{
-    std::string text;
-    for (const std::string &name : names)
-        text += name + "\n";
-    return text;
-}
 
 // "--dir DIR", "--check", "--idle [N=]SECONDS", "-- COMMAND": an option and the words for its
 // value.

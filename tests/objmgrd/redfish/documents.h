@@ -5,9 +5,13 @@
 
 #include "objmgrd/image_writer.h"
 #include "objmgrd/redfish/json.h"
+#include "objmgrd/redfish/link.h"
 
 #include <gtest/gtest.h>
 #include <list>
+
+// The service that the documents are of.
+inline const Origin kHere = {"https", "bmc.example", 443};
 
 // Documents that live as long as the test.
 class Documents

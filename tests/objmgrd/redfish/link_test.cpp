@@ -7,8 +7,6 @@
 namespace
 {
 
-const Origin kHere = {"https", "bmc.example", 443};
-
 std::string Parsed(const char *url)
 {
     Origin origin;

@@ -7,8 +7,6 @@
 namespace
 {
 
-const Origin kHere = {"https", "bmc.example", 443};
-
 class SystemMap : public testing::Test
 {
 protected:
