@@ -10,7 +10,7 @@
 namespace
 {
 
-void Fill(FakeObjMgr *om)
+void FillLog(FakeObjMgr *om)
 {
     om->AddRecord("1970-01-01 00:01:00", "19700101000100", "one");
     om->AddRecord("System Boot", "System Boot", "two");
@@ -22,7 +22,7 @@ void Fill(FakeObjMgr *om)
 TEST(CmdLog, Records)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     const CtlEnd end = CtlRun("log -f csv");
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.out,
@@ -36,7 +36,7 @@ TEST(CmdLog, Records)
 TEST(CmdLog, Since)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     EXPECT_EQ(CtlRun("log --since 2").out, "RECORD  TIME                  BOOT  DESCRIPTION\n"
                                            "     3  1970-01-01T00:02:00Z  no    three, "
                                            "\"quoted\"\n");
@@ -61,7 +61,7 @@ TEST(CmdLog, ASilentSource)
 TEST(CmdLog, Clear)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     const CtlEnd end = CtlRun("log clear");
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.out + end.err, "");
@@ -78,7 +78,7 @@ TEST(CmdLog, Clear)
 TEST(CmdLog, ALogThatCannotBeRead)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     om.SetStatus("OEM_QARN_MessageLog.Name=SEL", "NumRecords", kCimFailed);
     const CtlEnd end = CtlRun("log");
     EXPECT_EQ(end.status, 75);
@@ -100,7 +100,7 @@ TEST(CmdLog, AllIsTheArchiveAndWhatIsNotInItYet)
             0);
     }
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     const CtlEnd end = CtlRun("log -f csv --all " + directory);
     EXPECT_EQ(end.status, 0) << end.err;
     EXPECT_EQ(end.out,
@@ -165,7 +165,7 @@ private:
 TEST(CmdLog, FollowsUntilNobodyTakesWhatItSays)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillLog(&om);
     om.openFails = true;
     std::string err;
     std::string out;

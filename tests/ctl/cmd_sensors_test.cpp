@@ -4,7 +4,7 @@
 namespace
 {
 
-void Fill(FakeObjMgr *om)
+void FillSensors(FakeObjMgr *om)
 {
     om->AddSensor("1", "1", {"Name", "Inlet Temp", "Reading", "23", "StatusText", "normal"});
     om->AddSensor("4", "1", {"Name", "Fan1 RPM", "Reading", "4320", "StatusText", "normal"});
@@ -16,7 +16,7 @@ void Fill(FakeObjMgr *om)
 std::string Names(const std::string &options)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillSensors(&om);
     const CtlEnd end = CtlRun("sensors -f csv " + options);
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.err, "");
@@ -54,7 +54,7 @@ TEST(CmdSensors, OfATypeOrATarget)
 TEST(CmdSensors, ATargetThatIsNotThere)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillSensors(&om);
     const std::string none = "sensors --target /system1/fans1/tachsensor2 ";
     for (const char *format : {"table", "csv"}) {
         const CtlEnd end = CtlRun(none + "-f " + format);
@@ -89,7 +89,7 @@ TEST(CmdSensors, NoService)
 TEST(CmdSensors, ASilentSource)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillSensors(&om);
     om.SetStatus("OEM_QARN_System", "PowerStatus", kCimFailed);
     const CtlEnd end = CtlRun("sensors -f csv");
     EXPECT_EQ(end.status, 75);
@@ -100,7 +100,7 @@ TEST(CmdSensors, ASilentSource)
 TEST(CmdSensors, AHostThatIsOffHasNone)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillSensors(&om);
     om.Set("OEM_QARN_System", "PowerStatus", "OFF");
     const CtlEnd end = CtlRun("sensors");
     EXPECT_EQ(end.status, 0);

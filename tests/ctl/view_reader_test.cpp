@@ -9,7 +9,7 @@
 namespace
 {
 
-void Fill(FakeObjMgr *om)
+void FillServer(FakeObjMgr *om)
 {
     om->AddSensor("1", "1", {"Name", "Inlet Temp", "Reading", "23", "StatusText", "normal"});
     om->AddSensor("4", "1", {"Name", "Fan1 RPM", "Reading", "4320", "StatusText", "warning"});
@@ -22,7 +22,7 @@ void Fill(FakeObjMgr *om)
 TEST(ViewReader, ReadsWhatTheShellReads)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillServer(&om);
     {
         ViewReader reader;
         const ServerView *view = reader.Read("", kViewAll);
@@ -48,7 +48,7 @@ TEST(ViewReader, ReadsWhatTheShellReads)
 TEST(ViewReader, ReadsNoMoreThanItIsAskedFor)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillServer(&om);
     ViewReader reader;
     EXPECT_EQ(reader.Read("", kViewSystem)->instances.size(), 2u);
     EXPECT_EQ(om.Logged("GetInstance ").size(), 2u);
@@ -73,7 +73,7 @@ TEST(ViewReader, FailEveryCall)
 {
     for (u32 call = 1;; ++call) {
         FakeObjMgr om;
-        Fill(&om);
+        FillServer(&om);
         om.failCall = call;
         {
             ViewReader reader;
@@ -93,7 +93,7 @@ TEST(ViewReader, FailEveryCall)
 TEST(ViewReader, AFailedInstanceIsThereWithItsStatus)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillServer(&om);
     om.SetInstanceStatus("OEM_QARN_System", kCimFailed);
     ViewReader reader;
     const ServerView *view = reader.Read("", kViewAll);
@@ -105,7 +105,7 @@ TEST(ViewReader, AFailedInstanceIsThereWithItsStatus)
 TEST(ViewReader, UnitsSourcesAndWhoServes)
 {
     FakeObjMgr om;
-    Fill(&om);
+    FillServer(&om);
     gFakeInspect.service = "objmgrd-fake";
     gFakeInspect.unit = "Cel";
     gFakeInspect.source = 7;

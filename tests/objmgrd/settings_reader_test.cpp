@@ -44,7 +44,7 @@ struct Result {
     ArchiveSettings archive;
 };
 
-Result Read(const std::string &text)
+Result ReadSettings(const std::string &text)
 {
     Result result;
     std::vector<FileNote> notes;
@@ -63,7 +63,8 @@ Result Read(const std::string &text)
 
 TEST(SettingsReader, TablesInTheirOrderThenTheWhole)
 {
-    const Result result = Read("archive_mb = 3\n[second]\ntext = 'abc'\n[first]\nnumber = 9\n");
+    const Result result =
+        ReadSettings("archive_mb = 3\n[second]\ntext = 'abc'\n[first]\nnumber = 9\n");
     EXPECT_EQ(result.faults, "");
     EXPECT_EQ(result.number, 9u);
     EXPECT_EQ(result.text, "abc");
@@ -73,20 +74,23 @@ TEST(SettingsReader, TablesInTheirOrderThenTheWhole)
 
 TEST(SettingsReader, EveryFaultWithItsPlace)
 {
-    EXPECT_EQ(Read("[first]\nnumber = 4\n").faults, "f:2:10: number is a number from 5 to 9\n");
-    EXPECT_EQ(Read("[first]\nnumber = 5\n").faults, "");
-    EXPECT_EQ(Read("[first]\nnumber = 10\n").number, 7u);
+    EXPECT_EQ(ReadSettings("[first]\nnumber = 4\n").faults,
+              "f:2:10: number is a number from 5 to 9\n");
+    EXPECT_EQ(ReadSettings("[first]\nnumber = 5\n").faults, "");
+    EXPECT_EQ(ReadSettings("[first]\nnumber = 10\n").number, 7u);
     const std::string wrong = "text is a text of at most 3 bytes in quotes, without control "
                               "characters\n";
-    EXPECT_EQ(Read("[first]\ntext = 'abcd'\n").faults, "f:2:8: " + wrong);
-    EXPECT_EQ(Read("[first]\ntext = \"a\\u007f\"\n").faults, "f:2:8: " + wrong);
-    EXPECT_EQ(Read("[first]\ntext = 1\n").text, "before");
-    EXPECT_EQ(Read("[first]\nother = 1\n").faults, "f:2:1: unknown key \"other\" in [first]\n");
-    EXPECT_EQ(Read("[second]\n").faults, "f:1:1: [first] is missing\n");
-    EXPECT_EQ(Read("archive = 'x'\n[first]\n[third]\n").faults,
+    EXPECT_EQ(ReadSettings("[first]\ntext = 'abcd'\n").faults, "f:2:8: " + wrong);
+    EXPECT_EQ(ReadSettings("[first]\ntext = \"a\\u007f\"\n").faults, "f:2:8: " + wrong);
+    EXPECT_EQ(ReadSettings("[first]\ntext = 1\n").text, "before");
+    EXPECT_EQ(ReadSettings("[first]\nother = 1\n").faults,
+              "f:2:1: unknown key \"other\" in [first]\n");
+    EXPECT_EQ(ReadSettings("[second]\n").faults, "f:1:1: [first] is missing\n");
+    EXPECT_EQ(ReadSettings("archive = 'x'\n[first]\n[third]\n").faults,
               "f:1:11: archive is an absolute directory\n"
               "f:3:2: unknown table \"third\" (known: first, second)\n");
-    EXPECT_EQ(Read("second = 2\n[first]\n").faults, "f:1:10: second is a table: write [second]\n");
-    EXPECT_EQ(Read("\"x\\u001b\" = 1\n[first]\n").faults,
+    EXPECT_EQ(ReadSettings("second = 2\n[first]\n").faults,
+              "f:1:10: second is a table: write [second]\n");
+    EXPECT_EQ(ReadSettings("\"x\\u001b\" = 1\n[first]\n").faults,
               "f:1:1: unknown table \"x?\" (known: first, second)\n");
 }

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 // The time that is written, where it is not 0 (linked with --wrap).
-static time_t sNow;
+static time_t sTimeWritten;
 
 // A time of 64 bits has a function of its own where pointers have 32.
 #if __SIZEOF_POINTER__ == 4
@@ -28,7 +28,7 @@ static time_t sNow;
 extern "C" time_t REAL_TIME(time_t *out);
 extern "C" time_t WRAP_TIME(time_t *out)
 {
-    return sNow != 0 ? sNow : REAL_TIME(out);
+    return sTimeWritten != 0 ? sTimeWritten : REAL_TIME(out);
 }
 
 // What the next send() fails with (linked with --wrap); 0: it does not.
@@ -57,7 +57,7 @@ protected:
     }
     ~SyslogLineTest() override
     {
-        sNow = 0;
+        sTimeWritten = 0;
         SyslogClose(&out_);
     }
 
@@ -94,7 +94,7 @@ TEST_F(SyslogLineTest, EveryMonthHasItsName)
     const char *const names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     for (time_t month = 0; month < 12; ++month) {
-        sNow = 1768478400 + month * 30 * 86400;  // 2026-01-15 12:00:00 UTC, and on
+        sTimeWritten = 1768478400 + month * 30 * 86400;  // 2026-01-15 12:00:00 UTC, and on
         SyslogWrite(&out_, LOG_ERR, "one");
         EXPECT_EQ(log_.Read().substr(4, 3), names[month]);
     }

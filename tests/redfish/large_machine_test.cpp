@@ -12,14 +12,14 @@
 namespace
 {
 
-constexpr u32 kChassis = 10;
+constexpr u32 kChassisCount = 10;
 constexpr u32 kTemperatures = 300;  // of each chassis
 constexpr u32 kVoltages = 100;
 constexpr u32 kCurrents = 40;
 constexpr u32 kFans = 30;
 constexpr u32 kPage = 60;
 
-const std::string kRoot = "/redfish/v1";
+const std::string kServiceRoot = "/redfish/v1";
 
 std::string Ref(const std::string &path)
 {
@@ -28,7 +28,7 @@ std::string Ref(const std::string &path)
 
 std::string ChassisPath(u32 chassis)
 {
-    return kRoot + "/Chassis/C" + std::to_string(chassis);
+    return kServiceRoot + "/Chassis/C" + std::to_string(chassis);
 }
 
 struct Kind {
@@ -108,25 +108,25 @@ protected:
         options.order = SimOrder::Shuffled;
         service = std::make_unique<SimService>(options);
         service->SetDocument(
-            kRoot, "{\"ProtocolFeaturesSupported\": {\"ExpandQuery\": {\"NoLinks\": true}},"
-                   " \"Systems\": " +
-                       Ref(kRoot + "/Systems") + ", \"Chassis\": " + Ref(kRoot + "/Chassis") +
-                       ", \"Links\": {\"Sessions\": " + Ref(kRoot + "/SessionService/Sessions") +
-                       "}}");
-        SetCollection(kRoot + "/Systems", {kRoot + "/Systems/S1"});
+            kServiceRoot, "{\"ProtocolFeaturesSupported\": {\"ExpandQuery\": {\"NoLinks\": true}},"
+                          " \"Systems\": " +
+                              Ref(kServiceRoot + "/Systems") + ", \"Chassis\": " +
+                              Ref(kServiceRoot + "/Chassis") + ", \"Links\": {\"Sessions\": " +
+                              Ref(kServiceRoot + "/SessionService/Sessions") + "}}");
+        SetCollection(kServiceRoot + "/Systems", {kServiceRoot + "/Systems/S1"});
         std::string links;
         std::vector<std::string> chassis;
-        for (u32 number = 1; number <= kChassis; ++number) {
+        for (u32 number = 1; number <= kChassisCount; ++number) {
             SetChassis(number);
             chassis.push_back(ChassisPath(number));
             links += (links.empty() ? "" : ", ") + Ref(chassis.back());
         }
-        SetCollection(kRoot + "/Chassis", chassis);
-        service->SetDocument(kRoot + "/Systems/S1", "{\"@odata.id\": \"" + kRoot +
-                                                        "/Systems/S1\", \"Id\": \"S1\","
-                                                        " \"PowerState\": \"On\", \"Links\":"
-                                                        " {\"Chassis\": [" +
-                                                        links + "]}}");
+        SetCollection(kServiceRoot + "/Chassis", chassis);
+        service->SetDocument(kServiceRoot + "/Systems/S1", "{\"@odata.id\": \"" + kServiceRoot +
+                                                               "/Systems/S1\", \"Id\": \"S1\","
+                                                               " \"PowerState\": \"On\", \"Links\":"
+                                                               " {\"Chassis\": [" +
+                                                               links + "]}}");
     }
     void Read()
     {
@@ -181,14 +181,14 @@ protected:
     // Switched on again, a machine is listed anew; nobody has that reading before.
     void ListAgain(u32 index, const std::string &sensor, const std::string &reading)
     {
-        const std::string system = kRoot + "/Systems/S1";
+        const std::string system = kServiceRoot + "/Systems/S1";
         service->SetMember(system, "PowerState", "\"Off\"");
         reader->Becomes(kSystemClass, "PowerStatus", "OFF");
         service->ForgetRequests();
         service->SetMember(system, "PowerState", "\"On\"");
         const auto listed = [&] {
             SleepMs(50);
-            return service->Count("GET", kRoot + "/Chassis") != 0;
+            return service->Count("GET", kServiceRoot + "/Chassis") != 0;
         };
         ASSERT_TRUE(WaitUntil(listed, 120'000));
         service->SetMember(sensor, "Reading", reading);
@@ -221,7 +221,7 @@ TEST_F(LargeMachine, AllThatCanBeReadIsShownWhateverTheOrder)
         Serve(options);
         // Some that are gone, broken, empty, cut or denied: two in each chassis.
         std::set<std::string> left;
-        for (u32 chassis = 1; chassis <= kChassis; ++chassis) {
+        for (u32 chassis = 1; chassis <= kChassisCount; ++chassis) {
             const std::string name = "C" + std::to_string(chassis) + " ";
             left.insert(name + "Temp17");
             left.insert(name + "Volt5");
@@ -277,7 +277,7 @@ TEST_F(LargeMachine, PagesBeyondTheLimitAreNamed)
     service->Change([](SimOptions *o) { o->page = 2; });
     Read();
     const std::vector<std::string> shown = Shown();
-    EXPECT_EQ(shown.size(), kChassis * (400 + kFans));
+    EXPECT_EQ(shown.size(), kChassisCount * (400 + kFans));
     EXPECT_NE(reader->Lines().find("not all pages of /redfish/v1/Chassis/C1/Sensors are read"),
               std::string::npos)
         << reader->Lines();

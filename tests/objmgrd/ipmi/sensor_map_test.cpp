@@ -9,7 +9,7 @@
 namespace
 {
 
-SdrSensor Sensor(u8 type, u8 eventType)
+SdrSensor SensorOf(u8 type, u8 eventType)
 {
     SdrSensor sensor;
     sensor.name = "S";
@@ -46,17 +46,17 @@ std::string Value(const SdrSensor &sensor, const SensorReading &reading, const c
 TEST(SensorMap, KeyTypeFormatAndName)
 {
     EXPECT_EQ(SensorKey(3), "OEM_QARN_Sensor.Index=3");
-    const Instance instance = SensorInstance(7, Sensor(4, 0x01), Good(1, 0));
+    const Instance instance = SensorInstance(7, SensorOf(4, 0x01), Good(1, 0));
     EXPECT_EQ(instance.status, kCimOk);
     ASSERT_GE(instance.properties.size(), 4u);
     EXPECT_EQ(instance.properties[0].text, "7");
     EXPECT_EQ(instance.properties[1].text, "4");
     EXPECT_EQ(instance.properties[2].text, "1");
     EXPECT_EQ(instance.properties[3].text, "S");
-    EXPECT_EQ(Value(Sensor(4, 0x0B), Good(0, 1), "Format"), "3");
+    EXPECT_EQ(Value(SensorOf(4, 0x0B), Good(0, 1), "Format"), "3");
     for (const u8 eventType : Bytes{0x02, 0x03, 0x05, 0x07, 0x0A, 0x0C, 0x6F, 0x70})
-        EXPECT_EQ(Value(Sensor(4, eventType), Good(0, 1), "Format"), "2");
-    EXPECT_EQ(Value(Sensor(200, 0x6F), Good(0, 1), "Type"), "200");
+        EXPECT_EQ(Value(SensorOf(4, eventType), Good(0, 1), "Format"), "2");
+    EXPECT_EQ(Value(SensorOf(200, 0x6F), Good(0, 1), "Type"), "200");
 }
 
 TEST(SensorMap, ReadingsHaveTheDecimalsOfTheRecord)
@@ -84,7 +84,7 @@ TEST(SensorMap, ReadingsHaveTheDecimalsOfTheRecord)
         {5, 0, 0, -1, 2, 0xf6, "-5.0"}, {5, 0, 0, -1, 1, 0xf5, "-5.0"},
     };
     for (const Row &row : rows) {
-        SdrSensor sensor = Sensor(1, 0x01);
+        SdrSensor sensor = SensorOf(1, 0x01);
         sensor.m = row.m;
         sensor.b = row.b;
         sensor.bExponent = row.bExponent;
@@ -97,7 +97,7 @@ TEST(SensorMap, ReadingsHaveTheDecimalsOfTheRecord)
 
 TEST(SensorMap, AValueThatIsNoNumberIsNotAvailable)
 {
-    SdrSensor sensor = Sensor(1, 0x01);
+    SdrSensor sensor = SensorOf(1, 0x01);
     sensor.linearization = 1;  // the natural logarithm
     EXPECT_EQ(SensorValueText(sensor, 0), "N/A");
     sensor.linearization = 7;  // 1/x: a fan that stands still
@@ -108,7 +108,7 @@ TEST(SensorMap, AValueThatIsNoNumberIsNotAvailable)
     EXPECT_EQ(SensorValueText(sensor, 12), "144");
     sensor.linearization = 0x71;  // not linear, with factors of its own
     EXPECT_EQ(SensorValueText(sensor, 4), "N/A");
-    sensor = Sensor(1, 0x01);
+    sensor = SensorOf(1, 0x01);
     sensor.analog = false;
     EXPECT_EQ(Value(sensor, Good(4, 0), "Reading"), "N/A");
     EXPECT_EQ(Value(sensor, Good(4, 2), "StatusText"), "failed");
@@ -116,7 +116,7 @@ TEST(SensorMap, AValueThatIsNoNumberIsNotAvailable)
 
 TEST(SensorMap, AnyRecordAndReadingIsHarmless)
 {
-    SdrSensor sensor = Sensor(1, 0x01);
+    SdrSensor sensor = SensorOf(1, 0x01);
     for (int m : {-512, -1, 0, 1, 511}) {
         for (int exponent : {-8, 0, 7}) {
             for (u8 linearization = 0; linearization < 128; ++linearization) {
@@ -133,7 +133,7 @@ TEST(SensorMap, AnyRecordAndReadingIsHarmless)
 
 TEST(SensorMap, ThresholdsThatTheSensorHas)
 {
-    const SdrSensor sensor = Sensor(1, 0x01);
+    const SdrSensor sensor = SensorOf(1, 0x01);
     SensorReading reading = Good(20, 0);
     for (u8 i = 0; i < 6; ++i)
         reading.thresholds[i] = static_cast<u8>(10 + i);
@@ -157,7 +157,7 @@ TEST(SensorMap, ThresholdsThatTheSensorHas)
 
 TEST(SensorMap, TheStatusIsThatOfTheWorstBit)
 {
-    const SdrSensor sensor = Sensor(1, 0x01);
+    const SdrSensor sensor = SensorOf(1, 0x01);
     const struct {
         u16 states;
         const char *text;
@@ -172,32 +172,32 @@ TEST(SensorMap, TheStatusIsThatOfTheWorstBit)
 TEST(SensorMap, WithoutAReadingNothingIsTold)
 {
     const SensorReading none;
-    EXPECT_EQ(Value(Sensor(1, 0x01), none, "Reading"), "N/A");
-    EXPECT_EQ(Value(Sensor(1, 0x01), none, "StatusText"), "unknown");
-    EXPECT_EQ(Value(Sensor(2, 0x03), none, "State"), "unknown");
-    EXPECT_EQ(Value(Sensor(41, 0x6F), none, "State"), "unknown");
-    EXPECT_EQ(Value(Sensor(8, 0x6F), none, "State"), "unknown");
-    EXPECT_EQ(Value(Sensor(8, 0x6F), none, "StatusText"), "unknown");
-    EXPECT_EQ(Value(Sensor(4, 0x0B), none, "State"), "unknown");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), none, "Reading"), "N/A");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), none, "StatusText"), "unknown");
+    EXPECT_EQ(Value(SensorOf(2, 0x03), none, "State"), "unknown");
+    EXPECT_EQ(Value(SensorOf(41, 0x6F), none, "State"), "unknown");
+    EXPECT_EQ(Value(SensorOf(8, 0x6F), none, "State"), "unknown");
+    EXPECT_EQ(Value(SensorOf(8, 0x6F), none, "StatusText"), "unknown");
+    EXPECT_EQ(Value(SensorOf(4, 0x0B), none, "State"), "unknown");
     // The words for codes have none that says so.
-    EXPECT_EQ(Value(Sensor(5, 0x6F), none, "StateValue"), "status 1");
-    EXPECT_EQ(Value(Sensor(192, 0x6F), none, "StateValue"), "status 1");
+    EXPECT_EQ(Value(SensorOf(5, 0x6F), none, "StateValue"), "status 1");
+    EXPECT_EQ(Value(SensorOf(192, 0x6F), none, "StateValue"), "status 1");
     SensorReading withoutStates = Good(5, 0);
     withoutStates.hasStates = false;
-    EXPECT_EQ(Value(Sensor(1, 0x01), withoutStates, "Reading"), "5");
-    EXPECT_EQ(Value(Sensor(1, 0x01), withoutStates, "StatusText"), "unknown");
-    EXPECT_EQ(Value(Sensor(41, 0x6F), withoutStates, "State"), "unknown");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), withoutStates, "Reading"), "5");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), withoutStates, "StatusText"), "unknown");
+    EXPECT_EQ(Value(SensorOf(41, 0x6F), withoutStates, "State"), "unknown");
 }
 
 TEST(SensorMap, WhatIsRefusedHasTheStatusForIt)
 {
     SensorReading denied;
     denied.denied = true;
-    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "Reading"), "status 2");
-    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "StatusText"), "status 2");
-    EXPECT_EQ(Value(Sensor(1, 0x01), denied, "Type"), "1");
-    EXPECT_EQ(Value(Sensor(2, 0x03), denied, "State"), "status 2");
-    EXPECT_EQ(Value(Sensor(5, 0x6F), denied, "StateValue"), "status 2");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), denied, "Reading"), "status 2");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), denied, "StatusText"), "status 2");
+    EXPECT_EQ(Value(SensorOf(1, 0x01), denied, "Type"), "1");
+    EXPECT_EQ(Value(SensorOf(2, 0x03), denied, "State"), "status 2");
+    EXPECT_EQ(Value(SensorOf(5, 0x6F), denied, "StateValue"), "status 2");
 }
 
 TEST(SensorMap, ReadingsAndThresholdsAreInTheUnitOfThePlace)
@@ -219,7 +219,7 @@ TEST(SensorMap, ReadingsAndThresholdsAreInTheUnitOfThePlace)
         {41, 4 << 3, 4, 20, 0, "4", "20"}, {7, 3 << 3, 11, 172, 0, "3", "172"},
     };
     for (const auto &row : rows) {
-        SdrSensor sensor = Sensor(row.type, 0x01);
+        SdrSensor sensor = SensorOf(row.type, 0x01);
         sensor.baseUnit = row.baseUnit;
         sensor.unit1 = row.unit1;
         sensor.rExponent = row.rExponent;
@@ -235,19 +235,19 @@ TEST(SensorMap, ReadingsAndThresholdsAreInTheUnitOfThePlace)
 
 TEST(SensorMap, StatesAreThoseOfTheKind)
 {
-    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "State"), "good");
-    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "StatusText"), "good");
-    EXPECT_EQ(Value(Sensor(2, 0x03), Good(0, 2), "StateValue"), "none");
-    EXPECT_EQ(Value(Sensor(5, 0x03), Good(0, 1), "StateValue"), "520");
-    EXPECT_EQ(Value(Sensor(5, 0x03), Good(0, 2), "StateValue"), "521");
-    EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "Type"), "0");
-    EXPECT_EQ(Value(Sensor(5, 0x09), Good(0, 2), "StateValue"), "none");
+    EXPECT_EQ(Value(SensorOf(2, 0x03), Good(0, 2), "State"), "good");
+    EXPECT_EQ(Value(SensorOf(2, 0x03), Good(0, 2), "StatusText"), "good");
+    EXPECT_EQ(Value(SensorOf(2, 0x03), Good(0, 2), "StateValue"), "none");
+    EXPECT_EQ(Value(SensorOf(5, 0x03), Good(0, 1), "StateValue"), "520");
+    EXPECT_EQ(Value(SensorOf(5, 0x03), Good(0, 2), "StateValue"), "521");
+    EXPECT_EQ(Value(SensorOf(5, 0x09), Good(0, 2), "Type"), "0");
+    EXPECT_EQ(Value(SensorOf(5, 0x09), Good(0, 2), "StateValue"), "none");
 }
 
 // For tools: the shell says units by the place alone.
 TEST(SensorMap, TheInstanceSaysTheUnitOfItsReading)
 {
-    EXPECT_EQ(SensorInstance(1, Sensor(1, 0x01), Good(1, 0)).unit, "C");
-    EXPECT_EQ(SensorInstance(1, Sensor(4, 0x01), Good(1, 0)).unit, "RPM");
-    EXPECT_EQ(SensorInstance(1, Sensor(41, 0x6F), Good(1, 0)).unit, "");
+    EXPECT_EQ(SensorInstance(1, SensorOf(1, 0x01), Good(1, 0)).unit, "C");
+    EXPECT_EQ(SensorInstance(1, SensorOf(4, 0x01), Good(1, 0)).unit, "RPM");
+    EXPECT_EQ(SensorInstance(1, SensorOf(41, 0x6F), Good(1, 0)).unit, "");
 }
