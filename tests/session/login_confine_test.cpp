@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -16,6 +18,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -23,10 +26,66 @@
 
 #include "support/test_files.h"
 
+namespace
+{
+
+// A kernel that is played instead of the one that runs (syscall() is linked with --wrap), and what
+// it was asked for last.
+struct PlayedKernel {
+    long version = 0;  // of its Landlock, -1: none; 0: the calls are the real kernel's
+    u64 ruleset[3] = {};
+    size_t rulesetSize = 0;
+    std::string path;  // of the rule
+    u64 allowed = 0;   // beneath it
+};
+PlayedKernel gKernel;
+
+long CreateRuleset(const void *ruleset, size_t size)
+{
+    if (ruleset == nullptr)
+        return gKernel.version;
+    memcpy(gKernel.ruleset, ruleset, std::min(size, sizeof gKernel.ruleset));
+    gKernel.rulesetSize = size;
+    return 1000;  // no descriptor of anybody's
+}
+
+long AddRule(const char *rule)
+{
+    int descriptor;
+    memcpy(&gKernel.allowed, rule, sizeof gKernel.allowed);
+    memcpy(&descriptor, rule + sizeof gKernel.allowed, sizeof descriptor);
+    gKernel.path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+    return 0;
+}
+
 // The kernel's version of Landlock; below 1 there is none.
-static long Version()
+long Version()
 {
     return syscall(444, nullptr, 0, 1);
+}
+
+}  // namespace
+
+extern "C" long __real_syscall(long number, ...);
+extern "C" long __wrap_syscall(long number, ...)
+{
+    long arguments[6];
+    va_list list;
+    va_start(list, number);
+    for (long &argument : arguments)
+        argument = va_arg(list, long);
+    va_end(list);
+    // NOLINTBEGIN(performance-no-int-to-ptr): arguments of a system call are numbers.
+    if (gKernel.version != 0 && number == 444)
+        return CreateRuleset(reinterpret_cast<const void *>(arguments[0]),
+                             static_cast<size_t>(arguments[1]));
+    if (gKernel.version != 0 && number == 445)
+        return AddRule(reinterpret_cast<const char *>(arguments[2]));
+    // NOLINTEND(performance-no-int-to-ptr)
+    if (gKernel.version != 0 && number == 446)
+        return 0;
+    return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
+                          arguments[4], arguments[5]);
 }
 
 class LoginConfined : public testing::Test
@@ -56,6 +115,26 @@ protected:
         int status = 0;
         waitpid(child, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // What `tell` says of the played kernel after a process has confined itself there.
+    static std::string Asked(long version, const char *objmgr,
+                             const std::function<std::string()> &tell)
+    {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            gKernel.version = version;
+            const LoginConfinement needs = {nullptr, objmgr, nullptr, nullptr};
+            const std::string text = LoginConfine(&needs) ? tell() : "not confined";
+            _exit(write(ends[1], text.data(), text.size()) < 0 ? 1 : 0);
+        }
+        close(ends[1]);
+        char text[256] = "";
+        EXPECT_GE(read(ends[0], text, sizeof text - 1), 0);
+        close(ends[0]);
+        waitpid(child, nullptr, 0);
+        return text;
     }
     // The error of opening, 0 for none.
     int Opening(const std::string &name, int flags)
@@ -189,4 +268,42 @@ TEST_F(LoginConfined, SocketInTheFileSystemCanBeReached)
               }),
               0);
     close(server);
+}
+
+// A kernel refuses what it does not know, and does not look at what it was not asked to.
+TEST_F(LoginConfined, EachVersionIsAskedForAllThatItKnows)
+{
+    const auto tell = [] {
+        char text[128];
+        snprintf(text, sizeof text, "%zu bytes: %llx %llx %llx", gKernel.rulesetSize,
+                 static_cast<unsigned long long>(gKernel.ruleset[0]),
+                 static_cast<unsigned long long>(gKernel.ruleset[1]),
+                 static_cast<unsigned long long>(gKernel.ruleset[2]));
+        return std::string(text);
+    };
+    EXPECT_EQ(Asked(-1, "/a/b", tell), "not confined");
+    EXPECT_EQ(Asked(1, "/a/b", tell), "8 bytes: 1fff 0 0");
+    EXPECT_EQ(Asked(2, "/a/b", tell), "8 bytes: 3fff 0 0");
+    EXPECT_EQ(Asked(3, "/a/b", tell), "8 bytes: 7fff 0 0");
+    EXPECT_EQ(Asked(4, "/a/b", tell), "16 bytes: 7fff 3 0");
+    EXPECT_EQ(Asked(5, "/a/b", tell), "16 bytes: ffff 3 0");
+    EXPECT_EQ(Asked(6, "/a/b", tell), "24 bytes: ffff 3 3");
+    EXPECT_EQ(Asked(7, "/a/b", tell), "24 bytes: ffff 3 3");
+}
+
+// It may be made anew, so what it stands in is looked through, without anything else.
+TEST_F(LoginConfined, WhatTheServicesDirectoryStandsInIsRead)
+{
+    const auto tell = [] { return gKernel.path + " " + std::to_string(gKernel.allowed); };
+    const std::string beside = top_ + "/zor 12";  // reading files and directories
+    EXPECT_EQ(Asked(1, (top_ + "/zor/objmgr").c_str(), tell), beside);
+    EXPECT_EQ(Asked(1, (top_ + "/zor/objmgr/").c_str(), tell), beside);
+    EXPECT_EQ(Asked(1, (top_ + "/zor//objmgr//").c_str(), tell), beside);
+    EXPECT_EQ(Asked(1, (top_ + "/zor/x").c_str(), tell), beside);
+    EXPECT_EQ(Asked(1, "/x", tell), "/ 12");
+    EXPECT_EQ(Asked(1, "//x", tell), "/ 12");
+    EXPECT_EQ(Asked(1, "/", tell), "/ 12");
+    const std::string here = std::filesystem::current_path().string() + " 12";
+    EXPECT_EQ(Asked(1, "x", tell), here);
+    EXPECT_EQ(Asked(1, "x/", tell), here);
 }
