@@ -231,7 +231,7 @@ int ArchiveWriter::Update(const std::vector<ArchiveRecord> &log)
     }
     // What was written before a failure is kept, too.
     const bool wrote = known != log.size() || log.empty();
-    if (wrote && file_ >= 0 && fsync(file_) != 0 && error == 0)
+    if (wrote && fsync(file_) != 0 && error == 0)
         error = errno;
     return error;
 }

@@ -363,16 +363,14 @@ int Login(const LoginOptions *options)
 
 // --- The program -----------------------------------------------------------------------------
 
-// The settings come before the command line, which may name their file: it is read twice.
+// The command line may name the file of the settings, over which it stands: it is read twice.
 u32 ReadOptions(int argc, char **argv, LoginOptions *options, char *message, size_t size)
 {
     LoginDefaultOptions(options);
     u32 result = LoginParseOptions(argc, argv, options, message, size);
     if (result != 0 || options->action != LoginAction::Run)
         return result;
-    const char *settings = options->settings;
-    LoginDefaultOptions(options);
-    result = LoginReadSettings(settings, options, message, size);
+    result = LoginReadSettings(options->settings, options, message, size);
     return result == 0 ? LoginParseOptions(argc, argv, options, message, size) : result;
 }
 
