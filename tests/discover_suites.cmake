@@ -3,10 +3,10 @@
 # under the name PROGRAM.SUITE.
 #
 #   cmake -D NAME=NAME -D PROGRAM=FILE -D EMULATOR="PROGRAM ARG..." -D WITHOUT="Suite.Test ..."
-#         -D DIRECTORY=DIR -D OUT=FILE -P discover_suites.cmake
+#         -D COST=NUMBER -D DIRECTORY=DIR -D OUT=FILE -P discover_suites.cmake
 #
-# WITHOUT: tests that are left out; one that the program does not have is an error. DIRECTORY: where
-# the tests run.
+# WITHOUT: tests that are left out; one that the program does not have is an error. COST: those
+# of more are begun sooner. DIRECTORY: where the tests run.
 cmake_minimum_required(VERSION 3.25)
 separate_arguments(EMULATOR UNIX_COMMAND "${EMULATOR}")
 separate_arguments(WITHOUT UNIX_COMMAND "${WITHOUT}")
@@ -42,7 +42,7 @@ foreach(line IN LISTS lines)
     endif()
     string(APPEND script
       "add_test(\"${name}\" ${command}\"${PROGRAM}\" \"--gtest_filter=${filter}\")\n"
-      "set_tests_properties(\"${name}\" PROPERTIES TIMEOUT 300"
+      "set_tests_properties(\"${name}\" PROPERTIES TIMEOUT 300 COST ${COST}"
       " WORKING_DIRECTORY \"${DIRECTORY}\" LABELS \"${NAME}\")\n")
   endif()
 endforeach()
