@@ -222,10 +222,12 @@ bool RegistryParseNumber(const char *text, u32 base, u32 maxDigits, u32 max, u32
 
 bool RegistryParseAddress(const char *text, RegistryRecord *record)
 {
-    in_addr parsed = {};
-    if (inet_pton(AF_INET, text, &parsed) != 1 && !IsIPv6(text))
+    // A text that is no IPv4 address leaves anything in it.
+    in_addr parsed;
+    const bool isIPv4 = inet_pton(AF_INET, text, &parsed) == 1;
+    if (!isIPv4 && !IsIPv6(text))
         return false;
-    record->address = ntohl(parsed.s_addr);
+    record->address = isIPv4 ? ntohl(parsed.s_addr) : 0;
     record->addressText[0] = '\0';
     if (record->address != 0 || strchr(text, ':') != nullptr)
         memcpy(record->addressText, text, strlen(text) + 1);
