@@ -617,6 +617,18 @@ TEST_F(LoginMain, ToolBesideTheProgramIsRunWhereItIsAllowed)
     EXPECT_EQ(service_->Told(), "login id -\nlogout id - exit 9\nlogin id -\nlogout id - exit 0\n");
 }
 
+TEST_F(LoginMain, ToolIsRunWithoutAWordBehindIt)
+{
+    Serve();
+    std::string own = OwnCopy("bin");
+    Script(own + "/smclp", "echo shell");
+    Script(own + "/smclpctl", "echo $# words; exit 9");
+    setenv("SSH_ORIGINAL_COMMAND", "smclpctl", 1);
+    Login run(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
+    EXPECT_EQ(run.End(), 9);
+    EXPECT_EQ(run.out, "0 words\n");
+}
+
 TEST_F(LoginMain, ToolIsTakenFromTheProgramsOwnDirectoryAlone)
 {
     Serve();

@@ -29,8 +29,18 @@
 static std::vector<u32> sNextIds;
 static int sRandomError;   // the next one fails so
 static bool sRandomShort;  // the next one comes in part
+static int sUnlinkError;   // not 0: nothing is removed
 
 extern "C" {
+int __real_unlink(const char *path);
+int __wrap_unlink(const char *path);
+int __wrap_unlink(const char *path)
+{
+    if (sUnlinkError == 0)
+        return __real_unlink(path);
+    errno = sUnlinkError;
+    return -1;
+}
 ssize_t __real_getrandom(void *out, size_t size, unsigned flags);
 ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags);
 ssize_t __wrap_getrandom(void *out, size_t size, unsigned flags)
@@ -139,6 +149,22 @@ TEST_F(RegistryOpening, SessionWhoseFileIsRemovedIsUnknownAndClosesCleanly)
     EXPECT_EQ(Find(id), 5u);
     EXPECT_EQ(RegistryCloseSession(directory_.c_str(), id, lock), 0u);
     EXPECT_EQ(fcntl(lock, F_GETFD), -1);
+}
+
+TEST_F(RegistryOpening, FileThatCannotBeRemovedIsAFailureAndTheSessionIsOver)
+{
+    for (const auto &[error, result] : {std::pair(EACCES, 1u), std::pair(ENOENT, 0u)}) {
+        u32 id = 0;
+        int lock = -1;
+        ASSERT_EQ(Open(&id, &lock), 0u);
+        sUnlinkError = error;
+        errno = 0;
+        EXPECT_EQ(RegistryCloseSession(directory_.c_str(), id, lock), result);
+        EXPECT_EQ(errno, error);
+        sUnlinkError = 0;
+        EXPECT_EQ(fcntl(lock, F_GETFD), -1);
+        ASSERT_EQ(unlink(Path(std::to_string(id)).c_str()), 0);
+    }
 }
 
 TEST_F(RegistryOpening, ClosingLeavesAnotherFileOfThatNameAlone)
