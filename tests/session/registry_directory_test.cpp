@@ -293,6 +293,28 @@ TEST_F(RegistryOpening, NullPointersAndRecordsThatCannotBeWrittenAreRefused)
     EXPECT_EQ(access(directory, F_OK), -1);
 }
 
+TEST_F(RegistryOpening, AddressWhoseFormsDisagreeIsRefused)
+{
+    struct Row {
+        const char *text;
+        u32 number;
+        u32 result;
+    };
+    for (const Row &row :
+         {Row{"192.0.2.7", 0xc0000207, 0}, Row{"192.0.2.7", 0xc0000208, 2}, Row{"192.0.2.7", 0, 2},
+          Row{"2001:db8::7", 0, 0}, Row{"2001:db8::7", 1, 2}, Row{"192.0.2", 0, 2},
+          Row{"none", 0, 2}, Row{"", 0xc0000207, 0}, Row{"", 0, 0}}) {
+        snprintf(record_.addressText, sizeof record_.addressText, "%s", row.text);
+        record_.address = row.number;
+        u32 id = 0;
+        int lock = -1;
+        EXPECT_EQ(Open(&id, &lock), row.result) << row.text << " " << row.number;
+        if (lock >= 0)
+            RegistryCloseSession(directory_.c_str(), id, lock);
+    }
+    EXPECT_TRUE(Names().empty());
+}
+
 TEST_F(RegistryOpening, DirectoryThatCannotBeMadeOrOpenedIsAFailureWithItsReason)
 {
     u32 id = 0;
