@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -45,8 +46,10 @@ public:
             chmod(path.c_str(), 0666) != 0 || listen(server, 64) != 0)
             abort();
         pid_ = fork();
-        if (pid_ == 0)
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is killed leaves no service behind
             Serve(server, facts, way);
+        }
         close(server);
     }
     ~FakeService() { Kill(); }

@@ -123,6 +123,8 @@ protected:
         setenv("ZORSSNDIR", registry_.c_str(), 1);
         setenv("ZOROBJMGR", (top_ + "/objmgr").c_str(), 1);
         setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
+        unsetenv("SSH_CONNECTION");
+        unsetenv("SSH_ORIGINAL_COMMAND");
         alarm(100);  // a hang ends the test, not the patience of whoever waits
     }
 
