@@ -63,6 +63,16 @@ TEST_F(ImageDirectoryTest, AnothersFileInItsPlaceGetsNoNameAndStays)
     EXPECT_TRUE(Exists("image.new"));
 }
 
+// What is left there would keep every image to come from being made.
+TEST_F(ImageDirectoryTest, AFileInThePlaceOfTheNextImageGivesWay)
+{
+    Replace();
+    image_.Discard(&made_);
+    ASSERT_EQ(image_.Create(4096, &made_), 0);
+    EXPECT_EQ(image_.Name(made_), 0);
+    ImageDirectory::Retire(&made_);
+}
+
 TEST_F(ImageDirectoryTest, ANewImageThatWasRemovedGetsNoName)
 {
     ASSERT_EQ(unlink(At("image.new").c_str()), 0);
