@@ -6,9 +6,9 @@
 namespace
 {
 
-constexpr Column kColumns[] = {
+constexpr Column kFoldColumns[] = {
     {"server", nullptr, false}, {"power", "POWER", false}, {"age_seconds", "AGE", true}};
-constexpr SheetForm kForm = {"systems", kColumns};
+constexpr SheetForm kFoldForm = {"systems", kFoldColumns};
 constexpr Column kFewColumns[] = {{"power", "POWER", false}};
 constexpr SheetForm kFewForm = {"systems", kFewColumns};
 
@@ -21,8 +21,8 @@ ServerAnswer Answer(const char *server, const char *power, double age)
 
 TEST(Fold, EqualAnswersBecomeOne)
 {
-    const auto folded = FoldAnswers(kForm, {Answer("n1", "on", 0.5), Answer("n2", "off", 1),
-                                            Answer("n3", "on", 2.5), Answer("n4", "on", 1)});
+    const auto folded = FoldAnswers(kFoldForm, {Answer("n1", "on", 0.5), Answer("n2", "off", 1),
+                                                Answer("n3", "on", 2.5), Answer("n4", "on", 1)});
     ASSERT_EQ(folded.size(), 2u);
     EXPECT_EQ(folded[0].servers, "n[1,3-4]");
     EXPECT_EQ(folded[0].rows[0][1].text, "on");
@@ -34,15 +34,15 @@ TEST(Fold, OtherNumbersOfRowsAreNotEqual)
 {
     ServerAnswer two = Answer("n1", "on", 1);
     two.rows.push_back(two.rows[0]);
-    EXPECT_EQ(FoldAnswers(kForm, {two, Answer("n2", "on", 1)}).size(), 2u);
-    EXPECT_EQ(FoldAnswers(kForm, {{"n1", {}}, {"n2", {}}}).size(), 1u);
-    EXPECT_EQ(FoldAnswers(kForm, {}).size(), 0u);
+    EXPECT_EQ(FoldAnswers(kFoldForm, {two, Answer("n2", "on", 1)}).size(), 2u);
+    EXPECT_EQ(FoldAnswers(kFoldForm, {{"n1", {}}, {"n2", {}}}).size(), 1u);
+    EXPECT_EQ(FoldAnswers(kFoldForm, {}).size(), 0u);
 }
 
 TEST(Fold, NullIsNotAnEmptyAgeOnly)
 {
     ServerAnswer unknown = {"n1", {{TextValue("n1"), Value(), Value()}}};
-    EXPECT_EQ(FoldAnswers(kForm, {unknown, Answer("n2", "on", 1)}).size(), 2u);
+    EXPECT_EQ(FoldAnswers(kFoldForm, {unknown, Answer("n2", "on", 1)}).size(), 2u);
 }
 
 TEST(Fold, FormsWithoutServerOrAge)

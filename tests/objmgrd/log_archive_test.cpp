@@ -35,7 +35,7 @@ namespace
 // The reason in the C library's words, of which each has its own.
 const std::string kNotWritten = std::string("3 the archive cannot be written: ") + strerror(EIO);
 
-Instance Record(const std::string &text, const std::string &digits = "20240229065812")
+Instance LogRecord(const std::string &text, const std::string &digits = "20240229065812")
 {
     return Texts(
         {{"Description", text}, {"Timestamp", "plain"}, {"Timestamp;YYYYMMDDHHMMSS", digits}});
@@ -52,7 +52,7 @@ Records Log(const std::vector<std::string> &texts)
     Records records = {
         {"OEM_QARN_MessageLog.Name=SEL", Texts({{"NumRecords", std::to_string(texts.size())}})}};
     for (u32 i = 0; i < texts.size(); ++i)
-        records.push_back({KeyOf(i + 1), Record(texts[i])});
+        records.push_back({KeyOf(i + 1), LogRecord(texts[i])});
     return records;
 }
 
@@ -103,7 +103,7 @@ TEST_F(LogArchiveTest, TheLogOfAStore)
     std::vector<ArchiveRecord> log;
     ASSERT_TRUE(LogOfStore(writer, &log));
     EXPECT_EQ(log[1], (ArchiveRecord{2, 1709189892, false, "b"}));
-    EXPECT_EQ(StageAll(&writer, {{KeyOf(1), Record("a", "System Boot")}}), 0);
+    EXPECT_EQ(StageAll(&writer, {{KeyOf(1), LogRecord("a", "System Boot")}}), 0);
     ASSERT_TRUE(LogOfStore(writer, &log));
     EXPECT_EQ(log[0], (ArchiveRecord{1, std::nullopt, true, "a"}));
 }

@@ -56,7 +56,7 @@ std::string Notes(const std::vector<FileNote> &notes)
 }
 
 // A file that is right, with these notes.
-Rights Read(const char *text, const std::string &expected = "")
+Rights ReadRights(const char *text, const std::string &expected = "")
 {
     Rights rights;
     std::vector<FileNote> notes;
@@ -100,13 +100,13 @@ TEST(Rights, WithoutAFileEverybodyMayLookAndNothingElse)
 
 TEST(Rights, AFileGivesUsersAndGroupsTheirs)
 {
-    const Rights rights = Read("[users]\n"
-                               "alice = ['login', 'power', 'clear-log']\n"
-                               "bob = 'login'\n"
-                               "1003 = ['login', 'power']\n"
-                               "[groups]\n"
-                               "operators = ['login', 'power']\n"
-                               "2003 = ['login', 'clear-log']\n");
+    const Rights rights = ReadRights("[users]\n"
+                                     "alice = ['login', 'power', 'clear-log']\n"
+                                     "bob = 'login'\n"
+                                     "1003 = ['login', 'power']\n"
+                                     "[groups]\n"
+                                     "operators = ['login', 'power']\n"
+                                     "2003 = ['login', 'clear-log']\n");
     EXPECT_EQ(Of(rights, 1001), kAll);
     EXPECT_EQ(Of(rights, 1002), kLogin);
     EXPECT_EQ(Of(rights, 1003), kLogin | kPower);
@@ -122,9 +122,10 @@ TEST(Rights, AFileGivesUsersAndGroupsTheirs)
 
 TEST(Rights, RootAndTheServicesUserHaveThemAll)
 {
-    const Rights rights = Read("[users]\nroot-like = 'login'\n0 = 'login'\n",
-                               "f:2:1: warning: there is no user \"root-like\": nobody gets these "
-                               "rights\n");
+    const Rights rights =
+        ReadRights("[users]\nroot-like = 'login'\n0 = 'login'\n",
+                   "f:2:1: warning: there is no user \"root-like\": nobody gets these "
+                   "rights\n");
     EXPECT_EQ(Of(rights, 0), kAll);
     EXPECT_EQ(Of(rights, geteuid()), kAll);
     EXPECT_EQ(Of(rights, OtherThanMe(1002), 0, {0}), 0u);
@@ -132,23 +133,24 @@ TEST(Rights, RootAndTheServicesUserHaveThemAll)
 
 TEST(Rights, OverflowIdsHaveNoneWhateverTheFileSays)
 {
-    const Rights rights =
-        Read("[users]\nnobody = ['login', 'power']\n65534 = 'login'\n[groups]\nnogroup = 'login'\n"
-             "65534 = 'power'\n",
-             "f:2:1: warning: the user \"nobody\" never has a right\n"
-             "f:3:1: warning: the user \"65534\" never has a right\n"
-             "f:5:1: warning: the group \"nogroup\" never has a right\n"
-             "f:6:1: warning: the group \"65534\" never has a right\n");
+    const Rights rights = ReadRights(
+        "[users]\nnobody = ['login', 'power']\n65534 = 'login'\n[groups]\nnogroup = 'login'\n"
+        "65534 = 'power'\n",
+        "f:2:1: warning: the user \"nobody\" never has a right\n"
+        "f:3:1: warning: the user \"65534\" never has a right\n"
+        "f:5:1: warning: the group \"nogroup\" never has a right\n"
+        "f:6:1: warning: the group \"65534\" never has a right\n");
     EXPECT_EQ(Of(rights, 65534), 0u);
     EXPECT_EQ(Of(rights, 1004, 65534, {65534}), 0u);
     // Also where the groups would give some.
-    EXPECT_EQ(Of(Read("[groups]\noperators = 'login'\n"), 65534, 2001), 0u);
+    EXPECT_EQ(Of(ReadRights("[groups]\noperators = 'login'\n"), 65534, 2001), 0u);
 }
 
 TEST(Rights, WithoutTheRightToLogInThereIsNone)
 {
-    const Rights rights = Read("[users]\nalice = 'power'\n[groups]\ncleaners = ['clear-log']\n"
-                               "operators = 'login'\n");
+    const Rights rights =
+        ReadRights("[users]\nalice = 'power'\n[groups]\ncleaners = ['clear-log']\n"
+                   "operators = 'login'\n");
     EXPECT_EQ(Of(rights, 1001), 0u);
     EXPECT_EQ(Of(rights, 1001, 2002), 0u);
     EXPECT_EQ(Of(rights, 1001, 2002, {2001}), kAll);
@@ -156,7 +158,7 @@ TEST(Rights, WithoutTheRightToLogInThereIsNone)
 
 TEST(Rights, TheLastOfSeventyGroupsCounts)
 {
-    const Rights rights = Read("[groups]\n2070 = ['login', 'power']\n");
+    const Rights rights = ReadRights("[groups]\n2070 = ['login', 'power']\n");
     std::vector<u32> groups;
     for (u32 i = 1; i < 70; ++i)
         groups.push_back(2000 + i);
@@ -167,18 +169,19 @@ TEST(Rights, TheLastOfSeventyGroupsCounts)
 
 TEST(Rights, AnEmptyFileGivesNobodyAnything)
 {
-    EXPECT_EQ(Of(Read(""), 1001), 0u);
-    EXPECT_EQ(Of(Read("[users]\nalice = []\n"), 1001), 0u);
-    EXPECT_EQ(Of(Read(""), 0), kAll);
+    EXPECT_EQ(Of(ReadRights(""), 1001), 0u);
+    EXPECT_EQ(Of(ReadRights("[users]\nalice = []\n"), 1001), 0u);
+    EXPECT_EQ(Of(ReadRights(""), 0), kAll);
 }
 
 TEST(Rights, AnUnknownNameIsAWarning)
 {
-    const Rights rights = Read("[users]\ncarol = 'login'\nalice = 'login'\n[groups]\nx = 'login'\n",
-                               "f:2:1: warning: there is no user \"carol\": nobody gets these "
-                               "rights\n"
-                               "f:5:1: warning: there is no group \"x\": nobody gets these "
-                               "rights\n");
+    const Rights rights =
+        ReadRights("[users]\ncarol = 'login'\nalice = 'login'\n[groups]\nx = 'login'\n",
+                   "f:2:1: warning: there is no user \"carol\": nobody gets these "
+                   "rights\n"
+                   "f:5:1: warning: there is no group \"x\": nobody gets these "
+                   "rights\n");
     EXPECT_EQ(Of(rights, 1001), kLogin);
 }
 
@@ -207,7 +210,7 @@ TEST(Rights, WhatIsNoTomlIsAFault)
 
 TEST(Rights, NumbersAreIdsUpToTheLargest)
 {
-    EXPECT_EQ(Of(Read("[users]\n4294967294 = 'login'\n"), 4294967294), kLogin);
+    EXPECT_EQ(Of(ReadRights("[users]\n4294967294 = 'login'\n"), 4294967294), kLogin);
     ExpectFaults("[users]\n4294967295 = 'login'\n", "f:2:1: there is no such number of a user\n");
     ExpectFaults("[groups]\n99999999999999999999999 = 'login'\n",
                  "f:2:1: there is no such number of a group\n");

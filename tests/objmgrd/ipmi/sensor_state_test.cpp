@@ -9,7 +9,7 @@
 namespace
 {
 
-SdrSensor Sensor(u8 type, u8 eventType)
+SdrSensor SensorOfEvent(u8 type, u8 eventType)
 {
     SdrSensor sensor;
     sensor.name = "S";
@@ -21,7 +21,7 @@ SdrSensor Sensor(u8 type, u8 eventType)
 // What clients show: "not shown", the code or the words.
 std::string Shown(u8 type, u8 eventType, u16 states)
 {
-    const SdrSensor sensor = Sensor(type, eventType);
+    const SdrSensor sensor = SensorOfEvent(type, eventType);
     if (SensorPlaceOf(sensor).type == kTypeNoPlace)
         return "not shown";
     return SensorHasStateCode(sensor) ? SensorStateCode(sensor, states)
