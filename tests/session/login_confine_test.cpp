@@ -53,12 +53,17 @@ long CreateRuleset(const void *ruleset, size_t size)
     return 1000;  // no descriptor of anybody's
 }
 
+std::string PathOf(int descriptor)
+{
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+}
+
 long AddRule(const char *rule)
 {
     int descriptor;
     memcpy(&gKernel.allowed, rule, sizeof gKernel.allowed);
     memcpy(&descriptor, rule + sizeof gKernel.allowed, sizeof descriptor);
-    gKernel.path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+    gKernel.path = PathOf(descriptor);
     return 0;
 }
 
@@ -73,7 +78,7 @@ long Version()
 extern "C" long __real_syscall(long number, ...);
 extern "C" long __wrap_syscall(long number, ...)
 {
-    long arguments[6];
+    long arguments[4];  // none of the calls here has more
     va_list list;
     va_start(list, number);
     for (long &argument : arguments)
@@ -88,8 +93,7 @@ extern "C" long __wrap_syscall(long number, ...)
     // NOLINTEND(performance-no-int-to-ptr)
     if (gKernel.version != 0 && number == 446)
         return 0;
-    return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
-                          arguments[4], arguments[5]);
+    return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3]);
 }
 
 class LoginConfined : public testing::Test
@@ -310,9 +314,12 @@ TEST_F(LoginConfined, WhatTheServicesDirectoryStandsInIsRead)
     EXPECT_EQ(Asked(1, (top_ + "/zor/objmgr/").c_str(), tell), beside);
     EXPECT_EQ(Asked(1, (top_ + "/zor//objmgr//").c_str(), tell), beside);
     EXPECT_EQ(Asked(1, (top_ + "/zor/x").c_str(), tell), beside);
-    EXPECT_EQ(Asked(1, "/x", tell), "/ 12");
-    EXPECT_EQ(Asked(1, "//x", tell), "/ 12");
-    EXPECT_EQ(Asked(1, "/", tell), "/ 12");
+    const int descriptor = open("/", O_PATH);  // an emulator has another directory there
+    const std::string root = PathOf(descriptor) + " 12";
+    close(descriptor);
+    EXPECT_EQ(Asked(1, "/x", tell), root);
+    EXPECT_EQ(Asked(1, "//x", tell), root);
+    EXPECT_EQ(Asked(1, "/", tell), root);
     const std::string here = std::filesystem::current_path().string() + " 12";
     EXPECT_EQ(Asked(1, "x", tell), here);
     EXPECT_EQ(Asked(1, "x/", tell), here);
