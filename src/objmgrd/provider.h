@@ -105,8 +105,9 @@ public:
     // is in the store; false: none of it is, and whoever waited for it is told of a failure. The
     // provider's own memory has to follow.
     virtual void Committed(bool done) { (void)done; }
-    // Called about every `TickMs()` milliseconds (0: never) and as soon as PollFd() is readable,
-    // inside a transaction. Answers that it adds are sent once what it wrote is in the store.
+    // Called about every `TickMs()` milliseconds (0: never), up to a quarter of a second sooner
+    // where the service is awake anyway, and as soon as PollFd() is readable, inside a transaction.
+    // Answers that it adds are sent once what it wrote is in the store.
     virtual u32 TickMs() const { return 0; }
     virtual void Tick(ImageWriter *store, std::vector<ProviderAnswer> *answers)
     {

@@ -27,6 +27,9 @@ namespace
 
 // Earlier than clients ask for, so that a busy machine does not make it late.
 constexpr u64 kHeartbeatMs = kHeartbeatPeriodMs * 4 / 5;
+// A tick that would be due so soon after a heartbeat comes with it: an idle service wakes up for
+// heartbeats alone.
+constexpr u64 kTickEarlyMs = 250;
 // With no descriptor left, new clients wait this long before the next try to accept one.
 constexpr u64 kAcceptPauseMs = 100;
 constexpr u64 kNever = ~u64{0};
@@ -323,16 +326,18 @@ void Server::State::Answer(const ProviderAnswer &answer)
 
 void Server::State::RunTimers(u64 now)
 {
+    u64 ticksTo = now;
     if (now >= nextHeartbeat) {
         Heartbeat();
         nextHeartbeat = now + kHeartbeatMs;
+        ticksTo = now + kTickEarlyMs;
     }
     if (now >= PublishDue())
         Publish(now);
     // It may be due sooner than was said last.
     if (provider->TickMs() != 0)
         nextTick = std::min(nextTick, now + provider->TickMs());
-    if (now >= nextTick) {
+    if (ticksTo >= nextTick) {
         Tick();
         nextTick = provider->TickMs() != 0 ? now + provider->TickMs() : kNever;
     }

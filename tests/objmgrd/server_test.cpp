@@ -1259,9 +1259,13 @@ u64 WakeUpsOf(pid_t pid)
     return 0;
 }
 
-TEST_F(ServerTest, AnIdleServerWakesUpAtMostThreeTimesASecond)
+class IdleServer : public ServerTest, public testing::WithParamInterface<u32>
 {
-    ServedProcess served(options_, MakeProvider);
+};
+
+TEST_P(IdleServer, WakesUpAtMostThreeTimesASecond)
+{
+    ServedProcess served(options_, [] { return new TestProvider(GetParam()); });
     usleep(500000);
     const u64 before = WakeUpsOf(served.Child().Pid());
     ASSERT_NE(before, 0u);
@@ -1271,6 +1275,8 @@ TEST_F(ServerTest, AnIdleServerWakesUpAtMostThreeTimesASecond)
     EXPECT_LE(wakeUps * 1000, 3 * (ClockMs() - beganMs) + 1000);
     EXPECT_GE(wakeUps, 3u);  // it is not dead
 }
+
+INSTANTIATE_TEST_SUITE_P(TickMs, IdleServer, testing::Values(0, 500, 1000));
 
 // Ready after some ticks of 10 ms; 0: never.
 class LateProvider : public TestProvider
