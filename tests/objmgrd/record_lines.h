@@ -15,7 +15,7 @@ class RecordLines
 public:
     std::atomic<bool> slow = false;  // each line takes 50 ms
 
-    // For RecordOutput; `context` is this.
+    // For RecordOptions::write; its context is this.
     static void Write(void *context, const char *line)
     {
         RecordLines *const lines = static_cast<RecordLines *>(context);

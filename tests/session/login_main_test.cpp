@@ -608,27 +608,20 @@ TEST_F(LoginMain, ToolBesideTheProgramIsRunWhereItIsAllowed)
     Serve();
     std::string own = OwnCopy("bin");
     Script(own + "/smclp", "echo \"shell $1\"");
-    Script(own + "/smclpctl", "for word; do echo \"[$word]\"; done; exit 9");
+    Script(own + "/smclpctl", "echo $#; for word; do echo \"[$word]\"; done; exit 9");
+    setenv("SSH_ORIGINAL_COMMAND", "smclpctl", 1);
+    Login bare(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
+    EXPECT_EQ(bare.End(), 9);
+    EXPECT_EQ(bare.out, "0\n");
     setenv("SSH_ORIGINAL_COMMAND", "smclpctl log --since 'a b' $(id)", 1);
     Login run(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
     EXPECT_EQ(run.End(), 9);
-    EXPECT_EQ(run.out, "[log]\n[--since]\n[a b]\n[$(id)]\n");
+    EXPECT_EQ(run.out, "4\n[log]\n[--since]\n[a b]\n[$(id)]\n");
     Login other(own + "/smclp-login", {"--unconfined"});
     EXPECT_EQ(other.End(), 0);
     EXPECT_EQ(other.out, "shell smclpctl log --since 'a b' $(id)\n");
-    EXPECT_EQ(service_->Told(), "login id -\nlogout id - exit 9\nlogin id -\nlogout id - exit 0\n");
-}
-
-TEST_F(LoginMain, ToolIsRunWithoutAWordBehindIt)
-{
-    Serve();
-    std::string own = OwnCopy("bin");
-    Script(own + "/smclp", "echo shell");
-    Script(own + "/smclpctl", "echo $# words; exit 9");
-    setenv("SSH_ORIGINAL_COMMAND", "smclpctl", 1);
-    Login run(own + "/smclp-login", {"--unconfined", "--allow", "smclpctl"});
-    EXPECT_EQ(run.End(), 9);
-    EXPECT_EQ(run.out, "0 words\n");
+    EXPECT_EQ(service_->Told(), "login id -\nlogout id - exit 9\nlogin id -\nlogout id - exit 9\n"
+                                "login id -\nlogout id - exit 0\n");
 }
 
 TEST_F(LoginMain, ToolIsTakenFromTheProgramsOwnDirectoryAlone)
