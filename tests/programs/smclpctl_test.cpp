@@ -373,6 +373,7 @@ ln -s /run/systemd/journal/dev-log /dev/log
 trap 'kill $service $journal; wait' EXIT
 count=0; until [ -S /run/systemd/journal/dev-log ]; do
     [ $((count += 1)) -lt 100 ] || exit; sleep 0.1; done
+kill -0 $journal || exit
 objmgrd-sim --host "$HOST" --dir /run/zor/objmgr & service=$!
 until smclpctl power >/dev/null 2>&1; do sleep 0.05; done
 smclpctl power reset >/dev/null; ZORPRIV=1 smclpctl power off 2>/dev/null
