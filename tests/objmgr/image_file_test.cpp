@@ -46,6 +46,17 @@ TEST_F(ImageFileTest, WhatAServiceHasIsOpened)
     EXPECT_EQ(Opened(), ObjMgrPresence::Serving);
 }
 
+// Whoever started the program may have closed its standard input.
+TEST_F(ImageFileTest, DescriptorZeroIsOneLikeOthers)
+{
+    ChildProcess process([] {
+        close(STDIN_FILENO);
+        ImageFile file;
+        _exit(ImageFileOpen(&file, ImageClockMs()) == ObjMgrPresence::Serving ? 0 : 1);
+    });
+    EXPECT_EQ(process.Wait(), 0);
+}
+
 TEST_F(ImageFileTest, WithoutDirectoryOrFilesNothingServes)
 {
     ASSERT_EQ(unlink(At("image").c_str()), 0);
