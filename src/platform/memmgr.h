@@ -18,7 +18,7 @@ constexpr u32 kMemMgrMaxPools = 16;
 
 // What grows in the record that has most pointers, a ManagedElement, in words. The large records
 // are texts for the rest: were their blocks to grow in proportion, half of each would never be
-// used, and every start of the shell would touch 15 pages more.
+// used.
 constexpr u32 kMemMgrWordsMax = 12;
 
 // Bytes that the user of a block of `blockSize` may use.

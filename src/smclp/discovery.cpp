@@ -48,7 +48,9 @@ u32 SmclpDiscoverFrom(const MeConstructor *table)
         element->word9 = 0;
         element->word10 = 1;
         (*construct)(element);
-        result = SmclpPopulateManagedElement(element);
+        if (element->addVerbs != nullptr)
+            element->addVerbs(element);
+        result = kSmclpOk;
 
         if (!IsPlaced(element) || SmclpAddMeIdMapping(element, element->kindId) != kSmclpOk)
             continue;

@@ -24,15 +24,16 @@ extern SmclpMeIdMapping *pMeMapping;
 extern u32 SMCLP_MAX_LEVEL;
 
 // Builds the tree from meTable: one element per kind, linked under the element of its parent
-// kind. A kind that cannot be allocated, has no name or has no ids is left out. Returns the result
-// of the last SmclpPopulateManagedElement; kSmclpFailed when meTable is empty or not even the first
-// element can be created.
+// kind, with its verbs; properties are added when somebody looks at them (MeProperties). A kind
+// that cannot be allocated, has no name or has no ids is left out. Returns kSmclpOk; kSmclpFailed
+// when meTable is empty or not even the first element can be created.
 u32 SmclpDiscoverElements();
 // The same from another table, which a null ends.
 u32 SmclpDiscoverFrom(const MeConstructor *table);
 
 // Lets the kind add its verbs, then its properties. Returns kSmclpOk, or kSmclpBadParameter
-// for null.
+// for null. Discovery leaves the properties for later, so nothing in the shell calls it: it belongs
+// to the interface of the model, for elements made by hand.
 u32 SmclpPopulateManagedElement(ManagedElement *element);
 
 // Appends a mapping. Returns kSmclpOk, or kSmclpNoMemory when the pool is exhausted.

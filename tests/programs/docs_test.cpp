@@ -409,7 +409,7 @@ TEST(Docs, TargetsPageHasEveryKindWithItsPropertiesAndVerbs)
     const Lines page = ReadLines(kTargetsPage);
     size_t count = 0;
     for (const SmclpMeIdMapping *entry = pMeMapping; entry != nullptr; entry = entry->next) {
-        const ManagedElement *element = entry->element;
+        ManagedElement *element = entry->element;
         SCOPED_TRACE("docs/targets.md, heading of " + FirstAddress(element));
         const Lines section = SectionOf(element, page);
         EXPECT_FALSE(section.empty());

@@ -126,6 +126,29 @@ TEST_F(TestTable, MaxLevelIsOneAndTheNumberOfElementsWithChildren)
     EXPECT_EQ(SMCLP_MAX_LEVEL, 4u);
 }
 
+TEST_F(TestTable, VerbsAreAddedAtOnceAndPropertiesWhenSomebodyLooks)
+{
+    gSteps.clear();
+    static constexpr MeConstructor kTable[] = {[](ManagedElement *element) {
+                                                   element->kindId = kMeRoot;
+                                                   element->parentKindId = kMeKindNone;
+                                                   element->addVerbs = [](ManagedElement *) -> u32 {
+                                                       gSteps += "verbs ";
+                                                       return 7;
+                                                   };
+                                                   element->addProperties =
+                                                       [](ManagedElement *looked) -> u32 {
+                                                       gSteps += "properties ";
+                                                       return MeAddProperty(looked, "One", "");
+                                                   };
+                                               },
+                                               nullptr};
+    EXPECT_EQ(SmclpDiscoverFrom(kTable), 0u);
+    EXPECT_EQ(gSteps, "verbs ");
+    EXPECT_EQ(MeProperties(SmclpGetRootElement()), nullptr);
+    EXPECT_EQ(gSteps, "verbs properties ");
+}
+
 TEST_F(TestTable, KindWithoutANameIsLeftOutUnlessItIsTheRoot)
 {
     Use({{"", 1, 3}, {"", 10, 1}, {"a", 11, 1}});

@@ -40,9 +40,9 @@ void ForEachKind(const std::function<void(KindTest &, MeConstructor)> &check,
     unsetenv("ZORPRIV");
 }
 
-void ForEachProperty(const ManagedElement *element, const std::function<void(const char *)> &check)
+void ForEachProperty(ManagedElement *element, const std::function<void(const char *)> &check)
 {
-    for (const void *entry = element->properties; entry != nullptr; entry = ListNext(entry))
+    for (const void *entry = MeProperties(element); entry != nullptr; entry = ListNext(entry))
         check(static_cast<const MeProperty *>(entry)->name);
 }
 
@@ -145,6 +145,9 @@ TEST(Discovery, PoolUseAfterInit)
 {
     FakeObjMgr om;
     ASSERT_EQ(SmclpInit(), 0u);
+    MemMgrPoolUse use;
+    ASSERT_TRUE(MemMgrGetPoolUse(4, &use));
+    EXPECT_EQ(use.used, 0u);  // properties are added when somebody looks, as CountTree does
     const TreeCounts tree = CountTree();
     const u32 kinds = KindCount();
     const u32 verbs = VerbCount();
@@ -164,7 +167,6 @@ TEST(Discovery, PoolUseAfterInit)
         {256, 256, 0},
         {32, 256, 0},
     };
-    MemMgrPoolUse use;
     for (u32 i = 0; i < 14; ++i) {
         ASSERT_TRUE(MemMgrGetPoolUse(i, &use)) << i;
         EXPECT_EQ(use.blockSize, expected[i][0]) << i;

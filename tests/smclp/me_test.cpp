@@ -30,7 +30,7 @@ protected:
     u32 PropertyCount() const
     {
         u32 count = 0;
-        for (const void *entry = element->properties; entry != nullptr; entry = ListNext(entry))
+        for (const void *entry = MeProperties(element); entry != nullptr; entry = ListNext(entry))
             ++count;
         return count;
     }
@@ -46,6 +46,30 @@ TEST_F(Me, TableBeginsWithTheRootAndTheSystem)
 {
     EXPECT_EQ(meTable[0], MeRoot);
     EXPECT_EQ(meTable[1], MeSystem);
+}
+
+TEST_F(Me, PropertiesAreAddedAtTheFirstLookAlone)
+{
+    EXPECT_EQ(MeProperties(element), nullptr);  // nobody adds any
+    element->addProperties = [](ManagedElement *self) {
+        return MeAddProperty(self, "Colour", "") + MeAddProperty(self, "Weight", "");
+    };
+    EXPECT_EQ(element->properties, nullptr);
+    EXPECT_EQ(MeReturnProperty(element, std::string(64, 'c').c_str(), nullptr, 0, "", ""), nullptr);
+    EXPECT_EQ(element->properties, nullptr);
+    EXPECT_EQ(Return("weight").substr(0, 7), "Weight=");
+    EXPECT_EQ(PropertyCount(), 2u);
+    EXPECT_STREQ(static_cast<const MeProperty *>(MeProperties(element))->name, "Colour");
+    EXPECT_EQ(PropertyCount(), 2u);
+}
+
+TEST_F(Me, FilterFindsPropertiesThatNobodyHasLookedAt)
+{
+    element->addProperties = [](ManagedElement *self) {
+        return MeAddProperty(self, "Colour", "red") + MeAddProperty(self, "Weight", "5");
+    };
+    element->refreshProperties = nullptr;
+    EXPECT_EQ(Return("Weight", 1, "Colour", "red"), "Weight=5");
 }
 
 TEST_F(Me, CreatedElementIsCleared)

@@ -79,7 +79,7 @@ TEST_F(System, VerbsAndPropertiesStandInOrder)
               "CreationClassName Name NameFormat Dedicated ResetCapability EnabledState "
               "RequestedState EnabledDefault HealthState OperationalStatus Description "
               "ElementName");
-    for (const void *entry = tree.system->properties; entry != nullptr; entry = ListNext(entry))
+    for (const void *entry = MeProperties(tree.system); entry != nullptr; entry = ListNext(entry))
         EXPECT_STREQ(static_cast<const MeProperty *>(entry)->value, "");
 }
 

@@ -100,14 +100,14 @@ struct KindFacts {
 inline void ExpectKind(MeConstructor constructor, const KindFacts &facts)
 {
     KindTest kind(constructor);
-    const ManagedElement *element = kind.element;
+    ManagedElement *element = kind.element;
     EXPECT_STREQ(element->name, facts.name);
     EXPECT_STREQ(element->description, facts.description);
     EXPECT_EQ(element->kindId, facts.kindId);
     EXPECT_EQ(element->parentKindId, facts.parentKindId);
     EXPECT_EQ(VerbsOf(element), facts.verbs);
     EXPECT_EQ(PropertiesOf(element), facts.properties);
-    for (const void *entry = element->properties; entry != nullptr; entry = ListNext(entry))
+    for (const void *entry = MeProperties(element); entry != nullptr; entry = ListNext(entry))
         EXPECT_STREQ(static_cast<const MeProperty *>(entry)->value, "");
 }
 

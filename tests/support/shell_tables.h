@@ -46,7 +46,7 @@ inline TreeCounts CountTree()
         ++counts.elements;
         for (const void *verb = entry->element->verbs; verb != nullptr; verb = ListNext(verb))
             ++counts.verbs;
-        for (const void *one = entry->element->properties; one != nullptr; one = ListNext(one))
+        for (const void *one = MeProperties(entry->element); one != nullptr; one = ListNext(one))
             ++counts.properties;
         counts.parents += entry->element->firstChild != nullptr ? 1 : 0;
     }

@@ -198,10 +198,10 @@ std::string VerbsOf(const ManagedElement *element)
     return text;
 }
 
-std::string PropertiesOf(const ManagedElement *element)
+std::string PropertiesOf(ManagedElement *element)
 {
     std::string text;
-    for (const void *entry = element->properties; entry != nullptr; entry = ListNext(entry)) {
+    for (const void *entry = MeProperties(element); entry != nullptr; entry = ListNext(entry)) {
         text += text.empty() ? "" : " ";
         text += static_cast<const MeProperty *>(entry)->name;
     }

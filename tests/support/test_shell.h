@@ -102,6 +102,6 @@ void ResetShellGlobals();
 
 // The verbs an element lists, and its properties, in order, joined by blanks.
 std::string VerbsOf(const ManagedElement *element);
-std::string PropertiesOf(const ManagedElement *element);
+std::string PropertiesOf(ManagedElement *element);
 
 #endif

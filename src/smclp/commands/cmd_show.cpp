@@ -129,7 +129,7 @@ u32 SayProperty(const ManagedElement *element, const char *name, const MePropert
 u32 SmclpShowOutputPropAll(ManagedElement *element)
 {
     bool first = true;
-    for (const void *entry = element->properties; entry != nullptr; entry = ListNext(entry)) {
+    for (const void *entry = MeProperties(element); entry != nullptr; entry = ListNext(entry)) {
         const char *name = static_cast<const MeProperty *>(entry)->name;
         const MeProperty *property = ReturnProperty(element, name, nullptr);
         const u32 result = SayProperty(element, name, property, kAllPadding, " = ", &first);

@@ -116,8 +116,21 @@ u32 MeAddProperty(ManagedElement *element, const char *name, const char *value)
     return kMeOk;
 }
 
+const void *MeProperties(ManagedElement *element)
+{
+    if (element->properties == nullptr && element->addProperties != nullptr)
+        element->addProperties(element);
+    return element->properties;
+}
+
 namespace
 {
+
+// Of an element whose properties have been added.
+MeProperty *FirstProperty(const ManagedElement *element)
+{
+    return static_cast<MeProperty *>(element->properties);
+}
 
 MeProperty *NextProperty(const MeProperty *entry)
 {
@@ -133,8 +146,8 @@ void Refresh(ManagedElement *element, MeProperty *entry)
 
 bool PassesFilter(ManagedElement *element, const char *filterName, const char *filterValue)
 {
-    auto *entry = static_cast<MeProperty *>(element->properties);
-    for (; entry != nullptr; entry = NextProperty(entry)) {
+    for (MeProperty *entry = FirstProperty(element); entry != nullptr;
+         entry = NextProperty(entry)) {
         if (!StrEqualNoCase(entry->name, filterName))
             continue;
         Refresh(element, entry);
@@ -146,7 +159,7 @@ bool PassesFilter(ManagedElement *element, const char *filterName, const char *f
 
 MeProperty *LastEntryEmptied(const ManagedElement *element)
 {
-    auto *entry = static_cast<MeProperty *>(element->properties);
+    MeProperty *entry = FirstProperty(element);
     if (entry == nullptr)
         return nullptr;
     while (NextProperty(entry) != nullptr)
@@ -162,11 +175,12 @@ MeProperty *MeReturnProperty(ManagedElement *element, const char *name, MeProper
 {
     if (element == nullptr || name == nullptr || strlen(name) >= sizeof(MeProperty::name))
         return nullptr;
+    MeProperties(element);
     if (filterGiven != 0 && !PassesFilter(element, filterName, filterValue))
         return LastEntryEmptied(element);
 
-    auto *entry = static_cast<MeProperty *>(element->properties);
-    for (; entry != nullptr; entry = NextProperty(entry)) {
+    for (MeProperty *entry = FirstProperty(element); entry != nullptr;
+         entry = NextProperty(entry)) {
         if (StrEqualNoCase(entry->name, name)) {
             Refresh(element, entry);
             return entry;

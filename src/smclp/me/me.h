@@ -70,7 +70,7 @@ struct ManagedElement {
     u32 allInstances;                     // 1: the address named the kind with "*"
     u32 word15;                           // 1 for the log and its records; nothing reads it
     ListHead verbs;                       // of u32 command ids, in the order added
-    ListHead properties;                  // of MeProperty, in the order added
+    ListHead properties;                  // of MeProperty, in the order added; see MeProperties
     MeAddFunction addProperties;          // may be null
     MeAddFunction addVerbs;               // may be null
     MeInstanceTagFunction instanceTag;    // null: addressed without a number
@@ -115,6 +115,11 @@ bool MeHasCommand(const ManagedElement *element, u32 commandId);
 // Appends a property. Returns kMeOk; kMeBadArgument for a null element, name or value, a name of 64
 // or a value of 256 characters or more; kMeOutOfMemory when the pool is exhausted.
 u32 MeAddProperty(ManagedElement *element, const char *name, const char *value);
+
+// The properties of an element, which is not null: MeProperty entries in the order added, null where
+// it has none. The kind adds them here, at the first look: a run looks at few kinds, and the entries
+// of all are fourteen pages of memory that every start of the shell would have to touch.
+const void *MeProperties(ManagedElement *element);
 
 // Refreshes one property and returns its entry, whose value is then current; the entry belongs to
 // the element and is overwritten by the next refresh. An entry with an empty value is not shown.
