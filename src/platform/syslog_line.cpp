@@ -57,9 +57,10 @@ size_t WriteHead(const SyslogLine *log, int priority, char *out, size_t size)
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     if ((priority & kFacilityMask) == 0)
         priority |= log->facility;
-    const time_t now = time(nullptr);
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
     tm local = {};
-    localtime_r(&now, &local);
+    localtime_r(&now.tv_sec, &local);
     const char *name = log->name != nullptr ? log->name : "-";
     const int length = snprintf(out, size, "<%d>%.3s %2d %02d:%02d:%02d %.64s[%d]: ",
                                 priority & (kPriorityMask | kFacilityMask),

@@ -1,35 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/clock.h"
 
+#include "platform/said_clock.h"
+
 #include <gtest/gtest.h>
-#include <time.h>
-
-namespace
-{
-
-// The time that the system's clock is said to have (linked with --wrap), and which clock was asked.
-timespec sNow;
-clockid_t sAsked;
-bool sSet;
-
-}  // namespace
-
-#if __SIZEOF_POINTER__ == 4
-#define REAL_CLOCK __real___clock_gettime64
-#define WRAP_CLOCK __wrap___clock_gettime64
-#else
-#define REAL_CLOCK __real_clock_gettime
-#define WRAP_CLOCK __wrap_clock_gettime
-#endif
-extern "C" int REAL_CLOCK(clockid_t clock, timespec *out);
-extern "C" int WRAP_CLOCK(clockid_t clock, timespec *out)
-{
-    if (!sSet)
-        return REAL_CLOCK(clock, out);
-    sAsked = clock;
-    *out = sNow;
-    return 0;
-}
 
 namespace
 {
@@ -39,18 +13,16 @@ class Clock : public testing::Test
 protected:
     static void Set(time_t second, long nanosecond)
     {
-        sNow.tv_sec = second;
-        sNow.tv_nsec = nanosecond;
-        sSet = true;
+        gSaidClock = {true, {second, nanosecond}, CLOCK_REALTIME};
     }
-    void TearDown() override { sSet = false; }
+    void TearDown() override { gSaidClock = {}; }
 };
 
 TEST_F(Clock, CutsToMilliseconds)
 {
     Set(12, 345999999);
     EXPECT_EQ(ClockMs(), 12345u);
-    EXPECT_EQ(sAsked, CLOCK_MONOTONIC);
+    EXPECT_EQ(gSaidClock.asked, CLOCK_MONOTONIC);
     Set(12, 346000000);
     EXPECT_EQ(ClockMs(), 12346u);
     Set(12, 999999999);
@@ -63,7 +35,7 @@ TEST_F(Clock, CutsToMicroseconds)
 {
     Set(12, 345678999);
     EXPECT_EQ(ClockUs(), 12345678u);
-    EXPECT_EQ(sAsked, CLOCK_MONOTONIC);
+    EXPECT_EQ(gSaidClock.asked, CLOCK_MONOTONIC);
     Set(12, 999999999);
     EXPECT_EQ(ClockUs(), 12999999u);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/syslog_line.h"
 
+#include "platform/said_clock.h"
 #include "support/system_log.h"
 
 #include <errno.h>
@@ -13,23 +14,6 @@
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
-
-// The time that is written, where it is not 0 (linked with --wrap).
-static time_t sTimeWritten;
-
-// A time of 64 bits has a function of its own where pointers have 32.
-#if __SIZEOF_POINTER__ == 4
-#define REAL_TIME __real___time64
-#define WRAP_TIME __wrap___time64
-#else
-#define REAL_TIME __real_time
-#define WRAP_TIME __wrap_time
-#endif
-extern "C" time_t REAL_TIME(time_t *out);
-extern "C" time_t WRAP_TIME(time_t *out)
-{
-    return sTimeWritten != 0 ? sTimeWritten : REAL_TIME(out);
-}
 
 // What the next send() fails with (linked with --wrap); 0: it does not.
 static int sSendError;
@@ -57,7 +41,7 @@ protected:
     }
     ~SyslogLineTest() override
     {
-        sTimeWritten = 0;
+        gSaidClock = {};
         SyslogClose(&out_);
     }
 
@@ -94,7 +78,8 @@ TEST_F(SyslogLineTest, EveryMonthHasItsName)
     const char *const names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     for (time_t month = 0; month < 12; ++month) {
-        sTimeWritten = 1768478400 + month * 30 * 86400;  // 2026-01-15 12:00:00 UTC, and on
+        gSaidClock.now = {1768478400 + month * 30 * 86400, 0};  // 2026-01-15 12:00:00 UTC, and on
+        gSaidClock.set = true;
         SyslogWrite(&out_, LOG_ERR, "one");
         EXPECT_EQ(log_.Read().substr(4, 3), names[month]);
     }
