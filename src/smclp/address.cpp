@@ -4,7 +4,6 @@
 
 #include "platform/str.h"
 
-#include <initializer_list>
 #include <stdio.h>
 #include <string.h>
 
@@ -99,15 +98,8 @@ void SmclpPrependToPath(char *path, const char *piece)
     const char first = piece[0] != '\0' ? piece[0] : path[0];
     const char *slash = first == '/' ? "" : "/";
     char whole[2 * kSmclpPathSize + 8];
-    char *end = whole;
-    for (const char *part : {slash, piece, static_cast<const char *>(path)}) {
-        const size_t room = static_cast<size_t>(whole + sizeof whole - 1 - end);
-        const size_t length = strnlen(part, room);
-        memcpy(end, part, length);
-        end += length;
-    }
-    *end = '\0';
-    const size_t length = static_cast<size_t>(end - whole);
+    snprintf(whole, sizeof whole, "%s%s%s", slash, piece, path);
+    const size_t length = strlen(whole);
     const size_t cut = length >= kSmclpPathSize ? length - (kSmclpPathSize - 1) : 0;
     memcpy(path, whole + cut, length - cut + 1);
 }
