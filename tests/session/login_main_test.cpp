@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
@@ -982,6 +983,32 @@ TEST_F(LoginMain, RegistryOpenToEveryoneIs69)
     EXPECT_EQ(run.err, "smclp-login: the session registry " + registry_ +
                            " (set by ZORSSNDIR) belongs to another user, or others may write it "
                            "and it is not sticky\n");
+}
+
+// Under the smallest limit with which it starts at all, it has no room for a long directory's name.
+TEST_F(LoginMain, WithoutMemoryForTheHostsDirectoryIs75)
+{
+#ifdef SANITIZED
+    GTEST_SKIP() << "the sanitizer takes more memory than any limit here allows";
+#endif
+    if (kEmulated)
+        GTEST_SKIP() << "the limit would be the emulator's";
+    const auto under = [](rlim_t bytes) {
+        return [bytes] {
+            const rlimit data = {bytes, bytes};
+            if (setrlimit(RLIMIT_DATA, &data) != 0)
+                _exit(98);
+        };
+    };
+    constexpr rlim_t kStep = 16 * 1024;
+    rlim_t bytes = kStep;
+    while (bytes < 64 * kStep && Login(SMCLP_LOGIN, {"--version"}, under(bytes)).End() != 0)
+        bytes += kStep;
+    setenv("ZOROBJMGR", ("/" + std::string(100000, 'o') + "/objmgr").c_str(), 1);
+    Login run(SMCLP_LOGIN, {"--host", "node1", "--", "echo", "run"}, under(bytes));
+    EXPECT_EQ(run.End(), 75);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "smclp-login: no memory\n");
 }
 
 TEST_F(LoginMain, RegistryThatTheUserMayNotEnterIs77)
