@@ -201,11 +201,9 @@ TEST(SensorPlace, WithoutNumbersTheTypeDecides)
     EXPECT_EQ(SensorPlaceOf(sensor).type, 4);
     sensor.eventType = 0x0B;
     EXPECT_EQ(SensorPlaceOf(sensor).type, 4);
-    EXPECT_EQ(SensorFormat(sensor), 3u);
     sensor.eventType = 0x6F;
     sensor.type = 200;
     EXPECT_EQ(SensorPlaceOf(sensor).type, 200);
-    EXPECT_EQ(SensorFormat(sensor), 2u);
 }
 
 TEST(SensorPlace, WhatHasNoPlaceIsNamedInOneLine)
