@@ -903,31 +903,6 @@ TEST_F(ServerTest, AProviderIsToldThatNobodyWaitsAnyMore)
     EXPECT_EQ(ReadFresh(options_.directory, kPath, "Value"), "7 ");
 }
 
-// Also while the serving thread does not come to look: the kernel knows.
-TEST(CallerLink, KnowsBeforeTheServerDoes)
-{
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-    CallerLink link(ends[0]);
-    EXPECT_TRUE(link.StillWaits());
-    EXPECT_EQ(send(ends[1], "x", 1, 0), 1);
-    EXPECT_TRUE(link.StillWaits());
-    close(ends[1]);
-    EXPECT_FALSE(link.StillWaits());
-    close(ends[0]);
-}
-
-TEST(CallerLink, MayEndWithTheConnection)
-{
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-    CallerLink link(ends[0]);
-    link.End();
-    EXPECT_FALSE(link.StillWaits());
-    close(ends[0]);
-    close(ends[1]);
-}
-
 // ---- parsing, and what is refused ----
 
 TEST_F(ServerTest, WhatIsNotThereIsSaidOnlyToWhoMayDoIt)
