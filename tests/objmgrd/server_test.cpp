@@ -648,17 +648,6 @@ TEST_F(ServerTest, ADirectoryThatExistsKeepsItsMode)
     EXPECT_EQ(ModeOf(options_.directory), 0750u);
 }
 
-TEST_F(ServerTest, TheUmaskIsPutBack)
-{
-    umask(0027);
-    InFreshProcess([&] {
-        TestProvider provider;
-        Server server;
-        EXPECT_EQ(server.Start(options_, &provider), 0);
-        EXPECT_EQ(umask(0), 0027u);
-    });
-}
-
 TEST_F(ServerTest, ADirectoryMayHaveALongName)
 {
     options_.directory += "/" + std::string(200, 'd') + "/" + std::string(200, 'e');

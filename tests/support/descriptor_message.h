@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// descriptor_message.h -- messages over local sockets that carry a descriptor.
+// descriptor_message.h -- messages over local sockets that carry a descriptor, or more.
 #ifndef TESTS_SUPPORT_DESCRIPTOR_MESSAGE_H
 #define TESTS_SUPPORT_DESCRIPTOR_MESSAGE_H
 
@@ -13,10 +13,16 @@ union DescriptorRoom {
     char bytes[CMSG_SPACE(sizeof(int))];
 };
 
-// Sends these bytes, which must be one at least, with the descriptor; false where it is refused.
-inline bool SendDescriptor(int connection, int fd, const void *packet = "x", size_t bytes = 1)
+// Sends these bytes, which must be one at least, with a control part of this type (SCM_RIGHTS,
+// SCM_CREDENTIALS); false where it is refused.
+template <typename Control>
+inline bool SendWithControl(int connection, int type, const Control &control,
+                            const void *packet = "x", size_t bytes = 1)
 {
-    DescriptorRoom room = {};
+    union {
+        cmsghdr head;
+        char bytes[CMSG_SPACE(sizeof control)];
+    } room = {};
     iovec part = {const_cast<void *>(packet), bytes};
     msghdr message = {};
     message.msg_iov = &part;
@@ -25,10 +31,16 @@ inline bool SendDescriptor(int connection, int fd, const void *packet = "x", siz
     message.msg_controllen = sizeof room;
     cmsghdr *head = CMSG_FIRSTHDR(&message);
     head->cmsg_level = SOL_SOCKET;
-    head->cmsg_type = SCM_RIGHTS;
-    head->cmsg_len = CMSG_LEN(sizeof fd);
-    memcpy(CMSG_DATA(head), &fd, sizeof fd);
+    head->cmsg_type = type;
+    head->cmsg_len = CMSG_LEN(sizeof control);
+    memcpy(CMSG_DATA(head), &control, sizeof control);
     return sendmsg(connection, &message, MSG_NOSIGNAL) >= 0;
+}
+
+// The same with a descriptor.
+inline bool SendDescriptor(int connection, int fd, const void *packet = "x", size_t bytes = 1)
+{
+    return SendWithControl(connection, SCM_RIGHTS, fd, packet, bytes);
 }
 
 // The descriptor of the next message of one byte, the caller's to close; -1: there was none.
