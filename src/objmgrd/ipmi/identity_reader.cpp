@@ -5,6 +5,7 @@
 #include "objmgrd/ipmi/sensor_place.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -112,6 +113,8 @@ ReadStep IdentityReader::StepSupplies(Bmc *bmc, const SdrRepository &repository)
         running_ = true;
         supplies_ = SuppliesOf(repository);
         supply_ = 0;
+        busy_.clear();
+        rounds_ = 1;
         std::set<u32> indexes;
         for (const auto &[index, fru] : supplies_)
             indexes.insert(index);
@@ -122,8 +125,22 @@ ReadStep IdentityReader::StepSupplies(Bmc *bmc, const SdrRepository &repository)
     if (step == ReadStep::More || step == ReadStep::Lost)
         return step;
     publication_->GiveSupply(supplies_[supply_].first, fru_.Facts());
+    if (BmcIsBusy(fru_.Code()))
+        busy_.push_back(supplies_[supply_]);
     ++supply_;
-    return NextSupply() ? ReadStep::More : ReadStep::Done;
+    return NextSupply() ? ReadStep::More : EndSupplies();
+}
+
+// The others are given meanwhile: one that is busy may stay so.
+ReadStep IdentityReader::EndSupplies()
+{
+    if (busy_.empty() || rounds_ == kSupplyRoundsMax)
+        return ReadStep::Done;
+    ++rounds_;
+    supplies_ = std::exchange(busy_, {});
+    supply_ = 0;
+    NextSupply();
+    return ReadStep::Failed;
 }
 
 bool IdentityReader::NextSupply()

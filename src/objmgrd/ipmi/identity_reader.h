@@ -7,6 +7,9 @@
 #include "objmgrd/ipmi/name_reader.h"
 #include "objmgrd/ipmi/publication.h"
 
+// A supply that is not plugged in may count as busy for ever.
+constexpr u32 kSupplyRoundsMax = 12;
+
 class IdentityReader
 {
 public:
@@ -19,7 +22,8 @@ public:
     // The next step needs the sensor records.
     bool NeedsRepository() const { return stage_ == Stage::Supplies; }
     // What it finds it gives to the publication. Done: nothing is left; Failed: the BMC is busy,
-    // and the next step begins the stage again.
+    // and the next step begins the stage again, of the power supplies with those that it was busy
+    // for, kSupplyRoundsMax times in all.
     ReadStep Step(Bmc *bmc, const SdrRepository &repository);
 
 private:
@@ -30,6 +34,7 @@ private:
     ReadStep StepSupplies(Bmc *bmc, const SdrRepository &repository);
     void Enter(Stage stage);
     bool NextSupply();
+    ReadStep EndSupplies();
 
     Publication *const publication_;
     Stage stage_ = Stage::Fru;
@@ -39,6 +44,8 @@ private:
     Identity identity_;
     std::vector<std::pair<u32, SdrFru>> supplies_;  // PowerSupplyIndex and its FRU
     size_t supply_ = 0;                             // the one whose FRU is being read
+    std::vector<std::pair<u32, SdrFru>> busy_;      // those to be read once more
+    u32 rounds_ = 0;                                // through the supplies, this one included
 };
 
 #endif

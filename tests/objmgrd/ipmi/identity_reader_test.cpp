@@ -327,3 +327,72 @@ TEST_F(IdentityReaderTest, ASupplyWhoseFruSaysNoWattageIsNone)
     EXPECT_EQ(Read(), ReadStep::Done);
     EXPECT_EQ(Given(), std::string("2: 2 1100\n") + kSystemGiven);
 }
+
+// The other supply is there at once, and is not read again.
+TEST_F(IdentityReaderTest, ASupplyThatTheBmcWasBusyForIsAskedForAgain)
+{
+    for (const u8 command : {kGetFruInfo, kReadFru}) {
+        reader_.Start();
+        u8 busyDevice = 3;
+        machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+            *answer = FakeBmc::Code(kBmcTimeout);
+            return request.command == command && request.data[0] == busyDevice;
+        };
+        EXPECT_EQ(Read(), ReadStep::Failed);
+        EXPECT_EQ(Given(), std::string("2: 2 1100\n") + kSystemGiven);
+        EXPECT_EQ(Read(), ReadStep::Failed);
+        EXPECT_EQ(Given(), "");
+        Asked();
+        busyDevice = 0xFF;
+        EXPECT_EQ(Read(), ReadStep::Done);
+        EXPECT_EQ(Asked(), "10 11 11");
+        EXPECT_EQ(Given(), "1: 1 750\n");
+        publication_.KeepSupplies({});
+        Given();
+    }
+}
+
+TEST_F(IdentityReaderTest, ASupplyThatStaysBusyIsAskedForTwelveTimes)
+{
+    for (u32 begun = 0; begun < 2; ++begun) {
+        u32 asked = 0;
+        machine_.hook = [&](const BmcRequest &request, BmcAnswer *answer) {
+            const bool supply = request.command == kGetFruInfo && request.data[0] == 3;
+            asked += supply ? 1 : 0;
+            *answer = FakeBmc::Code(kBmcNoResponse);
+            return supply;
+        };
+        for (u32 i = 1; i < 12; ++i)
+            EXPECT_EQ(Read(), ReadStep::Failed) << i;
+        EXPECT_EQ(Read(), ReadStep::Done);
+        EXPECT_EQ(asked, 12u);
+        reader_.StartSupplies();  // counts anew
+    }
+}
+
+// Also where the round in which it was busy has not ended: it is another then.
+TEST_F(IdentityReaderTest, WithOtherRecordsNoSupplyIsAskedForOnceMore)
+{
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(kBmcNodeBusy);
+        return request.command == kGetFruInfo && request.data[0] == 3;
+    };
+    for (const bool ended : {true, false}) {
+        if (ended) {
+            EXPECT_EQ(Read(), ReadStep::Failed);
+        } else {
+            EXPECT_EQ(Step(), ReadStep::More);  // finds the supplies
+            EXPECT_EQ(Step(), ReadStep::More);
+        }
+        const SdrRepository before = repository_;
+        repository_.sensors.erase(repository_.sensors.begin());
+        Given();
+        Asked();
+        reader_.StartSupplies();
+        EXPECT_EQ(Read(), ReadStep::Done);
+        EXPECT_EQ(Asked(), "10 11 11");
+        EXPECT_NE(Given().find("1: 1 1100\n"), std::string::npos);
+        repository_ = before;
+        reader_.StartSupplies();
+    }
+}

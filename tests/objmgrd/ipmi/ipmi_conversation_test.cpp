@@ -252,6 +252,21 @@ TEST_F(IpmiConversationTest, AnIdentityThatCouldNotBeReadIsAskedForAgain)
     }
 }
 
+TEST_F(IpmiConversationTest, AWattageThatCouldNotBeReadIsAskedForAgain)
+{
+    const char key[] = "OEM_QARN_PowerSupply.PowerSupplyIndex=1";
+    machine_.hook = [](const BmcRequest &request, BmcAnswer *answer) {
+        *answer = FakeBmc::Code(kBmcTimeout);
+        return request.command == kReadFru && request.data[0] == 3;
+    };
+    RunFor(3000);
+    EXPECT_EQ(Value(kSystemClass, "ServiceTag"), "SERIAL");
+    EXPECT_EQ(Value(key, "PowerSupplyWattage"), "none");
+    machine_.hook = nullptr;
+    RunFor(4000);
+    EXPECT_EQ(Value(key, "PowerSupplyWattage"), "750");
+}
+
 TEST_F(IpmiConversationTest, WhatIsRefusedToThisUserHasTheStatusForIt)
 {
     machine_.everything = kBmcDenied;
