@@ -87,7 +87,7 @@ void ImagePublisher::WriteHead(ImageHead *head) const
 
 // The order of these steps is that of image.h. After a failure `begun` is one ahead, which readers
 // take for a publish that is under way: the half in use stays good.
-int ImagePublisher::WriteHalf(WritableImage *file, HalfBuilder *records)
+int ImagePublisher::WriteHalf(WritableImage *file, HalfBuilder *records) const
 {
     const u32 count = count_ + 1;
     const std::string &half = records->Build(count);
@@ -106,7 +106,6 @@ int ImagePublisher::WriteHalf(WritableImage *file, HalfBuilder *records)
     }
     ImageStore(&file->head->halfSize[count & 1], size);
     ImageStoreRelease(&file->head->done, count);
-    count_ = count;
     return 0;
 }
 
@@ -132,7 +131,12 @@ int ImagePublisher::Publish(HalfBuilder *records)
     int error = MakeRoom(records->Size());
     if (error == 0 && !IsPublished())
         error = directory_.PutAlive();
-    return error == 0 ? Write(records) : error;
+    if (error == 0)
+        error = Write(records);
+    // The number of a file that got no name is free again: the half in use is that of the last
+    // publish that readers saw.
+    count_ += error == 0 ? 1 : 0;
+    return error;
 }
 
 void ImagePublisher::Heartbeat()

@@ -39,7 +39,7 @@ public:
 private:
     bool IsSource(u16 number) const;
     void WriteHead(ImageHead *head) const;
-    int WriteHalf(WritableImage *file, HalfBuilder *records);
+    int WriteHalf(WritableImage *file, HalfBuilder *records) const;
     int Write(HalfBuilder *records);
     template <typename Set> void ForEachHead(Set set);
 
