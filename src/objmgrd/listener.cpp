@@ -73,10 +73,12 @@ int Listener::Open(int dirFd, const ListenerOptions &options)
     Close();
     dirFd_ = dirFd;
     options_ = options;
-    const int error = Listen(&fd_);
+    int error = Listen(&fd_);
+    if (error == 0 && !refuses_)
+        error = closer_.Start();
     if (error != 0)
-        return error;
-    return refuses_ ? 0 : closer_.Start();
+        Close();
+    return error;
 }
 
 bool Listener::HasName() const

@@ -27,7 +27,7 @@ public:
     Listener &operator=(const Listener &) = delete;
 
     // Listens in the open directory, in place of whatever has the socket's name there. dirFd must
-    // outlive Close. 0 or an errno value.
+    // outlive Close. 0 or an errno value, and closed.
     int Open(int dirFd, const ListenerOptions &options);
     // Makes sure that clients still reach this socket under its name, and listens anew where they
     // do not; who waits in the old one's queue has to come again. *anew: that was done. 0 or an

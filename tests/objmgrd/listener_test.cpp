@@ -263,6 +263,24 @@ TEST_P(ListenerTest, WithoutADescriptorItDoesNotListen)
     EXPECT_TRUE(anew);
 }
 
+// Where the kernel refuses descriptors there is none.
+TEST_P(ListenerTest, WithoutAProcessThatClosesItDoesNotListen)
+{
+    ASSERT_EQ(listener_.Open(directoryFd_, options_), 0);
+    client_ = Connect();
+    const bool sent = SendDescriptor(client_, directoryFd_);
+    listener_.Close();
+    const std::vector<int> before = OpenDescriptors();
+    // Enough for the socket alone.
+    EXPECT_EQ(WithRoomFor(1, [&] { return listener_.Open(directoryFd_, options_); }),
+              sent ? EMFILE : 0);
+    if (!sent)
+        return;
+    EXPECT_EQ(listener_.Fd(), -1);
+    EXPECT_TRUE(HasNoName());
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
 // ---- what was taken away ----
 
 TEST_P(ListenerTest, CheckLeavesASocketThatIsThereAlone)
