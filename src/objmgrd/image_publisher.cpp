@@ -87,13 +87,10 @@ void ImagePublisher::WriteHead(ImageHead *head) const
 
 // The order of these steps is that of image.h. After a failure `begun` is one ahead, which readers
 // take for a publish that is under way: the half in use stays good.
-int ImagePublisher::WriteHalf(WritableImage *file, HalfBuilder *records) const
+int ImagePublisher::WriteHalf(WritableImage *file, const std::string &half) const
 {
     const u32 count = count_ + 1;
-    const std::string &half = records->Build(count);
     const u32 size = static_cast<u32>(half.size());
-    if (size > file->capacity)
-        return ENOSPC;
     ImageStore(&file->head->begun, count);
     __atomic_thread_fence(__ATOMIC_RELEASE);
     const u64 offset = kImageHeadSize + u64{count & 1} * file->capacity;
@@ -109,12 +106,12 @@ int ImagePublisher::WriteHalf(WritableImage *file, HalfBuilder *records) const
     return 0;
 }
 
-int ImagePublisher::Write(HalfBuilder *records)
+int ImagePublisher::Write(const std::string &half)
 {
     if (next_.fd < 0)
-        return WriteHalf(&image_, records);
+        return WriteHalf(&image_, half);
     WriteHead(next_.head);
-    int error = WriteHalf(&next_, records);
+    int error = WriteHalf(&next_, half);
     if (error == 0)
         error = directory_.Name(next_);
     if (error != 0) {
@@ -128,11 +125,13 @@ int ImagePublisher::Write(HalfBuilder *records)
 
 int ImagePublisher::Publish(HalfBuilder *records)
 {
-    int error = MakeRoom(records->Size());
+    // More than records->Size() where keys crowd around a few places.
+    const std::string &half = records->Build(count_ + 1);
+    int error = MakeRoom(half.size());
     if (error == 0 && !IsPublished())
         error = directory_.PutAlive();
     if (error == 0)
-        error = Write(records);
+        error = Write(half);
     // The number of a file that got no name is free again: the half in use is that of the last
     // publish that readers saw.
     count_ += error == 0 ? 1 : 0;

@@ -39,8 +39,8 @@ public:
 private:
     bool IsSource(u16 number) const;
     void WriteHead(ImageHead *head) const;
-    int WriteHalf(WritableImage *file, HalfBuilder *records) const;
-    int Write(HalfBuilder *records);
+    int WriteHalf(WritableImage *file, const std::string &half) const;
+    int Write(const std::string &half);
     template <typename Set> void ForEachHead(Set set);
 
     ImageDirectory directory_;

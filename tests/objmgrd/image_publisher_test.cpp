@@ -161,6 +161,26 @@ TEST_F(ImagePublisherTest, RoomThatCannotBeHadLeavesTheImage)
     EXPECT_EQ(Keys(), "AB");
 }
 
+// Their index is larger than what they were counted for.
+TEST_F(ImagePublisherTest, KeysThatCrowdGetTheRoomThatTheyTake)
+{
+    std::string last;
+    for (u32 i = 0, count = 0; count < 65; ++i) {
+        last = "K" + std::to_string(i);
+        if ((ImageHash(last.data(), last.size()) & 511) != 7)
+            continue;
+        Put(last);
+        ++count;
+    }
+    Serve();
+    EXPECT_GT(HalfOf(ReadFile(At("image"))).size(), records_.Size());
+    EXPECT_EQ(ReadImageAt(directory_.Path()).size(), 66u);
+    records_.Delete(last);
+    Put("B");
+    EXPECT_EQ(publisher_.Publish(&records_), 0);
+    EXPECT_EQ(Head().done, 2u);
+}
+
 // ---- publishing ----
 
 TEST_F(ImagePublisherTest, WithoutAliveThereIsNoImage)
