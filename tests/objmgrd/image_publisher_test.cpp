@@ -173,7 +173,10 @@ TEST_F(ImagePublisherTest, KeysThatCrowdGetTheRoomThatTheyTake)
         ++count;
     }
     Serve();
-    EXPECT_GT(HalfOf(ReadFile(At("image"))).size(), records_.Size());
+    const std::string half = HalfOf(ReadFile(At("image")));
+    EXPECT_GT(half.size(), records_.Size());
+    EXPECT_LE(half.size(), Head().halfCapacity);
+    EXPECT_TRUE(ImageCheckHalf(half.data(), half.size(), 1));
     EXPECT_EQ(ReadImageAt(directory_.Path()).size(), 66u);
     records_.Delete(last);
     Put("B");
