@@ -4,6 +4,7 @@
 
 #include "objmgrd/instances.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <signal.h>
 #include <string.h>
@@ -160,7 +161,10 @@ void BackgroundProvider::Take(News &&news, std::vector<ProviderAnswer> *answers)
             options_.log(LOG_ERR, (options_.source + " cannot be read: " + news.why).c_str());
         why_ = news.why;
     }
-    if (!news.changes.empty() && failed_) {
+    // What is gone may have been so before the loss.
+    const bool given = std::any_of(news.changes.begin(), news.changes.end(),
+                                   [](const auto &change) { return change.second.has_value(); });
+    if (given && failed_) {
         failed_ = false;
         options_.log(LOG_NOTICE,
                      (options_.source + (why_.empty() ? ": reached" : ": answers again")).c_str());

@@ -35,6 +35,11 @@ void Lower(int fd)
 
 }  // namespace
 
+void KeepRemovals(StoreChanges *changes)
+{
+    std::erase_if(*changes, [](const auto &change) { return change.second.has_value(); });
+}
+
 Mailbox::Mailbox() : newsFd_(MakeFd()), wakeFd_(MakeFd()) {}
 
 Mailbox::~Mailbox()
@@ -76,7 +81,7 @@ void Mailbox::Void()
 {
     const std::lock_guard lock(mutex_);
     ++generation_;
-    news_.changes.clear();
+    KeepRemovals(&news_.changes);
     Raise(wakeFd_);
 }
 
@@ -93,12 +98,14 @@ void Mailbox::Post(u32 generation, News news)
     if (news.lost) {
         news_.lost = true;
         news_.why = std::move(news.why);
-        news_.changes.clear();
+        KeepRemovals(&news_.changes);
     }
     news_.settled = news_.settled || news.settled;
+    if (generation != generation_)
+        KeepRemovals(&news.changes);
+    for (auto &[key, change] : news.changes)
+        news_.changes.insert_or_assign(key, std::move(change));
     if (generation == generation_) {
-        for (auto &[key, change] : news.changes)
-            news_.changes.insert_or_assign(key, std::move(change));
         for (const auto &[part, ms] : news.heard)
             news_.heard[part] = ms;
     }

@@ -3,9 +3,10 @@
 // source. Every function may be called from either, unless it says whose it is.
 //
 // Generations. When the serving thread finds that the source has not answered for too long, it
-// declares everything void that it was given so far (Void). From then on nothing of the older
+// declares everything void that it was given so far (Void). From then on no instance of the older
 // generation is taken, so that no value read before can come back; the other thread sees the new
-// generation and gives everything again once it has read it afresh.
+// generation and gives everything again once it has read it afresh. What is gone it says once: that
+// is taken of any generation, and no loss takes its place.
 #ifndef OBJMGRD_BACKGROUND_MAILBOX_H
 #define OBJMGRD_BACKGROUND_MAILBOX_H
 
@@ -33,6 +34,8 @@ struct Order {
 
 // By key; nothing instead of an instance: there is none any more.
 using StoreChanges = std::map<std::string, std::optional<Instance>>;
+// Drops the instances; what says that there is none any more stays.
+void KeepRemovals(StoreChanges *changes);
 
 struct LogLine {
     int priority;  // of <syslog.h>
@@ -78,8 +81,8 @@ public:
 
     // ---- the source's thread ----
     u32 Generation() const { return generation_; }
-    // Adds news; of an older generation only the answers and the lines are taken. A loss takes
-    // the place of every change that has not been fetched.
+    // Adds news; of an older generation only removals, answers and lines are taken. A loss takes
+    // the place of every instance that has not been fetched.
     void Post(u32 generation, News news);
     // The oldest order that somebody waits for; those before it are dropped.
     bool NextOrder(Order *order);

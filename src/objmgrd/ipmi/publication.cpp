@@ -28,7 +28,7 @@ void Publication::Forget()
 void Publication::Lose(const std::string &why)
 {
     Forget();
-    news_.changes.clear();
+    KeepRemovals(&news_.changes);
     news_.lost = true;
     news_.why = why;
 }

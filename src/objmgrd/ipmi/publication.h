@@ -32,7 +32,8 @@ public:
 
     // Nothing that was given counts any more: everything is given again.
     void Forget();
-    // The BMC is lost; why: for the administrator.
+    // The BMC is lost; why: for the administrator. Of what was not handed over, what is gone, lines
+    // and answers stay.
     void Lose(const std::string &why);
     // Everything has been read once.
     void Settle() { news_.settled = true; }

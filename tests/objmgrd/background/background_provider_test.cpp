@@ -524,6 +524,43 @@ TEST(BackgroundProviderEnd, AThreadThatHangsIsLeftBehindWithAllThatItUses)
     EXPECT_EQ(request.detached, PTHREAD_CREATE_DETACHED);
 }
 
+// Says nothing by itself.
+class Quiet : public Conversation
+{
+public:
+    u32 Step() override { return 1000; }
+    void End() override {}
+};
+
+// It may be the last thing that came before the silence: the source does not answer for that.
+TEST(BackgroundProviderStore, WhatIsGoneIsRemovedWhileTheSourceIsLost)
+{
+    InFreshProcess([] {
+        const TestDirectory directory;
+        logFile = directory.Path() + "/log";
+        Mailbox *box = nullptr;
+        BackgroundProvider provider(Options(), [&](Mailbox *mailbox) {
+            box = mailbox;
+            return std::make_unique<Quiet>();
+        });
+        ImageWriter store;
+        ASSERT_EQ(store.Open(directory.Path()), 0);
+        ASSERT_EQ(store.Begin(), 0);
+        ASSERT_EQ(provider.Load(&store), 0);
+        std::vector<ProviderAnswer> answers;
+        News news;
+        news.lost = true;
+        news.why = "unplugged";
+        news.changes[kSensor1] = std::nullopt;
+        box->Post(0, std::move(news));
+        provider.Tick(&store, &answers);
+        EXPECT_FALSE(provider.Has(kSensor1));
+        EXPECT_EQ(store.Find(kSensor1), nullptr);
+        EXPECT_FALSE(provider.Sources()[0].answers);
+        EXPECT_EQ(ReadFile(logFile), "3 Thermometer cannot be read: unplugged\n");
+    });
+}
+
 // What could not be stored is stored later, and the store is never ahead of what was committed.
 TEST(BackgroundProviderStore, WhatIsNotStoredIsGivenAgain)
 {

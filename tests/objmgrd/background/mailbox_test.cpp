@@ -86,6 +86,29 @@ TEST(Mailbox, ALossTakesThePlaceOfWhatWasBefore)
     EXPECT_EQ(news.changes.count("after"), 1u);
 }
 
+// The other thread says it once.
+TEST(Mailbox, WhatIsGoneStaysGone)
+{
+    Mailbox box;
+    News gone;
+    gone.changes["waiting"] = std::nullopt;
+    gone.changes["back"] = std::nullopt;
+    box.Post(0, gone);
+    box.Post(0, Change("back", 0));
+    News lost;
+    lost.lost = true;
+    box.Post(0, std::move(lost));
+    box.Void();
+    gone.changes = {{"late", std::nullopt}};
+    box.Post(0, gone);
+    const News news = box.Take();
+    EXPECT_EQ(news.changes.size(), 2u);
+    for (const char *key : {"waiting", "late"}) {
+        ASSERT_EQ(news.changes.count(key), 1u) << key;
+        EXPECT_FALSE(news.changes.at(key).has_value()) << key;
+    }
+}
+
 TEST(Mailbox, OrdersAreLimitedAndInOrder)
 {
     Mailbox box;

@@ -183,16 +183,20 @@ TEST_F(PublicationTest, NewsIsOfTheGenerationThatItWasReadIn)
     EXPECT_EQ(Post(1).changes.size(), 1u);
 }
 
-// Answers and lines are about what was; they stay.
-TEST_F(PublicationTest, ALossTakesWhatWasNotHandedOver)
+// Answers and lines are about what was; what is gone is not said again.
+TEST_F(PublicationTest, ALossTakesTheInstancesThatWereNotHandedOver)
 {
+    GiveSensors(2);
+    Post();
+    GiveSensors(1);
     publication_.SetPower(BmcPower::On);
     publication_.Say(LOG_NOTICE, "read");
     publication_.Answer({.ticket = 7});
     publication_.Lose("unplugged");
     const News news = Post();
     EXPECT_TRUE(news.lost);
-    EXPECT_TRUE(news.changes.empty());
+    ASSERT_EQ(news.changes.size(), 1u);
+    EXPECT_FALSE(news.changes.at("OEM_QARN_Sensor.Index=2").has_value());
     EXPECT_EQ(news.lines.size(), 1u);
     EXPECT_EQ(news.answers.size(), 1u);
 }
