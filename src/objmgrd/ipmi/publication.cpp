@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdio.h>
+#include <utility>
 
 CimStatus BmcStatusOf(u8 code)
 {
@@ -20,7 +21,6 @@ std::string BmcCodeWords(u8 code)
 void Publication::Forget()
 {
     power_ = BmcPower::Unknown;
-    powerGiven_ = false;
     identityKnown_ = false;
     logGiven_ = false;
 }
@@ -59,10 +59,7 @@ void Publication::SetIdentity(const Identity &identity, const std::string &hostN
 
 void Publication::SetPower(BmcPower power)
 {
-    const BmcPower before = power_;
-    power_ = power;
-    if ((power != before || !powerGiven_) &&
-        (power != BmcPower::Unknown || before != BmcPower::Unknown))
+    if (std::exchange(power_, power) != power)
         GiveSystem();
 }
 
@@ -72,7 +69,6 @@ void Publication::GiveSystem()
     const CimStatus power = power_ == BmcPower::Unknown  ? kCimFailed
                             : power_ == BmcPower::Denied ? kCimAccessDenied
                                                          : kCimOk;
-    powerGiven_ = true;
     news_.changes[kSystemClass] = Instance{
         kCimOk,
         {{kPropertyPowerStatus, power, power_ == BmcPower::On ? kPowerStatusOn : kPowerStatusOff},

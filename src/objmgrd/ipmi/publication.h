@@ -44,7 +44,7 @@ public:
 
     // ---- the system ----
     void SetIdentity(const Identity &identity, const std::string &hostName);
-    // Given when it changed, or was not given yet.
+    // Given when it changed: it begins as unknown, which clients have anyway.
     void SetPower(BmcPower power);
     BmcPower Power() const { return power_; }
     bool IdentityKnown() const { return identityKnown_; }
@@ -78,7 +78,6 @@ private:
     std::string hostName_;
 
     // ---- what holds since the last Forget
-    bool powerGiven_ = false;
     bool identityKnown_ = false;
     bool logGiven_ = false;
 
