@@ -116,9 +116,9 @@ bool MeHasCommand(const ManagedElement *element, u32 commandId);
 // or a value of 256 characters or more; kMeOutOfMemory when the pool is exhausted.
 u32 MeAddProperty(ManagedElement *element, const char *name, const char *value);
 
-// The properties of an element, which is not null: MeProperty entries in the order added, null where
-// it has none. The kind adds them here, at the first look: a run looks at few kinds, and the entries
-// of all are fourteen pages of memory that every start of the shell would have to touch.
+// The properties of an element, which is not null: MeProperty entries in the order added, null
+// where it has none. The kind adds them here, at the first look: a run looks at few kinds, and the
+// entries of all are fourteen pages of memory that every start of the shell would have to touch.
 const void *MeProperties(ManagedElement *element);
 
 // Refreshes one property and returns its entry, whose value is then current; the entry belongs to
