@@ -18,5 +18,5 @@ else
     progressing cmake --build "$build"
 fi
 cd "$build"
-# Most of a test's time is waiting: four at once use less than a processor.
-exec ctest --output-on-failure -j "$(($(nproc) * 4))" "$@"
+# Most of a test's time is waiting: six at once use two thirds of a processor.
+exec ctest --output-on-failure -j "$(($(nproc) * 6))" "$@"
