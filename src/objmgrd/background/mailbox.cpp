@@ -101,14 +101,14 @@ void Mailbox::Post(u32 generation, News news)
         KeepRemovals(&news_.changes);
     }
     news_.settled = news_.settled || news.settled;
-    if (generation != generation_)
+    if (generation != generation_) {
         KeepRemovals(&news.changes);
+        news.heard.clear();
+    }
     for (auto &[key, change] : news.changes)
         news_.changes.insert_or_assign(key, std::move(change));
-    if (generation == generation_) {
-        for (const auto &[part, ms] : news.heard)
-            news_.heard[part] = ms;
-    }
+    for (const auto &[part, ms] : news.heard)
+        news_.heard[part] = ms;
     for (ProviderAnswer &answer : news.answers)
         news_.answers.push_back(answer);
     for (LogLine &line : news.lines) {
