@@ -134,7 +134,8 @@ int ImagePublisher::Publish(HalfBuilder *records)
         error = Write(half);
     // The number of a file that got no name is free again: the half in use is that of the last
     // publish that readers saw.
-    count_ += error == 0 ? 1 : 0;
+    if (error == 0)
+        ++count_;
     return error;
 }
 

@@ -7,7 +7,8 @@
 #include "objmgrd/ipmi/name_reader.h"
 #include "objmgrd/ipmi/publication.h"
 
-// A supply that is not plugged in may count as busy for ever.
+// How often a supply's FRU is asked for while the BMC is busy: a minute, at five seconds a round.
+// Some BMCs stay busy for a supply that is not plugged in.
 constexpr u32 kSupplyRoundsMax = 12;
 
 class IdentityReader
